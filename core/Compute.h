@@ -1,0 +1,24 @@
+// The one form of every transformation's computation.
+//
+// With full 1 (Apply) the destination is the picture of a new window, zoom is 1, the source
+// offset is 0 and the rectangle is the whole picture. With full 0 (Preview) the destination
+// is the view of the preview window and w, h are only what that view shows. The rectangle
+// x0, y0, x1, y1 is inclusive, in columns and row indices of the destination.
+#pragma once
+
+#include "core/Errors.h"
+#include "core/Image.h"
+
+struct ImageWindow;
+
+typedef ErrorCode (*ComputeFunction)(const Image *source, Image *destination,
+                                     ImageWindow *window, void *params, int full,
+                                     int destinationWidth, int destinationHeight, int sourceX,
+                                     int sourceY, int zoom, int x0, int y0, int x1, int y1,
+                                     int w, int h);
+
+constexpr int PROGRESS_PIXELS = 100000; // work of this many pixels or more shows progress
+
+// The output type of a transformation that keeps its input type: a preview is always 8-bit,
+// a final result keeps the depth of the source. TYPE_EMPTY for an illegal input type.
+int ComputeOutputType(int sourceType, int full);

@@ -1,0 +1,14 @@
+// Start-up of the core.
+#include "core/Core.h"
+
+#include "core/Image.h"
+#include "core/ImageWindow.h"
+#include "core/Preferences.h"
+
+ErrorCode CoreInitialise(void)
+{
+    BuildDepthTables();
+    PreferencesDefault(&Prefs);
+    SlotTableInitialise();
+    return BuildLerpTable();
+}

@@ -1,0 +1,267 @@
+// The table of messages and the dialogs that show them.
+#include "core/Errors.h"
+
+#include <cstring>
+
+#include "core/FormatString.h"
+#include "core/Text.h"
+#include "platform/Platform.h"
+
+static const char *const ERROR_MESSAGES[ERROR_COUNT] = {
+    "OK", // 0
+    "Out of memory", // 1
+    "Unexpected end of file", // 2
+    "Cannot create file", // 3
+    "Cannot open file", // 4
+    "Error reading file", // 5
+    "Error writing file (disk full or read-only file?)", // 6
+    "Error getting file position", // 7
+    "Error setting file position", // 8
+    "Error closing file", // 9
+    "Error changing working directory", // 10
+    "Operation Aborted", // 11
+    "Error reading file header", // 12
+    "Too many images", // 13
+    "Illegal input image type", // 14
+    "Illegal color line file", // 15
+    "Illegal curve file", // 16
+    "Illegal monitor calibration file", // 17
+    "Error converting color space", // 18
+    "CD-ROM drive not found", // 19
+    "PhotoCD overview file not found", // 20
+    "Cannot convert image data to scanner profile", // 21
+    "Error reading JPEG file", // 22
+    "Error writing JPEG file (disk full or read-only file?)", // 23
+    "Only grayscale or color images can be saved in JPEG format", // 24
+    "Error reading TARGA file", // 25
+    "Error writing TARGA file (disk full or read-only file?)", // 26
+    "Only grayscale or color images can be saved in TARGA format", // 27
+    "Error reading BMP file", // 28
+    "Error writing BMP file (disk full or read-only file?)", // 29
+    "Only binary, grayscale, or color images can be saved in BMP format", // 30
+    "Illegal color balance file", // 31
+    "Can't clone an image of this type", // 32
+    "Can't paint or draw on an image of this type", // 33
+    "Can't clone color over gray", // 34
+    "Can't retouch an image of this type", // 35
+    "Window in use - cannot close", // 36
+    "Can't create or delete read-only file", // 37
+    "Error deleting file", // 38
+    "Photo CD drive not specified -- see File Preferences", // 39
+    "Cannot determine printer page size", // 40
+    "Error generating spline curve", // 41
+    "Illegal color curve file", // 42
+    "Illegal input gamma value", // 43
+    "Illegal output gamma value", // 44
+    "Problem reading FlashPix file", // 45
+    "Only grayscale images can be saved in FITS format", // 46
+    "Only binary, grayscale, or color images can be saved in PNG format", // 47
+    "Problem reading PNG file", // 48
+    "Problem writing PNG file", // 49
+    "Problem reading PCX file", // 50
+    "Problem writing PCX file", // 51
+    "Only binary, grayscale, or color images can be saved in PCX format", // 52
+    "Problem reading GIF file", // 53
+    "Problem writing GIF file", // 54
+    "Only binary, grayscale, or color images can be saved in GIF format", // 55
+    "Problem reading TIFF file", // 56
+    "Problem writing TIFF file", // 57
+    "Only binary, grayscale, or color images can be saved in TIFF format", // 58
+    "Problem writing EPS file", // 59
+    "Only binary, grayscale, or color images can be saved in EPS format", // 60
+    "All alignment points must be distinct", // 61
+    "No halftone screen image specified", // 62
+    "Problem writing FlashPix file", // 63
+    "Print area too small (check margins)", // 64
+    "Error checking directory", // 65
+    "No left image specified", // 66
+    "No right image specified", // 67
+    "Only save grayscale or color images can be saved in FlashPix format", // 68
+    "Display adapter set to less than 256 colors", // 69
+    "Unsupported clipboard compression type", // 70
+    "Unknown file type", // 71
+    "This application requires Windows 3.1", // 72
+    "Internal Error 1", // 73
+    "Internal Error 2", // 74
+    "Internal Error 3", // 75
+    "Window in use - cannot save under a new name", // 76
+    "No image specified or images not all the same type", // 77
+    "File of same name already open", // 78
+    "Error reading PhotoCD Image", // 79
+    "Cannot compute perspective transformation", // 80
+    "Image too small", // 81
+    "Tools/Probes don't work on preview windows", // 82
+    "Windows is not running in Enhanced Mode", // 83
+    "Error reading FITS file", // 84
+    "Error writing FITS file", // 85
+    "Display is set to 256 colors but palette is disabled", // 86
+    "Illegal color registration file", // 87
+    "Cannot find or create the temporary file directory", // 88
+    "Error scanning directory for matching files", // 89
+    "Error reading PhotoCD file", // 90
+    "Density value illegal or out of sequence", // 91
+    "Missing reference image file: refimg.jpg", // 92
+    "Illegal drive letter", // 93
+    "Printer not ready", // 94
+    "Illegal page layout file", // 95
+    "Error reading RLE file", // 96
+    "Error writing RLE file (disk full or read-only file?)", // 97
+    "Only binary or grayscale image can be saved in RLE format", // 98
+    "Error reading image file", // 99
+    "Illegal color correction file", // 100
+    "Image too big for clipboard", // 101
+    "Image too wide", // 102
+    "Error deleting folder", // 103
+    "Error reading file comments", // 104
+    "Error opening color profile", // 105
+    "Invalid color profile", // 106
+    "No color profile", // 107
+    "Not a color space profile", // 108
+    "Error creating color transform", // 109
+    "Error applying color transform", // 110
+    "Error enumerating color profiles", // 111
+    "Error enumerating color management modules", // 112
+    "Error computing drop shadow", // 113
+    "Error loading saved polygon or spline", // 114
+    "Error saving polygon or spline", // 115
+    "Missing or invalid target image", // 116
+    "Error reading color profile from JPEG file", // 117
+    "Error writing color profile from JPEG file", // 118
+    "Error reading reference file", // 119
+    "Illegal color management settings file", // 120
+    "A target color profile is required when transforming image data", // 121
+    "Color temperature out of range", // 122
+    "Image types must all be the same", // 123
+    "Image sizes must all be the same", // 124
+    "File Open already in progress\nPlease retry after current file operation completes.", // 125
+};
+
+const char *ErrorText(ErrorCode code)
+{
+    if (code < 0 || code >= ERROR_COUNT) return "Unrecognized Error";
+    return ERROR_MESSAGES[code];
+}
+
+void ShowError(ErrorCode code)
+{
+    if (code == ERROR_NONE) return;
+    // An abort is the user's decision, not a failure, so it alone is not called an error.
+    MessageDialog(nullptr, code == ERROR_ABORTED ? "Attention" : "Error", MESSAGE_OK,
+                  ErrorText(code));
+}
+
+void ShowMessage(const char *title, const char *format, ...)
+{
+    char text[2000];
+    va_list arguments;
+    va_start(arguments, format);
+    FormatStringV(text, sizeof text, format, arguments);
+    va_end(arguments);
+    MessageDialog(nullptr, title, MESSAGE_OK, text);
+}
+
+void ShowErrorText(const char *format, ...)
+{
+    char text[256];
+    va_list arguments;
+    va_start(arguments, format);
+    FormatStringV(text, sizeof text, format, arguments);
+    va_end(arguments);
+    MessageDialog(nullptr, "Error", MESSAGE_OK, text);
+}
+
+int MessageDialogButtons(int kind, const char *labels[3], int results[3])
+{
+    switch (kind) {
+    case MESSAGE_OK_CANCEL:
+        labels[0] = "OK";
+        labels[1] = "&Cancel";
+        results[0] = ANSWER_OK;
+        results[1] = ANSWER_CANCEL;
+        return 2;
+    case MESSAGE_YES_NO_CANCEL:
+        labels[0] = "&Yes";
+        labels[1] = "&No";
+        labels[2] = "&Cancel";
+        results[0] = ANSWER_YES;
+        results[1] = ANSWER_NO;
+        results[2] = ANSWER_CANCEL;
+        return 3;
+    case MESSAGE_YES_NO:
+        labels[0] = "&Yes";
+        labels[1] = "&No";
+        results[0] = ANSWER_YES;
+        results[1] = ANSWER_NO;
+        return 2;
+    default:
+        labels[0] = "OK";
+        results[0] = ANSWER_OK;
+        return 1;
+    }
+}
+
+// Width of a button label as shown: the ampersand only marks the access key.
+static int LabelWidth(const char *label)
+{
+    char shown[16];
+    int length = 0;
+    for (const char *p = label; *p != 0 && length < 15; p++)
+        if (*p != '&') shown[length++] = *p;
+    shown[length] = 0;
+    return PlatformTextWidth(shown, length);
+}
+
+void MessageDialogLayout(const char *text, int kind, MessageLayout *layout)
+{
+    PlatformMetrics metrics;
+    const char *labels[3];
+    int results[3];
+    PlatformGetMetrics(&metrics);
+
+    // Lines end at a newline or a return; the text is as wide as its widest line.
+    int widest = 0;
+    int lines = 1;
+    const char *lineStart = text;
+    for (const char *p = text;; p++) {
+        if (*p == '\n' || *p == '\r' || *p == 0) {
+            int width = PlatformTextWidth(lineStart, (int)(p - lineStart));
+            if (width > widest) widest = width;
+            if (*p == 0) break;
+            if (*p == '\n') lines++;
+            lineStart = p + 1;
+        }
+    }
+    layout->lineCount = lines;
+    layout->textWidth = widest + 2 * metrics.margin;
+    if (layout->textWidth < 200) layout->textWidth = 200;
+    layout->textHeight = lines * metrics.lineHeight;
+
+    layout->buttonCount = MessageDialogButtons(kind, labels, results);
+    int widestLabel = 0;
+    for (int i = 0; i < layout->buttonCount; i++) {
+        int width = LabelWidth(labels[i]);
+        if (width > widestLabel) widestLabel = width;
+    }
+    layout->buttonWidth = widestLabel + 2 * metrics.margin;
+    int rowWidth = layout->buttonCount * layout->buttonWidth +
+                   (layout->buttonCount - 1) * metrics.margin;
+    int inner = layout->textWidth > rowWidth ? layout->textWidth : rowWidth;
+    layout->dialogWidth = inner + 2 * metrics.margin + metrics.dialogFrame;
+    layout->dialogHeight =
+        layout->textHeight + metrics.buttonHeight + 3 * metrics.margin + metrics.dialogBorder;
+}
+
+int MessageDialog(void *owner, const char *title, int kind, const char *text)
+{
+    char shownText[MESSAGE_TEXT_MAX + 1];
+    char shownTitle[MESSAGE_TITLE_MAX + 1];
+    MessageLayout layout;
+
+    // A message may arrive in the middle of a drag or a long operation.
+    PlatformSetCursor(CURSOR_ARROW);
+    PlatformReleaseCapture();
+    StrCopyLimit(text, shownText, MESSAGE_TEXT_MAX);
+    StrCopyLimit(title, shownTitle, MESSAGE_TITLE_MAX);
+    MessageDialogLayout(shownText, kind, &layout);
+    return PlatformShowMessage(owner, shownTitle, shownText, kind, &layout);
+}

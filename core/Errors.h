@@ -1,0 +1,191 @@
+// Error codes and the one place that turns them into words.
+//
+// Every operation returns an ErrorCode: 0 is success, anything else is a position in the
+// table of messages. Work never shows a message itself; the dialog or command that started
+// it calls ShowError with the code it got back.
+#pragma once
+
+#include <cstdarg>
+#include <cstdint>
+
+typedef int32_t ErrorCode;
+
+enum : int32_t {
+    ERROR_NONE = 0,
+    ERROR_NO_MEMORY = 1,
+    ERROR_END_OF_FILE = 2,
+    ERROR_CREATE_FILE = 3,
+    ERROR_OPEN_FILE = 4,
+    ERROR_READ_FILE = 5,
+    ERROR_WRITE_FILE = 6,
+    ERROR_GET_POSITION = 7,
+    ERROR_SET_POSITION = 8,
+    ERROR_CLOSE_FILE = 9,
+    ERROR_CHANGE_DIRECTORY = 10,
+    ERROR_ABORTED = 11,
+    ERROR_FILE_HEADER = 12,
+    ERROR_TOO_MANY_IMAGES = 13,
+    ERROR_ILLEGAL_TYPE = 14,
+    ERROR_ILLEGAL_COLOR_LINE_FILE = 15,
+    ERROR_ILLEGAL_CURVE_FILE = 16,
+    ERROR_ILLEGAL_CALIBRATION_FILE = 17,
+    ERROR_CONVERT_COLOR_SPACE = 18,
+    ERROR_CDROM_NOT_FOUND = 19,
+    ERROR_PHOTOCD_OVERVIEW = 20,
+    ERROR_SCANNER_PROFILE = 21,
+    ERROR_READ_JPEG = 22,
+    ERROR_WRITE_JPEG = 23,
+    ERROR_SAVE_TYPE_JPEG = 24,
+    ERROR_READ_TARGA = 25,
+    ERROR_WRITE_TARGA = 26,
+    ERROR_SAVE_TYPE_TARGA = 27,
+    ERROR_READ_BMP = 28,
+    ERROR_WRITE_BMP = 29,
+    ERROR_SAVE_TYPE_BMP = 30,
+    ERROR_ILLEGAL_COLOR_BALANCE_FILE = 31,
+    ERROR_CANNOT_CLONE_TYPE = 32,
+    ERROR_CANNOT_PAINT_TYPE = 33,
+    ERROR_CLONE_COLOR_OVER_GRAY = 34,
+    ERROR_CANNOT_RETOUCH_TYPE = 35,
+    ERROR_WINDOW_IN_USE = 36,
+    ERROR_READ_ONLY_FILE = 37,
+    ERROR_DELETE_FILE = 38,
+    ERROR_PHOTOCD_DRIVE = 39,
+    ERROR_PRINTER_PAGE_SIZE = 40,
+    ERROR_SPLINE_CURVE = 41,
+    ERROR_ILLEGAL_COLOR_CURVE_FILE = 42,
+    ERROR_ILLEGAL_INPUT_GAMMA = 43,
+    ERROR_ILLEGAL_OUTPUT_GAMMA = 44,
+    ERROR_READ_FLASHPIX = 45,
+    ERROR_SAVE_TYPE_FITS = 46,
+    ERROR_SAVE_TYPE_PNG = 47,
+    ERROR_READ_PNG = 48,
+    ERROR_WRITE_PNG = 49,
+    ERROR_READ_PCX = 50,
+    ERROR_WRITE_PCX = 51,
+    ERROR_SAVE_TYPE_PCX = 52,
+    ERROR_READ_GIF = 53,
+    ERROR_WRITE_GIF = 54,
+    ERROR_SAVE_TYPE_GIF = 55,
+    ERROR_READ_TIFF = 56,
+    ERROR_WRITE_TIFF = 57,
+    ERROR_SAVE_TYPE_TIFF = 58,
+    ERROR_WRITE_EPS = 59,
+    ERROR_SAVE_TYPE_EPS = 60,
+    ERROR_ALIGNMENT_POINTS = 61,
+    ERROR_NO_HALFTONE_SCREEN = 62,
+    ERROR_WRITE_FLASHPIX = 63,
+    ERROR_PRINT_AREA_TOO_SMALL = 64,
+    ERROR_CHECK_DIRECTORY = 65,
+    ERROR_NO_LEFT_IMAGE = 66,
+    ERROR_NO_RIGHT_IMAGE = 67,
+    ERROR_SAVE_TYPE_FLASHPIX = 68,
+    ERROR_DISPLAY_COLORS = 69,
+    ERROR_CLIPBOARD_COMPRESSION = 70,
+    ERROR_UNKNOWN_FILE_TYPE = 71,
+    ERROR_WINDOWS_VERSION = 72,
+    ERROR_INTERNAL_1 = 73,
+    ERROR_INTERNAL_2 = 74,
+    ERROR_INTERNAL_3 = 75,
+    ERROR_WINDOW_IN_USE_SAVE = 76,
+    ERROR_NO_IMAGE_OR_TYPES = 77,
+    ERROR_FILE_ALREADY_OPEN = 78,
+    ERROR_READ_PHOTOCD_IMAGE = 79,
+    ERROR_PERSPECTIVE = 80,
+    ERROR_IMAGE_TOO_SMALL = 81,
+    ERROR_TOOLS_ON_PREVIEW = 82,
+    ERROR_ENHANCED_MODE = 83,
+    ERROR_READ_FITS = 84,
+    ERROR_WRITE_FITS = 85,
+    ERROR_PALETTE_DISABLED = 86,
+    ERROR_ILLEGAL_REGISTRATION_FILE = 87,
+    ERROR_TEMP_DIRECTORY = 88,
+    ERROR_SCAN_DIRECTORY = 89,
+    ERROR_READ_PHOTOCD_FILE = 90,
+    ERROR_DENSITY_VALUE = 91,
+    ERROR_MISSING_REFERENCE_IMAGE = 92,
+    ERROR_ILLEGAL_DRIVE = 93,
+    ERROR_PRINTER_NOT_READY = 94,
+    ERROR_ILLEGAL_LAYOUT_FILE = 95,
+    ERROR_READ_RLE = 96,
+    ERROR_WRITE_RLE = 97,
+    ERROR_SAVE_TYPE_RLE = 98,
+    ERROR_READ_IMAGE_FILE = 99,
+    ERROR_ILLEGAL_COLOR_CORRECTION_FILE = 100,
+    ERROR_CLIPBOARD_TOO_BIG = 101,
+    ERROR_IMAGE_TOO_WIDE = 102,
+    ERROR_DELETE_FOLDER = 103,
+    ERROR_READ_COMMENTS = 104,
+    ERROR_OPEN_PROFILE = 105,
+    ERROR_INVALID_PROFILE = 106,
+    ERROR_NO_PROFILE = 107,
+    ERROR_NOT_COLOR_SPACE_PROFILE = 108,
+    ERROR_CREATE_TRANSFORM = 109,
+    ERROR_APPLY_TRANSFORM = 110,
+    ERROR_ENUMERATE_PROFILES = 111,
+    ERROR_ENUMERATE_CMMS = 112,
+    ERROR_DROP_SHADOW = 113,
+    ERROR_LOAD_OUTLINE = 114,
+    ERROR_SAVE_OUTLINE = 115,
+    ERROR_TARGET_IMAGE = 116,
+    ERROR_READ_JPEG_PROFILE = 117,
+    ERROR_WRITE_JPEG_PROFILE = 118,
+    ERROR_READ_REFERENCE_FILE = 119,
+    ERROR_ILLEGAL_COLOR_SETTINGS_FILE = 120,
+    ERROR_TARGET_PROFILE_REQUIRED = 121,
+    ERROR_COLOR_TEMPERATURE = 122,
+    ERROR_TYPES_DIFFER = 123,
+    ERROR_SIZES_DIFFER = 124,
+    ERROR_OPEN_IN_PROGRESS = 125,
+    ERROR_COUNT = 126, // size of the message table
+};
+
+// Buttons of MessageDialog, from left to right, and the results they give.
+enum : int32_t {
+    MESSAGE_OK = 0,            // "OK"
+    MESSAGE_OK_CANCEL = 1,     // "OK", "&Cancel"
+    MESSAGE_YES_NO_CANCEL = 3, // "&Yes", "&No", "&Cancel"
+    MESSAGE_YES_NO = 4,        // "&Yes", "&No"
+};
+enum : int32_t {
+    ANSWER_OK = 1,
+    ANSWER_CANCEL = 2,
+    ANSWER_YES = 6,
+    ANSWER_NO = 7,
+};
+
+constexpr int MESSAGE_TEXT_MAX = 340; // longer texts are cut before they are shown
+constexpr int MESSAGE_TITLE_MAX = 80;
+
+// The message of a code; "Unrecognized Error" for a code outside the table.
+const char *ErrorText(ErrorCode code);
+
+// Shows the message of a code: nothing for 0, "Attention" for an abort, "Error" otherwise.
+void ShowError(ErrorCode code);
+
+// Formats a message with FormatString (2000 characters at most) and shows it with OK.
+void ShowMessage(const char *title, const char *format, ...);
+
+// The same under the title "Error", in 256 characters at most.
+void ShowErrorText(const char *format, ...);
+
+// Our own modal message dialog; kind is one of MESSAGE_*, the result one of ANSWER_*.
+// owner may be null. The text is cut at MESSAGE_TEXT_MAX, the title at MESSAGE_TITLE_MAX.
+int MessageDialog(void *owner, const char *title, int kind, const char *text);
+
+// The geometry MessageDialog asks the platform to show, worked out from the dialog font.
+struct MessageLayout {
+    int textWidth;   // pixels: widest line plus two margins, at least 200
+    int textHeight;  // pixels: lines times the line height
+    int lineCount;   // newlines plus one
+    int buttonCount; // 1 to 3
+    int buttonWidth; // pixels: widest label without its ampersand, plus two margins
+    int dialogWidth; // pixels, the text or the button row, whichever is wider, plus margins
+    int dialogHeight;
+};
+
+// Works out the layout of a message of this kind from the platform's font metrics.
+void MessageDialogLayout(const char *text, int kind, MessageLayout *layout);
+
+// The labels of the buttons of a kind, left to right; returns their count.
+int MessageDialogButtons(int kind, const char *labels[3], int results[3]);

@@ -1,0 +1,114 @@
+// The comment list of a picture: singly linked, appended at the tail, each record owning
+// copies of its name and value.
+#include "core/FileComment.h"
+
+#include <cstring>
+
+#include "core/ImageWindow.h"
+#include "core/Memory.h"
+#include "core/Text.h"
+
+ErrorCode FileCommentAppend(FileComment **list, const char *name, int id, int length,
+                            int flags, const void *value)
+{
+    if (length < 0) return ERROR_NO_MEMORY;
+    size_t nameBytes = strlen(name) + 1;
+    FileComment *comment = (FileComment *)MemoryAllocZero(sizeof(FileComment));
+    if (comment == nullptr) return ERROR_NO_MEMORY;
+    comment->name = (char *)MemoryAlloc(nameBytes);
+    comment->value = (uint8_t *)MemoryAlloc((size_t)length + 1);
+    if (comment->name == nullptr || comment->value == nullptr) {
+        MemoryFree(comment->name);
+        MemoryFree(comment->value);
+        MemoryFree(comment);
+        return ERROR_NO_MEMORY;
+    }
+    memcpy(comment->name, name, nameBytes);
+    if (length > 0) memcpy(comment->value, value, (size_t)length);
+    comment->value[length] = 0;
+    comment->id = id;
+    comment->length = length;
+    comment->flags = flags;
+
+    FileComment **tail = list;
+    while (*tail != nullptr)
+        tail = &(*tail)->next;
+    *tail = comment;
+    return ERROR_NONE;
+}
+
+ErrorCode AddFileComment(ImageWindow *window, const char *name, int id, int length, int flags,
+                         const void *value)
+{
+    return FileCommentAppend(&window->comments, name, id, length, flags, value);
+}
+
+static ErrorCode CopyCommentList(const FileComment *source, FileComment **destination)
+{
+    for (const FileComment *comment = source; comment != nullptr; comment = comment->next) {
+        ErrorCode result = FileCommentAppend(destination, comment->name, comment->id,
+                                             comment->length, comment->flags, comment->value);
+        if (result != ERROR_NONE) return result;
+    }
+    return ERROR_NONE;
+}
+
+ErrorCode CopyFileComments(const ImageWindow *source, ImageWindow *destination)
+{
+    ErrorCode result = CopyCommentList(source->comments, &destination->comments);
+    if (result != ERROR_NONE) return result;
+    if (destination->window != nullptr) {
+        char title[PATH_LENGTH];
+        if (source->fileName[0] != 0) StrCopyLimit(source->fileName, title, PATH_LENGTH - 1);
+        else if (source->window != nullptr)
+            PlatformGetWindowTitle(source->window, title, sizeof title);
+        else title[0] = 0;
+        PlatformSetWindowTitle(destination->window, title);
+    }
+    destination->fileType = source->fileType;
+    return ERROR_NONE;
+}
+
+void RemoveFileComment(ImageWindow *window, int id)
+{
+    for (FileComment **link = &window->comments; *link != nullptr; link = &(*link)->next) {
+        if ((*link)->id == id) {
+            FileComment *removed = *link;
+            *link = removed->next;
+            MemoryFree(removed->name);
+            MemoryFree(removed->value);
+            MemoryFree(removed);
+            return;
+        }
+    }
+}
+
+const FileComment *FindFileComment(const FileComment *comments, int id)
+{
+    for (const FileComment *comment = comments; comment != nullptr; comment = comment->next)
+        if (comment->id == id) return comment;
+    return nullptr;
+}
+
+void FreeFileComments(FileComment **list)
+{
+    FileComment *comment = *list;
+    while (comment != nullptr) {
+        FileComment *next = comment->next;
+        MemoryFree(comment->name);
+        MemoryFree(comment->value);
+        MemoryFree(comment);
+        comment = next;
+    }
+    *list = nullptr;
+}
+
+ErrorCode CopyImageExtras(const ImageWindow *source, ImageWindow *destination)
+{
+    ErrorCode result = CopyCommentList(source->comments, &destination->comments);
+    if (result != ERROR_NONE) return result;
+    const char *origin = source->fileName[0] != 0 ? source->fileName : source->derivedFrom;
+    StrCopyLimit(origin, destination->derivedFrom, PATH_LENGTH - 1);
+    destination->fileType = source->fileType;
+    return ERROR_NONE;
+}

@@ -32,6 +32,7 @@ struct RowWriter {
     int32_t byteOffset;  // byte of firstColumn within a destination row
     uint8_t *buffer;     // one unreplicated row, or null when the caller writes in place
     int32_t full;        // the compute function's full argument; stored, without effect
+    uint8_t *discard;    // where a row past the top of the destination is written, unused
 };
 
 enum : int32_t {

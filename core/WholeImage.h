@@ -1,0 +1,30 @@
+// Operations on a whole picture that need no settings: copy with everything that belongs to
+// the picture, negative, reduction to 8 bits, mask area, and two antialiased fills.
+#pragma once
+
+#include "core/Errors.h"
+#include "core/Image.h"
+#include "core/ImageWindow.h"
+
+// The Copy command: the picture, its profile and its extras into destination.
+ErrorCode WindowCopy(const ImageWindow *source, ImageWindow *destination);
+
+// The Negative command: inverted samples, the profile and the extras into destination.
+ErrorCode ImageNegative(const ImageWindow *source, ImageWindow *destination);
+
+// A 16-bit picture to its 8-bit type through Depth16To8.
+ErrorCode ReduceGray16(const Image *source, Image *destination, int showProgress);
+ErrorCode ReduceColor48(const Image *source, Image *destination, int showProgress);
+
+// Sum of all samples of an 8-bit picture / 255: the area of a mask in pixels.
+double MaskArea(const Image *image);
+
+// An antialiased filled circle of color (red, green, blue bytes), centre and radius in
+// pixels with y a row index. Types 2, 3, 6, 7.
+void DrawDisc(Image *image, double centerX, double centerY, double radius,
+              const uint8_t color[3]);
+
+// An antialiased filled rectangle with bounds in inches from the picture's left and top
+// edges. 8-bit gray and color pictures.
+void FillRectSmooth(Image *image, double left, double top, double right, double bottom,
+                    const uint8_t color[3]);

@@ -1,0 +1,32 @@
+// The TIFF reader: a small, strict reader of its own for uncompressed and LZW baseline
+// files at full precision (16 bits a sample included), and libtiff for every file it
+// refuses. Only the first directory is read.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "core/Errors.h"
+#include "core/File.h"
+#include "core/Image.h"
+
+enum : int32_t {
+    TIFF_PROBE_LIBRARY = 0, // not ours: the library reads it
+    TIFF_PROBE_OWN = 1,     // our reader takes it
+    TIFF_PROBE_REFUSED = 2, // 16-bit samples laid out in a way neither of us takes
+};
+
+// Reads the first picture of a TIFF file into image. ERROR_OPEN_FILE when it cannot be
+// opened, ERROR_ABORTED when the user cancels, ERROR_READ_TIFF for anything else that
+// fails; on failure image is left empty.
+ErrorCode ReadTiffFile(const char *path, Image *image, int showProgress);
+
+// Walks the header and first directory and decides who reads the file (TIFF_PROBE_*).
+int ProbeTiffFile(FileHandle file);
+
+// Decodes a file that passed the probe; the file stays open for the caller to close.
+ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress);
+
+// Decodes one TIFF LZW strip (most significant bit first) into exactly destinationBytes.
+ErrorCode DecodeLzwStrip(const uint8_t *source, int64_t sourceBytes, uint8_t *destination,
+                         int64_t destinationBytes);

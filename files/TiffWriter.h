@@ -1,0 +1,27 @@
+// The TIFF writer: one uncompressed strip at the picture's full depth, little-endian, with
+// the comments of the main directory, EXIF and GPS directories, and the ICC profile. Also
+// the reader of the profile tag, so that tag 34675 lives in one place.
+#pragma once
+
+#include <cstdint>
+
+#include "core/Errors.h"
+#include "core/File.h"
+#include "core/FileComment.h"
+#include "core/Image.h"
+#include "core/ImageWindow.h"
+
+// Writes image without comments or profile. ERROR_SAVE_TYPE_TIFF for a type that is not a
+// picture; the file is replaced only when everything was written.
+ErrorCode SaveTiffFile(const char *path, const Image *image);
+
+// Writes the window's picture with its comments and embedded profile.
+ErrorCode SaveTiffFileWithComments(const char *path, ImageWindow *window);
+
+// Does the work on an open file: header, directories, values and rows.
+ErrorCode WriteTiffImage(FileHandle file, const Image *image, const FileComment *comments,
+                         int profileBytes, const uint8_t *profile);
+
+// Replaces the window's profile by the one of the TIFF file at path, if any. Gray and binary
+// pictures never carry one.
+ErrorCode ReadTiffColorProfile(const char *path, ImageWindow *window);

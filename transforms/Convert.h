@@ -1,0 +1,29 @@
+// Convert: from any picture type to any other.
+#pragma once
+
+#include <cstdint>
+
+#include "core/Compute.h"
+
+enum : int32_t {
+    CONVERT_BINARY = 0,
+    CONVERT_GRAY8 = 1,
+    CONVERT_COLOR24 = 2,
+    CONVERT_GRAY16 = 3,
+    CONVERT_COLOR48 = 4,
+};
+
+struct ConvertSettings {
+    int32_t target; // CONVERT_*
+};
+
+void ConvertSettingsDefault(ConvertSettings *settings);
+
+// The picture type of a target; a preview of a 16-bit target is 8-bit.
+int ConvertTargetType(int target, int full);
+
+// The compute function of Convert (params is a ConvertSettings).
+ErrorCode ConvertCompute(const Image *source, Image *destination, ImageWindow *window,
+                         void *params, int full, int destinationWidth, int destinationHeight,
+                         int sourceX, int sourceY, int zoom, int x0, int y0, int x1, int y1,
+                         int w, int h);

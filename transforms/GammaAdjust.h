@@ -1,0 +1,24 @@
+// Gamma Adjust: raises each normalised sample to a power. The smallest complete
+// transformation and the model for the others.
+#pragma once
+
+#include <cstdint>
+
+#include "core/Compute.h"
+
+constexpr int GAMMA_INPUT_COUNT = 4;
+extern const double GAMMA_INPUT_VALUES[GAMMA_INPUT_COUNT]; // 1.0, 1.4, 1.8, 2.22
+
+struct GammaSettings {
+    double factor;           // the exponent; 1.0 changes nothing
+    int32_t inputGammaIndex; // 0..GAMMA_INPUT_COUNT - 1
+};
+
+// Fills settings with the values a first opening shows.
+void GammaSettingsDefault(GammaSettings *settings);
+
+// The compute function of Gamma Adjust (params is a GammaSettings).
+ErrorCode GammaCompute(const Image *source, Image *destination, ImageWindow *window,
+                       void *params, int full, int destinationWidth, int destinationHeight,
+                       int sourceX, int sourceY, int zoom, int x0, int y0, int x1, int y1,
+                       int w, int h);

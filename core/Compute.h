@@ -22,3 +22,14 @@ constexpr int PROGRESS_PIXELS = 100000; // work of this many pixels or more show
 // The output type of a transformation that keeps its input type: a preview is always 8-bit,
 // a final result keeps the depth of the source. TYPE_EMPTY for an illegal input type.
 int ComputeOutputType(int sourceType, int full);
+
+// Checks a compute call's arguments against the pictures and gives destination the output
+// type, by the rule every transformation follows: a partial repaint into a destination that
+// already has the output type and size keeps it, so that the rest of a scrolled preview
+// stays; anything else goes through ImageAlloc, which keeps the pixels of an unchanged shape
+// too. ERROR_INTERNAL_1 when the rectangle or the source span does not fit the pictures,
+// else ImageAlloc's code.
+ErrorCode ComputePrepareDestination(const Image *source, Image *destination, int outputType,
+                                    int destinationWidth, int destinationHeight, int sourceX,
+                                    int sourceY, int zoom, int x0, int y0, int x1, int y1, int w,
+                                    int h);

@@ -1,0 +1,368 @@
+// Gamma Adjust: its tables by hand, its output types, the short cut at 1.0, partial repaints,
+// progress and abort, and a reduced preview against the subsampled result.
+#include <cmath>
+#include <gtest/gtest.h>
+
+#include "core/Preferences.h"
+#include "core/Progress.h"
+#include "platform/headless/Headless.h"
+#include "shell/Display.h"
+#include "tests/support/TestSupport.h"
+#include "tests/transforms/PictureTestSupport.h"
+#include "transforms/GammaAdjust.h"
+
+// A gray picture one row high whose pixel i holds value i, for i from 0 to count - 1.
+static void MakeRamp(Image *image, int type, int count)
+{
+    ImageClear(image);
+    ASSERT_EQ(ImageAlloc(image, type, count, 1, 72.0), ERROR_NONE);
+    for (int i = 0; i < count; i++)
+        PictureSetSample(image, i, 0, 0, i);
+}
+
+static ErrorCode GammaApply(double factor, const Image &source, Image *destination)
+{
+    GammaSettings settings = {factor, 3};
+    return ApplyRun(GammaCompute, &settings, source, destination);
+}
+
+TEST(GammaAdjust, DefaultsAreFactorOneAndInputGamma222)
+{
+    TestStart();
+    GammaSettings settings = {0.5, 0};
+    GammaSettingsDefault(&settings);
+    EXPECT_EQ(settings.factor, 1.0);
+    EXPECT_EQ(GAMMA_INPUT_VALUES[settings.inputGammaIndex], 2.22);
+}
+
+TEST(GammaAdjust, FactorTwoMaps128To64)
+{
+    TestStart();
+    Image ramp, result = {};
+    MakeRamp(&ramp, TYPE_GRAY8, 256);
+    ASSERT_EQ(GammaApply(2.0, ramp, &result), ERROR_NONE);
+    ASSERT_EQ(result.type, TYPE_GRAY8);
+    // Round((128 / 255)^2 * 255) = Round(64.25) = 64; (127 / 255)^2 * 255 = 63.25.
+    EXPECT_EQ(PictureSample(result, 128, 0, 0), 64);
+    EXPECT_EQ(PictureSample(result, 127, 0, 0), 63);
+    // (1 / 255)^2 * 255 = 0.0039 and (8 / 255)^2 * 255 = 0.251 round to 0; 9 gives 0.318,
+    // 12 gives 0.565 and so 1.
+    EXPECT_EQ(PictureSample(result, 8, 0, 0), 0);
+    EXPECT_EQ(PictureSample(result, 12, 0, 0), 1);
+    // A factor of 0.5 lifts the shadows: sqrt(64 / 255) * 255 = 127.75.
+    ASSERT_EQ(GammaApply(0.5, ramp, &result), ERROR_NONE);
+    EXPECT_EQ(PictureSample(result, 64, 0, 0), 128);
+    ImageFree(&ramp);
+    ImageFree(&result);
+}
+
+TEST(GammaAdjust, SixteenBitApplyUsesTheFullTable)
+{
+    TestStart();
+    Image ramp, result = {};
+    MakeRamp(&ramp, TYPE_GRAY16, 65536);
+    ASSERT_EQ(GammaApply(2.0, ramp, &result), ERROR_NONE);
+    ASSERT_EQ(result.type, TYPE_GRAY16);
+    // 32768^2 / 65535 = 16384.25 and 1000^2 / 65535 = 15.26: exact at 16 bits, where the 8-bit
+    // path would have given multiples of 257.
+    EXPECT_EQ(PictureSample(result, 32768, 0, 0), 16384);
+    EXPECT_EQ(PictureSample(result, 1000, 0, 0), 15);
+    EXPECT_EQ(PictureSample(result, 65534, 0, 0), 65533); // 65533.00003
+    ImageFree(&ramp);
+    ImageFree(&result);
+}
+
+TEST(GammaAdjust, EndsStayForEveryFactorAndTheTablesRise)
+{
+    TestStart();
+    Image ramp8, ramp16, result8 = {}, result16 = {};
+    MakeRamp(&ramp8, TYPE_GRAY8, 256);
+    MakeRamp(&ramp16, TYPE_GRAY16, 65536);
+    // The slider runs from 1/e to e; 1.0 itself is the short cut and is tested apart.
+    for (double factor : {exp(-1.0), 0.5, 0.9999, 1.0001, 2.0, 2.22, exp(1.0)}) {
+        SCOPED_TRACE(factor);
+        ASSERT_EQ(GammaApply(factor, ramp8, &result8), ERROR_NONE);
+        ASSERT_EQ(GammaApply(factor, ramp16, &result16), ERROR_NONE);
+        EXPECT_EQ(PictureSample(result8, 0, 0, 0), 0);
+        EXPECT_EQ(PictureSample(result8, 255, 0, 0), 255);
+        EXPECT_EQ(PictureSample(result16, 0, 0, 0), 0);
+        EXPECT_EQ(PictureSample(result16, 65535, 0, 0), 65535);
+        for (int i = 1; i < 256; i++)
+            ASSERT_LE(PictureSample(result8, i - 1, 0, 0), PictureSample(result8, i, 0, 0)) << i;
+        for (int i = 1; i < 65536; i++)
+            ASSERT_LE(PictureSample(result16, i - 1, 0, 0), PictureSample(result16, i, 0, 0)) << i;
+    }
+    ImageFree(&ramp8);
+    ImageFree(&ramp16);
+    ImageFree(&result8);
+    ImageFree(&result16);
+}
+
+TEST(GammaAdjust, ColorChannelsAreTreatedAlike)
+{
+    TestStart();
+    Image source, result = {};
+    PictureMake(&source, TYPE_COLOR24, 3, 1, 0);
+    int values[9] = {0, 128, 255, 64, 200, 12, 1, 254, 128};
+    for (int i = 0; i < 9; i++)
+        PictureSetSample(&source, i / 3, 0, i % 3, values[i]);
+    ASSERT_EQ(GammaApply(2.0, source, &result), ERROR_NONE);
+    // Round(v^2 / 255) for each: 0, 64.25, 255, 16.06, 156.9, 0.56, 0.004, 253.0, 64.25.
+    int expected[9] = {0, 64, 255, 16, 157, 1, 0, 253, 64};
+    for (int i = 0; i < 9; i++)
+        EXPECT_EQ(PictureSample(result, i / 3, 0, i % 3), expected[i]) << "sample " << i;
+    ImageFree(&source);
+    ImageFree(&result);
+}
+
+TEST(GammaAdjust, FactorOneApplyIsAnExactCopyUnderCopyProgress)
+{
+    TestStart();
+    for (int type : {TYPE_GRAY8, TYPE_COLOR24, TYPE_GRAY16, TYPE_COLOR48}) {
+        SCOPED_TRACE(type);
+        HeadlessReset();
+        Image source, result = {};
+        PictureMake(&source, type, 400, 250, type); // 100000 pixels
+        ASSERT_EQ(GammaApply(1.0, source, &result), ERROR_NONE);
+        ExpectImagesNear(source, result, 0);
+        ASSERT_EQ(HeadlessProgressCount(), 1);
+        EXPECT_STREQ(HeadlessProgressAt(0)->title, "Copy");
+        ImageFree(&source);
+        ImageFree(&result);
+    }
+}
+
+TEST(GammaAdjust, SixteenBitPreviewWritesEightBits)
+{
+    TestStart();
+    Prefs.smoothZoom = 0;
+    for (int type : {TYPE_GRAY16, TYPE_COLOR48}) {
+        SCOPED_TRACE(type);
+        Image source;
+        ImageWindow window;
+        PictureMake(&source, type, 12, 9, 5);
+        PreviewWindowSetUp(&window, source, 1, 0, 0, 12, 9);
+        GammaSettings settings = {2.0, 3};
+        ASSERT_EQ(PreviewRun(GammaCompute, &settings, source, &window, 0, 0, 11, 8), ERROR_NONE);
+        EXPECT_EQ(window.view.type, type == TYPE_GRAY16 ? TYPE_GRAY8 : TYPE_COLOR24);
+        // Each sample is reduced first and then looked up in the 8-bit table.
+        for (int y = 0; y < 9; y++)
+            for (int x = 0; x < 12; x++)
+                for (int c = 0; c < PictureChannels(type); c++) {
+                    int reduced = Depth16To8[PictureSample(source, x, y, c)];
+                    int expected = Round(pow(reduced / 255.0, 2.0) * 255.0);
+                    ASSERT_EQ(PictureSample(window.view, x, y, c), expected) << x << "," << y;
+                }
+        // Apply keeps the depth.
+        Image result = {};
+        ASSERT_EQ(GammaApply(2.0, source, &result), ERROR_NONE);
+        EXPECT_EQ(result.type, type);
+        ImageFree(&result);
+        ImageFree(&source);
+        PreviewWindowFree(&window);
+    }
+}
+
+TEST(GammaAdjust, PartialRepaintKeepsTheRestOfTheDestination)
+{
+    TestStart();
+    Image source, before = {};
+    ImageWindow window;
+    PictureMake(&source, TYPE_COLOR24, 20, 16, 1);
+    PreviewWindowSetUp(&window, source, 1, 0, 0, 20, 16);
+    GammaSettings settings = {2.0, 3};
+    ASSERT_EQ(PreviewRun(GammaCompute, &settings, source, &window, 0, 0, 19, 15), ERROR_NONE);
+    // Mark the view, then repaint a strip as a scroll would: only the strip changes.
+    TestFillPattern(&window.view, 99);
+    ASSERT_EQ(ImageDuplicate(&window.view, &before), ERROR_NONE);
+    uint8_t *firstRow = window.view.rows[0];
+    ASSERT_EQ(PreviewRun(GammaCompute, &settings, source, &window, 4, 3, 9, 12), ERROR_NONE);
+    EXPECT_EQ(window.view.rows[0], firstRow); // not reallocated
+    for (int y = 0; y < 16; y++)
+        for (int x = 0; x < 20; x++)
+            for (int c = 0; c < 3; c++) {
+                int inside = x >= 4 && x <= 9 && y >= 3 && y <= 12;
+                int expected = inside
+                                   ? Round(pow(PictureSample(source, x, y, c) / 255.0, 2.0) * 255.0)
+                                   : PictureSample(before, x, y, c);
+                ASSERT_EQ(PictureSample(window.view, x, y, c), expected) << x << "," << y;
+            }
+
+    // A destination of another type is made afresh even for a part: there is no rest to keep.
+    ASSERT_EQ(ImageAlloc(&window.view, TYPE_GRAY8, 20, 16, 100.0), ERROR_NONE);
+    ASSERT_EQ(PreviewRun(GammaCompute, &settings, source, &window, 4, 3, 9, 12), ERROR_NONE);
+    EXPECT_EQ(window.view.type, TYPE_COLOR24);
+    ImageFree(&source);
+    ImageFree(&before);
+    PreviewWindowFree(&window);
+}
+
+TEST(GammaAdjust, IllegalInputTypesGive14AndLeaveTheDestination)
+{
+    TestStart();
+    for (int type : {TYPE_EMPTY, TYPE_BINARY, TYPE_COLOR, TYPE_HISTOGRAM}) {
+        SCOPED_TRACE(type);
+        Image source = {}, result = {};
+        ASSERT_EQ(ImageAlloc(&source, type, 8, 8, 72.0), ERROR_NONE);
+        for (int full : {0, 1}) {
+            GammaSettings settings = {2.0, 3};
+            EXPECT_EQ(GammaCompute(&source, &result, nullptr, &settings, full, 8, 8, 0, 0, 1, 0, 0,
+                                   7, 7, 8, 8),
+                      ERROR_ILLEGAL_TYPE);
+            settings.factor = 1.0; // the short cut does not get round the check
+            EXPECT_EQ(GammaCompute(&source, &result, nullptr, &settings, full, 8, 8, 0, 0, 1, 0, 0,
+                                   7, 7, 8, 8),
+                      ERROR_ILLEGAL_TYPE);
+            EXPECT_EQ(result.type, TYPE_EMPTY);
+            EXPECT_EQ(result.rows, nullptr);
+        }
+        EXPECT_EQ(HeadlessProgressCount(), 0);
+        ImageFree(&source);
+    }
+}
+
+TEST(GammaAdjust, AbortAtRowThreeOfTenReturns11)
+{
+    TestStart();
+    Image source, result = {};
+    PictureMake(&source, TYPE_GRAY8, 10000, 10, 3);
+    HeadlessAbortAtPump(3);
+    EXPECT_EQ(GammaApply(2.0, source, &result), ERROR_ABORTED);
+    ASSERT_EQ(HeadlessProgressCount(), 1);
+    const HeadlessProgressRecord *progress = HeadlessProgressAt(0);
+    EXPECT_STREQ(progress->title, "Gamma Adjust");
+    // The bar counts to 2 h - 1 although the steps end at h - 1.
+    EXPECT_EQ(progress->last.first, 0);
+    EXPECT_EQ(progress->last.last, 19);
+    EXPECT_EQ(progress->last.current, 3);
+    EXPECT_EQ(progress->pumps, 4);
+    EXPECT_EQ(progress->open, 0);
+    EXPECT_EQ(ProgressCurrent(), nullptr);
+    // Rows 0 to 3 are done; the picture is of the output type and size.
+    ASSERT_EQ(result.type, TYPE_GRAY8);
+    for (int y = 0; y <= 3; y++)
+        for (int x = 0; x < 10000; x += 997)
+            ASSERT_EQ(PictureSample(result, x, y, 0),
+                      Round(pow(PictureSample(source, x, y, 0) / 255.0, 2.0) * 255.0));
+    ImageFree(&source);
+    ImageFree(&result);
+}
+
+TEST(GammaAdjust, ProgressFrom100000PixelsElseTheWaitCursor)
+{
+    TestStart();
+    struct Case {
+        int width, height, progress;
+    } cases[] = {{33333, 3, 0}, {400, 250, 1}, {1, 1, 0}};
+    for (const Case &test : cases) {
+        SCOPED_TRACE(test.width * test.height);
+        HeadlessReset();
+        Image source, result = {};
+        PictureMake(&source, TYPE_GRAY8, test.width, test.height, 4);
+        ASSERT_EQ(GammaApply(0.5, source, &result), ERROR_NONE);
+        EXPECT_EQ(HeadlessProgressCount(), test.progress);
+        if (test.progress) {
+            EXPECT_EQ(HeadlessProgressAt(0)->last.last, 2 * test.height - 1);
+        } else {
+            EXPECT_GE(HeadlessWaitCursorCount(), 1);
+        }
+        EXPECT_EQ(HeadlessCursor(), CURSOR_ARROW);
+        ImageFree(&source);
+        ImageFree(&result);
+    }
+}
+
+TEST(GammaAdjust, ReducedPreviewEqualsTheSubsampledApply)
+{
+    TestStart();
+    for (int type : {TYPE_GRAY8, TYPE_COLOR24}) {
+        SCOPED_TRACE(type);
+        Image source, result = {}, expected = {};
+        ImageWindow window;
+        PictureMake(&source, type, 47, 38, 7);
+        ASSERT_EQ(GammaApply(2.22, source, &result), ERROR_NONE);
+        // The view shows the picture from (5, 2) at -3: 14 by 12 pixels fit.
+        PreviewWindowSetUp(&window, source, -3, 5, 2, 14, 12);
+        GammaSettings settings = {2.22, 3};
+        ASSERT_EQ(PreviewRun(GammaCompute, &settings, source, &window, 0, 0, 13, 11), ERROR_NONE);
+        PictureSubsample(result, 5, 2, 3, 14, 12, &expected);
+        ExpectImagesNear(expected, window.view, 0);
+        ImageFree(&source);
+        ImageFree(&result);
+        ImageFree(&expected);
+        PreviewWindowFree(&window);
+    }
+}
+
+TEST(GammaAdjust, MagnifiedPreviewRepeatsEachPixel)
+{
+    TestStart();
+    Image source, result = {}, expected = {};
+    ImageWindow window;
+    PictureMake(&source, TYPE_GRAY8, 6, 5, 8);
+    ASSERT_EQ(GammaApply(0.5, source, &result), ERROR_NONE);
+    // 17 by 14 at zoom 3: the last column and row of blocks are cut.
+    PreviewWindowSetUp(&window, source, 3, 0, 0, 17, 14);
+    GammaSettings settings = {0.5, 3};
+    ASSERT_EQ(PreviewRun(GammaCompute, &settings, source, &window, 0, 0, 16, 13), ERROR_NONE);
+    PictureMagnify(result, 3, 17, 14, &expected);
+    ExpectImagesNear(expected, window.view, 0);
+    ImageFree(&source);
+    ImageFree(&result);
+    ImageFree(&expected);
+    PreviewWindowFree(&window);
+}
+
+TEST(GammaAdjust, FactorOnePreviewRendersAsTheDisplayDoes)
+{
+    TestStart();
+    for (int smooth : {0, 1}) {
+        for (int type : PICTURE_TYPES) {
+            if (type == TYPE_BINARY) continue;
+            SCOPED_TRACE(testing::Message() << "type " << type << " smooth " << smooth);
+            Prefs.smoothZoom = smooth;
+            Image source;
+            ImageWindow preview, display;
+            PictureMake(&source, type, 31, 22, 9);
+            PreviewWindowSetUp(&preview, source, -2, 1, 0, 15, 11);
+            PreviewWindowSetUp(&display, source, -2, 1, 0, 15, 11);
+            GammaSettings settings = {1.0, 3};
+            ASSERT_EQ(PreviewRun(GammaCompute, &settings, source, &preview, 0, 0, 14, 10),
+                      ERROR_NONE);
+            ASSERT_EQ(RenderView(&source, &display, 0, 0, 14, 10, 0), ERROR_NONE);
+            ExpectImagesNear(display.view, preview.view, 0);
+            if (!smooth) {
+                // Without a window to render into, the row loop gives the same picture.
+                Image loose = {};
+                ASSERT_EQ(GammaCompute(&source, &loose, nullptr, &settings, 0, 15, 11, 1, 0, -2, 0,
+                                       0, 14, 10, 15, 11),
+                          ERROR_NONE);
+                ExpectImagesNear(display.view, loose, 0);
+                ImageFree(&loose);
+            }
+            ImageFree(&source);
+            PreviewWindowFree(&preview);
+            PreviewWindowFree(&display);
+        }
+    }
+}
+
+TEST(GammaAdjust, ArgumentsOutsideThePicturesAreRefused)
+{
+    TestStart();
+    Image source, result = {};
+    PictureMake(&source, TYPE_GRAY8, 10, 10, 2);
+    GammaSettings settings = {2.0, 3};
+    // Eleven pixels from a row of ten; a rectangle past the destination; zoom 0.
+    EXPECT_EQ(
+        GammaCompute(&source, &result, nullptr, &settings, 1, 10, 10, 0, 0, 1, 0, 0, 9, 9, 11, 10),
+        ERROR_INTERNAL_1);
+    EXPECT_EQ(
+        GammaCompute(&source, &result, nullptr, &settings, 0, 5, 5, 0, 0, -2, 0, 0, 5, 4, 5, 5),
+        ERROR_INTERNAL_1);
+    EXPECT_EQ(
+        GammaCompute(&source, &result, nullptr, &settings, 0, 5, 5, 0, 0, 0, 0, 0, 4, 4, 5, 5),
+        ERROR_INTERNAL_1);
+    ImageFree(&source);
+    ImageFree(&result);
+}

@@ -135,7 +135,7 @@ TEST(Display, ZoomThreeFillsBlocksCutAtTheViewEdge)
 TEST(Display, MagnifiedPartStartsAtABlockAndKeepsTheRest)
 {
     TestStart();
-    Image picture, marked = {};
+    Image picture;
     ImageWindow window;
     PictureMake(&picture, TYPE_GRAY8, 10, 10, 3);
     PreviewWindowSetUp(&window, picture, 3, 0, 0, 30, 30);
@@ -154,7 +154,6 @@ TEST(Display, MagnifiedPartStartsAtABlockAndKeepsTheRest)
             ASSERT_EQ(PictureSample(window.view, x, y, 0), expected) << x << "," << y;
         }
     ImageFree(&picture);
-    ImageFree(&marked);
     PreviewWindowFree(&window);
 }
 

@@ -166,6 +166,7 @@ TEST(Convert, BinaryPartialPreviewPutsBitsAtTheirColumns)
     // Magnified, the row is built from bit 0 of the writer's buffer and placed by it.
     Image whole = {}, expected = {};
     ASSERT_EQ(ConvertApply(CONVERT_BINARY, source, &whole), ERROR_NONE);
+    PreviewWindowFree(&window);
     PreviewWindowSetUp(&window, source, 2, 0, 0, 30, 12);
     ASSERT_EQ(PreviewRun(ConvertCompute, &settings, source, &window, 0, 0, 29, 11), ERROR_NONE);
     PictureMagnify(whole, 2, 30, 12, &expected);

@@ -19,10 +19,9 @@ static int ComputeArgumentsFit(const Image *source, int destinationWidth, int de
                                int sourceX, int sourceY, int zoom, int x0, int y0, int x1, int y1,
                                int w, int h)
 {
-    if (zoom == 0 || zoom == -1 || w < 0 || h < 0) return 0;
+    if (zoom == 0 || zoom == -1 || w < 1 || h < 1 || source->rows == nullptr) return 0;
     if (x0 < 0 || y0 < 0 || x1 < x0 || y1 < y0) return 0;
     if (x1 >= destinationWidth || y1 >= destinationHeight) return 0;
-    if (w == 0 || h == 0) return 1;
     int64_t step = zoom < 0 ? -(int64_t)zoom : 1;
     if (sourceX < 0 || sourceY < 0) return 0;
     if (sourceX + (int64_t)(w - 1) * step >= source->width) return 0;

@@ -30,7 +30,7 @@ ErrorCode WindowCopy(const ImageWindow *source, ImageWindow *destination)
     return WindowCopyBelongings(source, destination);
 }
 
-// Row y of in, inverted into out: bits and bytes, padding too, for types 1, 2, 3; 65535 - s
+// A row of the picture inverted into out: bits and bytes, padding too, for types 1, 2, 3; 65535 - s
 // for the 16-bit samples of types 6 and 7.
 static void NegativeRow(const Image *image, const uint8_t *in, uint8_t *out)
 {
@@ -55,12 +55,14 @@ ErrorCode ImageNegative(const ImageWindow *source, ImageWindow *destination)
         ImageAlloc(negative, picture->type, picture->width, picture->height, picture->resolution);
     if (result != ERROR_NONE) return result;
 
+    // A picture of no pixels has a height but no rows to walk.
+    int rows = picture->rows != nullptr ? picture->height : 0;
     int showProgress = (int64_t)picture->width * picture->height >= PROGRESS_PIXELS;
     if (showProgress)
         ProgressOpen(0, picture->height - 1, "Negative", 1);
     else
         SetWaitCursor();
-    for (int y = 0; y < picture->height; y++) {
+    for (int y = 0; y < rows; y++) {
         NegativeRow(picture, picture->rows[y], negative->rows[y]);
         if (showProgress && (result = ProgressStep(y)) != ERROR_NONE) break;
     }
@@ -87,7 +89,7 @@ static ErrorCode ReduceDepth(const Image *source, Image *destination, int source
         ProgressOpen(0, source->height - 1, "Convert to 8-bit", 1);
     else
         SetWaitCursor();
-    for (int y = 0; y < source->height; y++) {
+    for (int y = 0; source->rows != nullptr && y < source->height; y++) {
         const uint16_t *in = (const uint16_t *)source->rows[y];
         uint8_t *out = destination->rows[y];
         for (int i = 0; i < count; i++)
@@ -122,7 +124,7 @@ double MaskArea(const Image *image)
         ProgressOpen(0, image->height - 1, "Area", 0);
     else
         SetWaitCursor();
-    for (int y = 0; y < image->height; y++) {
+    for (int y = 0; image->rows != nullptr && y < image->height; y++) {
         const uint8_t *row = image->rows[y];
         int64_t sum = 0;
         for (int x = 0; x < image->width; x++)

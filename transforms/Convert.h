@@ -22,7 +22,9 @@ void ConvertSettingsDefault(ConvertSettings *settings);
 // The picture type of a target; a preview of a 16-bit target is 8-bit.
 int ConvertTargetType(int target, int full);
 
-// The compute function of Convert (params is a ConvertSettings).
+// The compute function of Convert (params is a ConvertSettings). Returns ERROR_ILLEGAL_TYPE
+// for a record without a picture, ERROR_INTERNAL_1 for an unknown target, ERROR_NO_MEMORY,
+// or ERROR_ABORTED with the rows done so far.
 ErrorCode ConvertCompute(const Image *source, Image *destination, ImageWindow *window,
                          void *params, int full, int destinationWidth, int destinationHeight,
                          int sourceX, int sourceY, int zoom, int x0, int y0, int x1, int y1,

@@ -363,3 +363,25 @@ TEST(WholeImage, SmoothRectangleIsLimitedToThePicture)
             ASSERT_EQ(PictureSample(image, x, y, 1), 10);
     ImageFree(&image);
 }
+
+TEST(WholeImage, PicturesWithoutPixelsAreHandledWithoutReadingRows)
+{
+    TestStart();
+    // A width of 0 leaves a gray record with a height but no rows.
+    ImageWindow source = {}, result = {};
+    ASSERT_EQ(ImageAlloc(&source.image, TYPE_GRAY16, 0, 5, 72.0), ERROR_NONE);
+    ASSERT_EQ(source.image.rows, nullptr);
+    EXPECT_EQ(WindowCopy(&source, &result), ERROR_NONE);
+    EXPECT_EQ(ImageNegative(&source, &result), ERROR_NONE);
+    Image reduced = {};
+    EXPECT_EQ(ReduceGray16(&source.image, &reduced, 1), ERROR_NONE);
+    EXPECT_EQ(reduced.rows, nullptr);
+    Image mask = {};
+    ASSERT_EQ(ImageAlloc(&mask, TYPE_GRAY8, 0, 5, 72.0), ERROR_NONE);
+    EXPECT_EQ(MaskArea(&mask), 0.0);
+    const uint8_t white[3] = {255, 255, 255};
+    DrawDisc(&source.image, 0.0, 2.0, 3.0, white);
+    FillRectSmooth(&mask, 0.0, 0.0, 1.0, 1.0, white);
+    FreeWindow(&source);
+    FreeWindow(&result);
+}

@@ -366,3 +366,18 @@ TEST(GammaAdjust, ArgumentsOutsideThePicturesAreRefused)
     ImageFree(&source);
     ImageFree(&result);
 }
+
+TEST(GammaAdjust, PictureWithoutRowsIsRefused)
+{
+    TestStart();
+    Image source = {}, result = {};
+    ASSERT_EQ(ImageAlloc(&source, TYPE_GRAY8, 0, 4, 72.0), ERROR_NONE);
+    GammaSettings settings = {2.0, 3};
+    EXPECT_EQ(
+        GammaCompute(&source, &result, nullptr, &settings, 1, 1, 4, 0, 0, 1, 0, 0, 0, 3, 1, 4),
+        ERROR_INTERNAL_1);
+    EXPECT_EQ(
+        GammaCompute(&source, &result, nullptr, &settings, 1, 1, 4, 0, 0, 1, 0, 0, 0, 3, 0, 4),
+        ERROR_INTERNAL_1);
+    ImageFree(&source);
+}

@@ -11,7 +11,7 @@ PACKAGES=(
     # tests and benchmarks
     libgtest-dev libbenchmark-dev
     # independent tools the tests compare against
-    libtiff-tools libimage-exiftool-perl imagemagick
+    libtiff-tools libimage-exiftool-perl imagemagick icc-profiles-free
 )
 
 missing=()

@@ -11,6 +11,7 @@
 
 TEST(ErrorText, OutsideTheTableIsUnrecognized)
 {
+    TestStart();
     for (int code : {126, -1, 1000, INT_MAX, INT_MIN}) {
         SCOPED_TRACE(code);
         EXPECT_STREQ(ErrorText(code), "Unrecognized Error");
@@ -19,6 +20,7 @@ TEST(ErrorText, OutsideTheTableIsUnrecognized)
 
 TEST(ErrorText, AllMessagesPresentDistinctAndOneLineButTheLast)
 {
+    TestStart();
     std::set<std::string> seen;
     for (int code = 0; code < 126; code++) {
         SCOPED_TRACE(code);
@@ -36,6 +38,7 @@ TEST(ErrorText, AllMessagesPresentDistinctAndOneLineButTheLast)
 
 TEST(ErrorText, NamedCodesSitAtTheirMessages)
 {
+    TestStart();
     // The constants the core itself returns, against the words the user reads.
     struct Case {
         ErrorCode code;

@@ -11,6 +11,7 @@
 
 TEST(ModPositive, NeverNegativeAndZeroForZeroOperands)
 {
+    TestStart();
     struct Case {
         int a, b, expected;
     } cases[] = {
@@ -39,6 +40,7 @@ TEST(ModPositive, NeverNegativeAndZeroForZeroOperands)
 
 TEST(PowerInt, RepeatedSquaringAndReciprocals)
 {
+    TestStart();
     EXPECT_EQ(PowerInt(2.0, 10), 1024.0);
     EXPECT_EQ(PowerInt(2.0, -2), 0.25);
     EXPECT_EQ(PowerInt(-3.0, 3), -27.0);
@@ -60,6 +62,7 @@ static int64_t NextState(int64_t s)
 
 TEST(Random, FollowsTheMinimalStandardRecurrence)
 {
+    TestStart();
     int64_t state = Random();
     for (int i = 0; i < 100000; i++) {
         state = NextState(state);
@@ -69,6 +72,7 @@ TEST(Random, FollowsTheMinimalStandardRecurrence)
 
 TEST(Random, StartsFrom1234567InEveryRun)
 {
+    TestStart();
     // A fresh process, so that draws by earlier tests cannot move the start.
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(
@@ -94,6 +98,7 @@ TEST(Random, StartsFrom1234567InEveryRun)
 
 TEST(Random01, IsTheDrawOver2To31)
 {
+    TestStart();
     for (int i = 0; i < 1000; i++) {
         double value = Random01();
         ASSERT_GE(value, 0.0);
@@ -111,6 +116,7 @@ struct ClipCase {
 
 TEST(ClipSegment, ClipsToTheRectangleEdgeByEdge)
 {
+    TestStart();
     // The rectangle: left 0, bottom 0, right 10, top 10.
     const ClipCase cases[] = {
         {"inside", 1, 2, 3, 4, 1, 1, 2, 3, 4},
@@ -141,6 +147,7 @@ TEST(ClipSegment, ClipsToTheRectangleEdgeByEdge)
 
 TEST(Bits, MostSignificantBitIsTheLeftmostPixel)
 {
+    TestStart();
     uint8_t row[3] = {0, 0, 0};
     BitSet(row, 0);
     BitSet(row, 9);
@@ -160,6 +167,7 @@ TEST(Bits, MostSignificantBitIsTheLeftmostPixel)
 
 TEST(Helpers, SmallNumericHelpers)
 {
+    TestStart();
     EXPECT_EQ(RoundUp4(0), 0);
     EXPECT_EQ(RoundUp4(1), 4);
     EXPECT_EQ(RoundUp4(4), 4);
@@ -183,6 +191,7 @@ TEST(Helpers, SmallNumericHelpers)
 
 TEST(Helpers, MemoryFillAndOverlappingCopy)
 {
+    TestStart();
     uint8_t bytes[10] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 9};
     MemCopy(bytes, bytes + 2, 6); // forward over itself
     const uint8_t forward[10] = {0, 1, 0, 1, 2, 3, 4, 5, 8, 9};
@@ -203,6 +212,7 @@ TEST(Helpers, MemoryFillAndOverlappingCopy)
 
 TEST(Helpers, DateAndTimeStampsAreCalendarShaped)
 {
+    TestStart();
     int date = DateStamp();
     int time = TimeStamp();
     EXPECT_GE(date / 10000, 2024);
@@ -217,6 +227,7 @@ TEST(Helpers, DateAndTimeStampsAreCalendarShaped)
 
 TEST(Text, StrCopyLimitCopiesAtMostLimitAndTerminates)
 {
+    TestStart();
     char out[12];
     memset(out, '#', sizeof out);
     StrCopyLimit("photograph", out, 5);
@@ -232,6 +243,7 @@ TEST(Text, StrCopyLimitCopiesAtMostLimitAndTerminates)
 
 TEST(Text, EqualNoCaseFoldsOnlyAsciiLetters)
 {
+    TestStart();
     EXPECT_EQ(StrEqualNoCase("TIFF", "tiff"), 1);
     EXPECT_EQ(StrEqualNoCase("Photo.JPG", "photo.jpg"), 1);
     EXPECT_EQ(StrEqualNoCase("", ""), 1);
@@ -248,6 +260,7 @@ TEST(Text, EqualNoCaseFoldsOnlyAsciiLetters)
 
 TEST(Text, ExtensionDiffers)
 {
+    TestStart();
     struct Case {
         const char *name;
         const char *extension;
@@ -273,6 +286,7 @@ TEST(Text, ExtensionDiffers)
 
 TEST(Lists, ListEndedByByteOne)
 {
+    TestStart();
     const char list[] = "one\0two\0three\0\x01";
     EXPECT_EQ(ListCount(list), 3);
     EXPECT_STREQ(ListItem(list, 0), "one");
@@ -294,6 +308,7 @@ TEST(Lists, ListEndedByByteOne)
 
 TEST(Lists, ListEndedByEmptyString)
 {
+    TestStart();
     const char list[] = "TIFF\0JPEG\0PNG\0";
     EXPECT_EQ(ZListCount(list), 3);
     EXPECT_STREQ(ZListItem(list, 0), "TIFF");

@@ -478,7 +478,7 @@ TEST(ImageShift, SidewaysMovesBitsOfBinaryRows)
 TEST(ImageShift, RowsMoveDownAndUpForAnyType)
 {
     TestStart();
-    for (int type : {TYPE_BINARY, TYPE_GRAY16, TYPE_COLOR48}) {
+    for (int type : {TYPE_BINARY, TYPE_GRAY8, TYPE_COLOR24, TYPE_GRAY16, TYPE_COLOR48}) {
         SCOPED_TRACE(type);
         Image image = {};
         Image before = {};
@@ -864,6 +864,7 @@ TEST(Lerp, EightBitTableAndSixteenBitDivision)
 
 TEST(Round, HalfAwayFromZeroIn32Bits)
 {
+    TestStart();
     EXPECT_EQ(Round(-0.5), -1);
     EXPECT_EQ(Round(0.5), 1);
     EXPECT_EQ(Round(0.49), 0);
@@ -881,6 +882,7 @@ TEST(Round, HalfAwayFromZeroIn32Bits)
 
 TEST(ImageTypeName, NamesOfWindowInfo)
 {
+    TestStart();
     EXPECT_STREQ(ImageTypeName(TYPE_EMPTY), "Empty");
     EXPECT_STREQ(ImageTypeName(TYPE_BINARY), "Binary Image");
     EXPECT_STREQ(ImageTypeName(TYPE_GRAY8), "Black and White Image");

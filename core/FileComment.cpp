@@ -43,13 +43,25 @@ ErrorCode AddFileComment(ImageWindow *window, const char *name, int id, int leng
     return FileCommentAppend(&window->comments, name, id, length, flags, value);
 }
 
+// Appends copies of all of source to destination, or nothing: the copies are made on a list
+// of their own first, so that a failure half way leaves the destination as it was.
 static ErrorCode CopyCommentList(const FileComment *source, FileComment **destination)
 {
+    FileComment *copies = nullptr;
+    FileComment **tail = &copies;
     for (const FileComment *comment = source; comment != nullptr; comment = comment->next) {
-        ErrorCode result = FileCommentAppend(destination, comment->name, comment->id,
-                                             comment->length, comment->flags, comment->value);
-        if (result != ERROR_NONE) return result;
+        ErrorCode result = FileCommentAppend(tail, comment->name, comment->id, comment->length,
+                                             comment->flags, comment->value);
+        if (result != ERROR_NONE) {
+            FreeFileComments(&copies);
+            return result;
+        }
+        tail = &(*tail)->next;
     }
+    tail = destination;
+    while (*tail != nullptr)
+        tail = &(*tail)->next;
+    *tail = copies;
     return ERROR_NONE;
 }
 
@@ -58,12 +70,14 @@ ErrorCode CopyFileComments(const ImageWindow *source, ImageWindow *destination)
     ErrorCode result = CopyCommentList(source->comments, &destination->comments);
     if (result != ERROR_NONE) return result;
     if (destination->window != nullptr) {
+        // The source's path names the copy; without one, its window's title does. A source
+        // with neither leaves the destination's title alone.
         char title[PATH_LENGTH];
+        title[0] = 0;
         if (source->fileName[0] != 0) StrCopyLimit(source->fileName, title, PATH_LENGTH - 1);
         else if (source->window != nullptr)
             PlatformGetWindowTitle(source->window, title, sizeof title);
-        else title[0] = 0;
-        PlatformSetWindowTitle(destination->window, title);
+        if (title[0] != 0) PlatformSetWindowTitle(destination->window, title);
     }
     destination->fileType = source->fileType;
     return ERROR_NONE;

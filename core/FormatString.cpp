@@ -85,7 +85,8 @@ static void PutReal(FormatOutput *output, double value, int decimals, int trim)
         text[length++] = '.';
         for (int i = 0; i < decimals; i++)
             text[length++] = '0';
-    } else if (magnitude > scale * 1000000.0) {
+    } else if (!(magnitude <= scale * 1000000.0)) {
+        // Too large, or not a number at all: neither has digits to print.
         text[length++] = '*';
     } else {
         // Rounded in 64 bits: 10^6 * 10^6 does not fit the 32 bits of Round.

@@ -13,9 +13,11 @@ double Magnitude(double x, double y)
 int ModPositive(int a, int b)
 {
     if (a == 0 || b == 0) return 0;
-    int m = a % b;
-    if (m < 0) m += Abs(b);
-    return m;
+    // In 64 bits, so that the most negative int divided by -1 and its magnitude both exist.
+    int64_t divisor = b < 0 ? -(int64_t)b : b;
+    int64_t m = (int64_t)a % divisor;
+    if (m < 0) m += divisor;
+    return (int)m;
 }
 
 double PowerInt(double x, int n)

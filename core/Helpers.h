@@ -18,9 +18,16 @@ inline int RoundUp4(int n)
 }
 
 // Half away from zero, in 32 bits: x + 0.5 truncated for x >= 0, x - 0.5 truncated below.
+// A value beyond the 32-bit range gives the nearest end of it and NaN gives 0, since the
+// plain conversion of such a value is undefined and time estimates or file values can reach
+// it.
 inline int32_t Round(double x)
 {
-    return x >= 0.0 ? (int32_t)(x + 0.5) : (int32_t)(x - 0.5);
+    if (x >= 2147483647.0) return INT32_MAX;
+    if (x <= -2147483648.0) return INT32_MIN;
+    if (x >= 0.0) return (int32_t)(x + 0.5);
+    if (x < 0.0) return (int32_t)(x - 0.5);
+    return 0;
 }
 
 inline int Clamp8(int n)

@@ -2,7 +2,6 @@
 // samplers of geometric code and the shared depth and blend tables.
 #include "core/Image.h"
 
-#include <cassert>
 #include <cmath>
 #include <cstring>
 
@@ -114,10 +113,12 @@ ErrorCode ImageAlloc(Image *image, int type, int width, int height, double resol
     image->chunkCount = (storedRows + image->rowsPerChunk - 1) / image->rowsPerChunk;
     image->chunks = (uint8_t **)MemoryAllocZero(sizeof(uint8_t *) * (size_t)image->chunkCount);
     if (image->chunks == nullptr) goto failed;
+    // The last block is cut to the rows it really holds: for a histogram or a single color
+    // that is the one stored row, whatever the height says.
     for (int i = 0; i < image->chunkCount; i++) {
         int rowsInChunk = image->rowsPerChunk;
         if (i == image->chunkCount - 1) {
-            rowsInChunk = height % image->rowsPerChunk;
+            rowsInChunk = storedRows % image->rowsPerChunk;
             if (rowsInChunk == 0) rowsInChunk = image->rowsPerChunk;
         }
         image->chunks[i] = (uint8_t *)MemoryAlloc((size_t)rowsInChunk * (size_t)rowBytes);
@@ -172,9 +173,10 @@ ErrorCode ImageCopy(const Image *source, Image *destination, int showProgress)
 
 ErrorCode ImageCopyRect(const Image *source, int x0, int y0, int x1, int y1, Image *destination)
 {
-    assert(x0 >= 0 && y0 >= 0 && x1 >= x0 && y1 >= y0);
-    assert(x1 < source->width && y1 < source->height);
-    if (x0 < 0 || y0 < 0 || x1 < x0 || y1 < y0 || x1 >= source->width || y1 >= source->height)
+    // A rectangle that is empty, or that reaches outside a picture whose pixels we would
+    // read, is a caller's mistake: refuse it and leave the destination as it was.
+    if (x0 < 0 || y0 < 0 || x1 < x0 || y1 < y0) return ERROR_INTERNAL_1;
+    if (ImageIsPicture(source->type) && (x1 >= source->width || y1 >= source->height))
         return ERROR_INTERNAL_1;
     ErrorCode result = ImageAlloc(destination, source->type, x1 - x0 + 1, y1 - y0 + 1,
                                   source->resolution);
@@ -186,7 +188,7 @@ ErrorCode ImageCopyRect(const Image *source, int x0, int y0, int x1, int y1, Ima
     case TYPE_GRAY16: bytesPerPixel = 2; break;
     case TYPE_COLOR48: bytesPerPixel = 6; break;
     case TYPE_BINARY: break;
-    default: return ERROR_NONE;
+    default: return ERROR_NONE; // no pixels to copy
     }
     for (int y = y0; y <= y1; y++) {
         const uint8_t *in = source->rows[y];
@@ -210,16 +212,23 @@ static int ShiftPixelBytes(int type)
     return type == TYPE_GRAY8 ? 1 : type == TYPE_COLOR24 ? 3 : 0;
 }
 
+// A scroll of count pixels or rows needs doing: a count below 1 asks for nothing, and a
+// picture without storage has nothing to move.
+static int ShiftNeeded(const Image *image, int count)
+{
+    return count > 0 && image->rows != nullptr;
+}
+
 void ImageShiftLeft(Image *image, int count)
 {
-    if (count == 0) return;
+    if (!ShiftNeeded(image, count)) return;
     if (image->type != TYPE_BINARY && ShiftPixelBytes(image->type) == 0) return;
     SetWaitCursor();
     int64_t shift = (int64_t)count * ShiftPixelBytes(image->type);
     for (int y = 0; y < image->height; y++) {
         uint8_t *row = image->rows[y];
         if (image->type == TYPE_BINARY) {
-            for (int x = 0; x + count < image->width; x++) {
+            for (int x = 0; x < image->width - count; x++) {
                 if (BitTest(row, x + count)) BitSet(row, x);
                 else BitClear(row, x);
             }
@@ -232,14 +241,14 @@ void ImageShiftLeft(Image *image, int count)
 
 void ImageShiftRight(Image *image, int count)
 {
-    if (count == 0) return;
+    if (!ShiftNeeded(image, count)) return;
     if (image->type != TYPE_BINARY && ShiftPixelBytes(image->type) == 0) return;
     SetWaitCursor();
     int64_t shift = (int64_t)count * ShiftPixelBytes(image->type);
     for (int y = 0; y < image->height; y++) {
         uint8_t *row = image->rows[y];
         if (image->type == TYPE_BINARY) {
-            for (int x = image->width - 1; x - count >= 0; x--) {
+            for (int x = image->width - 1; x >= count; x--) {
                 if (BitTest(row, x - count)) BitSet(row, x);
                 else BitClear(row, x);
             }
@@ -252,16 +261,16 @@ void ImageShiftRight(Image *image, int count)
 
 void ImageShiftRowsDown(Image *image, int count)
 {
-    if (count == 0) return;
+    if (!ShiftNeeded(image, count)) return;
     SetWaitCursor();
-    for (int i = 0; i + count < StoredRows(image); i++)
+    for (int i = 0; i < StoredRows(image) - count; i++)
         memcpy(image->rows[i], image->rows[i + count], (size_t)image->rowBytes);
     SetArrowCursor();
 }
 
 void ImageShiftRowsUp(Image *image, int count)
 {
-    if (count == 0) return;
+    if (!ShiftNeeded(image, count)) return;
     SetWaitCursor();
     for (int i = StoredRows(image) - 1 - count; i >= 0; i--)
         memcpy(image->rows[i + count], image->rows[i], (size_t)image->rowBytes);
@@ -288,6 +297,11 @@ struct SampleSpot {
     int y1;       // row of the upper corners
     int in[4];    // corners (ix, iy), (x1, iy), (ix, y1), (x1, y1) in the picture
 };
+
+static int Min255(int weight)
+{
+    return weight > 255 ? 255 : weight;
+}
 
 static void SampleLocate(const Image *image, double x, double y, SampleSpot *spot)
 {
@@ -325,8 +339,10 @@ static void SampleLocate(const Image *image, double x, double y, SampleSpot *spo
         spot->zone = 2;
         spot->ix = (int)floor(x);
         spot->iy = (int)floor(y);
-        spot->fx = (int)((x - spot->ix) * 256.0);
-        spot->fy = (int)((y - spot->iy) * 256.0);
+        // Just below a whole number, x - floor(x) rounds to 1.0; the weight stays a table
+        // index all the same.
+        spot->fx = Min255((int)((x - spot->ix) * 256.0));
+        spot->fy = Min255((int)((y - spot->iy) * 256.0));
         spot->x1 = spot->ix + 1;
         spot->y1 = spot->iy + 1;
         int inX0 = spot->ix >= 0 && spot->ix < w;
@@ -374,6 +390,7 @@ static int SampleChannel(const Image *image, const SampleSpot *spot, int channel
 int SampleGray8(const Image *image, double x, double y, int background)
 {
     SampleSpot spot;
+    background = Clamp8(background); // it is blended through the 8-bit table
     SampleLocate(image, x, y, &spot);
     if (spot.zone == 0) return background;
     return SampleChannel<uint8_t>(image, &spot, 1, 0, background);
@@ -382,6 +399,7 @@ int SampleGray8(const Image *image, double x, double y, int background)
 int SampleGray16(const Image *image, double x, double y, int background)
 {
     SampleSpot spot;
+    background = Clamp16(background);
     SampleLocate(image, x, y, &spot);
     if (spot.zone == 0) return background;
     return SampleChannel<uint16_t>(image, &spot, 1, 0, background);
@@ -392,6 +410,10 @@ static void SampleColor(const Image *image, double x, double y, int *red, int *g
                         int *blue, int backgroundRed, int backgroundGreen, int backgroundBlue)
 {
     SampleSpot spot;
+    // The backgrounds are blended like samples, so they keep to the samples' range.
+    backgroundRed = sizeof(Sample) == 1 ? Clamp8(backgroundRed) : Clamp16(backgroundRed);
+    backgroundGreen = sizeof(Sample) == 1 ? Clamp8(backgroundGreen) : Clamp16(backgroundGreen);
+    backgroundBlue = sizeof(Sample) == 1 ? Clamp8(backgroundBlue) : Clamp16(backgroundBlue);
     SampleLocate(image, x, y, &spot);
     if (spot.zone == 0) {
         *red = backgroundRed;
@@ -423,6 +445,10 @@ void SamplePixel(const Image *image, double x, double y, int *red, int *green, i
                  int backgroundRed, int backgroundGreen, int backgroundBlue)
 {
     int gray;
+    // Results are 0 to 255, so the background is too.
+    backgroundRed = Clamp8(backgroundRed);
+    backgroundGreen = Clamp8(backgroundGreen);
+    backgroundBlue = Clamp8(backgroundBlue);
     int background = Luminance(backgroundRed, backgroundGreen, backgroundBlue);
     switch (image->type) {
     case TYPE_BINARY: gray = SampleBinary(image, x, y, background); break;
@@ -445,7 +471,12 @@ void SamplePixel(const Image *image, double x, double y, int *red, int *green, i
         *green = Depth16To8[*green];
         *blue = Depth16To8[*blue];
         return;
-    default: gray = 0; break;
+    default:
+        // Without pixels every position lies outside the picture.
+        *red = backgroundRed;
+        *green = backgroundGreen;
+        *blue = backgroundBlue;
+        return;
     }
     *red = *green = *blue = gray;
 }

@@ -72,7 +72,8 @@ void ProgressTimeLeft(uint32_t elapsedTicks, int first, int last, int value, int
                       int *minutes, int *seconds)
 {
     double elapsed = elapsedTicks * 0.001;
-    double total = (double)(last - first) * elapsed / (double)(value - first);
+    // In doubles from the start: a range or a value far from first must not wrap.
+    double total = ((double)last - first) * elapsed / ((double)value - first);
     int remaining = Round(total - elapsed);
     // The added second means the display never shows 0 seconds left.
     *seconds = remaining % 60 + 1;
@@ -90,13 +91,15 @@ ErrorCode ProgressStep(int value)
     if (ProgressWindow == nullptr) return ERROR_NONE;
     int repaint = value == State.first; // the first step paints at once
 
-    // Extend the bar; a value outside the range moves it only to the range's end.
+    // Extend the bar; a value outside the range moves it only to the range's end. Black
+    // is only ever added, so a step back leaves the bar where it stood.
     int from = Limit(State.current, State.first, State.last);
     int to = Limit(value, State.first, State.last);
     if (from < to) {
         int64_t width = State.barRect.right - State.barRect.left;
-        State.barFilled = State.barRect.left +
-                          (int)((int64_t)(to - State.first) * width / (State.last - State.first));
+        int64_t range = (int64_t)State.last - State.first;
+        int filled = State.barRect.left + (int)(((int64_t)to - State.first) * width / range);
+        if (filled > State.barFilled) State.barFilled = filled;
         repaint = 1;
     }
     State.current = value;
@@ -119,7 +122,8 @@ ErrorCode ProgressStep(int value)
         }
     }
     if (repaint) PlatformProgressRepaint(ProgressWindow);
-    if (PlatformProgressPump(ProgressWindow)) State.aborted = 1;
+    // Only a Cancel button can abort; work that may not be aborted has none.
+    if (PlatformProgressPump(ProgressWindow) && State.canAbort) State.aborted = 1;
     return State.aborted ? ERROR_ABORTED : ERROR_NONE;
 }
 

@@ -59,8 +59,9 @@ ErrorCode RowReaderOpen(const Image *source, int x, int y, int zoom, int width,
 const uint8_t *RowReaderNext(RowReader *reader)
 {
     const Image *image = reader->image;
-    // Reading past the last row repeats it.
+    // Reading past the last row repeats it; a start below row 0 reads row 0.
     int row = reader->y < image->height ? reader->y : image->height - 1;
+    if (row < 0) row = 0;
     reader->y += reader->step;
     int pixelBytes = DeliveredPixelBytes(image->type);
     if (reader->buffer == nullptr) return image->rows[row] + (size_t)reader->x * pixelBytes;
@@ -101,11 +102,14 @@ ErrorCode RowWriterOpen(Image *destination, int zoom, int firstColumn, int lastC
     case TYPE_COLOR48: writer->byteOffset = 6 * firstColumn; break;
     default: writer->byteOffset = firstColumn; break;
     }
-    // A caller may produce more rows than the destination has; those land here. Sized for a
-    // whole row of the widest pixels, since an in-place caller writes from byteOffset on.
-    writer->discard = (uint8_t *)MemoryAlloc((size_t)destination->rowBytes + 8);
-    if (writer->discard == nullptr) return ERROR_NO_MEMORY;
-    if (writer->replicate == 1) return ERROR_NONE;
+    if (writer->replicate == 1) {
+        // A caller writing in place may produce more rows than the destination has; those
+        // land here rather than past the row table. A whole row is room enough, since the
+        // caller writes at most the row's bytes from byteOffset on.
+        writer->discard = (uint8_t *)MemoryAlloc((size_t)destination->rowBytes + 8);
+        if (writer->discard == nullptr) return ERROR_NO_MEMORY;
+        return ERROR_NONE;
+    }
     writer->buffer = (uint8_t *)MemoryAlloc((size_t)destination->rowBytes + 8);
     if (writer->buffer == nullptr) return ERROR_NO_MEMORY;
     return ERROR_NONE;
@@ -124,15 +128,16 @@ void RowWriterPut(RowWriter *writer)
     if (writer->y >= image->height) return;
     int r = writer->y;
     writer->y += writer->replicate;
-    if (writer->buffer == nullptr) return;
+    if (writer->buffer == nullptr || r < 0) return; // a row below the bottom is dropped too
 
     // Each source pixel fills replicate columns; the run stops once lastColumn is passed,
-    // even in the middle of a pixel's copies.
+    // even in the middle of a pixel's copies. Columns outside the row are never written.
     uint8_t *row = image->rows[r];
     int pixelBytes = DeliveredPixelBytes(image->type);
     int source = 0;
     int copies = 0;
-    for (int column = writer->firstColumn; column <= writer->lastColumn; column++) {
+    int lastColumn = writer->lastColumn < image->width ? writer->lastColumn : image->width - 1;
+    for (int column = writer->firstColumn; column <= lastColumn; column++) {
         if (image->type == TYPE_BINARY) {
             if (BitTest(writer->buffer, source)) BitSet(row, column);
             else BitClear(row, column);
@@ -152,6 +157,7 @@ void RowWriterPut(RowWriter *writer)
     if (image->type == TYPE_BINARY) span = writer->lastColumn / 8 - writer->firstColumn / 8 + 1;
     else span = (int64_t)columns * pixelBytes;
     if (writer->byteOffset + span > writer->rowBytes) span = writer->rowBytes - writer->byteOffset;
+    if (span <= 0) return;
     for (int i = 1; i < writer->replicate && r + i < image->height; i++)
         memcpy(image->rows[r + i] + writer->byteOffset, row + writer->byteOffset, (size_t)span);
 }

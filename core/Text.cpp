@@ -44,6 +44,8 @@ void StrLowerAscii(char *text)
 const char *ListItem(const char *list, int n)
 {
     const char *item = list;
+    // An empty list is its end marker alone; it has no item to stay on.
+    if (*item == 1) return "";
     for (int i = 0; i < n; i++) {
         const char *next = item + strlen(item) + 1;
         if (*next == 1) return item; // end of the list: stay on the last item
@@ -56,6 +58,7 @@ int ListCount(const char *list)
 {
     int count = 0;
     const char *item = list;
+    if (*item == 1) return 0;
     for (;;) {
         count++;
         item += strlen(item) + 1;

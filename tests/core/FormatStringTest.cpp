@@ -1,4 +1,5 @@
 // The formatter's dialect, number by number.
+#include <cmath>
 #include <gtest/gtest.h>
 
 #include "core/FormatString.h"
@@ -46,6 +47,8 @@ TEST(FormatString, RealsFollowTheirOwnRule)
     EXPECT_EQ(Format("%2f", 2e8), "*");        // above 10^n * 1000000
     EXPECT_EQ(Format("%f", 3.14159265), "3.1416");
     EXPECT_EQ(Format("%1f", 0.04), "0.0");
+    EXPECT_EQ(Format("%2f", (double)NAN), "*"); // no digits to print, as for a huge value
+    EXPECT_EQ(Format("%2f", (double)INFINITY), "*");
 }
 
 TEST(FormatString, TrimRemovesTrailingZerosThenThePoint)

@@ -7,11 +7,13 @@ PACKAGES=(
     # build
     build-essential cmake ninja-build pkg-config ccache clang-14 libclang-rt-14-dev
     # libraries
-    libtiff-dev
+    libtiff-dev liblcms2-dev libjpeg62-turbo-dev libpng-dev libgif-dev libexiv2-dev
+    libcfitsio-dev libraw-dev
     # tests and benchmarks
     libgtest-dev libbenchmark-dev
     # independent tools the tests compare against
-    libtiff-tools libimage-exiftool-perl imagemagick icc-profiles-free
+    libtiff-tools libimage-exiftool-perl imagemagick icc-profiles-free liblcms2-utils
+    libjpeg-turbo-progs pngcrush netpbm gifsicle libvips-tools graphicsmagick
 )
 
 missing=()

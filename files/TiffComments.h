@@ -41,6 +41,7 @@ extern const int TIFF_EXIF_TAG_COUNT;
 extern const TiffTagEntry TIFF_GPS_TAGS[];
 extern const int TIFF_GPS_TAG_COUNT;
 
-// Appends the comments of the TIFF file at path to the window's list, in file order.
-// ERROR_READ_TIFF for a bad header.
+// Appends the comments of the TIFF file at path to the window's list, in file order, with
+// numbers in native order. ERROR_OPEN_FILE, or ERROR_READ_TIFF for a bad header; a field that
+// is damaged or finds no memory is left out.
 ErrorCode ReadTiffComments(const char *path, ImageWindow *window);

@@ -7,7 +7,6 @@
 // directory, the value goes there, and we seek back for the next entry.
 #include "files/TiffWriter.h"
 
-#include <cmath>
 #include <cstring>
 
 #include "core/Helpers.h"
@@ -94,7 +93,8 @@ static ErrorCode TiffPutBytes(FileHandle file, TiffLayout *layout, int tag, int 
     return TiffPutEntry(file, layout, tag, type, (uint32_t)length, value, length, length < 5);
 }
 
-// SHORT: inline for one or two values; a single value leaves zero in the second half.
+// SHORT, up to three values: inline for one or two, and a single value leaves zero in the
+// second half of the value field.
 static ErrorCode TiffPutShorts(FileHandle file, TiffLayout *layout, int tag, const uint16_t *values,
                                int count)
 {
@@ -150,7 +150,9 @@ static ErrorCode TiffPutCommentField(FileHandle file, TiffLayout *layout, const 
         return TiffPutBytes(file, layout, field->tag, field->fieldType, comment->value,
                             comment->length);
     }
-    memcpy(native, comment->value, (size_t)(comment->length < needed ? comment->length : needed));
+    if (comment->length > 0)
+        memcpy(native, comment->value,
+               (size_t)(comment->length < needed ? comment->length : needed));
     if (field->fieldType == TIFF_FIELD_SHORT) {
         uint16_t values[2];
         memcpy(values, native, sizeof values);

@@ -8,6 +8,22 @@
 #include "core/Errors.h"
 #include "core/ImageWindow.h"
 
+// TIFF field types, as the 16-bit type of a directory entry names them.
+enum : int32_t {
+    TIFF_FIELD_BYTE = 1,
+    TIFF_FIELD_ASCII = 2,
+    TIFF_FIELD_SHORT = 3,
+    TIFF_FIELD_LONG = 4,
+    TIFF_FIELD_RATIONAL = 5,
+    TIFF_FIELD_SBYTE = 6,
+    TIFF_FIELD_UNDEFINED = 7,
+    TIFF_FIELD_SSHORT = 8,
+    TIFF_FIELD_SLONG = 9,
+    TIFF_FIELD_SRATIONAL = 10,
+    TIFF_FIELD_FLOAT = 11,
+    TIFF_FIELD_DOUBLE = 12,
+};
+
 // One field of a directory as the writer puts it and the reader names it.
 struct TiffTagEntry {
     int32_t tag;
@@ -25,6 +41,7 @@ extern const int TIFF_EXIF_TAG_COUNT;
 extern const TiffTagEntry TIFF_GPS_TAGS[];
 extern const int TIFF_GPS_TAG_COUNT;
 
-// Appends the comments of the TIFF file at path to the window's list, in file order.
-// ERROR_READ_TIFF for a bad header.
+// Appends the comments of the TIFF file at path to the window's list, in file order, with
+// numbers in native order. ERROR_OPEN_FILE, or ERROR_READ_TIFF for a bad header; a field that
+// is damaged or finds no memory is left out.
 ErrorCode ReadTiffComments(const char *path, ImageWindow *window);

@@ -12,16 +12,22 @@
 #include "core/ImageWindow.h"
 
 // Writes image without comments or profile. ERROR_SAVE_TYPE_TIFF for a type that is not a
-// picture; the file is replaced only when everything was written.
+// picture; the file is replaced only when everything was written, so that a failure or an
+// abort leaves the old file as it was. Other codes as SafeFileCreate and WriteTiffImage.
 ErrorCode SaveTiffFile(const char *path, const Image *image);
 
-// Writes the window's picture with its comments and embedded profile.
+// Writes the window's picture with its comments, and for a color picture its embedded
+// profile. Codes as SaveTiffFile.
 ErrorCode SaveTiffFileWithComments(const char *path, ImageWindow *window);
 
-// Does the work on an open file: header, directories, values and rows.
+// Does the work on an open file: header, directories, values and rows, with the progress
+// window "TIFF Write". ERROR_WRITE_TIFF when a directory cannot be written, ERROR_WRITE_FILE
+// when a row cannot, ERROR_ABORTED on Cancel, ERROR_ILLEGAL_TYPE for a type without rows.
 ErrorCode WriteTiffImage(FileHandle file, const Image *image, const FileComment *comments,
                          int profileBytes, const uint8_t *profile);
 
-// Replaces the window's profile by the one of the TIFF file at path, if any. Gray and binary
-// pictures never carry one.
+// Replaces the window's profile by the one of the TIFF file at path, if any; the last of
+// several wins. Gray and binary pictures never carry one. ERROR_OPEN_FILE, ERROR_READ_TIFF
+// for a bad header or a directory or profile outside the file (the window then holds no
+// profile), ERROR_NO_MEMORY.
 ErrorCode ReadTiffColorProfile(const char *path, ImageWindow *window);

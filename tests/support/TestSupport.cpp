@@ -149,6 +149,7 @@ void TestWriteFile(const std::string &path, const std::vector<uint8_t> &bytes)
 {
     FILE *file = fopen(path.c_str(), "wb");
     if (file == nullptr) return;
-    fwrite(bytes.data(), 1, bytes.size(), file);
+    // An empty vector may have no data at all, which fwrite must not be given.
+    if (!bytes.empty()) fwrite(bytes.data(), 1, bytes.size(), file);
     fclose(file);
 }

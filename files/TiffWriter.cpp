@@ -1,0 +1,538 @@
+// The TIFF writer and the reader of the embedded color profile.
+//
+// Every file we write has one shape: a little-endian header, the main directory at offset 8
+// with its values behind it, then the EXIF and GPS directories with theirs, then the rows as
+// one uncompressed strip, top row first. Directories and values are written interleaved: an
+// entry whose value does not fit its four bytes points at the next free place behind the
+// directory, the value goes there, and we seek back for the next entry.
+#include "files/TiffWriter.h"
+
+#include <cstring>
+
+#include "core/Helpers.h"
+#include "core/Memory.h"
+#include "core/Progress.h"
+#include "files/TiffComments.h"
+
+static const int TIFF_HEADER_BYTES = 8;
+static const int TIFF_ENTRY_BYTES = 12;
+static const int TIFF_VERSION = 42;
+static const int TIFF_MAIN_DIRECTORY_OFFSET = 8;
+static const int TIFF_FIXED_ENTRIES = 17;            // main directory entries every file has
+static const int64_t TIFF_OFFSET_LIMIT = 0xffffffff; // offsets and sizes are 32-bit
+
+static const int TAG_STRIP_OFFSETS = 273;
+static const int TAG_EXIF_DIRECTORY = 34665;
+static const int TAG_ICC_PROFILE = 34675;
+static const int TAG_GPS_DIRECTORY = 34853;
+
+// Where the values of the directory being written go. The counters live in the save's own
+// record rather than at file scope, so that nothing is left over between saves.
+struct TiffLayout {
+    int64_t nextDataOffset;   // file offset at which the next out-of-line value goes
+    int64_t dataBytesWritten; // bytes placed out of line for the current directory
+};
+
+// The descriptive text fields of the main directory that come from comments, by tag.
+struct MainTextTag {
+    int32_t tag;
+    int32_t id; // comment id
+};
+
+// Bytes of a row in the file: packed, without the padding of the rows in memory. 0 for a
+// type that is not a picture.
+static int64_t TiffFileRowBytes(const Image *image)
+{
+    int64_t width = image->width;
+    switch (image->type) {
+    case TYPE_BINARY: return (width + 7) / 8;
+    case TYPE_GRAY8: return width;
+    case TYPE_COLOR24: return width * 3;
+    case TYPE_GRAY16: return width * 2;
+    case TYPE_COLOR48: return width * 6;
+    default: return 0;
+    }
+}
+
+// Writes one 12-byte entry at the current position. bytes holds byteCount bytes of value in
+// the file's (little-endian) order. An inline value stands in the value field, zero-padded;
+// any other goes to nextDataOffset, and the entry points there. Returns ERROR_WRITE_TIFF on
+// any failure.
+static ErrorCode TiffPutEntry(FileHandle file, TiffLayout *layout, int tag, int type,
+                              uint32_t count, const uint8_t *bytes, int64_t byteCount,
+                              int inlineValue)
+{
+    uint8_t entry[TIFF_ENTRY_BYTES] = {};
+    BytesPut16(entry, 0, (uint16_t)tag);
+    BytesPut16(entry, 2, (uint16_t)type);
+    BytesPut32(entry, 4, count);
+    if (inlineValue) {
+        if (byteCount > 0) memcpy(entry + 8, bytes, (size_t)byteCount);
+    } else {
+        int64_t here;
+        if (layout->nextDataOffset + byteCount > TIFF_OFFSET_LIMIT) return ERROR_WRITE_TIFF;
+        BytesPut32(entry, 8, (uint32_t)layout->nextDataOffset);
+        if (FileTell(file, &here) != ERROR_NONE ||
+            FileSeek(file, layout->nextDataOffset) != ERROR_NONE ||
+            FileWrite(file, bytes, byteCount) != ERROR_NONE || FileSeek(file, here) != ERROR_NONE)
+            return ERROR_WRITE_TIFF;
+        layout->nextDataOffset += byteCount;
+        layout->dataBytesWritten += byteCount;
+    }
+    return FileWrite(file, entry, TIFF_ENTRY_BYTES) == ERROR_NONE ? ERROR_NONE : ERROR_WRITE_TIFF;
+}
+
+// BYTE, ASCII and UNDEFINED: length bytes, inline up to four. value must have one readable
+// byte after its length (comment values end in a zero byte): a text that is not terminated
+// in itself takes that zero in, as readers of ASCII fields expect.
+static ErrorCode TiffPutBytes(FileHandle file, TiffLayout *layout, int tag, int type,
+                              const uint8_t *value, int length)
+{
+    if (type == TIFF_FIELD_ASCII && length > 0 && value[length - 1] != 0 && value[length] == 0)
+        length++;
+    return TiffPutEntry(file, layout, tag, type, (uint32_t)length, value, length, length < 5);
+}
+
+// SHORT, up to three values: inline for one or two, and a single value leaves zero in the
+// second half of the value field.
+static ErrorCode TiffPutShorts(FileHandle file, TiffLayout *layout, int tag, const uint16_t *values,
+                               int count)
+{
+    uint8_t bytes[2 * 3];
+    for (int i = 0; i < count; i++)
+        BytesPut16(bytes, 2 * i, values[i]);
+    return TiffPutEntry(file, layout, tag, TIFF_FIELD_SHORT, (uint32_t)count, bytes, 2 * count,
+                        count == 1 || count == 2);
+}
+
+static ErrorCode TiffPutShort(FileHandle file, TiffLayout *layout, int tag, uint16_t value)
+{
+    return TiffPutShorts(file, layout, tag, &value, 1);
+}
+
+// LONG with one value, inline. *valuePosition, if given, receives the file position of the
+// value field, for a value patched later.
+static ErrorCode TiffPutLong(FileHandle file, TiffLayout *layout, int tag, uint32_t value,
+                             int64_t *valuePosition)
+{
+    uint8_t bytes[4];
+    BytesPut32(bytes, 0, value);
+    if (valuePosition != nullptr) {
+        if (FileTell(file, valuePosition) != ERROR_NONE) return ERROR_WRITE_TIFF;
+        *valuePosition += 8;
+    }
+    return TiffPutEntry(file, layout, tag, TIFF_FIELD_LONG, 1, bytes, 4, 1);
+}
+
+// RATIONAL or SRATIONAL: count pairs of numerator and denominator, always out of line.
+static ErrorCode TiffPutRationals(FileHandle file, TiffLayout *layout, int tag, int type,
+                                  const uint32_t *pairs, int count)
+{
+    uint8_t bytes[8 * 3];
+    for (int i = 0; i < 2 * count; i++)
+        BytesPut32(bytes, 4 * i, pairs[i]);
+    return TiffPutEntry(file, layout, tag, type, (uint32_t)count, bytes, 8 * count, 0);
+}
+
+// The entry of a table field from its comment, whose numbers are in native order. A value
+// shorter than the field needs is completed with zeros: the directory's count already
+// promised the entry, and nothing past the comment's own bytes may be read.
+static ErrorCode TiffPutCommentField(FileHandle file, TiffLayout *layout, const TiffTagEntry *field,
+                                     const FileComment *comment)
+{
+    uint8_t native[8 * 3] = {};
+    int needed;
+    switch (field->fieldType) {
+    case TIFF_FIELD_SHORT: needed = 2 * field->count; break;
+    case TIFF_FIELD_RATIONAL:
+    case TIFF_FIELD_SRATIONAL: needed = 8 * field->count; break;
+    default:
+        return TiffPutBytes(file, layout, field->tag, field->fieldType, comment->value,
+                            comment->length);
+    }
+    if (comment->length > 0)
+        memcpy(native, comment->value,
+               (size_t)(comment->length < needed ? comment->length : needed));
+    if (field->fieldType == TIFF_FIELD_SHORT) {
+        uint16_t values[2];
+        memcpy(values, native, sizeof values);
+        return TiffPutShorts(file, layout, field->tag, values, field->count);
+    }
+    uint32_t pairs[2 * 3];
+    memcpy(pairs, native, sizeof pairs);
+    return TiffPutRationals(file, layout, field->tag, field->fieldType, pairs, field->count);
+}
+
+// Writes value at position and comes back; used for the offsets known only later.
+static ErrorCode TiffPatchLong(FileHandle file, int64_t position, uint32_t value)
+{
+    uint8_t bytes[4];
+    int64_t here;
+    BytesPut32(bytes, 0, value);
+    if (FileTell(file, &here) != ERROR_NONE || FileSeek(file, position) != ERROR_NONE ||
+        FileWrite(file, bytes, 4) != ERROR_NONE || FileSeek(file, here) != ERROR_NONE)
+        return ERROR_WRITE_TIFF;
+    return ERROR_NONE;
+}
+
+// Ends a directory: the zero "no next directory", then on past its values. The values end
+// dataBytesWritten bytes behind the terminator when the directory holds as many entries as
+// its count says. When it holds fewer (comments whose ids have no entry), the values begin
+// further on; we never stop short of nextDataOffset, so that what follows cannot overwrite
+// values already written.
+static ErrorCode TiffEndDirectory(FileHandle file, const TiffLayout *layout)
+{
+    static const uint8_t ZERO[4] = {};
+    int64_t here;
+    if (FileWrite(file, ZERO, 4) != ERROR_NONE || FileTell(file, &here) != ERROR_NONE)
+        return ERROR_WRITE_TIFF;
+    int64_t next = here + layout->dataBytesWritten;
+    if (next < layout->nextDataOffset) next = layout->nextDataOffset;
+    return FileSeek(file, next) == ERROR_NONE ? ERROR_NONE : ERROR_WRITE_TIFF;
+}
+
+// Writes an EXIF or GPS directory of count entries at the current position, patches its
+// offset into the main directory's pointer at pointerPosition, and ends past its values.
+// The count is that of the comments, which is how our files have always counted it: where
+// one comment gives two entries (37121, 167) the last entries run into the value area, and
+// where a comment gives none the directory claims more entries than it holds.
+static ErrorCode TiffPutSubDirectory(FileHandle file, TiffLayout *layout, const TiffTagEntry *table,
+                                     int tableCount, const FileComment *comments, int count,
+                                     int64_t pointerPosition)
+{
+    ErrorCode result;
+    int64_t position;
+    uint8_t countBytes[2];
+
+    if (FileTell(file, &position) != ERROR_NONE || position > TIFF_OFFSET_LIMIT)
+        return ERROR_WRITE_TIFF;
+    layout->nextDataOffset = position + 6 + (int64_t)count * TIFF_ENTRY_BYTES;
+    layout->dataBytesWritten = 0;
+    result = TiffPatchLong(file, pointerPosition, (uint32_t)position);
+    if (result != ERROR_NONE) return result;
+    BytesPut16(countBytes, 0, (uint16_t)count);
+    if (FileWrite(file, countBytes, 2) != ERROR_NONE) return ERROR_WRITE_TIFF;
+    for (int i = 0; i < tableCount; i++) {
+        const FileComment *comment = FindFileComment(comments, table[i].id);
+        if (comment == nullptr) continue;
+        result = TiffPutCommentField(file, layout, &table[i], comment);
+        if (result != ERROR_NONE) return result;
+    }
+    return TiffEndDirectory(file, layout);
+}
+
+// Counts the comments that carry flag.
+static int CommentsWithFlag(const FileComment *comments, int flag)
+{
+    int count = 0;
+    for (const FileComment *comment = comments; comment != nullptr; comment = comment->next)
+        if (comment->flags & flag) count++;
+    return count;
+}
+
+// The main directory text field from comment id, if the list has it.
+static ErrorCode TiffPutCommentText(FileHandle file, TiffLayout *layout, int tag, int id,
+                                    const FileComment *comments)
+{
+    const FileComment *comment = FindFileComment(comments, id);
+    if (comment == nullptr) return ERROR_NONE;
+    return TiffPutBytes(file, layout, tag, TIFF_FIELD_ASCII, comment->value, comment->length);
+}
+
+// The rows, top of the picture first. Color rows go through a row buffer in which red comes
+// first, as TIFF wants it: the picture itself is left untouched (and may stay const), where
+// swapping in place and back would have saved only the buffer.
+static ErrorCode TiffPutRows(FileHandle file, const Image *image, int64_t rowBytes)
+{
+    ErrorCode result = ERROR_NONE;
+    uint8_t *buffer = nullptr;
+    int color = image->type == TYPE_COLOR24 || image->type == TYPE_COLOR48;
+    // The unused bits at the end of a binary row are cleared, so that a picture always gives
+    // the same file.
+    int binaryTail = image->type == TYPE_BINARY && image->width % 8 != 0;
+
+    if (color || binaryTail) {
+        buffer = (uint8_t *)MemoryAlloc((size_t)rowBytes);
+        if (buffer == nullptr) return ERROR_NO_MEMORY;
+    }
+    ProgressOpen(0, image->height - 1, "TIFF Write", 1);
+    for (int i = 0; i < image->height; i++) {
+        const uint8_t *row = image->rows[image->height - 1 - i];
+        const uint8_t *out = row;
+        if (image->type == TYPE_COLOR24) {
+            for (int64_t x = 0; x < rowBytes; x += 3) {
+                buffer[x] = row[x + 2];
+                buffer[x + 1] = row[x + 1];
+                buffer[x + 2] = row[x];
+            }
+            out = buffer;
+        } else if (image->type == TYPE_COLOR48) {
+            for (int64_t x = 0; x < rowBytes; x += 6) {
+                memcpy(buffer + x, row + x + 4, 2);
+                memcpy(buffer + x + 2, row + x + 2, 2);
+                memcpy(buffer + x + 4, row + x, 2);
+            }
+            out = buffer;
+        } else if (binaryTail) {
+            memcpy(buffer, row, (size_t)rowBytes);
+            buffer[rowBytes - 1] &= (uint8_t)(0xff00 >> (image->width % 8));
+            out = buffer;
+        }
+        result = FileWrite(file, out, rowBytes);
+        if (result != ERROR_NONE) break;
+        result = ProgressStep(i);
+        if (result != ERROR_NONE) break;
+    }
+    ProgressClose();
+    MemoryFree(buffer);
+    return result;
+}
+
+// The main directory, in this order: PageName (285) before StripOffsets (273) is how our
+// files have always been laid out. The positions of the values patched later are returned.
+static ErrorCode TiffPutMainDirectory(FileHandle file, TiffLayout *layout, const Image *image,
+                                      const FileComment *comments, int64_t stripBytes,
+                                      int profileBytes, const uint8_t *profile, int exifCount,
+                                      int gpsCount, int64_t *stripOffsetPosition,
+                                      int64_t *exifPointerPosition, int64_t *gpsPointerPosition)
+{
+    static const MainTextTag TEXT_BEFORE_STRIPS[] = {
+        {269, 7}, {270, 3}, {271, 5}, {272, 6}, {285, 8}};
+    static const MainTextTag TEXT_AFTER_UNIT[] = {
+        {305, 9}, {306, 2}, {315, 0}, {316, 4}, {33432, 1}};
+    ErrorCode result = ERROR_NONE;
+    int color = image->type == TYPE_COLOR24 || image->type == TYPE_COLOR48;
+    uint16_t depth = 16;
+    if (image->type == TYPE_BINARY) depth = 1;
+    if (image->type == TYPE_GRAY8 || image->type == TYPE_COLOR24) depth = 8;
+    uint16_t depths[3] = {depth, depth, depth};
+    // The resolution to a tenth of a dot per inch; what the numerator cannot hold is clipped
+    // rather than left to wrap.
+    double tenths = image->resolution * 10.0;
+    if (!(tenths >= 0.0)) tenths = 0.0;
+    if (tenths > 2147483647.0) tenths = 2147483647.0;
+    uint32_t resolution[2] = {(uint32_t)Round(tenths), 10};
+
+    result = TiffPutLong(file, layout, 254, 0, nullptr);
+    if (result == ERROR_NONE) result = TiffPutShort(file, layout, 255, 1);
+    if (result == ERROR_NONE) result = TiffPutLong(file, layout, 256, image->width, nullptr);
+    if (result == ERROR_NONE) result = TiffPutLong(file, layout, 257, image->height, nullptr);
+    if (result == ERROR_NONE) result = TiffPutShorts(file, layout, 258, depths, color ? 3 : 1);
+    if (result == ERROR_NONE) result = TiffPutShort(file, layout, 259, 1); // uncompressed
+    // Photometric 1 for gray and binary: a set bit is white, as in our binary pictures.
+    if (result == ERROR_NONE) result = TiffPutShort(file, layout, 262, color ? 2 : 1);
+    if (result == ERROR_NONE) result = TiffPutShort(file, layout, 266, 1);
+    for (const MainTextTag &text : TEXT_BEFORE_STRIPS)
+        if (result == ERROR_NONE)
+            result = TiffPutCommentText(file, layout, text.tag, text.id, comments);
+    if (result == ERROR_NONE)
+        result = TiffPutLong(file, layout, TAG_STRIP_OFFSETS, 0, stripOffsetPosition);
+    if (result == ERROR_NONE) result = TiffPutShort(file, layout, 274, 1);
+    if (result == ERROR_NONE) result = TiffPutShort(file, layout, 277, color ? 3 : 1);
+    if (result == ERROR_NONE) result = TiffPutLong(file, layout, 278, image->height, nullptr);
+    if (result == ERROR_NONE)
+        result = TiffPutLong(file, layout, 279, (uint32_t)stripBytes, nullptr);
+    if (result == ERROR_NONE)
+        result = TiffPutRationals(file, layout, 282, TIFF_FIELD_RATIONAL, resolution, 1);
+    if (result == ERROR_NONE)
+        result = TiffPutRationals(file, layout, 283, TIFF_FIELD_RATIONAL, resolution, 1);
+    if (result == ERROR_NONE) result = TiffPutShort(file, layout, 284, 1);
+    if (result == ERROR_NONE) result = TiffPutShort(file, layout, 296, 2); // inches
+    for (const MainTextTag &text : TEXT_AFTER_UNIT)
+        if (result == ERROR_NONE)
+            result = TiffPutCommentText(file, layout, text.tag, text.id, comments);
+    if (result == ERROR_NONE && exifCount > 0)
+        result = TiffPutLong(file, layout, TAG_EXIF_DIRECTORY, 0, exifPointerPosition);
+    if (result == ERROR_NONE && profileBytes > 0 && profile != nullptr)
+        result = TiffPutEntry(file, layout, TAG_ICC_PROFILE, TIFF_FIELD_UNDEFINED,
+                              (uint32_t)profileBytes, profile, profileBytes, profileBytes < 5);
+    if (result == ERROR_NONE && gpsCount > 0)
+        result = TiffPutLong(file, layout, TAG_GPS_DIRECTORY, 0, gpsPointerPosition);
+    if (result == ERROR_NONE) result = TiffEndDirectory(file, layout);
+    return result;
+}
+
+ErrorCode WriteTiffImage(FileHandle file, const Image *image, const FileComment *comments,
+                         int profileBytes, const uint8_t *profile)
+{
+    static const uint8_t HEADER[TIFF_HEADER_BYTES] = {
+        'I', 'I', TIFF_VERSION, 0, TIFF_MAIN_DIRECTORY_OFFSET, 0, 0, 0};
+    ErrorCode result = ERROR_NONE;
+    TiffLayout layout = {};
+    int64_t rowBytes = TiffFileRowBytes(image);
+    int64_t stripBytes = rowBytes * image->height;
+    int hasProfile = profileBytes > 0 && profile != nullptr;
+    int exifCount = CommentsWithFlag(comments, COMMENT_EXIF);
+    int gpsCount = CommentsWithFlag(comments, COMMENT_GPS);
+    // The directories count comments, not the entries they give; see TiffPutSubDirectory.
+    int64_t entryCount = TIFF_FIXED_ENTRIES + CommentsWithFlag(comments, COMMENT_MAIN) +
+                         hasProfile + (exifCount > 0) + (gpsCount > 0);
+    int64_t stripOffsetPosition = 0;
+    int64_t exifPointerPosition = 0;
+    int64_t gpsPointerPosition = 0;
+    int64_t stripOffset = 0;
+    uint8_t countBytes[2];
+
+    if (rowBytes == 0) return ERROR_ILLEGAL_TYPE;
+    // A classic TIFF counts bytes in 32 bits and entries in 16; a picture or a list beyond
+    // that cannot be written in this format.
+    if (stripBytes > TIFF_OFFSET_LIMIT || entryCount > 0xffff || exifCount > 0xffff ||
+        gpsCount > 0xffff)
+        return ERROR_WRITE_TIFF;
+
+    if (FileWrite(file, HEADER, TIFF_HEADER_BYTES) != ERROR_NONE) return ERROR_WRITE_TIFF;
+    layout.nextDataOffset = entryCount * TIFF_ENTRY_BYTES + 14;
+    layout.dataBytesWritten = 0;
+    BytesPut16(countBytes, 0, (uint16_t)entryCount);
+    if (FileWrite(file, countBytes, 2) != ERROR_NONE) return ERROR_WRITE_TIFF;
+    result = TiffPutMainDirectory(file, &layout, image, comments, stripBytes,
+                                  hasProfile ? profileBytes : 0, profile, exifCount, gpsCount,
+                                  &stripOffsetPosition, &exifPointerPosition, &gpsPointerPosition);
+    if (result != ERROR_NONE) return result;
+    if (exifCount > 0) {
+        result = TiffPutSubDirectory(file, &layout, TIFF_EXIF_TAGS, TIFF_EXIF_TAG_COUNT, comments,
+                                     exifCount, exifPointerPosition);
+        if (result != ERROR_NONE) return result;
+    }
+    if (gpsCount > 0) {
+        result = TiffPutSubDirectory(file, &layout, TIFF_GPS_TAGS, TIFF_GPS_TAG_COUNT, comments,
+                                     gpsCount, gpsPointerPosition);
+        if (result != ERROR_NONE) return result;
+    }
+
+    // The strip starts here; its offset is the last thing the directory learns.
+    if (FileTell(file, &stripOffset) != ERROR_NONE || stripOffset > TIFF_OFFSET_LIMIT - stripBytes)
+        return ERROR_WRITE_TIFF;
+    result = TiffPatchLong(file, stripOffsetPosition, (uint32_t)stripOffset);
+    if (result != ERROR_NONE) return result;
+    return TiffPutRows(file, image, rowBytes);
+}
+
+// Writes image, comments and profile through a temporary file that replaces path only when
+// everything was written. A failed or cancelled save thus leaves the user's old file as it
+// was and no partial file behind, where writing in place would have destroyed the old one.
+static ErrorCode SaveTiff(const char *path, const Image *image, const FileComment *comments,
+                          int profileBytes, const uint8_t *profile)
+{
+    ErrorCode result = ERROR_NONE;
+    SafeFile safe;
+
+    SafeFileReset(&safe);
+    if (!ImageIsPicture(image->type)) {
+        result = ERROR_SAVE_TYPE_TIFF;
+        goto done;
+    }
+    result = SafeFileCreate(path, &safe);
+    if (result != ERROR_NONE) goto done;
+    result = WriteTiffImage(safe.file, image, comments, profileBytes, profile);
+    if (result != ERROR_NONE) goto done;
+    result = SafeFileCommit(&safe);
+done:
+    SafeFileAbandon(&safe); // harmless after a commit
+    return result;
+}
+
+ErrorCode SaveTiffFile(const char *path, const Image *image)
+{
+    return SaveTiff(path, image, nullptr, 0, nullptr);
+}
+
+ErrorCode SaveTiffFileWithComments(const char *path, ImageWindow *window)
+{
+    const Image *image = &window->image;
+    // Only color pictures pass their profile on. Our reader gives gray and binary pictures
+    // none, so any profile such a window holds was inherited from a color original, and an
+    // RGB profile would misdescribe a gray file to other programs.
+    int color = image->type == TYPE_COLOR24 || image->type == TYPE_COLOR48;
+    return SaveTiff(path, image, window->comments, color ? window->profileSize : 0,
+                    color ? window->profile : nullptr);
+}
+
+ErrorCode ReadTiffColorProfile(const char *path, ImageWindow *window)
+{
+    ErrorCode result = ERROR_NONE;
+    FileHandle file = FILE_HANDLE_NONE;
+    uint8_t header[TIFF_HEADER_BYTES];
+    uint8_t countBytes[2];
+    uint8_t *entries = nullptr;
+    int64_t fileSize = 0;
+    int64_t offset;
+    int64_t count;
+    int littleEndian;
+
+    MemoryRelease(&window->profile);
+    window->profileSize = 0;
+    // Gray and binary pictures never carry a profile.
+    if (window->image.type != TYPE_COLOR24 && window->image.type != TYPE_COLOR48) goto done;
+
+    result = FileOpenRead(path, &file);
+    if (result != ERROR_NONE) goto done;
+    if (FileSize(file, &fileSize) != ERROR_NONE ||
+        FileReadExact(file, header, TIFF_HEADER_BYTES) != ERROR_NONE || header[0] != header[1] ||
+        (header[0] != 'I' && header[0] != 'M')) {
+        result = ERROR_READ_TIFF;
+        goto done;
+    }
+    littleEndian = header[0] == 'I';
+
+    // The directory is read whole after its size was checked against the file.
+    offset = BytesGet32(header, 4, littleEndian);
+    if (offset > fileSize - 2 || FileSeek(file, offset) != ERROR_NONE ||
+        FileReadExact(file, countBytes, 2) != ERROR_NONE) {
+        result = ERROR_READ_TIFF;
+        goto done;
+    }
+    count = BytesGet16(countBytes, 0, littleEndian);
+    if (count * TIFF_ENTRY_BYTES > fileSize - offset - 2) {
+        result = ERROR_READ_TIFF;
+        goto done;
+    }
+    if (count == 0) goto done;
+    entries = (uint8_t *)MemoryAlloc((size_t)count * TIFF_ENTRY_BYTES);
+    if (entries == nullptr) {
+        result = ERROR_NO_MEMORY;
+        goto done;
+    }
+    result = FileReadExact(file, entries, count * TIFF_ENTRY_BYTES);
+    if (result != ERROR_NONE) goto done;
+
+    // The walk goes on after a profile was found, so that the last of several wins.
+    for (int64_t i = 0; i < count; i++) {
+        const uint8_t *entry = entries + i * TIFF_ENTRY_BYTES;
+        if (BytesGet16(entry, 0, littleEndian) != TAG_ICC_PROFILE) continue;
+        int64_t bytes = BytesGet32(entry, 4, littleEndian);
+        int64_t at = BytesGet32(entry, 8, littleEndian);
+        if (bytes == 0) continue;
+        // A profile larger than the file, or reaching past its end, is damage.
+        if (bytes > fileSize || (bytes > 4 && at > fileSize - bytes) || bytes > INT32_MAX) {
+            result = ERROR_READ_TIFF;
+            goto done;
+        }
+        MemoryRelease(&window->profile);
+        window->profileSize = 0;
+        uint8_t *profile = (uint8_t *)MemoryAlloc((size_t)bytes);
+        if (profile == nullptr) {
+            result = ERROR_NO_MEMORY;
+            goto done;
+        }
+        // Four bytes or fewer stand in the entry, as for any field.
+        if (bytes <= 4) {
+            memcpy(profile, entry + 8, (size_t)bytes);
+        } else if ((result = FileSeek(file, at)) != ERROR_NONE ||
+                   (result = FileReadExact(file, profile, bytes)) != ERROR_NONE) {
+            MemoryFree(profile);
+            goto done;
+        }
+        window->profile = profile;
+        window->profileSize = (int32_t)bytes;
+    }
+done:
+    // A damaged file leaves no profile, rather than half of one.
+    if (result != ERROR_NONE) {
+        MemoryRelease(&window->profile);
+        window->profileSize = 0;
+    }
+    MemoryFree(entries);
+    FileClose(&file);
+    return result;
+}

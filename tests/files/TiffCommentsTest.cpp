@@ -1,0 +1,604 @@
+// The comment reader: files written by exiftool in both byte orders, values in native order,
+// a save of what was read, and damaged files that must give codes or drop fields, never more.
+#include <cstring>
+#include <gtest/gtest.h>
+#include <map>
+
+#include "core/ImageWindow.h"
+#include "core/Memory.h"
+#include "files/TiffComments.h"
+#include "files/TiffWriter.h"
+#include "platform/headless/Headless.h"
+#include "tests/support/TestSupport.h"
+
+namespace {
+
+// One comment as we expect it: name, id, flags and value bytes in native order.
+struct Expected {
+    const char *name;
+    int id;
+    int flags;
+    std::vector<uint8_t> value;
+};
+
+std::vector<uint8_t> Text(const char *text, size_t length)
+{
+    return std::vector<uint8_t>(text, text + length);
+}
+
+// Text with its terminator, as a file holds it.
+std::vector<uint8_t> Ascii(const char *text)
+{
+    return Text(text, strlen(text) + 1);
+}
+
+template <typename T> std::vector<uint8_t> Native(std::initializer_list<T> values)
+{
+    std::vector<uint8_t> bytes(values.size() * sizeof(T));
+    size_t at = 0;
+    for (T v : values) {
+        memcpy(bytes.data() + at, &v, sizeof(T));
+        at += sizeof(T);
+    }
+    return bytes;
+}
+
+void ExpectComments(const FileComment *comments, const std::vector<Expected> &expected)
+{
+    size_t i = 0;
+    for (const FileComment *c = comments; c != nullptr; c = c->next, i++) {
+        SCOPED_TRACE("comment " + std::to_string(i) + " " + c->name);
+        ASSERT_LT(i, expected.size()) << "more comments than expected";
+        EXPECT_STREQ(c->name, expected[i].name);
+        EXPECT_EQ(c->id, expected[i].id);
+        EXPECT_EQ(c->flags, expected[i].flags);
+        EXPECT_EQ(std::vector<uint8_t>(c->value, c->value + c->length), expected[i].value);
+        EXPECT_EQ(c->value[c->length], 0); // the zero the length does not count
+    }
+    EXPECT_EQ(i, expected.size());
+}
+
+int CommentCount(const FileComment *comments)
+{
+    int count = 0;
+    for (const FileComment *c = comments; c != nullptr; c = c->next)
+        count++;
+    return count;
+}
+
+struct TestWindow {
+    int slot;
+    ImageWindow *window;
+};
+
+TestWindow MakeWindow(int type, int width, int height)
+{
+    TestWindow made = {-1, nullptr};
+    EXPECT_EQ(SlotAllocate(&made.slot, &made.window), ERROR_NONE);
+    EXPECT_EQ(ImageAlloc(&made.window->image, type, width, height, 72.0), ERROR_NONE);
+    TestFillPattern(&made.window->image, 1);
+    return made;
+}
+
+// A 16 by 8 gray TIFF of ImageMagick's in the given byte order, with the exiftool
+// assignments applied.
+std::string ExiftoolFile(const std::string &folder, const std::string &name, int bigEndian,
+                         const std::string &assignments)
+{
+    std::string base = folder + "/" + name + "-base.tif";
+    std::string path = folder + "/" + name + ".tif";
+    remove(path.c_str()); // exiftool does not write over a file
+    EXPECT_EQ(TestRun("convert -size 16x8 gradient: -depth 8 -define tiff:endian=" +
+                      std::string(bigEndian ? "msb" : "lsb") + " '" + base + "'"),
+              0);
+    EXPECT_EQ(TestRun("exiftool -q -o '" + path + "' " + assignments + " '" + base + "'"), 0);
+    return path;
+}
+
+// exiftool -j -G1 -a -n's fields as "Group:Name" -> value text without quotes.
+std::map<std::string, std::string> ExifTool(const std::string &path)
+{
+    std::map<std::string, std::string> fields;
+    std::string output;
+    TestRun("exiftool -j -G1 -a -n -b '" + path + "' 2>&1", &output);
+    size_t start = 0;
+    while (start < output.size()) {
+        size_t end = output.find('\n', start);
+        if (end == std::string::npos) end = output.size();
+        std::string line = output.substr(start, end - start);
+        start = end + 1;
+        size_t open = line.find('"');
+        size_t colon = line.find("\": ");
+        if (open == std::string::npos || colon == std::string::npos) continue;
+        std::string value = line.substr(colon + 3);
+        if (!value.empty() && value.back() == ',') value.pop_back();
+        if (value.size() >= 2 && value.front() == '"') value = value.substr(1, value.size() - 2);
+        fields[line.substr(open + 1, colon - open - 1)] = value;
+    }
+    return fields;
+}
+
+// The fields of one group, such as "ExifIFD:".
+std::map<std::string, std::string> Group(const std::map<std::string, std::string> &fields,
+                                         const std::string &group)
+{
+    std::map<std::string, std::string> selected;
+    for (const auto &field : fields)
+        if (field.first.compare(0, group.size(), group) == 0) selected.insert(field);
+    return selected;
+}
+
+const char RICH_ASSIGNMENTS[] =
+    "-Artist=Ann -Make=Abcd -Model=Abc '-ImageDescription=A view' -Software=Vistel "
+    "'-ModifyDate=2024:05:06 07:08:09' -HostComputer=host '-Copyright=(c) Ann' "
+    "-ExposureTime=1/125 -FNumber=5.6 -ISO=200 -ExposureCompensation=-1/3 "
+    "'-SubjectLocation=6 3' -FocalPlaneYResolution=4000 -UserComment=Hello -SubSecTime=12 "
+    "'-GPSLatitude=48 51 24' -GPSLatitudeRef=N -GPSProcessingMethod=GPS "
+    "-GPSDateStamp=2024:05:06 -GPSDifferential#=1 -GPSAreaInformation=Paris";
+
+// What RICH_ASSIGNMENTS give, in the order exiftool lays the fields out: main directory by
+// tag, then the EXIF directory (with the fields exiftool adds of itself), then GPS.
+std::vector<Expected> RichExpected(void)
+{
+    return {
+        {"Description", 3, 7, Ascii("A view")},
+        {"Make", 5, 3, Ascii("Abcd")}, // five bytes: read from the value's offset
+        {"Model", 6, 1, Ascii("Abc")}, // four bytes: read from the entry itself
+        {"Software", 9, 1, Ascii("Vistel")},
+        {"Date/Time", 2, 3, Ascii("2024:05:06 07:08:09")},
+        {"Artist", 0, 3, Ascii("Ann")},
+        {"Computer", 4, 1, Ascii("host")},
+        {"Copyright", 1, 3, Ascii("(c) Ann")},
+        {"Exposure (sec)", 34, 8, Native<uint32_t>({1, 125})},
+        {"Aperture (f)", 35, 8, Native<uint32_t>({28, 5})},
+        {"Film Speed (ISO)", 162, 8, Native<uint16_t>({200})},
+        {"EXIF Version", 21, 8, Text("0232", 4)},
+        {"Components Config", 200, 8, {1, 2, 3, 0}},
+        {"Exposure Bias (stops)", 27, 8, Native<int32_t>({-1, 3})},
+        {"User Comment", 37, 8, Text("ASCII\0\0\0Hello", 13)},
+        {"Time sec", 38, 8, Ascii("12")},
+        {"FPX Version", 158, 8, Text("0100", 4)},
+        {"Color Space", 159, 8, Native<uint16_t>({65535})},
+        {"Vertical Res", 168, 8, Native<uint32_t>({4000, 1})},
+        {"Subject Location", 169, 8, Native<uint16_t>({6, 3})},
+        {"GPS Version", 41, 8, {2, 3, 0, 0}},
+        {"GPS Lat N/S", 42, 8, Ascii("N")},
+        {"GPS Lat", 42, 8, Native<uint32_t>({48, 1, 51, 1, 24, 1})},
+        {"GPS Processing Method", 219, 8, Text("ASCII\0\0\0GPS", 11)},
+        {"GPS Area Info", 220, 8, Text("ASCII\0\0\0Paris", 13)},
+        {"GPS Date", 221, 8, Ascii("2024:05:06")},
+        {"GPS Differential", 222, 8, Native<uint16_t>({1})},
+    };
+}
+
+// Little-endian or big-endian numbers for files made by hand.
+struct Writer {
+    int littleEndian;
+    std::vector<uint8_t> bytes;
+    void Put16(uint32_t v)
+    {
+        uint8_t b[2] = {(uint8_t)v, (uint8_t)(v >> 8)};
+        if (!littleEndian) std::swap(b[0], b[1]);
+        bytes.insert(bytes.end(), b, b + 2);
+    }
+    void Put32(uint32_t v)
+    {
+        if (littleEndian) {
+            Put16(v & 0xffff);
+            Put16(v >> 16);
+        } else {
+            Put16(v >> 16);
+            Put16(v & 0xffff);
+        }
+    }
+};
+
+struct Field {
+    int tag;
+    int type;
+    uint32_t count;
+    std::vector<uint8_t> value; // in the file's order; over four bytes it goes out of line
+};
+
+// A file of a main directory and an EXIF directory that it points to, with the values
+// behind them. The main directory's pointer is written as pointerType.
+std::vector<uint8_t> HandMade(int littleEndian, const std::vector<Field> &main,
+                              const std::vector<Field> &exif, int pointerType)
+{
+    Writer w = {littleEndian, {}};
+    size_t mainEntries = main.size() + 1;
+    size_t exifAt = 8 + 2 + 12 * mainEntries + 4;
+    size_t dataAt = exifAt + 2 + 12 * exif.size() + 4;
+    std::vector<uint8_t> data;
+    w.bytes = {(uint8_t)(littleEndian ? 'I' : 'M'), (uint8_t)(littleEndian ? 'I' : 'M')};
+    w.Put16(42);
+    w.Put32(8);
+    auto putDirectory = [&](const std::vector<Field> &fields, int pointer) {
+        w.Put16((uint32_t)(fields.size() + (pointer ? 1 : 0)));
+        for (const Field &f : fields) {
+            w.Put16(f.tag);
+            w.Put16(f.type);
+            w.Put32(f.count);
+            if (f.value.size() > 4) {
+                w.Put32((uint32_t)(dataAt + data.size()));
+                data.insert(data.end(), f.value.begin(), f.value.end());
+            } else {
+                std::vector<uint8_t> field = f.value;
+                field.resize(4);
+                w.bytes.insert(w.bytes.end(), field.begin(), field.end());
+            }
+        }
+        if (pointer) {
+            w.Put16(34665);
+            w.Put16(pointerType);
+            w.Put32(1);
+            if (pointerType == TIFF_FIELD_SHORT) {
+                w.Put16((uint32_t)exifAt);
+                w.Put16(0);
+            } else {
+                w.Put32((uint32_t)exifAt);
+            }
+        }
+        w.Put32(0);
+    };
+    putDirectory(main, 1);
+    putDirectory(exif, 0);
+    w.bytes.insert(w.bytes.end(), data.begin(), data.end());
+    return w.bytes;
+}
+
+std::vector<uint8_t> FileOrder(int littleEndian, int bytesEach,
+                               std::initializer_list<uint64_t> values)
+{
+    Writer w = {littleEndian, {}};
+    for (uint64_t v : values) {
+        if (bytesEach == 2)
+            w.Put16((uint32_t)v);
+        else if (bytesEach == 4)
+            w.Put32((uint32_t)v);
+        else if (littleEndian) {
+            w.Put32((uint32_t)v);
+            w.Put32((uint32_t)(v >> 32));
+        } else {
+            w.Put32((uint32_t)(v >> 32));
+            w.Put32((uint32_t)v);
+        }
+    }
+    return w.bytes;
+}
+
+} // namespace
+
+TEST(TiffComments, ReadsWhatExiftoolWroteInEitherByteOrder)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffComments.Exiftool");
+    for (int bigEndian : {0, 1}) {
+        SCOPED_TRACE(bigEndian ? "big-endian" : "little-endian");
+        std::string path =
+            ExiftoolFile(folder, bigEndian ? "be" : "le", bigEndian, RICH_ASSIGNMENTS);
+        std::vector<uint8_t> bytes = TestReadFile(path);
+        ASSERT_GE(bytes.size(), 8u);
+        ASSERT_EQ(bytes[0], bigEndian ? 'M' : 'I');
+        TestWindow made = MakeWindow(TYPE_GRAY8, 16, 8);
+        ASSERT_EQ(ReadTiffComments(path.c_str(), made.window), ERROR_NONE);
+        ExpectComments(made.window->comments, RichExpected());
+        SlotFree(made.slot);
+    }
+}
+
+TEST(TiffComments, ListKeepsFileOrderAndNumbersComeInNativeOrder)
+{
+    TestStart();
+    std::string path = TestOutputFolder("TiffComments.Native") + "/hand.tif";
+    for (int littleEndian : {1, 0}) {
+        SCOPED_TRACE(littleEndian ? "little-endian" : "big-endian");
+        double half = 2.5;
+        float oneAndHalf = 1.5f;
+        uint64_t halfBits;
+        uint32_t floatBits;
+        memcpy(&halfBits, &half, 8);
+        memcpy(&floatBits, &oneAndHalf, 4);
+        // Model before Make: the list follows the file, not a table.
+        std::vector<Field> main = {{272, TIFF_FIELD_ASCII, 3, Ascii("CX")},
+                                   {271, TIFF_FIELD_ASCII, 8, Ascii("Corvane")}};
+        std::vector<Field> exif = {
+            {41492, TIFF_FIELD_SHORT, 2, FileOrder(littleEndian, 2, {6, 3})},
+            {34850, TIFF_FIELD_SHORT, 3, FileOrder(littleEndian, 2, {1, 2, 0xfffe})},
+            {40962, TIFF_FIELD_LONG, 1, FileOrder(littleEndian, 4, {70000})},
+            {40963, TIFF_FIELD_LONG, 2, FileOrder(littleEndian, 4, {1, 0x01020304})},
+            {37380, TIFF_FIELD_SRATIONAL, 1, FileOrder(littleEndian, 4, {0xffffffff, 3})},
+            {37377, TIFF_FIELD_DOUBLE, 1, FileOrder(littleEndian, 8, {halfBits})},
+            {37378, TIFF_FIELD_FLOAT, 1, FileOrder(littleEndian, 4, {floatBits})},
+            {37379, TIFF_FIELD_SSHORT, 1, FileOrder(littleEndian, 2, {0xfffe})},
+            {37381, 0, 3, {'a', 'b', 'c'}},                  // unknown type 0: bytes
+            {37382, 13, 1, FileOrder(littleEndian, 4, {5})}, // no size known: dropped
+            {37383, 99, 1, FileOrder(littleEndian, 4, {5})}, // dropped
+            {37384, TIFF_FIELD_SHORT, 0, {}},                // nothing at all
+            {41487, TIFF_FIELD_RATIONAL, 1, FileOrder(littleEndian, 4, {4000, 1})},
+        };
+        TestWriteFile(path, HandMade(littleEndian, main, exif, TIFF_FIELD_LONG));
+        TestWindow made = MakeWindow(TYPE_COLOR24, 1, 1);
+        ASSERT_EQ(ReadTiffComments(path.c_str(), made.window), ERROR_NONE);
+        ExpectComments(made.window->comments,
+                       {{"Model", 6, 1, Ascii("CX")},
+                        {"Make", 5, 3, Ascii("Corvane")},
+                        {"Subject Location", 169, 8, Native<uint16_t>({6, 3})},
+                        {"Exposure Program", 160, 8, Native<uint16_t>({1, 2, 0xfffe})},
+                        {"Pixel X Dim", 203, 8, Native<uint32_t>({70000})},
+                        {"Pixel Y Dim", 204, 8, Native<uint32_t>({1, 0x01020304})},
+                        {"Exposure Bias (stops)", 27, 8, Native<int32_t>({-1, 3})},
+                        {"Exposure (APEX)", 24, 8, Native<double>({2.5})},
+                        {"Aperture (APEX)", 25, 8, Native<float>({1.5f})},
+                        {"Brightness (APEX)", 26, 8, Native<int16_t>({-2})},
+                        {"Max Aperture (APEX)", 28, 8, {'a', 'b', 'c'}},
+                        {"Light Source", 31, 8, {}},
+                        {"Vertical Res", 168, 8, Native<uint32_t>({4000, 1})}});
+        SlotFree(made.slot);
+    }
+}
+
+TEST(TiffComments, DirectoryPointersTakeTheScalarOfTheirFieldType)
+{
+    TestStart();
+    std::string path = TestOutputFolder("TiffComments.Pointers") + "/p.tif";
+    std::vector<Field> exif = {{33434, TIFF_FIELD_RATIONAL, 1, FileOrder(1, 4, {1, 60})}};
+    const std::vector<Expected> exposure = {{"Exposure (sec)", 34, 8, Native<uint32_t>({1, 60})}};
+
+    // A SHORT pointer serves as well as a LONG one.
+    for (int type : {TIFF_FIELD_LONG, TIFF_FIELD_SHORT}) {
+        SCOPED_TRACE(type);
+        TestWriteFile(path, HandMade(1, {}, exif, type));
+        TestWindow made = MakeWindow(TYPE_GRAY8, 1, 1);
+        ASSERT_EQ(ReadTiffComments(path.c_str(), made.window), ERROR_NONE);
+        ExpectComments(made.window->comments, exposure);
+        SlotFree(made.slot);
+    }
+
+    // A field type without a scalar of its own (13, a directory) keeps the one of the entry
+    // before it. After an ASCII entry that is 0, and the header is no EXIF directory.
+    TestWriteFile(path, HandMade(1, {{271, TIFF_FIELD_ASCII, 3, Ascii("Ab")}}, exif, 13));
+    TestWindow made = MakeWindow(TYPE_GRAY8, 1, 1);
+    ASSERT_EQ(ReadTiffComments(path.c_str(), made.window), ERROR_NONE);
+    ExpectComments(made.window->comments, {{"Make", 5, 3, Ascii("Ab")}});
+    SlotFree(made.slot);
+    // After a LONG entry whose value is the EXIF offset, the directory is found.
+    std::vector<uint8_t> bytes = HandMade(1, {{254, TIFF_FIELD_LONG, 1, {}}}, exif, 13);
+    uint32_t exifAt = bytes[8 + 2 + 12 + 8] | (bytes[8 + 2 + 12 + 9] << 8);
+    bytes[8 + 2 + 8] = (uint8_t)exifAt; // NewSubfileType's value becomes the offset
+    TestWriteFile(path, bytes);
+    made = MakeWindow(TYPE_GRAY8, 1, 1);
+    ASSERT_EQ(ReadTiffComments(path.c_str(), made.window), ERROR_NONE);
+    ExpectComments(made.window->comments, exposure);
+    SlotFree(made.slot);
+}
+
+// Opening a file exiftool wrote (with the EXIF fields it adds itself) and saving it keeps
+// the main and EXIF fields. The GPS fields come back marked as EXIF, so no GPS directory is
+// written, and the EXIF directory counts every comment: three GPS comments that give no
+// entry, less one for the components configuration that gives two. Readers find two empty
+// entries (tag 0, type 0) where the count runs past the entries. exiftool reads the file;
+// libtiff reads it too but reports those entries as errors, so tiffinfo exits with 1 and
+// ImageMagick refuses the file.
+TEST(TiffComments, OpenAndSaveKeepsTheExifFieldsOfAnExiftoolFile)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffComments.Resave");
+    std::string original = ExiftoolFile(folder, "original", 0,
+                                        "-Artist=Ann -Make=Abcd -ExposureTime=1/125 -FNumber=5.6 "
+                                        "-ISO=200 -GPSLatitude=48.85 -GPSLatitudeRef=N");
+    TestWindow made = MakeWindow(TYPE_GRAY8, 16, 8);
+    ASSERT_EQ(ReadTiffComments(original.c_str(), made.window), ERROR_NONE);
+    std::string saved = folder + "/saved.tif";
+    ASSERT_EQ(SaveTiffFileWithComments(saved.c_str(), made.window), ERROR_NONE);
+
+    std::map<std::string, std::string> before = ExifTool(original);
+    std::map<std::string, std::string> after = ExifTool(saved);
+    EXPECT_EQ(Group(after, "ExifIFD:"), Group(before, "ExifIFD:"));
+    EXPECT_EQ(after["IFD0:Artist"], "Ann");
+    EXPECT_EQ(after["IFD0:Make"], "Abcd");
+    EXPECT_EQ(after["ExifIFD:ExposureTime"], "0.008");
+    EXPECT_EQ(after["ExifIFD:FNumber"], "5.6");
+    EXPECT_EQ(after["ExifIFD:ISO"], "200");
+    EXPECT_EQ(Group(after, "GPS:").size(), 0u);
+    EXPECT_EQ(after.count("ExifTool:Error"), 0u) << after["ExifTool:Error"];
+    // libtiff's one complaint is the empty entry; the rest of the file it reads.
+    std::string complaints;
+    EXPECT_EQ(TestRun("tiffdump '" + saved + "' >/dev/null 2>&1"), 0);
+    TestRun("tiffinfo '" + saved +
+                "' 2>&1 >/dev/null | grep -v 'Warning, Invalid TIFF directory; "
+                "tags are not sorted' | grep -v -i 'tag 0'",
+            &complaints);
+    EXPECT_EQ(complaints, "");
+
+    // Read again, the saved file gives the main and EXIF comments, the components
+    // configuration twice, as it stands twice in the directory.
+    TestWindow again = MakeWindow(TYPE_GRAY8, 16, 8);
+    ASSERT_EQ(ReadTiffComments(saved.c_str(), again.window), ERROR_NONE);
+    std::vector<Expected> expected;
+    for (const FileComment *c = made.window->comments; c != nullptr; c = c->next) {
+        if (c->id >= 41 && c->id <= 67) continue;
+        Expected one = {c->name, c->id, c->flags,
+                        std::vector<uint8_t>(c->value, c->value + c->length)};
+        expected.push_back(one);
+        if (c->id == 200) expected.push_back(one);
+    }
+    ExpectComments(again.window->comments, expected);
+    SlotFree(again.slot);
+    SlotFree(made.slot);
+}
+
+// Without GPS and without the components configuration, a file goes through open and save
+// with every EXIF field as it was and nothing for exiftool to warn about.
+TEST(TiffComments, OpenAndSaveOfAPlainExifBlockKeepsEveryField)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffComments.ResavePlain");
+    std::string original =
+        ExiftoolFile(folder, "original", 1,
+                     "-Artist=Ann -ExposureTime=1/125 -FNumber=5.6 -ISO=200 "
+                     "-ExposureCompensation=-1/3 '-DateTimeOriginal=2024:05:06 07:08:09' "
+                     "-FocalLength=50 -UserComment=Hello -ComponentsConfiguration=");
+    TestWindow made = MakeWindow(TYPE_COLOR24, 16, 8);
+    ASSERT_EQ(ReadTiffComments(original.c_str(), made.window), ERROR_NONE);
+    EXPECT_EQ(FindFileComment(made.window->comments, 200), nullptr);
+    std::string saved = folder + "/saved.tif";
+    ASSERT_EQ(SaveTiffFileWithComments(saved.c_str(), made.window), ERROR_NONE);
+    std::map<std::string, std::string> before = ExifTool(original);
+    std::map<std::string, std::string> after = ExifTool(saved);
+    EXPECT_EQ(Group(after, "ExifIFD:"), Group(before, "ExifIFD:"));
+    EXPECT_EQ(Group(before, "ExifIFD:").size(), 10u);
+    EXPECT_EQ(after.count("ExifTool:Error"), 0u);
+    EXPECT_EQ(after.count("ExifTool:Warning"), 0u) << after["ExifTool:Warning"];
+    SlotFree(made.slot);
+}
+
+// The components configuration gives two entries for one comment. Without GPS fields to
+// make up for it, the EXIF directory holds one entry more than it counts: the last entry is
+// not seen and, with the terminator, covers the first 16 bytes of values, here the exposure
+// time and the f-number. Our files have always come out so.
+TEST(TiffComments, OpenAndSaveWithComponentsConfigAndNoGpsCoversTheFirstValues)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffComments.ResaveComponents");
+    std::string original =
+        ExiftoolFile(folder, "original", 0, "-ExposureTime=1/125 -FNumber=5.6 -ISO=200");
+    TestWindow made = MakeWindow(TYPE_GRAY8, 16, 8);
+    ASSERT_EQ(ReadTiffComments(original.c_str(), made.window), ERROR_NONE);
+    ASSERT_NE(FindFileComment(made.window->comments, 200), nullptr);
+    std::string saved = folder + "/saved.tif";
+    ASSERT_EQ(SaveTiffFileWithComments(saved.c_str(), made.window), ERROR_NONE);
+    std::map<std::string, std::string> before = ExifTool(original);
+    std::map<std::string, std::string> after = ExifTool(saved);
+    std::map<std::string, std::string> kept = Group(before, "ExifIFD:");
+    kept.erase("ExifIFD:ExposureTime");
+    kept.erase("ExifIFD:FNumber");
+    kept.erase("ExifIFD:ColorSpace"); // the last entry, past the count
+    std::map<std::string, std::string> seen = Group(after, "ExifIFD:");
+    EXPECT_NE(seen["ExifIFD:ExposureTime"], "0.008");
+    EXPECT_NE(seen["ExifIFD:FNumber"], "5.6");
+    seen.erase("ExifIFD:ExposureTime");
+    seen.erase("ExifIFD:FNumber");
+    EXPECT_EQ(seen, kept);
+    EXPECT_EQ(after.count("ExifTool:Error"), 0u);
+    SlotFree(made.slot);
+}
+
+TEST(TiffComments, HostileFilesGiveCodesOrDropFields)
+{
+    TestStart();
+    struct Case {
+        const char *file;
+        ErrorCode result;
+        std::vector<int> ids; // the comments kept, in order
+    } cases[] = {
+        {"comments-exif-past-eof.tif", ERROR_NONE, {5}},
+        {"comments-ascii-count-huge.tif", ERROR_NONE, {6}},
+        {"comments-exif-self-loop.tif", ERROR_NONE, {34}},
+        {"comments-main-loop.tif", ERROR_NONE, {5}},
+        {"comments-entry-count-beyond-file.tif", ERROR_NONE, {5, 6}},
+        {"comments-odd-types.tif", ERROR_NONE, {28}},
+        {"comments-version-43.tif", ERROR_READ_TIFF, {}},
+        {"comments-bad-signature.tif", ERROR_READ_TIFF, {}},
+        {"comments-value-offset-wraps.tif", ERROR_NONE, {35}},
+        {"comments-short-pointer-negative.tif", ERROR_NONE, {5}},
+        {"comments-profile-count-huge.tif", ERROR_NONE, {5}},
+        {"comments-directory-past-eof.tif", ERROR_NONE, {}},
+        {"comments-truncated-in-exif.tif", ERROR_NONE, {5, 6, 0}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.file);
+        std::string path = TestDataPath(std::string("hostile/") + c.file);
+        ASSERT_FALSE(TestReadFile(path).empty());
+        TestWindow made = MakeWindow(TYPE_COLOR24, 1, 1);
+        EXPECT_EQ(ReadTiffComments(path.c_str(), made.window), c.result);
+        std::vector<int> ids;
+        for (const FileComment *comment = made.window->comments; comment != nullptr;
+             comment = comment->next)
+            ids.push_back(comment->id);
+        EXPECT_EQ(ids, c.ids);
+        SlotFree(made.slot);
+    }
+
+    // Thousands of entries that all point at one large value: what is kept never exceeds
+    // the file's size.
+    std::string path = TestDataPath("hostile/comments-one-value-many-entries.tif");
+    int64_t fileSize = (int64_t)TestReadFile(path).size();
+    TestWindow made = MakeWindow(TYPE_COLOR24, 1, 1);
+    EXPECT_EQ(ReadTiffComments(path.c_str(), made.window), ERROR_NONE);
+    int64_t kept = 0;
+    for (const FileComment *comment = made.window->comments; comment != nullptr;
+         comment = comment->next)
+        kept += comment->length;
+    EXPECT_GT(kept, 0);
+    EXPECT_LE(kept, fileSize);
+    EXPECT_EQ(CommentCount(made.window->comments), (int)(fileSize / 8000));
+    // The profile reader refuses a profile that cannot be in the file.
+    EXPECT_EQ(ReadTiffColorProfile(TestDataPath("hostile/comments-profile-count-huge.tif").c_str(),
+                                   made.window),
+              ERROR_READ_TIFF);
+    EXPECT_EQ(made.window->profile, nullptr);
+    SlotFree(made.slot);
+}
+
+TEST(TiffComments, TruncatedAndCorruptedFilesGiveCodesNotCrashes)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffComments.Truncated");
+    for (int bigEndian : {0, 1}) {
+        SCOPED_TRACE(bigEndian);
+        std::string source =
+            ExiftoolFile(folder, bigEndian ? "rich-be" : "rich-le", bigEndian, RICH_ASSIGNMENTS);
+        std::vector<uint8_t> bytes = TestReadFile(source);
+        ASSERT_GT(bytes.size(), 500u);
+        std::string path = folder + "/cut.tif";
+        for (size_t size = 0; size < bytes.size(); size++) {
+            SCOPED_TRACE(size);
+            TestWriteFile(path, std::vector<uint8_t>(bytes.begin(), bytes.begin() + size));
+            TestWindow made = MakeWindow(TYPE_COLOR24, 1, 1);
+            ErrorCode result = ReadTiffComments(path.c_str(), made.window);
+            EXPECT_EQ(result, size < 8 ? ERROR_READ_TIFF : ERROR_NONE);
+            int64_t kept = 0;
+            for (const FileComment *c = made.window->comments; c != nullptr; c = c->next)
+                kept += c->length;
+            EXPECT_LE(kept, (int64_t)size);
+            result = ReadTiffColorProfile(path.c_str(), made.window);
+            EXPECT_TRUE(result == ERROR_NONE || result == ERROR_READ_TIFF) << result;
+            SlotFree(made.slot);
+        }
+        // Every byte turned around in turn: a code, or fields dropped or garbled.
+        for (size_t at = 0; at < bytes.size(); at++) {
+            SCOPED_TRACE(at);
+            std::vector<uint8_t> damaged = bytes;
+            damaged[at] ^= 0xff;
+            TestWriteFile(path, damaged);
+            TestWindow made = MakeWindow(TYPE_COLOR48, 1, 1);
+            ErrorCode result = ReadTiffComments(path.c_str(), made.window);
+            EXPECT_TRUE(result == ERROR_NONE || result == ERROR_READ_TIFF) << result;
+            EXPECT_LE(CommentCount(made.window->comments), 3 * 65535);
+            result = ReadTiffColorProfile(path.c_str(), made.window);
+            EXPECT_TRUE(result == ERROR_NONE || result == ERROR_READ_TIFF) << result;
+            SlotFree(made.slot);
+        }
+    }
+}
+
+TEST(TiffComments, MissingFileAndBadHeadersGiveTheirCodes)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffComments.Headers");
+    TestWindow made = MakeWindow(TYPE_GRAY8, 1, 1);
+    EXPECT_EQ(ReadTiffComments((folder + "/missing.tif").c_str(), made.window), ERROR_OPEN_FILE);
+    EXPECT_EQ(ReadTiffComments(folder.c_str(), made.window), ERROR_OPEN_FILE);
+    std::string path = folder + "/bad.tif";
+    for (const std::vector<uint8_t> &bytes :
+         {std::vector<uint8_t>{}, std::vector<uint8_t>{'I', 'I', 42, 0, 8, 0, 0},
+          std::vector<uint8_t>{'M', 'I', 0, 42, 0, 0, 0, 8},
+          std::vector<uint8_t>{'X', 'X', 42, 0, 8, 0, 0, 0},
+          std::vector<uint8_t>{'M', 'M', 42, 0, 0, 0, 0, 8}}) {
+        TestWriteFile(path, bytes);
+        EXPECT_EQ(ReadTiffComments(path.c_str(), made.window), ERROR_READ_TIFF);
+    }
+    EXPECT_EQ(made.window->comments, nullptr);
+    SlotFree(made.slot);
+}

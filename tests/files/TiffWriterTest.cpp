@@ -1,0 +1,981 @@
+// The TIFF writer: the layout of the files byte by byte, the pixels as independent readers
+// (libtiff's tools, ImageMagick, exiftool) see them, the embedded profile, and the failures
+// that must leave the user's old file alone.
+#include <csignal>
+#include <cstring>
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <map>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "core/Core.h"
+#include "core/ImageWindow.h"
+#include "core/Memory.h"
+#include "files/TiffComments.h"
+#include "files/TiffWriter.h"
+#include "platform/headless/Headless.h"
+#include "tests/support/TestSupport.h"
+
+namespace {
+
+struct Entry {
+    int tag;
+    int type;
+    uint32_t count;
+    uint32_t value;  // the value field as a 32-bit number
+    size_t position; // file offset of the entry
+};
+
+// Numbers of a little-endian file; an offset outside the file throws, which fails the test
+// instead of reading past the buffer.
+uint32_t Get32(const std::vector<uint8_t> &bytes, size_t at)
+{
+    return bytes.at(at) | (bytes.at(at + 1) << 8) | (bytes.at(at + 2) << 16) |
+           ((uint32_t)bytes.at(at + 3) << 24);
+}
+
+int Get16(const std::vector<uint8_t> &bytes, size_t at)
+{
+    return bytes.at(at) | (bytes.at(at + 1) << 8);
+}
+
+// Whether the bytes at offset are those of text, length bytes long.
+bool BytesAre(const std::vector<uint8_t> &bytes, size_t at, const char *text, size_t length)
+{
+    return at + length <= bytes.size() && memcmp(&bytes[at], text, length) == 0;
+}
+
+// The entries of the little-endian directory at offset, as many as its count says.
+std::vector<Entry> Directory(const std::vector<uint8_t> &bytes, size_t offset)
+{
+    std::vector<Entry> entries;
+    int count = Get16(bytes, offset);
+    for (int i = 0; i < count; i++) {
+        size_t at = offset + 2 + 12 * i;
+        entries.push_back({Get16(bytes, at), Get16(bytes, at + 2), Get32(bytes, at + 4),
+                           Get32(bytes, at + 8), at});
+    }
+    return entries;
+}
+
+bool HasEntry(const std::vector<Entry> &entries, int tag)
+{
+    for (const Entry &entry : entries)
+        if (entry.tag == tag) return true;
+    return false;
+}
+
+// The entry of tag; a missing one fails the test and gives an entry of zeros.
+const Entry *FindEntry(const std::vector<Entry> &entries, int tag)
+{
+    static const Entry MISSING = {-1, 0, 0, 0, 0};
+    for (const Entry &entry : entries)
+        if (entry.tag == tag) return &entry;
+    ADD_FAILURE() << "no entry for tag " << tag;
+    return &MISSING;
+}
+
+std::vector<int> Tags(const std::vector<Entry> &entries)
+{
+    std::vector<int> tags;
+    for (const Entry &entry : entries)
+        tags.push_back(entry.tag);
+    return tags;
+}
+
+// A window of the table with a picture of type, size and resolution, filled with a pattern.
+struct TestWindow {
+    int slot;
+    ImageWindow *window;
+};
+
+TestWindow MakeWindow(int type, int width, int height, double resolution, int seed)
+{
+    TestWindow made = {-1, nullptr};
+    EXPECT_EQ(SlotAllocate(&made.slot, &made.window), ERROR_NONE);
+    EXPECT_EQ(ImageAlloc(&made.window->image, type, width, height, resolution), ERROR_NONE);
+    TestFillPattern(&made.window->image, seed);
+    return made;
+}
+
+void AddText(ImageWindow *window, int id, const char *text, int flags)
+{
+    ASSERT_EQ(AddFileComment(window, "text", id, (int)strlen(text), flags, text), ERROR_NONE);
+}
+
+// The files in folder, sorted.
+std::vector<std::string> FolderFiles(const std::string &folder)
+{
+    std::vector<std::string> names;
+    DIR *directory = opendir(folder.c_str());
+    if (directory == nullptr) return names;
+    while (struct dirent *entry = readdir(directory)) {
+        std::string name = entry->d_name;
+        if (name != "." && name != "..") names.push_back(name);
+    }
+    closedir(directory);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+// The fields exiftool -j -G1 -a -n prints, as "Group:Name" -> the value's JSON text without
+// quotes.
+std::map<std::string, std::string> ExifTool(const std::string &path,
+                                            const std::string &options = "")
+{
+    std::map<std::string, std::string> fields;
+    std::string output;
+    TestRun("exiftool -j -G1 -a -n " + options + " '" + path + "' 2>&1", &output);
+    size_t start = 0;
+    while (start < output.size()) {
+        size_t end = output.find('\n', start);
+        if (end == std::string::npos) end = output.size();
+        std::string line = output.substr(start, end - start);
+        start = end + 1;
+        size_t open = line.find('"');
+        size_t colon = line.find("\": ");
+        if (open == std::string::npos || colon == std::string::npos) continue;
+        std::string key = line.substr(open + 1, colon - open - 1);
+        std::string value = line.substr(colon + 3);
+        if (!value.empty() && value.back() == ',') value.pop_back();
+        if (value.size() >= 2 && value.front() == '"' && value.back() == '"')
+            value = value.substr(1, value.size() - 2);
+        fields[key] = value;
+    }
+    return fields;
+}
+
+// The picture's samples as ImageMagick's raw output has them: top row first, red first,
+// 16-bit samples little-endian, binary pixels as 0 or 255.
+std::vector<uint8_t> ExpectedRaw(const Image &image)
+{
+    std::vector<uint8_t> raw;
+    for (int y = image.height - 1; y >= 0; y--) {
+        const uint8_t *row = image.rows[y];
+        for (int x = 0; x < image.width; x++) {
+            switch (image.type) {
+            case TYPE_BINARY: raw.push_back(BitTest(row, x) ? 255 : 0); break;
+            case TYPE_GRAY8: raw.push_back(row[x]); break;
+            case TYPE_GRAY16: raw.insert(raw.end(), row + 2 * x, row + 2 * x + 2); break;
+            case TYPE_COLOR24:
+                for (int c = 2; c >= 0; c--)
+                    raw.push_back(row[3 * x + c]);
+                break;
+            case TYPE_COLOR48:
+                for (int c = 2; c >= 0; c--)
+                    raw.insert(raw.end(), row + 6 * x + 2 * c, row + 6 * x + 2 * c + 2);
+                break;
+            }
+        }
+    }
+    return raw;
+}
+
+std::string ImageMagickRaw(const Image &image)
+{
+    switch (image.type) {
+    case TYPE_BINARY:
+    case TYPE_GRAY8: return "-depth 8 gray:-";
+    case TYPE_GRAY16: return "-depth 16 -endian LSB gray:-";
+    case TYPE_COLOR24: return "-depth 8 rgb:-";
+    default: return "-depth 16 -endian LSB rgb:-";
+    }
+}
+
+// Runs a libtiff tool on path; expects it to succeed without an error (warnings allowed).
+void ExpectLibtiffReads(const std::string &tool, const std::string &path, std::string *output)
+{
+    std::string errors;
+    EXPECT_EQ(TestRun(tool + " '" + path + "' 2>/dev/null", output), 0) << tool;
+    TestRun(tool + " '" + path + "' 2>&1 >/dev/null", &errors);
+    EXPECT_EQ(errors.find("rror"), std::string::npos) << tool << ": " << errors;
+}
+
+const int PICTURE_TYPES[] = {TYPE_BINARY, TYPE_GRAY8, TYPE_GRAY16, TYPE_COLOR24, TYPE_COLOR48};
+
+} // namespace
+
+TEST(TiffWriter, BinaryOfWidthNineWritesTwoBytesARowAndSetBitsAreWhite)
+{
+    TestStart();
+    std::string path = TestOutputFolder("TiffWriter.Binary9") + "/binary.tif";
+    TestWindow made = MakeWindow(TYPE_BINARY, 9, 3, 72.0, 1);
+    const Image &image = made.window->image;
+    ASSERT_EQ(SaveTiffFile(path.c_str(), &image), ERROR_NONE);
+
+    std::vector<uint8_t> bytes = TestReadFile(path);
+    std::vector<Entry> entries = Directory(bytes, 8);
+    ASSERT_EQ(entries.size(), 17u);
+    EXPECT_EQ(FindEntry(entries, 258)->count, 1u);
+    EXPECT_EQ(FindEntry(entries, 258)->value, 1u); // BitsPerSample
+    EXPECT_EQ(FindEntry(entries, 262)->value, 1u); // a set bit is white
+    EXPECT_EQ(FindEntry(entries, 277)->value, 1u); // SamplesPerPixel
+    EXPECT_EQ(FindEntry(entries, 279)->value, 6u); // 2 bytes by 3 rows
+    uint32_t strip = FindEntry(entries, 273)->value;
+    ASSERT_EQ(bytes.size(), strip + 6u);
+    for (int i = 0; i < 3; i++) {
+        SCOPED_TRACE(i);
+        const uint8_t *row = image.rows[2 - i]; // the top row comes first
+        EXPECT_EQ(bytes[strip + 2 * i], row[0]);
+        // The seven unused bits of the second byte are cleared.
+        EXPECT_EQ(bytes[strip + 2 * i + 1], row[1] & 0x80);
+    }
+    std::string info;
+    ExpectLibtiffReads("tiffinfo", path, &info);
+    EXPECT_NE(info.find("Bits/Sample: 1"), std::string::npos) << info;
+    EXPECT_NE(info.find("min-is-black"), std::string::npos) << info;
+    SlotFree(made.slot);
+}
+
+TEST(TiffWriter, ResolutionIsRoundedToTenthsOfADotPerInch)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffWriter.Resolution");
+    struct Case {
+        double resolution;
+        uint32_t numerator;
+    } cases[] = {{72.04, 720},   {72.06, 721}, {300.25, 3003},
+                 {300.24, 3002}, {0.0, 0},     {1e12, 2147483647}};
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.resolution);
+        TestWindow made = MakeWindow(TYPE_GRAY8, 4, 2, c.resolution, 2);
+        std::string path = folder + "/r.tif";
+        ASSERT_EQ(SaveTiffFile(path.c_str(), &made.window->image), ERROR_NONE);
+        std::vector<uint8_t> bytes = TestReadFile(path);
+        std::vector<Entry> entries = Directory(bytes, 8);
+        for (int tag : {282, 283}) {
+            const Entry *entry = FindEntry(entries, tag);
+            EXPECT_EQ(entry->type, TIFF_FIELD_RATIONAL);
+            EXPECT_EQ(Get32(bytes, entry->value), c.numerator);
+            EXPECT_EQ(Get32(bytes, entry->value + 4), 10u);
+        }
+        EXPECT_EQ(FindEntry(entries, 296)->value, 2u); // inches
+        SlotFree(made.slot);
+    }
+}
+
+TEST(TiffWriter, WithoutCommentsTheDirectoryHasSeventeenEntriesAndColorDepthsAt218)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffWriter.Seventeen");
+    const std::vector<int> order = {254, 255, 256, 257, 258, 259, 262, 266, 273,
+                                    274, 277, 278, 279, 282, 283, 284, 296};
+    for (int type : PICTURE_TYPES) {
+        SCOPED_TRACE(type);
+        TestWindow made = MakeWindow(type, 7, 5, 300.0, type);
+        std::string path = folder + "/p.tif";
+        ASSERT_EQ(SaveTiffFile(path.c_str(), &made.window->image), ERROR_NONE);
+        std::vector<uint8_t> bytes = TestReadFile(path);
+        ASSERT_GE(bytes.size(), 234u);
+        EXPECT_EQ(std::vector<uint8_t>(bytes.begin(), bytes.begin() + 8),
+                  (std::vector<uint8_t>{'I', 'I', 42, 0, 8, 0, 0, 0}));
+        std::vector<Entry> entries = Directory(bytes, 8);
+        EXPECT_EQ(Tags(entries), order);
+        EXPECT_EQ(Get32(bytes, 10 + 12 * 17), 0u); // no next directory
+        int color = type == TYPE_COLOR24 || type == TYPE_COLOR48;
+        const Entry *depth = FindEntry(entries, 258);
+        // The first value out of line begins right behind the directory: 8 + 2 + 17 * 12 + 4.
+        uint32_t firstValue = 218;
+        if (color) {
+            int bits = type == TYPE_COLOR24 ? 8 : 16;
+            EXPECT_EQ(depth->count, 3u);
+            EXPECT_EQ(depth->value, firstValue);
+            for (int i = 0; i < 3; i++)
+                EXPECT_EQ(Get16(bytes, 218 + 2 * i), bits);
+            firstValue += 6;
+        }
+        EXPECT_EQ(FindEntry(entries, 282)->value, firstValue);
+        EXPECT_EQ(FindEntry(entries, 283)->value, firstValue + 8);
+        EXPECT_EQ(FindEntry(entries, 262)->value, color ? 2u : 1u);
+        EXPECT_EQ(FindEntry(entries, 277)->value, color ? 3u : 1u);
+        EXPECT_EQ(FindEntry(entries, 278)->value, 5u);
+        // The strip follows the values at once, and the file ends with it.
+        EXPECT_EQ(FindEntry(entries, 273)->value, firstValue + 16);
+        EXPECT_EQ(bytes.size(), FindEntry(entries, 273)->value + FindEntry(entries, 279)->value);
+        SlotFree(made.slot);
+    }
+}
+
+TEST(TiffWriter, TextOfFourBytesStandsInTheEntryAndFiveGoOutOfLine)
+{
+    TestStart();
+    std::string path = TestOutputFolder("TiffWriter.Inline") + "/text.tif";
+    TestWindow made = MakeWindow(TYPE_GRAY8, 3, 2, 72.0, 3);
+    ImageWindow *window = made.window;
+    AddText(window, 5, "abc", COMMENT_MAIN);  // Make: 3 letters and the terminator
+    AddText(window, 6, "abcd", COMMENT_MAIN); // Model: 4 letters and the terminator
+    AddText(window, 9, "x", COMMENT_MAIN);    // Software: padded with zeros
+    // Artist: a value that ends in its own terminator takes no second one.
+    ASSERT_EQ(AddFileComment(window, "Artist", 0, 4, COMMENT_MAIN, "abc\0"), ERROR_NONE);
+    ASSERT_EQ(SaveTiffFileWithComments(path.c_str(), window), ERROR_NONE);
+
+    std::vector<uint8_t> bytes = TestReadFile(path);
+    std::vector<Entry> entries = Directory(bytes, 8);
+    ASSERT_EQ(entries.size(), 21u);
+    const Entry *make = FindEntry(entries, 271);
+    EXPECT_EQ(make->type, TIFF_FIELD_ASCII);
+    EXPECT_EQ(make->count, 4u);
+    EXPECT_TRUE(BytesAre(bytes, make->position + 8, "abc\0", 4));
+    const Entry *model = FindEntry(entries, 272);
+    EXPECT_EQ(model->count, 5u);
+    // Model is the first value out of line: behind 21 entries, at 8 + 2 + 21 * 12 + 4.
+    EXPECT_EQ(model->value, 266u);
+    EXPECT_TRUE(BytesAre(bytes, model->value, "abcd\0", 5));
+    const Entry *software = FindEntry(entries, 305);
+    EXPECT_EQ(software->count, 2u);
+    EXPECT_TRUE(BytesAre(bytes, software->position + 8, "x\0\0\0", 4));
+    EXPECT_EQ(FindEntry(entries, 315)->count, 4u);
+
+    std::map<std::string, std::string> fields = ExifTool(path);
+    EXPECT_EQ(fields["IFD0:Make"], "abc");
+    EXPECT_EQ(fields["IFD0:Model"], "abcd");
+    EXPECT_EQ(fields["IFD0:Software"], "x");
+    EXPECT_EQ(fields["IFD0:Artist"], "abc");
+    EXPECT_EQ(fields.count("ExifTool:Error"), 0u);
+    EXPECT_EQ(fields.count("ExifTool:Warning"), 0u) << fields["ExifTool:Warning"];
+    SlotFree(made.slot);
+}
+
+TEST(TiffWriter, MainDirectoryKeepsItsOrderWithPageNameBeforeStripOffsets)
+{
+    TestStart();
+    std::string path = TestOutputFolder("TiffWriter.Order") + "/order.tif";
+    TestWindow made = MakeWindow(TYPE_COLOR24, 6, 4, 240.0, 4);
+    ImageWindow *window = made.window;
+    const char *texts[10] = {"Artist name",   "Copyright 2024", "2024:05:06 07:08:09",
+                             "A description", "host",           "Make",
+                             "Model",         "Document",       "Page",
+                             "Vistel"};
+    for (int id = 0; id < 10; id++)
+        AddText(window, id, texts[id], COMMENT_MAIN);
+    uint16_t iso = 400;
+    ASSERT_EQ(AddFileComment(window, "Film Speed (ISO)", 162, 2, COMMENT_EXIF, &iso), ERROR_NONE);
+    ASSERT_EQ(AddFileComment(window, "GPS Version", 41, 4, COMMENT_GPS, "\2\3\0\0"), ERROR_NONE);
+    uint8_t profile[300];
+    for (int i = 0; i < 300; i++)
+        profile[i] = (uint8_t)(i * 7);
+    window->profile = (uint8_t *)MemoryAlloc(sizeof profile);
+    memcpy(window->profile, profile, sizeof profile);
+    window->profileSize = sizeof profile;
+    ASSERT_EQ(SaveTiffFileWithComments(path.c_str(), window), ERROR_NONE);
+
+    std::vector<uint8_t> bytes = TestReadFile(path);
+    std::vector<Entry> entries = Directory(bytes, 8);
+    EXPECT_EQ(Tags(entries),
+              (std::vector<int>{254, 255, 256, 257, 258, 259, 262,   266,   269,   270,
+                                271, 272, 285, 273, 274, 277, 278,   279,   282,   283,
+                                284, 296, 305, 306, 315, 316, 33432, 34665, 34675, 34853}));
+    // The EXIF directory follows the main directory's values, the GPS directory the EXIF
+    // directory's, and the strip comes last.
+    uint32_t exif = FindEntry(entries, 34665)->value;
+    uint32_t gps = FindEntry(entries, 34853)->value;
+    uint32_t strip = FindEntry(entries, 273)->value;
+    EXPECT_EQ(Tags(Directory(bytes, exif)), std::vector<int>{34855});
+    EXPECT_EQ(Get16(bytes, exif + 2 + 8), 400);
+    EXPECT_EQ(gps, exif + 2 + 12 + 4);
+    EXPECT_EQ(Tags(Directory(bytes, gps)), std::vector<int>{0});
+    EXPECT_EQ(strip, gps + 2 + 12 + 4);
+
+    std::string info;
+    ExpectLibtiffReads("tiffinfo", path, &info);
+    EXPECT_NE(info.find("PageName: Page"), std::string::npos) << info;
+    EXPECT_NE(info.find("ICC Profile: <present>, 300 bytes"), std::string::npos) << info;
+    std::string dump;
+    ExpectLibtiffReads("tiffdump", path, &dump);
+    std::map<std::string, std::string> fields = ExifTool(path);
+    EXPECT_EQ(fields["IFD0:DocumentName"], "Document");
+    EXPECT_EQ(fields["IFD0:PageName"], "Page");
+    EXPECT_EQ(fields["IFD0:Copyright"], "Copyright 2024");
+    EXPECT_EQ(fields["IFD0:HostComputer"], "host");
+    EXPECT_EQ(fields["IFD0:ModifyDate"], "2024:05:06 07:08:09");
+    EXPECT_EQ(fields["ExifIFD:ISO"], "400");
+    EXPECT_EQ(fields["GPS:GPSVersionID"], "2 3 0 0");
+    EXPECT_EQ(fields.count("ExifTool:Error"), 0u);
+    SlotFree(made.slot);
+}
+
+TEST(TiffWriter, IndependentReadersSeeTheSamePixelsInEveryType)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffWriter.Pixels");
+    for (int type : PICTURE_TYPES) {
+        SCOPED_TRACE(type);
+        // An odd width, so that packed file rows differ from padded rows in memory.
+        TestWindow made = MakeWindow(type, 13, 7, 150.0, 10 + type);
+        const Image &image = made.window->image;
+        Image before = {};
+        ASSERT_EQ(ImageDuplicate(&image, &before), ERROR_NONE);
+        std::string path = folder + "/t" + std::to_string(type) + ".tif";
+        ASSERT_EQ(SaveTiffFile(path.c_str(), &image), ERROR_NONE);
+        // Writing from a row buffer leaves the picture as it was, color order included.
+        ExpectImagesNear(before, image, 0);
+
+        std::string output;
+        ExpectLibtiffReads("tiffinfo", path, &output);
+        ExpectLibtiffReads("tiffdump", path, &output);
+        ExpectLibtiffReads("tiffinfo -d", path, &output);
+        std::string raw;
+        EXPECT_EQ(TestRun("convert '" + path + "' " + ImageMagickRaw(image) + " 2>/dev/null", &raw),
+                  0);
+        std::vector<uint8_t> expected = ExpectedRaw(image);
+        ASSERT_EQ(raw.size(), expected.size());
+        EXPECT_TRUE(memcmp(raw.data(), expected.data(), raw.size()) == 0);
+        ImageFree(&before);
+        SlotFree(made.slot);
+    }
+}
+
+TEST(TiffWriter, ProfileOfAColorPictureReadsBackAndGrayPicturesNeverCarryOne)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffWriter.Profile");
+    // The writer does not look inside a profile, so any block of bytes serves. An odd length
+    // puts the strip at an odd offset, which readers must take too.
+    std::vector<uint8_t> icc(3001);
+    for (size_t i = 0; i < icc.size(); i++)
+        icc[i] = (uint8_t)(i * 31 + 5);
+    for (int type : {TYPE_COLOR24, TYPE_COLOR48}) {
+        SCOPED_TRACE(type);
+        TestWindow made = MakeWindow(type, 5, 4, 300.0, type);
+        made.window->profile = (uint8_t *)MemoryAlloc(icc.size());
+        memcpy(made.window->profile, icc.data(), icc.size());
+        made.window->profileSize = (int)icc.size();
+        std::string path = folder + "/color.tif";
+        ASSERT_EQ(SaveTiffFileWithComments(path.c_str(), made.window), ERROR_NONE);
+
+        TestWindow read = MakeWindow(type, 1, 1, 72.0, 0);
+        ASSERT_EQ(ReadTiffColorProfile(path.c_str(), read.window), ERROR_NONE);
+        ASSERT_EQ(read.window->profileSize, (int)icc.size());
+        EXPECT_EQ(memcmp(read.window->profile, icc.data(), icc.size()), 0);
+        std::string info;
+        ExpectLibtiffReads("tiffinfo", path, &info);
+        EXPECT_NE(info.find("ICC Profile: <present>, " + std::to_string(icc.size()) + " bytes"),
+                  std::string::npos)
+            << info;
+
+        // The same file read for a gray window gives no profile, and frees the old one.
+        TestWindow gray = MakeWindow(TYPE_GRAY8, 1, 1, 72.0, 0);
+        gray.window->profile = (uint8_t *)MemoryAlloc(10);
+        gray.window->profileSize = 10;
+        EXPECT_EQ(ReadTiffColorProfile(path.c_str(), gray.window), ERROR_NONE);
+        EXPECT_EQ(gray.window->profile, nullptr);
+        EXPECT_EQ(gray.window->profileSize, 0);
+        SlotFree(gray.slot);
+        SlotFree(read.slot);
+        SlotFree(made.slot);
+    }
+
+    // A gray window that holds a profile saves without one.
+    TestWindow gray = MakeWindow(TYPE_GRAY16, 5, 4, 300.0, 9);
+    gray.window->profile = (uint8_t *)MemoryAlloc(icc.size());
+    memcpy(gray.window->profile, icc.data(), icc.size());
+    gray.window->profileSize = (int)icc.size();
+    std::string path = folder + "/gray.tif";
+    ASSERT_EQ(SaveTiffFileWithComments(path.c_str(), gray.window), ERROR_NONE);
+    std::vector<uint8_t> bytes = TestReadFile(path);
+    EXPECT_FALSE(HasEntry(Directory(bytes, 8), 34675));
+    EXPECT_EQ(Directory(bytes, 8).size(), 17u);
+    SlotFree(gray.slot);
+}
+
+// A little-endian file of one directory with the given entries (tag, type, count, value),
+// followed by extra bytes.
+static std::vector<uint8_t> MakeTiff(const std::vector<std::vector<uint32_t>> &entries,
+                                     const std::vector<uint8_t> &extra)
+{
+    std::vector<uint8_t> bytes = {'I', 'I', 42, 0, 8, 0, 0, 0};
+    auto put16 = [&](uint32_t v) {
+        bytes.push_back((uint8_t)v);
+        bytes.push_back((uint8_t)(v >> 8));
+    };
+    auto put32 = [&](uint32_t v) {
+        put16(v & 0xffff);
+        put16(v >> 16);
+    };
+    put16((uint32_t)entries.size());
+    for (const std::vector<uint32_t> &entry : entries) {
+        put16(entry[0]);
+        put16(entry[1]);
+        put32(entry[2]);
+        put32(entry[3]);
+    }
+    put32(0);
+    bytes.insert(bytes.end(), extra.begin(), extra.end());
+    return bytes;
+}
+
+TEST(TiffWriter, ColorProfileReaderTakesTheLastOfSeveralAndRefusesDamage)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffWriter.ProfileDamage");
+    std::string path = folder + "/p.tif";
+    TestWindow made = MakeWindow(TYPE_COLOR24, 1, 1, 72.0, 0);
+    ImageWindow *window = made.window;
+    // Directory of n entries ends at 8 + 2 + 12 n + 4; the values follow.
+    std::vector<uint8_t> values = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
+
+    // Two profiles: the second wins.
+    TestWriteFile(path, MakeTiff({{34675, 7, 5, 38}, {34675, 7, 6, 44}}, values));
+    ASSERT_EQ(ReadTiffColorProfile(path.c_str(), window), ERROR_NONE);
+    ASSERT_EQ(window->profileSize, 6);
+    EXPECT_EQ(memcmp(window->profile, &values[6], 6), 0);
+
+    // Four bytes or fewer stand in the entry.
+    TestWriteFile(path, MakeTiff({{34675, 7, 3, 0x00636261}}, {}));
+    ASSERT_EQ(ReadTiffColorProfile(path.c_str(), window), ERROR_NONE);
+    ASSERT_EQ(window->profileSize, 3);
+    EXPECT_EQ(memcmp(window->profile, "abc", 3), 0);
+
+    // A big-endian file is read in its own order.
+    std::vector<uint8_t> big = {'M', 'M', 0, 42, 0, 0,  0, 8, 0, 1, 0x87, 0x73, 0,   7,   0,  0,
+                                0,   5,   0, 0,  0, 26, 0, 0, 0, 0, 'h',  'e',  'l', 'l', 'o'};
+    TestWriteFile(path, big);
+    ASSERT_EQ(ReadTiffColorProfile(path.c_str(), window), ERROR_NONE);
+    ASSERT_EQ(window->profileSize, 5);
+    EXPECT_EQ(memcmp(window->profile, "hello", 5), 0);
+
+    struct Damage {
+        const char *what;
+        std::vector<uint8_t> bytes;
+        ErrorCode expected;
+    } damages[] = {
+        {"profile reaching past the end", MakeTiff({{34675, 7, 13, 26}}, values), ERROR_READ_TIFF},
+        {"profile count far beyond the file", MakeTiff({{34675, 7, 0x7fffffff, 26}}, values),
+         ERROR_READ_TIFF},
+        {"offset beyond the file", MakeTiff({{34675, 7, 8, 0xfffffff0}}, values), ERROR_READ_TIFF},
+        {"directory past the end", {'I', 'I', 42, 0, 200, 0, 0, 0, 0, 0}, ERROR_READ_TIFF},
+        {"directory longer than the file",
+         {'I', 'I', 42, 0, 8, 0, 0, 0, 0xff, 0xff, 0},
+         ERROR_READ_TIFF},
+        {"bad signature", {'I', 'M', 42, 0, 8, 0, 0, 0, 0, 0}, ERROR_READ_TIFF},
+        {"short header", {'I', 'I', 42}, ERROR_READ_TIFF},
+        {"good profile then a damaged one",
+         MakeTiff({{34675, 7, 5, 38}, {34675, 7, 100, 38}}, values), ERROR_READ_TIFF},
+    };
+    for (const Damage &damage : damages) {
+        SCOPED_TRACE(damage.what);
+        TestWriteFile(path, damage.bytes);
+        EXPECT_EQ(ReadTiffColorProfile(path.c_str(), window), damage.expected);
+        // Damage leaves no profile, not half of one.
+        EXPECT_EQ(window->profile, nullptr);
+        EXPECT_EQ(window->profileSize, 0);
+    }
+    EXPECT_EQ(ReadTiffColorProfile((folder + "/missing.tif").c_str(), window), ERROR_OPEN_FILE);
+    SlotFree(made.slot);
+}
+
+// Values of the right field types for every EXIF and GPS field, and what exiftool -n shows
+// for each. APEX and GPS values are chosen so that exiftool's conversions are plain.
+struct FieldCase {
+    int id;
+    std::vector<uint8_t> value; // native order
+    const char *key;            // exiftool's group and name
+    const char *shown;          // exiftool's value
+};
+
+static std::vector<uint8_t> Shorts(std::initializer_list<uint16_t> values)
+{
+    std::vector<uint8_t> bytes;
+    for (uint16_t v : values) {
+        uint8_t b[2];
+        memcpy(b, &v, 2);
+        bytes.insert(bytes.end(), b, b + 2);
+    }
+    return bytes;
+}
+
+static std::vector<uint8_t> Rationals(std::initializer_list<uint32_t> values)
+{
+    std::vector<uint8_t> bytes;
+    for (uint32_t v : values) {
+        uint8_t b[4];
+        memcpy(b, &v, 4);
+        bytes.insert(bytes.end(), b, b + 4);
+    }
+    return bytes;
+}
+
+static std::vector<uint8_t> Text(const char *text)
+{
+    return std::vector<uint8_t>(text, text + strlen(text));
+}
+
+static std::vector<uint8_t> Bytes(std::initializer_list<uint8_t> values)
+{
+    return std::vector<uint8_t>(values);
+}
+
+static const std::vector<FieldCase> &AllFields(void)
+{
+    static const std::vector<FieldCase> fields = {
+        {34, Rationals({1, 125}), "ExifIFD:ExposureTime", "0.008"},
+        {35, Rationals({28, 5}), "ExifIFD:FNumber", "5.6"},
+        {160, Shorts({2}), "ExifIFD:ExposureProgram", "2"},
+        {161, Text("ASTM E-1"), "ExifIFD:SpectralSensitivity", "ASTM E-1"},
+        {162, Shorts({200}), "ExifIFD:ISO", "200"},
+        {163, Bytes({0, 2, 0, 1, 'R', 0, 0, 0, 1, 0, 0, 0, 1}), "ExifIFD:Opto-ElectricConvFactor",
+         "base64:AAIAAVIAAAABAAAAAQ=="},
+        {21, Text("0230"), "ExifIFD:ExifVersion", "0230"},
+        {22, Text("2024:05:06 07:08:09"), "ExifIFD:DateTimeOriginal", "2024:05:06 07:08:09"},
+        {23, Text("2024:05:06 07:08:10"), "ExifIFD:CreateDate", "2024:05:06 07:08:10"},
+        {200, Bytes({1, 2, 3, 0}), "ExifIFD:ComponentsConfiguration", "1 2 3 0"},
+        {201, Rationals({4, 1}), "ExifIFD:CompressedBitsPerPixel", "4"},
+        {24, Rationals({7, 1}), "ExifIFD:ShutterSpeedValue", "0.0078125"}, // 2^-7 s
+        {25, Rationals({4, 1}), "ExifIFD:ApertureValue", "4"},             // 2^(4/2)
+        {26, Rationals({0xfffffffe, 1}), "ExifIFD:BrightnessValue", "-2"},
+        {27, Rationals({0xffffffff, 3}), "ExifIFD:ExposureCompensation", "-0.333333333333333"},
+        {28, Rationals({2, 1}), "ExifIFD:MaxApertureValue", "2"}, // 2^(2/2)
+        {29, Rationals({35, 10}), "ExifIFD:SubjectDistance", "3.5"},
+        {30, Shorts({5}), "ExifIFD:MeteringMode", "5"},
+        {31, Shorts({1}), "ExifIFD:LightSource", "1"},
+        {32, Shorts({16}), "ExifIFD:Flash", "16"},
+        {202, Shorts({320}), "ExifIFD:SubjectArea", "320"},
+        {33, Rationals({50, 1}), "ExifIFD:FocalLength", "50"},
+        {36, Bytes({'V', 'T', 0, 1, 2, 3, 4, 5}), "ExifIFD:MakerNoteUnknown",
+         "base64:VlQAAQIDBAU="},
+        {37, Bytes({'A', 'S', 'C', 'I', 'I', 0, 0, 0, 'H', 'e', 'l', 'l', 'o'}),
+         "ExifIFD:UserComment", "Hello"},
+        {38, Text("12"), "ExifIFD:SubSecTime", "12"},
+        {39, Text("34"), "ExifIFD:SubSecTimeOriginal", "34"},
+        {40, Text("56"), "ExifIFD:SubSecTimeDigitized", "56"},
+        {158, Text("0100"), "ExifIFD:FlashpixVersion", "0100"},
+        {159, Shorts({1}), "ExifIFD:ColorSpace", "1"},
+        {203, Shorts({13}), "ExifIFD:ExifImageWidth", "13"},
+        {204, Shorts({7}), "ExifIFD:ExifImageHeight", "7"},
+        {164, Text("SOUND001.WAV"), "ExifIFD:RelatedSoundFile", "SOUND001.WAV"},
+        {165, Rationals({3, 2}), "ExifIFD:FlashEnergy", "1.5"},
+        {166, Text("SFR-0101"), "ExifIFD:SpatialFrequencyResponse", "SFR-0101"},
+        {167, Rationals({4000, 1}), "ExifIFD:FocalPlaneXResolution", "4000"},
+        {205, Shorts({2}), "ExifIFD:FocalPlaneResolutionUnit", "2"},
+        {169, Shorts({6, 3}), "ExifIFD:SubjectLocation", "6 3"},
+        {170, Rationals({100, 1}), "ExifIFD:ExposureIndex", "100"},
+        {171, Shorts({2}), "ExifIFD:SensingMethod", "2"},
+        {172, Bytes({3}), "ExifIFD:FileSource", "3"},
+        {173, Bytes({1}), "ExifIFD:SceneType", "1"},
+        {174, Bytes({0, 2, 0, 2, 0, 1, 1, 2}), "ExifIFD:CFAPattern", "2 2 0 1 1 2"},
+        {206, Shorts({0}), "ExifIFD:CustomRendered", "0"},
+        {207, Shorts({1}), "ExifIFD:ExposureMode", "1"},
+        {208, Shorts({0}), "ExifIFD:WhiteBalance", "0"},
+        {209, Rationals({3, 2}), "ExifIFD:DigitalZoomRatio", "1.5"},
+        {210, Shorts({75}), "ExifIFD:FocalLengthIn35mmFormat", "75"},
+        {211, Shorts({1}), "ExifIFD:SceneCaptureType", "1"},
+        {212, Shorts({1}), "ExifIFD:GainControl", "1"},
+        {213, Shorts({2}), "ExifIFD:Contrast", "2"},
+        {214, Shorts({1}), "ExifIFD:Saturation", "1"},
+        {215, Shorts({2}), "ExifIFD:Sharpness", "2"},
+        {216, Bytes({0, 1, 0, 1, 'x', 0}), "ExifIFD:DeviceSettingDescription", "base64:AAEAAXgA"},
+        {217, Shorts({2}), "ExifIFD:SubjectDistanceRange", "2"},
+        {218, Text("0123456789abcdef0123456789abcdef"), "ExifIFD:ImageUniqueID",
+         "0123456789abcdef0123456789abcdef"},
+        {41, Bytes({2, 3, 0, 0}), "GPS:GPSVersionID", "2 3 0 0"},
+        {42, Text("N"), "GPS:GPSLatitudeRef", "N"},
+        {43, Rationals({48, 1, 51, 1, 2400, 100}), "GPS:GPSLatitude", "48.8566666666667"},
+        {44, Text("E"), "GPS:GPSLongitudeRef", "E"},
+        {45, Rationals({2, 1, 21, 1, 0, 1}), "GPS:GPSLongitude", "2.35"},
+        {46, Bytes({0}), "GPS:GPSAltitudeRef", "0"},
+        {47, Rationals({355, 10}), "GPS:GPSAltitude", "35.5"},
+        {48, Rationals({12, 1}), "GPS:GPSTimeStamp", "12:00:00"}, // one value: the hour
+        {49, Text("07"), "GPS:GPSSatellites", "07"},
+        {50, Text("A"), "GPS:GPSStatus", "A"},
+        {51, Text("3"), "GPS:GPSMeasureMode", "3"},
+        {52, Rationals({12, 10}), "GPS:GPSDOP", "1.2"},
+        {53, Text("K"), "GPS:GPSSpeedRef", "K"},
+        {54, Rationals({5, 1}), "GPS:GPSSpeed", "5"},
+        {55, Text("T"), "GPS:GPSTrackRef", "T"},
+        {56, Rationals({90, 1}), "GPS:GPSTrack", "90"},
+        {57, Text("M"), "GPS:GPSImgDirectionRef", "M"},
+        {58, Rationals({180, 1}), "GPS:GPSImgDirection", "180"},
+        {59, Text("WGS-84"), "GPS:GPSMapDatum", "WGS-84"},
+        {60, Text("S"), "GPS:GPSDestLatitudeRef", "S"},
+        {61, Rationals({33, 1, 30, 1, 0, 1}), "GPS:GPSDestLatitude", "33.5"},
+        {62, Text("W"), "GPS:GPSDestLongitudeRef", "W"},
+        {63, Rationals({70, 1, 45, 1, 0, 1}), "GPS:GPSDestLongitude", "70.75"},
+        {64, Text("T"), "GPS:GPSDestBearingRef", "T"},
+        {65, Rationals({45, 1}), "GPS:GPSDestBearing", "45"},
+        {66, Text("K"), "GPS:GPSDestDistanceRef", "K"},
+        {67, Rationals({1200, 1}), "GPS:GPSDestDistance", "1200"},
+    };
+    return fields;
+}
+
+// exiftool's options that show every field we write, binary ones base64-encoded.
+static const char ALL_FIELDS[] = "-b -u -all -MakerNotes";
+
+static int IsGps(int id)
+{
+    return id >= 41 && id <= 67;
+}
+
+static void ExpectShown(const std::map<std::string, std::string> &fields, const FieldCase &field)
+{
+    auto found = fields.find(field.key);
+    ASSERT_NE(found, fields.end()) << field.key << " is missing";
+    char *end1;
+    char *end2;
+    double shown = strtod(found->second.c_str(), &end1);
+    double expected = strtod(field.shown, &end2);
+    if (*end1 == 0 && *end2 == 0 && end1 != found->second.c_str())
+        EXPECT_NEAR(shown, expected, 1e-9) << field.key;
+    else
+        EXPECT_EQ(found->second, field.shown) << field.key;
+}
+
+TEST(TiffWriter, ExiftoolReadsBackEveryExifAndGpsFieldWeWrite)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffWriter.Exif");
+    // Every field but the two whose ids give two entries each; those are checked below.
+    TestWindow made = MakeWindow(TYPE_COLOR24, 13, 7, 300.0, 5);
+    for (const FieldCase &field : AllFields()) {
+        if (field.id == 200 || field.id == 167) continue;
+        ASSERT_EQ(AddFileComment(made.window, field.key, field.id, (int)field.value.size(),
+                                 IsGps(field.id) ? COMMENT_GPS : COMMENT_EXIF, field.value.data()),
+                  ERROR_NONE);
+    }
+    std::string path = folder + "/all.tif";
+    ASSERT_EQ(SaveTiffFileWithComments(path.c_str(), made.window), ERROR_NONE);
+    // Binary values come base64-encoded; the maker note, which no maker of exiftool's
+    // knowledge wrote, must be asked for by name.
+    std::map<std::string, std::string> fields = ExifTool(path, ALL_FIELDS);
+    for (const FieldCase &field : AllFields()) {
+        if (field.id == 200 || field.id == 167) continue;
+        SCOPED_TRACE(field.key);
+        ExpectShown(fields, field);
+    }
+    EXPECT_EQ(fields.count("ExifTool:Error"), 0u) << fields["ExifTool:Error"];
+    EXPECT_EQ(fields["ExifTool:Warning"], "[minor] Unrecognized MakerNotes");
+    std::string output;
+    ExpectLibtiffReads("tiffinfo", path, &output);
+    std::string raw;
+    EXPECT_EQ(TestRun("convert '" + path + "' -depth 8 rgb:- 2>/dev/null", &raw), 0);
+    std::vector<uint8_t> expected = ExpectedRaw(made.window->image);
+    EXPECT_TRUE(raw.size() == expected.size() &&
+                memcmp(raw.data(), expected.data(), raw.size()) == 0);
+    SlotFree(made.slot);
+}
+
+TEST(TiffWriter, CameraLikeFileReadsWithoutAnyWarning)
+{
+    TestStart();
+    std::string path = TestOutputFolder("TiffWriter.Camera") + "/camera.tif";
+    TestWindow made = MakeWindow(TYPE_COLOR48, 13, 7, 300.0, 6);
+    AddText(made.window, 5, "Corvane", COMMENT_MAIN);
+    AddText(made.window, 6, "CX-1", COMMENT_MAIN);
+    AddText(made.window, 2, "2024:05:06 07:08:09", COMMENT_MAIN);
+    const int ids[] = {34, 35, 162, 22, 33, 21, 41, 42, 43, 44, 45};
+    for (const FieldCase &field : AllFields()) {
+        if (std::find(std::begin(ids), std::end(ids), field.id) == std::end(ids)) continue;
+        ASSERT_EQ(AddFileComment(made.window, field.key, field.id, (int)field.value.size(),
+                                 IsGps(field.id) ? COMMENT_GPS : COMMENT_EXIF, field.value.data()),
+                  ERROR_NONE);
+    }
+    ASSERT_EQ(SaveTiffFileWithComments(path.c_str(), made.window), ERROR_NONE);
+    std::map<std::string, std::string> fields = ExifTool(path, "-b");
+    EXPECT_EQ(fields.count("ExifTool:Error"), 0u) << fields["ExifTool:Error"];
+    EXPECT_EQ(fields.count("ExifTool:Warning"), 0u) << fields["ExifTool:Warning"];
+    EXPECT_EQ(fields["IFD0:Make"], "Corvane");
+    for (const FieldCase &field : AllFields())
+        if (std::find(std::begin(ids), std::end(ids), field.id) != std::end(ids))
+            ExpectShown(fields, field);
+    std::string errors;
+    TestRun("tiffinfo '" + path + "' 2>&1 >/dev/null", &errors);
+    EXPECT_EQ(errors, "");
+    SlotFree(made.slot);
+}
+
+// Comment 200 gives two entries and comment 167 two more, while the directory counts one
+// for each comment. Readers then see two entries fewer than we wrote, and those two and the
+// terminator fill the first 24 bytes of the value area, where the first values stand.
+TEST(TiffWriter, CommentsThatGiveTwoEntriesLeaveTheCountShortAsOurFilesAlwaysHave)
+{
+    TestStart();
+    std::string path = TestOutputFolder("TiffWriter.Quirks") + "/quirks.tif";
+    TestWindow made = MakeWindow(TYPE_COLOR24, 13, 7, 300.0, 7);
+    int exifComments = 0;
+    for (const FieldCase &field : AllFields()) {
+        if (IsGps(field.id)) continue;
+        ASSERT_EQ(AddFileComment(made.window, field.key, field.id, (int)field.value.size(),
+                                 COMMENT_EXIF, field.value.data()),
+                  ERROR_NONE);
+        exifComments++;
+    }
+    ASSERT_EQ(SaveTiffFileWithComments(path.c_str(), made.window), ERROR_NONE);
+    std::vector<uint8_t> bytes = TestReadFile(path);
+    uint32_t exif = FindEntry(Directory(bytes, 8), 34665)->value;
+    ASSERT_EQ(Get16(bytes, exif), exifComments);
+    // All entries as written: the count plus two.
+    std::vector<int> written;
+    for (int i = 0; i < exifComments + 2; i++)
+        written.push_back(Get16(bytes, exif + 2 + 12 * i));
+    std::vector<int> table;
+    for (int i = 0; i < TIFF_EXIF_TAG_COUNT; i++)
+        table.push_back(TIFF_EXIF_TAGS[i].tag);
+    EXPECT_EQ(written, table);
+    ASSERT_EQ(written[9], 37121);
+    ASSERT_EQ(written[10], 37122);
+    ASSERT_EQ(written[11], 37121);
+    // Both focal plane resolutions carry comment 167's value.
+    size_t x = exif + 2 + 12 * 35;
+    size_t y = exif + 2 + 12 * 36;
+    ASSERT_EQ(Get16(bytes, x), 41486);
+    ASSERT_EQ(Get16(bytes, y), 41487);
+    EXPECT_EQ(Get32(bytes, Get32(bytes, x + 8)), 4000u);
+    EXPECT_EQ(Get32(bytes, Get32(bytes, y + 8)), 4000u);
+
+    // What exiftool sees: every field but the last two entries, and but the values that
+    // stood in the first 24 bytes of the value area (exposure time, f-number and the start
+    // of the spectral sensitivity).
+    std::map<std::string, std::string> fields = ExifTool(path, ALL_FIELDS);
+    EXPECT_EQ(fields.count("ExifTool:Error"), 0u) << fields["ExifTool:Error"];
+    const std::vector<int> overwritten = {34, 35, 161};
+    const std::vector<int> unseen = {217, 218};
+    for (const FieldCase &field : AllFields()) {
+        if (IsGps(field.id)) continue;
+        SCOPED_TRACE(field.key);
+        int lost = std::find(overwritten.begin(), overwritten.end(), field.id) != overwritten.end();
+        if (std::find(unseen.begin(), unseen.end(), field.id) != unseen.end())
+            EXPECT_EQ(fields.count(field.key), 0u);
+        else if (lost)
+            EXPECT_NE(fields[field.key], field.shown);
+        else
+            ExpectShown(fields, field);
+    }
+    EXPECT_EQ(fields["ExifIFD:FocalPlaneYResolution"], "4000");
+    std::string output;
+    ExpectLibtiffReads("tiffinfo", path, &output);
+    SlotFree(made.slot);
+}
+
+TEST(TiffWriter, EveryTypeOpensProgressAndAnAbortKeepsTheOldFile)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffWriter.Abort");
+    std::string path = folder + "/picture.tif";
+    std::vector<uint8_t> old = {'o', 'l', 'd', ' ', 'f', 'i', 'l', 'e'};
+    for (int type : PICTURE_TYPES) {
+        for (int height : {1, 40}) {
+            SCOPED_TRACE(std::to_string(type) + " height " + std::to_string(height));
+            TestWriteFile(path, old);
+            TestStart();
+            TestWindow made = MakeWindow(type, 3, height, 72.0, type);
+            HeadlessAbortAtPump(height / 2);
+            EXPECT_EQ(SaveTiffFile(path.c_str(), &made.window->image), ERROR_ABORTED);
+            EXPECT_EQ(TestReadFile(path), old);
+            EXPECT_EQ(FolderFiles(folder), std::vector<std::string>{"picture.tif"});
+            // Even a tiny picture shows the window, and it can be cancelled.
+            ASSERT_EQ(HeadlessProgressCount(), 1);
+            EXPECT_STREQ(HeadlessProgressAt(0)->title, "TIFF Write");
+            EXPECT_EQ(HeadlessProgressAt(0)->last.canAbort, 1);
+            EXPECT_EQ(HeadlessProgressAt(0)->last.last, height - 1);
+            EXPECT_EQ(HeadlessProgressAt(0)->open, 0);
+            EXPECT_EQ(ProgressWindow, nullptr);
+
+            // Without the abort the same save replaces the old file.
+            EXPECT_EQ(SaveTiffFile(path.c_str(), &made.window->image), ERROR_NONE);
+            EXPECT_NE(TestReadFile(path), old);
+            EXPECT_EQ(FolderFiles(folder), std::vector<std::string>{"picture.tif"});
+            SlotFree(made.slot);
+        }
+    }
+}
+
+TEST(TiffWriter, SaveKeepsThePermissionsOfTheFileItReplaces)
+{
+    TestStart();
+    std::string path = TestOutputFolder("TiffWriter.Mode") + "/p.tif";
+    TestWriteFile(path, {1, 2, 3});
+    chmod(path.c_str(), 0640);
+    TestWindow made = MakeWindow(TYPE_GRAY8, 3, 2, 72.0, 1);
+    ASSERT_EQ(SaveTiffFile(path.c_str(), &made.window->image), ERROR_NONE);
+    struct stat status;
+    ASSERT_EQ(stat(path.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0640u);
+    SlotFree(made.slot);
+}
+
+TEST(TiffWriter, FailuresReturnTheirCodesAndLeaveNothingBehind)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffWriter.Failures");
+    TestWindow made = MakeWindow(TYPE_COLOR24, 4, 3, 72.0, 1);
+    const Image &image = made.window->image;
+
+    EXPECT_EQ(SaveTiffFile((folder + "/missing/p.tif").c_str(), &image), ERROR_CREATE_FILE);
+    TestWriteFile(folder + "/plain", {1});
+    EXPECT_EQ(SaveTiffFile((folder + "/plain/p.tif").c_str(), &image), ERROR_CREATE_FILE);
+
+    // A folder we may not write in. Root may write anywhere on disk, so as root we take a
+    // folder of the kernel's, where nobody may create files.
+    std::string locked = folder + "/locked";
+    mkdir(locked.c_str(), 0555);
+    std::string lockedPath = locked + "/p.tif";
+    if (access(locked.c_str(), W_OK) == 0) lockedPath = "/sys/vistel-test.tif";
+    EXPECT_EQ(SaveTiffFile(lockedPath.c_str(), &image), ERROR_READ_ONLY_FILE) << lockedPath;
+    EXPECT_NE(access(lockedPath.c_str(), F_OK), 0);
+    chmod(locked.c_str(), 0755);
+
+    // Types that are not pictures: nothing is created.
+    for (int type : {TYPE_EMPTY, TYPE_COLOR, TYPE_HISTOGRAM}) {
+        SCOPED_TRACE(type);
+        Image other = {};
+        ASSERT_EQ(ImageAlloc(&other, type, 1, 1, 72.0), ERROR_NONE);
+        EXPECT_EQ(SaveTiffFile((folder + "/other.tif").c_str(), &other), ERROR_SAVE_TYPE_TIFF);
+        int slot;
+        ImageWindow *window;
+        ASSERT_EQ(SlotAllocate(&slot, &window), ERROR_NONE);
+        window->image = other;
+        EXPECT_EQ(SaveTiffFileWithComments((folder + "/other.tif").c_str(), window),
+                  ERROR_SAVE_TYPE_TIFF);
+        if (type != TYPE_EMPTY) {
+            // The writer itself knows no row size for them.
+            FileHandle file = FILE_HANDLE_NONE;
+            ASSERT_EQ(FileCreate((folder + "/direct.tif").c_str(), &file), ERROR_NONE);
+            EXPECT_EQ(WriteTiffImage(file, &other, nullptr, 0, nullptr), ERROR_ILLEGAL_TYPE);
+            FileClose(&file);
+        }
+        SlotFree(slot); // frees other too
+    }
+    EXPECT_EQ(access((folder + "/other.tif").c_str(), F_OK), -1);
+    EXPECT_EQ(FolderFiles(folder), (std::vector<std::string>{"direct.tif", "locked", "plain"}));
+    SlotFree(made.slot);
+}
+
+TEST(TiffWriter, FullDiskFailsEntriesWith57AndRowsWith6)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffWriter.Full");
+    TestWindow made = MakeWindow(TYPE_COLOR24, 2000, 20, 72.0, 1);
+    const Image &image = made.window->image;
+
+    // /dev/full takes nothing: the first value written out of line fails.
+    FileHandle file = FILE_HANDLE_NONE;
+    ASSERT_EQ(FileCreate("/dev/full", &file), ERROR_NONE);
+    EXPECT_EQ(WriteTiffImage(file, &image, nullptr, 0, nullptr), ERROR_WRITE_TIFF);
+    FileClose(&file);
+
+    // A limit on the size of files lets the directory through and stops the rows.
+    std::string path = folder + "/p.tif";
+    std::vector<uint8_t> old = {'o', 'l', 'd'};
+    TestWriteFile(path, old);
+    struct rlimit saved;
+    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &saved), 0);
+    void (*handler)(int) = signal(SIGXFSZ, SIG_IGN);
+    struct rlimit limit = saved;
+    limit.rlim_cur = 20000;
+    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+    ErrorCode direct = ERROR_NONE;
+    if (FileCreate((folder + "/direct.tif").c_str(), &file) == ERROR_NONE) {
+        direct = WriteTiffImage(file, &image, nullptr, 0, nullptr);
+        FileClose(&file);
+    }
+    ErrorCode saved6 = SaveTiffFile(path.c_str(), &image);
+    setrlimit(RLIMIT_FSIZE, &saved);
+    signal(SIGXFSZ, handler);
+    EXPECT_EQ(direct, ERROR_WRITE_FILE);
+    EXPECT_EQ(saved6, ERROR_WRITE_FILE);
+    EXPECT_EQ(TestReadFile(path), old);
+    EXPECT_EQ(FolderFiles(folder), (std::vector<std::string>{"direct.tif", "p.tif"}));
+    SlotFree(made.slot);
+}

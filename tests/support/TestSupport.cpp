@@ -6,13 +6,13 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
-#include "core/Core.h"
+#include "shell/Startup.h"
 #include "core/Helpers.h"
 #include "platform/headless/Headless.h"
 
 void TestStart(void)
 {
-    CoreInitialise();
+    StartupInitialise();
     HeadlessReset();
 }
 

@@ -9,7 +9,7 @@
 
 #include "core/Image.h"
 
-// Initialises the core and resets the headless platform; every test fixture calls it.
+// Runs the start-up of the tables and resets the headless platform; every test calls it.
 void TestStart(void);
 
 // A file under tests/data.

@@ -24,7 +24,9 @@ static const tmsize_t LIBRARY_MAX_ALLOC = (tmsize_t)256 << 20;
 static const int64_t LIBRARY_SLACK_BYTES = 65536;
 
 // The Orient code that shows a TIFF orientation (1 to 8) the way the TIFF standard reads it,
-// with Image rows counted from the bottom.
+// with Image rows counted from the bottom. Our own reader keeps a deliberate half turn for 5
+// to 8 (see TiffReader.cpp); files that come here were written by other programs, which mean
+// what the standard says.
 static const int LIBRARY_ORIENT_CODES[9] = {0, 0, 4, 2, 6, 5, 1, 7, 3};
 
 // What the directory says and how its samples become an Image.
@@ -352,6 +354,15 @@ ErrorCode TiffLibraryRead(const char *path, Image *image, int showProgress)
         }
         bandRows = tileLength;
         pieceBytes = (size_t)TIFFTileSize(tiff);
+        // The copies below take a tile as tileLength rows of our own row size: libtiff must
+        // agree, or they would read past the tile.
+        int64_t tileRowBytes = layout.planar == PLANARCONFIG_CONTIG
+                                   ? ((int64_t)tileWidth * layout.samples * layout.bits + 7) / 8
+                                   : (int64_t)tileWidth * (layout.bits / 8);
+        if ((int64_t)pieceBytes != tileRowBytes * tileLength) {
+            result = ERROR_READ_TIFF;
+            goto done;
+        }
     } else {
         TIFFGetFieldDefaulted(tiff, TIFFTAG_ROWSPERSTRIP, &bandRows);
         if (bandRows < 1) bandRows = 1;

@@ -549,8 +549,8 @@ static ErrorCode TiffReadPieces(FileHandle file, uint8_t *buffer, int64_t bytes)
 
 // Unpacks one file row into an Image row: blue first, little-endian samples, a fourth sample
 // dropped.
-static void TiffRowUnpack(const TiffDecode *state, const uint8_t *in, int64_t fileRowBytes,
-                          uint8_t *out)
+static void TiffRowUnpack(const TiffDecode *state, const uint8_t *__restrict in,
+                          int64_t fileRowBytes, uint8_t *__restrict out)
 {
     int w = state->width;
     int step = state->samplesPerPixel;
@@ -589,12 +589,14 @@ static void TiffRowUnpack(const TiffDecode *state, const uint8_t *in, int64_t fi
     case TYPE_COLOR48:
         // Big-endian: the six bytes reversed swap each sample and turn RGB into BGR at once.
         // Little-endian: the three samples reversed.
-        for (int x = 0; x < w; x++, in += 2 * step, out += 6) {
-            if (state->littleEndian) {
+        if (state->littleEndian) {
+            for (int x = 0; x < w; x++, in += 2 * step, out += 6) {
                 out[0] = in[4], out[1] = in[5];
                 out[2] = in[2], out[3] = in[3];
                 out[4] = in[0], out[5] = in[1];
-            } else {
+            }
+        } else {
+            for (int x = 0; x < w; x++, in += 2 * step, out += 6) {
                 for (int i = 0; i < 6; i++)
                     out[i] = in[5 - i];
             }

@@ -409,12 +409,13 @@ static std::vector<uint8_t> MixedBytes(size_t count, uint32_t seed)
         size_t length = 1 + TestRandom(&seed) % 40;
         uint8_t value = (uint8_t)TestRandom(&seed);
         for (size_t i = 0; i < length && bytes.size() < count; i++) {
-            if (kind == 0)
-                bytes.push_back(value);
-            else if (kind == 1)
-                bytes.push_back((uint8_t)TestRandom(&seed));
-            else
-                bytes.push_back(bytes.empty() ? value : bytes[bytes.size() / 2 + i % 7]);
+            // Runs of one value, noise, or a repeat of what came before.
+            uint8_t next = value;
+            if (kind == 1)
+                next = (uint8_t)TestRandom(&seed);
+            else if (kind == 2 && !bytes.empty())
+                next = bytes[(bytes.size() / 2 + i) % bytes.size()];
+            bytes.push_back(next);
         }
     }
     return bytes;
@@ -1044,6 +1045,10 @@ TEST(TiffReader, ReadsStripsLargerThanOneBlock)
     EXPECT_EQ(ReadPath(BuiltFile(folder, "wide", wide), &image), ERROR_READ_TIFF);
     ASSERT_NE(HeadlessLastMessage(), nullptr);
     EXPECT_STREQ(HeadlessLastMessage()->text, "Image is too wide to read");
+    // A row wider than a block of picture memory: the picture's creation answers for itself.
+    TestTiff tooWide = TestTiffMake(600000, 1, 8, 1, std::vector<uint8_t>(600000, 7), 1);
+    EXPECT_EQ(ReadPath(BuiltFile(folder, "toowide", tooWide), &image), ERROR_IMAGE_TOO_WIDE);
+    EXPECT_EQ(image.type, TYPE_EMPTY);
     ImageFree(&image);
 }
 

@@ -705,6 +705,38 @@ TEST(TiffReader, ReadsToolFilesAsImageMagickDoes)
     }
 }
 
+TEST(TiffReader, WhiteIsZeroReadsAsImageMagickDoes)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReader.WhiteIsZero");
+    struct Case {
+        const char *source;
+        const char *options;
+        int type;
+    };
+    const Case cases[] = {
+        {"gray1", "-c none", TYPE_BINARY}, {"gray8", "-c lzw", TYPE_GRAY8},
+        {"gray16", "-B", TYPE_GRAY16},     {"gray1", "-c zip", TYPE_BINARY},
+        {"gray8", "-c zip", TYPE_GRAY8},   {"gray16", "-8", TYPE_GRAY16},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(::testing::Message() << c.source << " " << c.options);
+        std::string path = ToolFile(folder, c.source, c.options);
+        ToolRun("tiffset -s 262 0 " + Quote(path));
+        Image image;
+        ImageClear(&image);
+        ASSERT_EQ(ReadPath(path, &image), ERROR_NONE);
+        EXPECT_EQ(image.type, c.type);
+        std::vector<int> expected = ToolSamples(path, 1, TypeDepth(c.type));
+        std::vector<int> original = ToolSamples(ToolSource(folder, c.source), 1, TypeDepth(c.type));
+        ASSERT_EQ(expected.size(), original.size());
+        // ImageMagick turns the samples around too: the tag really changed the picture.
+        EXPECT_EQ(expected[0], (c.type == TYPE_GRAY16 ? 65535 : 255) - original[0]);
+        EXPECT_TRUE(SamplesEqual(expected, ImageSamples(image)));
+        ImageFree(&image);
+    }
+}
+
 TEST(TiffReader, ReadsFourBitsLowNibbleFirst)
 {
     TestStart();

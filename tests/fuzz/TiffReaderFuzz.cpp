@@ -1,5 +1,5 @@
-// libFuzzer target for the TIFF reader: the probe, our own decoder, the libtiff fallback and
-// the LZW decoder on its own.
+// libFuzzer target for the TIFF reader: the probe, our own decoder (also on files the probe
+// refuses), the libtiff fallback and the LZW decoder on its own.
 //
 // The reader opens files by name (libtiff does too), so each input is written to a file of
 // this process's own in a memory-backed folder where there is one. The LZW decoder gets the
@@ -11,6 +11,7 @@
 #include <unistd.h>
 
 #include "core/Core.h"
+#include "core/File.h"
 #include "core/Image.h"
 #include "core/Memory.h"
 #include "files/TiffReader.h"
@@ -49,6 +50,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         ImageClear(&image);
         ReadTiffFile(FuzzPath, &image, 0);
         ImageFree(&image);
+        // Our decoder also on files the probe would send elsewhere: it must hold its own.
+        FileHandle handle = FILE_HANDLE_NONE;
+        if (FileOpenRead(FuzzPath, &handle) == ERROR_NONE) {
+            DecodeTiffImage(handle, &image, 0);
+            ImageFree(&image);
+            FileClose(&handle);
+        }
     }
 
     if (size >= 2) {

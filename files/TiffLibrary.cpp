@@ -371,8 +371,7 @@ ErrorCode TiffLibraryRead(const char *path, Image *image, int showProgress)
                                   (bandRows < layout.height ? bandRows : layout.height));
     }
     if (bandRows > layout.height) bandRows = layout.height;
-    // A tile band may reach past the last row; it stays within the picture's own size bound
-    // plus one band, which the check above has limited through the tile's declared size.
+    // The band and the piece come from sizes in the file too: they get the picture's bound.
     if ((int64_t)bandRows * layout.rowBytes > LibraryExpansionLimit(compression, fileSize) ||
         (int64_t)pieceBytes > LibraryExpansionLimit(compression, fileSize)) {
         result = ERROR_READ_TIFF;

@@ -986,6 +986,21 @@ TEST(TiffReader, ResolutionInCentimetresUsesTheProgramsFactor)
     }
 }
 
+TEST(TiffReader, LibraryResolutionInCentimetresUsesTheProgramsFactor)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReader.LibraryResolution");
+    std::string path = ToolFile(folder, "gray8", "-c zip");
+    ToolRun("tiffset -s 282 300 " + Quote(path));
+    ToolRun("tiffset -s 296 3 " + Quote(path));
+    EXPECT_EQ(ProbePath(path), TIFF_PROBE_LIBRARY);
+    Image image;
+    ImageClear(&image);
+    ASSERT_EQ(ReadPath(path, &image), ERROR_NONE);
+    EXPECT_DOUBLE_EQ(image.resolution, 762.0015);
+    ImageFree(&image);
+}
+
 TEST(TiffReader, RefusesOldLzwInSilence)
 {
     TestStart();

@@ -1,0 +1,1519 @@
+// Tests of the TIFF reader and its libtiff fallback.
+//
+// Files come from independent tools (ImageMagick's convert, libtiff's tiffcp and tiffset) and
+// the pixels we read are compared with what ImageMagick reads from the same file. Cases the
+// tools cannot make (wrong byte counts, truncated strips, odd tag orders, damaged files) are
+// built byte by byte by a small TIFF builder of the tests' own, and LZW streams by a small
+// encoder of their own. The damaged files are kept in tests/data/hostile.
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "core/File.h"
+#include "core/Helpers.h"
+#include "core/Preferences.h"
+#include "files/TiffReader.h"
+#include "platform/headless/Headless.h"
+#include "tests/support/TestSupport.h"
+
+// ---------------------------------------------------------------------------------------------
+// Pictures, tools and comparisons
+
+static uint32_t TestRandom(uint32_t *state)
+{
+    *state = *state * 1664525u + 1013904223u;
+    return *state >> 8;
+}
+
+static std::string Quote(const std::string &text)
+{
+    return "'" + text + "'";
+}
+
+// Runs a tool and fails the test when it does not succeed.
+static void ToolRun(const std::string &command)
+{
+    std::string output;
+    ASSERT_EQ(TestRun(command + " 2>&1", &output), 0) << command << "\n" << output;
+}
+
+// Writes a PNM picture of random samples, 1 or 3 channels of 8 or 16 bits.
+static void PnmWrite(const std::string &path, int w, int h, int channels, int depth, uint32_t seed)
+{
+    std::string head = std::string(channels == 3 ? "P6" : "P5") + "\n" + std::to_string(w) + " " +
+                       std::to_string(h) + "\n" + (depth == 16 ? "65535" : "255") + "\n";
+    std::vector<uint8_t> bytes(head.begin(), head.end());
+    for (int i = 0; i < w * h * channels; i++) {
+        uint32_t value = TestRandom(&seed);
+        if (depth == 16) bytes.push_back((uint8_t)(value >> 8));
+        bytes.push_back((uint8_t)value);
+    }
+    TestWriteFile(path, bytes);
+}
+
+// Writes a PNM picture of smooth color or gray, the kind of picture JPEG is made for.
+static void PnmWriteSmooth(const std::string &path, int w, int h, int channels)
+{
+    std::string head = std::string(channels == 3 ? "P6" : "P5") + "\n" + std::to_string(w) + " " +
+                       std::to_string(h) + "\n255\n";
+    std::vector<uint8_t> bytes(head.begin(), head.end());
+    for (int y = 0; y < h; y++) {
+        for (int x = 0; x < w; x++) {
+            bytes.push_back((uint8_t)(40 + 4 * x));
+            if (channels == 3) {
+                bytes.push_back((uint8_t)(30 + 5 * y));
+                bytes.push_back((uint8_t)(200 - 2 * x - y));
+            }
+        }
+    }
+    TestWriteFile(path, bytes);
+}
+
+// The samples ImageMagick reads from a file, top row first, red first.
+static std::vector<int> ToolSamples(const std::string &path, int channels, int depth,
+                                    const std::string &options = "")
+{
+    std::string output;
+    std::string command = "convert " + Quote(path) + " " + options + " -endian LSB -depth " +
+                          std::to_string(depth) + (channels == 3 ? " rgb:-" : " gray:-");
+    EXPECT_EQ(TestRun(command, &output), 0) << command;
+    std::vector<int> samples;
+    if (depth == 16) {
+        for (size_t i = 0; i + 1 < output.size(); i += 2)
+            samples.push_back((uint8_t)output[i] | ((uint8_t)output[i + 1] << 8));
+    } else {
+        for (char c : output)
+            samples.push_back((uint8_t)c);
+    }
+    return samples;
+}
+
+// The samples of an Image, top row first, red first; a binary pixel is 0 or 255.
+static std::vector<int> ImageSamples(const Image &image)
+{
+    std::vector<int> samples;
+    for (int y = image.height - 1; y >= 0; y--) {
+        const uint8_t *row = image.rows[y];
+        for (int x = 0; x < image.width; x++) {
+            switch (image.type) {
+            case TYPE_BINARY: samples.push_back(BitTest(row, x) ? 255 : 0); break;
+            case TYPE_GRAY8: samples.push_back(row[x]); break;
+            case TYPE_GRAY16: samples.push_back(BytesGet16(row, 2 * x, 1)); break;
+            case TYPE_COLOR24:
+                for (int c = 2; c >= 0; c--)
+                    samples.push_back(row[3 * x + c]);
+                break;
+            case TYPE_COLOR48:
+                for (int c = 2; c >= 0; c--)
+                    samples.push_back(BytesGet16(row, 6 * x + 2 * c, 1));
+                break;
+            default: break;
+            }
+        }
+    }
+    return samples;
+}
+
+// Compares two lists of samples; names the first difference.
+static ::testing::AssertionResult SamplesEqual(const std::vector<int> &expected,
+                                               const std::vector<int> &actual)
+{
+    if (expected.size() != actual.size())
+        return ::testing::AssertionFailure()
+               << "expected " << expected.size() << " samples, read " << actual.size();
+    size_t differing = 0;
+    size_t first = 0;
+    for (size_t i = 0; i < expected.size(); i++) {
+        if (expected[i] != actual[i] && differing++ == 0) first = i;
+    }
+    if (differing == 0) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure()
+           << differing << " samples differ, the first at " << first << ": expected "
+           << expected[first] << ", read " << actual[first];
+}
+
+// The picture a file gives, or its code.
+static ErrorCode ReadPath(const std::string &path, Image *image, int showProgress = 0)
+{
+    return ReadTiffFile(path.c_str(), image, showProgress);
+}
+
+static int ProbePath(const std::string &path)
+{
+    FileHandle file = FILE_HANDLE_NONE;
+    if (FileOpenRead(path.c_str(), &file) != ERROR_NONE) return -1;
+    int probe = ProbeTiffFile(file);
+    FileClose(&file);
+    return probe;
+}
+
+// DecodeTiffImage on a file, as the probe would never send it there.
+static ErrorCode DecodePath(const std::string &path, Image *image)
+{
+    FileHandle file = FILE_HANDLE_NONE;
+    if (FileOpenRead(path.c_str(), &file) != ERROR_NONE) return -1;
+    ErrorCode result = DecodeTiffImage(file, image, 0);
+    FileClose(&file);
+    return result;
+}
+
+// ---------------------------------------------------------------------------------------------
+// A TIFF builder of the tests' own: entries in the order given, values after the directory,
+// strips last, so that a truncation cuts strips before anything else.
+
+enum : uint16_t {
+    TEST_BYTE = 1,
+    TEST_ASCII = 2,
+    TEST_SHORT = 3,
+    TEST_LONG = 4,
+    TEST_RATIONAL = 5,
+};
+
+struct TestEntry {
+    uint16_t tag;
+    uint16_t type;
+    std::vector<uint32_t> values; // RATIONAL: numerator, denominator, ...; 273 and 279 empty:
+                                  // the strips' own offsets and sizes
+    int64_t count = -1;           // -1: from the values
+    int64_t offset = -1;          // -1: where the builder puts the values
+};
+
+struct TestTiff {
+    int littleEndian = 1;
+    uint16_t version = 42;
+    int64_t directoryOffset = -1; // -1: just after the header
+    int64_t entryCount = -1;      // -1: the entries given
+    std::vector<TestEntry> entries;
+    std::vector<std::vector<uint8_t>> strips;
+};
+
+static int TypeBytes(uint16_t type)
+{
+    switch (type) {
+    case TEST_SHORT: return 2;
+    case TEST_LONG: return 4;
+    case TEST_RATIONAL: return 4; // per number; a value is two of them
+    default: return 1;
+    }
+}
+
+static void Put(std::vector<uint8_t> &bytes, size_t at, uint32_t value, int size, int little)
+{
+    if (bytes.size() < at + size) bytes.resize(at + size);
+    for (int i = 0; i < size; i++)
+        bytes[at + i] = (uint8_t)(value >> (8 * (little ? i : size - 1 - i)));
+}
+
+static std::vector<uint8_t> TestTiffBytes(const TestTiff &tiff)
+{
+    int little = tiff.littleEndian;
+    std::vector<TestEntry> entries = tiff.entries;
+    std::vector<uint8_t> bytes(8, 0);
+    bytes[0] = bytes[1] = little ? 'I' : 'M';
+    Put(bytes, 2, tiff.version, 2, little);
+    size_t directory = 8;
+    size_t valuesStart = directory + 2 + 12 * entries.size() + 4;
+
+    // Lay out the values, then the strips after them.
+    for (TestEntry &entry : entries) {
+        if ((entry.tag == 273 || entry.tag == 279) && entry.values.empty())
+            entry.values.assign(tiff.strips.size(), 0);
+    }
+    size_t at = valuesStart;
+    std::vector<size_t> valueOffsets;
+    for (const TestEntry &entry : entries) {
+        size_t size = entry.values.size() * TypeBytes(entry.type);
+        valueOffsets.push_back(size > 4 ? at : 0);
+        if (size > 4) at += (size + 1) & ~(size_t)1;
+    }
+    std::vector<uint32_t> stripOffsets;
+    for (const auto &strip : tiff.strips) {
+        stripOffsets.push_back((uint32_t)at);
+        at += strip.size();
+    }
+    for (TestEntry &entry : entries) {
+        for (size_t s = 0; s < tiff.strips.size() && entry.values.size() == tiff.strips.size();
+             s++) {
+            if (entry.tag == 273 && entry.values[s] == 0) entry.values[s] = stripOffsets[s];
+            if (entry.tag == 279 && entry.values[s] == 0)
+                entry.values[s] = (uint32_t)tiff.strips[s].size();
+        }
+    }
+
+    Put(bytes, 4, (uint32_t)(tiff.directoryOffset >= 0 ? tiff.directoryOffset : directory), 4,
+        little);
+    Put(bytes, directory,
+        (uint32_t)(tiff.entryCount >= 0 ? tiff.entryCount : (int64_t)entries.size()), 2, little);
+    for (size_t i = 0; i < entries.size(); i++) {
+        const TestEntry &entry = entries[i];
+        size_t e = directory + 2 + 12 * i;
+        int size = TypeBytes(entry.type);
+        int64_t count = entry.count >= 0
+                            ? entry.count
+                            : (int64_t)(entry.type == TEST_RATIONAL ? entry.values.size() / 2
+                                                                    : entry.values.size());
+        Put(bytes, e, entry.tag, 2, little);
+        Put(bytes, e + 2, entry.type, 2, little);
+        Put(bytes, e + 4, (uint32_t)count, 4, little);
+        size_t where = valueOffsets[i] != 0 ? valueOffsets[i] : e + 8;
+        Put(bytes, e + 8, 0, 4, little);
+        for (size_t v = 0; v < entry.values.size(); v++)
+            Put(bytes, where + v * size, entry.values[v], size, little);
+        if (valueOffsets[i] != 0) Put(bytes, e + 8, (uint32_t)valueOffsets[i], 4, little);
+        if (entry.offset >= 0) Put(bytes, e + 8, (uint32_t)entry.offset, 4, little);
+    }
+    Put(bytes, directory + 2 + 12 * entries.size(), 0, 4, little); // no next directory
+    for (size_t s = 0; s < tiff.strips.size(); s++) {
+        if (bytes.size() < stripOffsets[s]) bytes.resize(stripOffsets[s]);
+        bytes.insert(bytes.begin() + stripOffsets[s], tiff.strips[s].begin(), tiff.strips[s].end());
+    }
+    return bytes;
+}
+
+// Where the first strip starts in a built file.
+static size_t TestTiffDataStart(const TestTiff &tiff)
+{
+    std::vector<uint8_t> bytes = TestTiffBytes(tiff);
+    size_t strips = 0;
+    for (const auto &strip : tiff.strips)
+        strips += strip.size();
+    return bytes.size() - strips;
+}
+
+static TestEntry *TestTiffEntry(TestTiff *tiff, uint16_t tag)
+{
+    for (TestEntry &entry : tiff->entries)
+        if (entry.tag == tag) return &entry;
+    return nullptr;
+}
+
+// An uncompressed picture in strips of rowsPerStrip rows, entries in tag order.
+static TestTiff TestTiffMake(int w, int h, int bits, int samples, const std::vector<uint8_t> &data,
+                             int rowsPerStrip, int littleEndian = 1)
+{
+    TestTiff tiff;
+    tiff.littleEndian = littleEndian;
+    size_t rowBytes = ((size_t)w * bits * samples + 7) / 8;
+    for (int y = 0; y < h; y += rowsPerStrip) {
+        int rows = h - y < rowsPerStrip ? h - y : rowsPerStrip;
+        tiff.strips.emplace_back(data.begin() + y * rowBytes, data.begin() + (y + rows) * rowBytes);
+    }
+    std::vector<uint32_t> depths(samples == 1 ? 1 : samples, (uint32_t)bits);
+    tiff.entries = {
+        {256, TEST_LONG, {(uint32_t)w}},
+        {257, TEST_LONG, {(uint32_t)h}},
+        {258, TEST_SHORT, depths},
+        {259, TEST_SHORT, {1}},
+        {262, TEST_SHORT, {samples >= 3 ? 2u : 1u}},
+        {273, TEST_LONG, {}},
+        {277, TEST_SHORT, {(uint32_t)samples}},
+        {278, TEST_LONG, {(uint32_t)rowsPerStrip}},
+        {279, TEST_LONG, {}},
+    };
+    return tiff;
+}
+
+static std::vector<uint8_t> RandomBytes(size_t count, uint32_t seed)
+{
+    std::vector<uint8_t> bytes(count);
+    for (uint8_t &b : bytes)
+        b = (uint8_t)TestRandom(&seed);
+    return bytes;
+}
+
+// The expected Image rows of an 8-bit gray picture given as file rows, top row first.
+static std::vector<int> Gray8Samples(const std::vector<uint8_t> &data)
+{
+    return std::vector<int>(data.begin(), data.end());
+}
+
+// ---------------------------------------------------------------------------------------------
+// LZW streams of the tests' own
+
+// Encodes data as TIFF LZW: codes most significant bit first, a clear code first and, when
+// clears is set, again whenever the table would pass 12 bits; the code width grows one code
+// early, as TIFF readers expect it.
+static std::vector<uint8_t> LzwEncode(const std::vector<uint8_t> &data, int clears)
+{
+    std::vector<uint8_t> out;
+    uint64_t buffer = 0;
+    int bits = 0;
+    int width = 9;
+    int threshold = 510;
+    int decoderNext = 258; // the next code the decoder will define
+    int next = 258;        // the next code the encoder defines, one ahead of the decoder's
+    int fresh = 1;         // the first code after a clear defines nothing in the decoder
+    std::map<uint32_t, int> table;
+    auto put = [&](int code) {
+        buffer = (buffer << width) | (uint32_t)code;
+        bits += width;
+        while (bits >= 8) {
+            out.push_back((uint8_t)(buffer >> (bits - 8)));
+            bits -= 8;
+        }
+    };
+    auto emit = [&](int code) {
+        put(code);
+        if (fresh) {
+            fresh = 0;
+            return;
+        }
+        if (++decoderNext > threshold) {
+            width++;
+            threshold = threshold * 2 + 2;
+        }
+    };
+    auto clear = [&]() {
+        put(256);
+        table.clear();
+        width = 9;
+        threshold = 510;
+        decoderNext = next = 258;
+        fresh = 1;
+    };
+    clear();
+    if (!data.empty()) {
+        int prefix = data[0];
+        for (size_t i = 1; i < data.size(); i++) {
+            uint32_t key = ((uint32_t)prefix << 8) | data[i];
+            auto found = table.find(key);
+            if (found != table.end()) {
+                prefix = found->second;
+                continue;
+            }
+            emit(prefix);
+            if (clears && next >= 4094)
+                clear();
+            else
+                table[key] = next++;
+            prefix = data[i];
+        }
+        emit(prefix);
+    }
+    put(257);
+    if (bits > 0) out.push_back((uint8_t)(buffer << (8 - bits)));
+    return out;
+}
+
+// Data with runs and repeats as well as noise, so that long strings form.
+static std::vector<uint8_t> MixedBytes(size_t count, uint32_t seed)
+{
+    std::vector<uint8_t> bytes;
+    while (bytes.size() < count) {
+        uint32_t kind = TestRandom(&seed) % 3;
+        size_t length = 1 + TestRandom(&seed) % 40;
+        uint8_t value = (uint8_t)TestRandom(&seed);
+        for (size_t i = 0; i < length && bytes.size() < count; i++) {
+            // Runs of one value, noise, or a repeat of what came before.
+            uint8_t next = value;
+            if (kind == 1)
+                next = (uint8_t)TestRandom(&seed);
+            else if (kind == 2 && !bytes.empty())
+                next = bytes[(bytes.size() / 2 + i) % bytes.size()];
+            bytes.push_back(next);
+        }
+    }
+    return bytes;
+}
+
+TEST(DecodeLzwStrip, DecodesHandWrittenStreams)
+{
+    TestStart();
+    // Codes 256 'A' 'B' 258 257 in 9 bits: 258 is "AB", defined by the third code.
+    const std::vector<uint8_t> abab = {0x80, 0x10, 0x48, 0x50, 0x28, 0x08};
+    EXPECT_EQ(LzwEncode({'A', 'B', 'A', 'B'}, 1), abab); // our encoder agrees with the hand
+    uint8_t out[10];
+    memset(out, 0xEE, sizeof out);
+    ASSERT_EQ(DecodeLzwStrip(abab.data(), (int64_t)abab.size(), out, 4), ERROR_NONE);
+    EXPECT_EQ(std::string((char *)out, 4), "ABAB");
+    EXPECT_EQ(out[4], 0xEE); // nothing past the output
+
+    // 256 'A' 258 257: 258 is used in the very code that defines it, "A" + "A".
+    const std::vector<uint8_t> aaa = {0x80, 0x10, 0x60, 0x50, 0x10};
+    ASSERT_EQ(DecodeLzwStrip(aaa.data(), (int64_t)aaa.size(), out, 3), ERROR_NONE);
+    EXPECT_EQ(std::string((char *)out, 3), "AAA");
+
+    // A stream that ends before the output is full leaves the rest as it was.
+    memset(out, 0xEE, sizeof out);
+    ASSERT_EQ(DecodeLzwStrip(abab.data(), (int64_t)abab.size(), out, 10), ERROR_NONE);
+    EXPECT_EQ(std::string((char *)out, 4), "ABAB");
+    EXPECT_EQ(out[4], 0xEE);
+    EXPECT_EQ(out[9], 0xEE);
+
+    // A string cut by the end of the output keeps its tail: "AB" in one byte of room is "B".
+    ASSERT_EQ(DecodeLzwStrip(abab.data(), (int64_t)abab.size(), out, 3), ERROR_NONE);
+    EXPECT_EQ(std::string((char *)out, 3), "ABB");
+    EXPECT_EQ(HeadlessMessageCount(), 0);
+}
+
+TEST(DecodeLzwStrip, RoundTripsThroughEveryCodeWidth)
+{
+    TestStart();
+    // Long enough to fill the table several times: codes of 9, 10, 11 and 12 bits, the
+    // widths changing after codes 510, 1022 and 2046, and clear codes in between.
+    for (uint32_t seed : {1u, 2u, 3u}) {
+        SCOPED_TRACE(seed);
+        std::vector<uint8_t> data = MixedBytes(200000, seed);
+        std::vector<uint8_t> stream = LzwEncode(data, 1);
+        std::vector<uint8_t> out(data.size() + 16, 0xEE);
+        ASSERT_EQ(
+            DecodeLzwStrip(stream.data(), (int64_t)stream.size(), out.data(), (int64_t)data.size()),
+            ERROR_NONE);
+        EXPECT_TRUE(std::equal(data.begin(), data.end(), out.begin()));
+        EXPECT_EQ(out[data.size()], 0xEE);
+    }
+    // Short streams end in each width: the end code is read at the width then in force.
+    for (size_t count : {300u, 800u, 1500u, 3500u, 6000u}) {
+        SCOPED_TRACE(count);
+        std::vector<uint8_t> data = RandomBytes(count, (uint32_t)count);
+        std::vector<uint8_t> stream = LzwEncode(data, 1);
+        std::vector<uint8_t> out(count);
+        ASSERT_EQ(DecodeLzwStrip(stream.data(), (int64_t)stream.size(), out.data(), (int64_t)count),
+                  ERROR_NONE);
+        EXPECT_EQ(out, data);
+    }
+}
+
+TEST(DecodeLzwStrip, RefusesAStreamThatOutgrowsItsTable)
+{
+    TestStart();
+    // Random bytes make a new code almost every byte: without clear codes the table passes
+    // 4096 entries long before the data ends.
+    std::vector<uint8_t> data = RandomBytes(12000, 9);
+    std::vector<uint8_t> stream = LzwEncode(data, 0);
+    std::vector<uint8_t> out(data.size());
+    EXPECT_EQ(
+        DecodeLzwStrip(stream.data(), (int64_t)stream.size(), out.data(), (int64_t)out.size()),
+        ERROR_READ_TIFF);
+    ASSERT_EQ(HeadlessMessageCount(), 1);
+    EXPECT_STREQ(HeadlessLastMessage()->title, "Error");
+    EXPECT_STREQ(HeadlessLastMessage()->text, "LZW encoding error detected");
+}
+
+TEST(DecodeLzwStrip, RefusesOldBitOrderAndUndefinedCodesSilently)
+{
+    TestStart();
+    uint8_t out[16];
+    // The clear code written least significant bit first begins 0x00 0x01.
+    const uint8_t old[] = {0x00, 0x01, 0x12, 0x34};
+    EXPECT_EQ(DecodeLzwStrip(old, sizeof old, out, sizeof out), ERROR_READ_TIFF);
+    // 256 'A' 300 257: code 300 is not defined yet.
+    const uint8_t undefined[] = {0x80, 0x10, 0x65, 0x90, 0x10};
+    EXPECT_EQ(DecodeLzwStrip(undefined, sizeof undefined, out, sizeof out), ERROR_READ_TIFF);
+    EXPECT_EQ(HeadlessMessageCount(), 0);
+    // An empty stream decodes to nothing.
+    memset(out, 0xEE, sizeof out);
+    EXPECT_EQ(DecodeLzwStrip(old, 0, out, sizeof out), ERROR_NONE);
+    EXPECT_EQ(out[0], 0xEE);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Files made by the tools
+
+static const int TOOL_WIDTH = 45; // odd, so that 1- and 4-bit rows end inside a byte
+static const int TOOL_HEIGHT = 37;
+
+// Makes the source picture name (gray1, gray4, gray8, gray16, rgb8, rgb16, rgba8, rgba16,
+// graya8, graya16, palette4, palette8, rgb16planar, smooth8, smoothgray8) in folder with convert,
+// once; returns its path.
+static std::string ToolSource(const std::string &folder, const std::string &name)
+{
+    std::string path = folder + "/" + name + ".tif";
+    if (!TestReadFile(path).empty()) return path;
+    std::string g8 = folder + "/g8.pgm";
+    std::string a8 = folder + "/a8.pgm";
+    std::string g16 = folder + "/g16.pgm";
+    std::string a16 = folder + "/a16.pgm";
+    std::string c8 = folder + "/c8.ppm";
+    std::string c16 = folder + "/c16.ppm";
+    if (TestReadFile(g8).empty()) {
+        PnmWrite(g8, TOOL_WIDTH, TOOL_HEIGHT, 1, 8, 11);
+        PnmWrite(a8, TOOL_WIDTH, TOOL_HEIGHT, 1, 8, 12);
+        PnmWrite(g16, TOOL_WIDTH, TOOL_HEIGHT, 1, 16, 13);
+        PnmWrite(a16, TOOL_WIDTH, TOOL_HEIGHT, 1, 16, 14);
+        PnmWrite(c8, TOOL_WIDTH, TOOL_HEIGHT, 3, 8, 15);
+        PnmWrite(c16, TOOL_WIDTH, TOOL_HEIGHT, 3, 16, 16);
+    }
+    const std::string alpha = " -alpha off -compose copy_opacity -composite ";
+    std::string command;
+    if (name == "gray1")
+        command = Quote(g8) + " -threshold 50% -depth 1";
+    else if (name == "gray4")
+        command = Quote(g8) + " -depth 4";
+    else if (name == "gray8")
+        command = Quote(g8) + " -depth 8";
+    else if (name == "gray16")
+        command = Quote(g16) + " -depth 16";
+    else if (name == "rgb8")
+        command = Quote(c8) + " -depth 8";
+    else if (name == "rgb16")
+        command = Quote(c16) + " -depth 16";
+    else if (name == "rgba8")
+        command = Quote(c8) + " " + Quote(a8) + alpha + "-depth 8";
+    else if (name == "rgba16")
+        command = Quote(c16) + " " + Quote(a16) + alpha + "-depth 16";
+    else if (name == "graya8")
+        command = Quote(g8) + " " + Quote(a8) + alpha + "-depth 8";
+    else if (name == "graya16")
+        command = Quote(g16) + " " + Quote(a16) + alpha + "-depth 16";
+    else if (name == "palette4")
+        command = Quote(c8) + " -colors 12 -type palette";
+    else if (name == "palette8")
+        command = Quote(c8) + " -colors 200 -type palette";
+    else if (name == "rgb16planar")
+        command = Quote(c16) + " -depth 16 -interlace plane";
+    else if (name == "smooth8" || name == "smoothgray8") {
+        int channels = name == "smooth8" ? 3 : 1;
+        std::string smooth = folder + "/" + name + (channels == 3 ? ".ppm" : ".pgm");
+        PnmWriteSmooth(smooth, TOOL_WIDTH, TOOL_HEIGHT, channels);
+        command = Quote(smooth) + " -depth 8";
+    }
+    ToolRun("convert " + command + " -compress none " + Quote(path));
+    return path;
+}
+
+// A tool file: the source as convert made it, or passed through tiffcp with options.
+static std::string ToolFile(const std::string &folder, const std::string &source,
+                            const std::string &options)
+{
+    std::string path = ToolSource(folder, source);
+    if (options.empty()) return path;
+    std::string name = source;
+    for (char c : options)
+        name += isalnum((unsigned char)c) ? c : '_';
+    std::string output = folder + "/" + name + ".tif";
+    ToolRun("tiffcp " + options + " " + Quote(path) + " " + Quote(output));
+    return output;
+}
+
+static int TypeChannels(int type)
+{
+    return type == TYPE_COLOR24 || type == TYPE_COLOR48 ? 3 : 1;
+}
+
+static int TypeDepth(int type)
+{
+    return type == TYPE_GRAY16 || type == TYPE_COLOR48 ? 16 : 8;
+}
+
+struct ToolCase {
+    const char *source;  // picture made by ToolSource
+    const char *options; // tiffcp options applied to it; "" for convert's own file
+    int probe;           // who reads it: TIFF_PROBE_*
+    int type;            // the Image type it gives; TYPE_EMPTY when it is refused with 56
+};
+
+static const ToolCase TOOL_CASES[] = {
+    // Our own reader: uncompressed and LZW, both byte orders, strips, predictor.
+    {"gray1", "", TIFF_PROBE_OWN, TYPE_BINARY},
+    {"gray1", "-c lzw", TIFF_PROBE_OWN, TYPE_BINARY},
+    {"gray1", "-B -c none -r 4", TIFF_PROBE_OWN, TYPE_BINARY},
+    {"gray8", "", TIFF_PROBE_OWN, TYPE_GRAY8},
+    {"gray8", "-c lzw", TIFF_PROBE_OWN, TYPE_GRAY8},
+    {"gray8", "-c lzw:2", TIFF_PROBE_OWN, TYPE_GRAY8},
+    {"gray8", "-B -c none -r 5", TIFF_PROBE_OWN, TYPE_GRAY8},
+    {"gray16", "", TIFF_PROBE_OWN, TYPE_GRAY16},
+    {"gray16", "-c lzw", TIFF_PROBE_OWN, TYPE_GRAY16},
+    {"gray16", "-c lzw:2", TIFF_PROBE_OWN, TYPE_GRAY16},
+    {"gray16", "-B", TIFF_PROBE_OWN, TYPE_GRAY16},
+    {"gray16", "-B -c lzw:2", TIFF_PROBE_OWN, TYPE_GRAY16},
+    {"gray16", "-c none -r 2", TIFF_PROBE_OWN, TYPE_GRAY16},
+    {"rgb8", "", TIFF_PROBE_OWN, TYPE_COLOR24},
+    {"rgb8", "-c lzw", TIFF_PROBE_OWN, TYPE_COLOR24},
+    {"rgb8", "-c lzw:2", TIFF_PROBE_OWN, TYPE_COLOR24},
+    {"rgb8", "-B -c lzw -r 3", TIFF_PROBE_OWN, TYPE_COLOR24},
+    {"rgb8", "-c none -r 2", TIFF_PROBE_OWN, TYPE_COLOR24},
+    {"rgb16", "", TIFF_PROBE_OWN, TYPE_COLOR48},
+    {"rgb16", "-c lzw", TIFF_PROBE_OWN, TYPE_COLOR48},
+    {"rgb16", "-c lzw:2", TIFF_PROBE_OWN, TYPE_COLOR48},
+    {"rgb16", "-B", TIFF_PROBE_OWN, TYPE_COLOR48},
+    {"rgb16", "-B -c lzw:2 -r 4", TIFF_PROBE_OWN, TYPE_COLOR48},
+    {"rgb16", "-c none -r 3", TIFF_PROBE_OWN, TYPE_COLOR48},
+    // Four samples: the fourth (alpha) is dropped.
+    {"rgba8", "", TIFF_PROBE_OWN, TYPE_COLOR24},
+    {"rgba8", "-c lzw:2", TIFF_PROBE_OWN, TYPE_COLOR24},
+    {"rgba16", "", TIFF_PROBE_OWN, TYPE_COLOR48},
+    {"rgba16", "-B -c lzw:2", TIFF_PROBE_OWN, TYPE_COLOR48},
+    // libtiff: tiles, other compressions, separate planes, palettes, gray with alpha, BigTIFF.
+    {"gray1", "-c zip", TIFF_PROBE_LIBRARY, TYPE_BINARY},
+    {"gray1", "-c g4", TIFF_PROBE_LIBRARY, TYPE_BINARY},
+    {"gray1", "-t -w 16 -l 16", TIFF_PROBE_LIBRARY, TYPE_BINARY},
+    {"gray4", "-c zip", TIFF_PROBE_LIBRARY, TYPE_GRAY8},
+    {"gray8", "-t -w 16 -l 16", TIFF_PROBE_LIBRARY, TYPE_GRAY8},
+    {"gray8", "-c zip", TIFF_PROBE_LIBRARY, TYPE_GRAY8},
+    {"gray8", "-c packbits -r 4", TIFF_PROBE_LIBRARY, TYPE_GRAY8},
+    {"gray8", "-8", TIFF_PROBE_LIBRARY, TYPE_GRAY8},
+    {"rgb8", "-t -w 16 -l 32", TIFF_PROBE_LIBRARY, TYPE_COLOR24},
+    {"rgb8", "-c zip:2", TIFF_PROBE_LIBRARY, TYPE_COLOR24},
+    {"rgb8", "-p separate", TIFF_PROBE_LIBRARY, TYPE_COLOR24},
+    {"rgb8", "-p separate -c zip -r 5", TIFF_PROBE_LIBRARY, TYPE_COLOR24},
+    {"rgb8", "-p separate -t -w 16 -l 16", TIFF_PROBE_LIBRARY, TYPE_COLOR24},
+    {"rgba8", "-c zip", TIFF_PROBE_LIBRARY, TYPE_COLOR24},
+    {"palette4", "", TIFF_PROBE_LIBRARY, TYPE_COLOR24},
+    {"palette8", "-c lzw", TIFF_PROBE_LIBRARY, TYPE_COLOR24},
+    {"graya8", "", TIFF_PROBE_LIBRARY, TYPE_GRAY8},
+    {"graya16", "", TIFF_PROBE_LIBRARY, TYPE_GRAY16},
+    {"graya8", "-p separate -c zip", TIFF_PROBE_LIBRARY, TYPE_GRAY8},
+    {"graya16", "-c zip", TIFF_PROBE_LIBRARY, TYPE_GRAY16},
+    // A BigTIFF (version 43) keeps its 16 bits through libtiff.
+    {"gray16", "-8", TIFF_PROBE_LIBRARY, TYPE_GRAY16},
+    {"rgb16", "-8 -c zip", TIFF_PROBE_LIBRARY, TYPE_COLOR48},
+    // 16 bits with a tag we refuse after BitsPerSample: neither reader takes it.
+    {"rgb16planar", "", TIFF_PROBE_REFUSED, TYPE_EMPTY},
+    {"rgb16", "-t -w 16 -l 16", TIFF_PROBE_REFUSED, TYPE_EMPTY},
+    {"gray16", "-c zip", TIFF_PROBE_REFUSED, TYPE_EMPTY},
+};
+
+TEST(TiffReader, ReadsToolFilesAsImageMagickDoes)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReader.ToolFiles");
+    for (const ToolCase &c : TOOL_CASES) {
+        SCOPED_TRACE(::testing::Message() << c.source << " " << c.options);
+        std::string path = ToolFile(folder, c.source, c.options);
+        EXPECT_EQ(ProbePath(path), c.probe);
+        Image image;
+        ImageClear(&image);
+        ErrorCode result = ReadPath(path, &image);
+        if (c.type == TYPE_EMPTY) {
+            EXPECT_EQ(result, ERROR_READ_TIFF);
+            EXPECT_EQ(image.type, TYPE_EMPTY);
+            EXPECT_EQ(image.rows, nullptr);
+            continue;
+        }
+        ASSERT_EQ(result, ERROR_NONE);
+        EXPECT_EQ(image.type, c.type);
+        EXPECT_EQ(image.width, TOOL_WIDTH);
+        EXPECT_EQ(image.height, TOOL_HEIGHT);
+        // tiffcp changes the layout, not the samples: ImageMagick's reading of convert's own
+        // file is the reference, which also spares us its mistakes with separate planes.
+        std::string source = ToolSource(folder, c.source);
+        std::vector<int> expected = ToolSamples(source, TypeChannels(c.type), TypeDepth(c.type));
+        if (std::string(c.source).rfind("palette", 0) == 0) {
+            // A palette holds 16-bit colors; they become 8 bits by the program's one table.
+            expected = ToolSamples(source, 3, 16);
+            for (int &sample : expected)
+                sample = Depth16To8[sample];
+        }
+        EXPECT_TRUE(SamplesEqual(expected, ImageSamples(image)));
+        ImageFree(&image);
+    }
+}
+
+TEST(TiffReader, WhiteIsZeroReadsAsImageMagickDoes)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReader.WhiteIsZero");
+    struct Case {
+        const char *source;
+        const char *options;
+        int type;
+    };
+    const Case cases[] = {
+        {"gray1", "-c none", TYPE_BINARY}, {"gray8", "-c lzw", TYPE_GRAY8},
+        {"gray16", "-B", TYPE_GRAY16},     {"gray1", "-c zip", TYPE_BINARY},
+        {"gray8", "-c zip", TYPE_GRAY8},   {"gray16", "-8", TYPE_GRAY16},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(::testing::Message() << c.source << " " << c.options);
+        std::string path = ToolFile(folder, c.source, c.options);
+        ToolRun("tiffset -s 262 0 " + Quote(path));
+        Image image;
+        ImageClear(&image);
+        ASSERT_EQ(ReadPath(path, &image), ERROR_NONE);
+        EXPECT_EQ(image.type, c.type);
+        std::vector<int> expected = ToolSamples(path, 1, TypeDepth(c.type));
+        std::vector<int> original = ToolSamples(ToolSource(folder, c.source), 1, TypeDepth(c.type));
+        ASSERT_EQ(expected.size(), original.size());
+        // ImageMagick turns the samples around too: the tag really changed the picture.
+        EXPECT_EQ(expected[0], (c.type == TYPE_GRAY16 ? 65535 : 255) - original[0]);
+        EXPECT_TRUE(SamplesEqual(expected, ImageSamples(image)));
+        ImageFree(&image);
+    }
+}
+
+TEST(TiffReader, ReadsFourBitsLowNibbleFirst)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReader.FourBits");
+    // Hand numbers: bytes 0x21 0x03 hold pixels 1, 2, 3 (the fourth nibble is padding).
+    TestTiff tiff = TestTiffMake(3, 1, 4, 1, {0x21, 0x03}, 1);
+    std::string path = folder + "/three.tif";
+    TestWriteFile(path, TestTiffBytes(tiff));
+    Image image;
+    ImageClear(&image);
+    ASSERT_EQ(ReadPath(path, &image), ERROR_NONE);
+    EXPECT_EQ(image.type, TYPE_GRAY8);
+    EXPECT_TRUE(SamplesEqual({17, 34, 51}, ImageSamples(image)));
+
+    // An ImageMagick file, even width: each pair of pixels comes out exchanged.
+    std::string made = folder + "/even.tif";
+    PnmWrite(folder + "/even.pgm", 46, 9, 1, 8, 4);
+    ToolRun("convert " + Quote(folder + "/even.pgm") + " -depth 4 -compress none " + Quote(made));
+    std::vector<int> tool = ToolSamples(made, 1, 8);
+    std::vector<int> expected(tool.size());
+    for (size_t i = 0; i < tool.size(); i++)
+        expected[i] = tool[i ^ 1];
+    ASSERT_EQ(ReadPath(made, &image), ERROR_NONE);
+    EXPECT_TRUE(SamplesEqual(expected, ImageSamples(image)));
+    ImageFree(&image);
+}
+
+TEST(TiffReader, ReadsJpegWithinItsLoss)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReader.Jpeg");
+    for (const char *source : {"smooth8", "smoothgray8"}) {
+        SCOPED_TRACE(source);
+        std::string path = ToolFile(folder, source, "-c jpeg -r 16");
+        EXPECT_EQ(ProbePath(path), TIFF_PROBE_LIBRARY);
+        Image image;
+        ImageClear(&image);
+        ASSERT_EQ(ReadPath(path, &image), ERROR_NONE);
+        int channels = std::string(source) == "smooth8" ? 3 : 1;
+        EXPECT_EQ(image.type, channels == 3 ? TYPE_COLOR24 : TYPE_GRAY8);
+        // The same decoder under ImageMagick gives the same samples; the original differs by
+        // what JPEG loses, little on a smooth picture.
+        std::vector<int> read = ImageSamples(image);
+        EXPECT_TRUE(SamplesEqual(ToolSamples(path, channels, 8), read));
+        std::vector<int> original = ToolSamples(ToolSource(folder, source), channels, 8);
+        ASSERT_EQ(original.size(), read.size());
+        double total = 0;
+        for (size_t i = 0; i < read.size(); i++)
+            total += std::abs(read[i] - original[i]);
+        EXPECT_LT(total / read.size(), 3.0);
+        ImageFree(&image);
+    }
+}
+
+// Where an orientation of our own reader sends pixel (x, y) of a w by h picture, rows from
+// the bottom, as the table of the TIFF reader gives it.
+static void OwnOrientation(int orientation, int w, int h, int x, int y, int *dx, int *dy)
+{
+    switch (orientation) {
+    case 2: *dx = w - 1 - x, *dy = y; break;
+    case 3: *dx = w - 1 - x, *dy = h - 1 - y; break;
+    case 4: *dx = x, *dy = h - 1 - y; break;
+    case 5: *dx = y, *dy = x; break;
+    case 6: *dx = h - 1 - y, *dy = x; break;
+    case 7: *dx = h - 1 - y, *dy = w - 1 - x; break;
+    case 8: *dx = y, *dy = w - 1 - x; break;
+    default: *dx = x, *dy = y; break;
+    }
+}
+
+TEST(TiffReader, OrientationsFollowTheReadersTable)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReader.Orientation");
+    std::string base = ToolFile(folder, "rgb8", "-c lzw");
+    Image upright;
+    ImageClear(&upright);
+    ASSERT_EQ(ReadPath(base, &upright), ERROR_NONE);
+    for (int orientation = 1; orientation <= 8; orientation++) {
+        SCOPED_TRACE(orientation);
+        std::string path = folder + "/orientation" + std::to_string(orientation) + ".tif";
+        TestWriteFile(path, TestReadFile(base));
+        ToolRun("tiffset -s 274 " + std::to_string(orientation) + " " + Quote(path));
+        EXPECT_EQ(ProbePath(path), TIFF_PROBE_OWN);
+        Image image;
+        ImageClear(&image);
+        ASSERT_EQ(ReadPath(path, &image), ERROR_NONE);
+        int swaps = orientation >= 5;
+        ASSERT_EQ(image.width, swaps ? upright.height : upright.width);
+        ASSERT_EQ(image.height, swaps ? upright.width : upright.height);
+        int wrong = 0;
+        for (int y = 0; y < upright.height; y++) {
+            for (int x = 0; x < upright.width; x++) {
+                int dx;
+                int dy;
+                OwnOrientation(orientation, upright.width, upright.height, x, y, &dx, &dy);
+                if (memcmp(upright.rows[y] + 3 * x, image.rows[dy] + 3 * dx, 3) != 0) wrong++;
+            }
+        }
+        EXPECT_EQ(wrong, 0);
+        ImageFree(&image);
+    }
+    ImageFree(&upright);
+}
+
+TEST(TiffReader, LibraryOrientationsShowThePictureAsImageMagickDoes)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReader.LibraryOrientation");
+    std::string base = ToolFile(folder, "rgb8", "-c zip");
+    for (int orientation = 1; orientation <= 8; orientation++) {
+        SCOPED_TRACE(orientation);
+        std::string path = folder + "/orientation" + std::to_string(orientation) + ".tif";
+        TestWriteFile(path, TestReadFile(base));
+        ToolRun("tiffset -s 274 " + std::to_string(orientation) + " " + Quote(path));
+        Image image;
+        ImageClear(&image);
+        ASSERT_EQ(ReadPath(path, &image), ERROR_NONE);
+        EXPECT_EQ(image.width, orientation >= 5 ? TOOL_HEIGHT : TOOL_WIDTH);
+        EXPECT_TRUE(SamplesEqual(ToolSamples(path, 3, 8, "-auto-orient"), ImageSamples(image)));
+        ImageFree(&image);
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Exact cases built byte by byte
+
+static std::string BuiltFile(const std::string &folder, const std::string &name,
+                             const TestTiff &tiff)
+{
+    std::string path = folder + "/" + name + ".tif";
+    TestWriteFile(path, TestTiffBytes(tiff));
+    return path;
+}
+
+TEST(TiffReader, ProbeRefusesVersion43AndLibtiffReadsIt)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReader.Version43");
+    std::vector<uint8_t> data = RandomBytes(12 * 5, 1);
+    TestTiff tiff = TestTiffMake(12, 5, 8, 1, data, 5);
+    tiff.version = 43; // a classic directory under a BigTIFF version: nobody can read it
+    std::string path = BuiltFile(folder, "version43", tiff);
+    EXPECT_EQ(ProbePath(path), TIFF_PROBE_LIBRARY);
+    Image image;
+    ImageClear(&image);
+    EXPECT_EQ(ReadPath(path, &image), ERROR_READ_TIFF);
+    EXPECT_EQ(HeadlessMessageCount(), 0); // libtiff's complaints stay quiet
+}
+
+TEST(TiffReader, ProbeDependsOnWhetherBitsPerSampleComesFirst)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReader.ProbeOrder");
+    std::vector<uint8_t> data = RandomBytes(4 * 3 * 6, 2);
+    TestTiff sorted = TestTiffMake(4, 3, 16, 3, data, 3);
+    sorted.entries.push_back({284, TEST_SHORT, {2}});
+    EXPECT_EQ(ProbePath(BuiltFile(folder, "sorted", sorted)), TIFF_PROBE_REFUSED);
+    Image image;
+    ImageClear(&image);
+    EXPECT_EQ(ReadPath(folder + "/sorted.tif", &image), ERROR_READ_TIFF);
+
+    // The same refusal before tag 258: the file goes to libtiff.
+    TestTiff unsorted = sorted;
+    TestEntry planar = unsorted.entries.back();
+    unsorted.entries.pop_back();
+    unsorted.entries.insert(unsorted.entries.begin(), planar);
+    EXPECT_EQ(ProbePath(BuiltFile(folder, "unsorted", unsorted)), TIFF_PROBE_LIBRARY);
+}
+
+TEST(TiffReader, RecomputesWrongByteCountsOfUncompressedStrips)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReader.ByteCounts");
+    std::vector<uint8_t> data = RandomBytes(10 * 6 * 3, 3);
+    TestTiff tiff = TestTiffMake(10, 6, 8, 3, data, 3);
+    TestTiffEntry(&tiff, 279)->values = {7, 1000};
+    std::string path = BuiltFile(folder, "counts", tiff);
+    Image image;
+    ImageClear(&image);
+    ASSERT_EQ(ReadPath(path, &image), ERROR_NONE);
+    ASSERT_EQ(image.type, TYPE_COLOR24);
+    EXPECT_TRUE(SamplesEqual(Gray8Samples(data), ImageSamples(image)));
+    ImageFree(&image);
+}
+
+TEST(TiffReader, TruncatedStripIsNoErrorWhileEachReadGetsABite)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReader.Truncated");
+    std::vector<uint8_t> data = RandomBytes(20 * 10, 4);
+    TestTiff tiff = TestTiffMake(20, 10, 8, 1, data, 10);
+    std::vector<uint8_t> bytes = TestTiffBytes(tiff);
+    bytes.resize(bytes.size() - 25); // the last row and 5 bytes of the one above
+    std::string path = folder + "/short.tif";
+    TestWriteFile(path, bytes);
+    Image image;
+    ImageClear(&image);
+    ASSERT_EQ(ReadPath(path, &image), ERROR_NONE);
+    // What the file lacks stays as the zeroed block buffer holds it: black.
+    std::vector<int> expected = Gray8Samples(data);
+    for (size_t i = expected.size() - 25; i < expected.size(); i++)
+        expected[i] = 0;
+    EXPECT_TRUE(SamplesEqual(expected, ImageSamples(image)));
+
+    // A strip longer than one read piece that ends before its last piece: the next piece
+    // gets nothing, which is a failed read.
+    std::vector<uint8_t> big = RandomBytes(100 * 200, 5);
+    std::vector<uint8_t> bigBytes = TestTiffBytes(TestTiffMake(100, 200, 8, 1, big, 200));
+    bigBytes.resize(bigBytes.size() - 12000);
+    TestWriteFile(path, bigBytes);
+    EXPECT_EQ(ReadPath(path, &image), ERROR_READ_TIFF);
+    EXPECT_EQ(image.type, TYPE_EMPTY);
+    EXPECT_EQ(HeadlessMessageCount(), 0); // a failed read is silent
+}
+
+TEST(TiffReader, ResolutionInCentimetresUsesTheProgramsFactor)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReader.Resolution");
+    std::vector<uint8_t> data = RandomBytes(4 * 2, 6);
+    struct Case {
+        const char *name;
+        std::vector<TestEntry> entries;
+        double resolution;
+    };
+    const Case cases[] = {
+        {"centimetres", {{282, TEST_RATIONAL, {300, 1}}, {296, TEST_SHORT, {3}}}, 762.0015},
+        {"inches", {{282, TEST_RATIONAL, {600, 2}}, {296, TEST_SHORT, {2}}}, 300.0},
+        {"none", {}, 200.0}, // the default preference
+        // A resolution that is no RATIONAL is treated as absent, as is a zero denominator.
+        {"short", {{282, TEST_SHORT, {300}}}, 200.0},
+        {"zero", {{282, TEST_RATIONAL, {300, 0}}}, 200.0},
+        // Only the horizontal resolution counts.
+        {"vertical", {{282, TEST_RATIONAL, {150, 1}}, {283, TEST_RATIONAL, {75, 1}}}, 150.0},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        TestTiff tiff = TestTiffMake(4, 2, 8, 1, data, 2);
+        for (const TestEntry &entry : c.entries)
+            tiff.entries.push_back(entry);
+        Image image;
+        ImageClear(&image);
+        ASSERT_EQ(ReadPath(BuiltFile(folder, c.name, tiff), &image), ERROR_NONE);
+        EXPECT_DOUBLE_EQ(image.resolution, c.resolution);
+        ImageFree(&image);
+    }
+}
+
+TEST(TiffReader, LibraryResolutionInCentimetresUsesTheProgramsFactor)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReader.LibraryResolution");
+    std::string path = ToolFile(folder, "gray8", "-c zip");
+    ToolRun("tiffset -s 282 300 " + Quote(path));
+    ToolRun("tiffset -s 296 3 " + Quote(path));
+    EXPECT_EQ(ProbePath(path), TIFF_PROBE_LIBRARY);
+    Image image;
+    ImageClear(&image);
+    ASSERT_EQ(ReadPath(path, &image), ERROR_NONE);
+    EXPECT_DOUBLE_EQ(image.resolution, 762.0015);
+    ImageFree(&image);
+}
+
+TEST(TiffReader, RefusesOldLzwInSilence)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReader.OldLzw");
+    TestTiff tiff = TestTiffMake(4, 2, 8, 1, RandomBytes(8, 7), 2);
+    TestTiffEntry(&tiff, 259)->values = {5};
+    tiff.strips[0] = {0x00, 0x01, 0x40, 0x20, 0x10, 0x08, 0x04, 0x02};
+    Image image;
+    ImageClear(&image);
+    EXPECT_EQ(ReadPath(BuiltFile(folder, "old", tiff), &image), ERROR_READ_TIFF);
+    EXPECT_EQ(HeadlessMessageCount(), 0);
+}
+
+TEST(TiffReader, StopsAtRowZeroWhenStripsOutlastTheRows)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReader.ExtraStrips");
+    std::vector<uint8_t> data = RandomBytes(6 * 5, 8);
+    TestTiff tiff = TestTiffMake(6, 5, 8, 1, data, 2);         // strips of 2, 2 and 1 rows
+    tiff.strips.push_back(RandomBytes(12, 9));                 // and one the rows never reach
+    TestTiffEntry(&tiff, 273)->values = {0, 0, 0, 0x7FFFFFF0}; // it even lies past the end
+    Image image;
+    ImageClear(&image);
+    ASSERT_EQ(ReadPath(BuiltFile(folder, "extra", tiff), &image), ERROR_NONE);
+    EXPECT_TRUE(SamplesEqual(Gray8Samples(data), ImageSamples(image)));
+    ImageFree(&image);
+}
+
+TEST(TiffReader, ReadsLzwStripsOfOurOwnEncoder)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReader.OwnLzw");
+    // Two strips, little- and big-endian 16-bit gray: the samples swap after decoding.
+    for (int little : {1, 0}) {
+        SCOPED_TRACE(little);
+        std::vector<uint8_t> data = MixedBytes(30 * 8 * 2, 10);
+        TestTiff tiff = TestTiffMake(30, 8, 16, 1, data, 5, little);
+        TestTiffEntry(&tiff, 259)->values = {5};
+        for (auto &strip : tiff.strips)
+            strip = LzwEncode(strip, 1);
+        Image image;
+        ImageClear(&image);
+        ASSERT_EQ(ReadPath(BuiltFile(folder, "lzw", tiff), &image), ERROR_NONE);
+        ASSERT_EQ(image.type, TYPE_GRAY16);
+        std::vector<int> expected;
+        for (size_t i = 0; i < data.size(); i += 2)
+            expected.push_back(little ? data[i] | (data[i + 1] << 8)
+                                      : (data[i] << 8) | data[i + 1]);
+        EXPECT_TRUE(SamplesEqual(expected, ImageSamples(image)));
+        ImageFree(&image);
+    }
+}
+
+TEST(TiffReader, InvertsBeforeTheHorizontalPredictor)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReader.InvertPredictor");
+    // Row 10, 5, 250 with white as zero and differencing: complemented first to 245, 250, 5,
+    // then summed to 245, 239 (495 wrapped), 244.
+    TestTiff tiff = TestTiffMake(3, 1, 8, 1, {10, 5, 250}, 1);
+    TestTiffEntry(&tiff, 262)->values = {0};
+    tiff.entries.push_back({317, TEST_SHORT, {2}});
+    Image image;
+    ImageClear(&image);
+    ASSERT_EQ(ReadPath(BuiltFile(folder, "inverted", tiff), &image), ERROR_NONE);
+    EXPECT_TRUE(SamplesEqual({245, 239, 244}, ImageSamples(image)));
+    // White-is-zero alone is a plain complement, also for 16 bits.
+    TestTiff wide = TestTiffMake(2, 1, 16, 1, {0x00, 0x00, 0x34, 0x12}, 1);
+    TestTiffEntry(&wide, 262)->values = {0};
+    ASSERT_EQ(ReadPath(BuiltFile(folder, "wide", wide), &image), ERROR_NONE);
+    EXPECT_TRUE(SamplesEqual({65535, 65535 - 0x1234}, ImageSamples(image)));
+    ImageFree(&image);
+}
+
+TEST(TiffReader, ReadsStripsLargerThanOneBlock)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReader.Blocks");
+    // 600000 bytes in one strip: blocks of 512 rows of 1000 bytes, then 88 rows.
+    std::vector<uint8_t> data = RandomBytes(1000 * 600, 11);
+    Image image;
+    ImageClear(&image);
+    ASSERT_EQ(
+        ReadPath(BuiltFile(folder, "large", TestTiffMake(1000, 600, 8, 1, data, 600)), &image),
+        ERROR_NONE);
+    EXPECT_TRUE(SamplesEqual(Gray8Samples(data), ImageSamples(image)));
+    // Rows of 8 bytes a pixel wider than a block: 70000 pixels of 16-bit RGBA.
+    TestTiff wide = TestTiffMake(70000, 1, 16, 4, std::vector<uint8_t>(560000, 1), 1);
+    EXPECT_EQ(ReadPath(BuiltFile(folder, "wide", wide), &image), ERROR_READ_TIFF);
+    ASSERT_NE(HeadlessLastMessage(), nullptr);
+    EXPECT_STREQ(HeadlessLastMessage()->text, "Image is too wide to read");
+    // A row wider than a block of picture memory: the picture's creation answers for itself.
+    TestTiff tooWide = TestTiffMake(600000, 1, 8, 1, std::vector<uint8_t>(600000, 7), 1);
+    EXPECT_EQ(ReadPath(BuiltFile(folder, "toowide", tooWide), &image), ERROR_IMAGE_TOO_WIDE);
+    EXPECT_EQ(image.type, TYPE_EMPTY);
+    ImageFree(&image);
+}
+
+TEST(TiffReader, PumpsBeforeEveryPieceAndAfterEveryRow)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReader.Pumps");
+    // One strip of 20000 bytes: pieces of 8192, 8192 and 3616 bytes, then 200 rows.
+    std::vector<uint8_t> data = RandomBytes(100 * 200, 12);
+    Image image;
+    ImageClear(&image);
+    ASSERT_EQ(
+        ReadPath(BuiltFile(folder, "pieces", TestTiffMake(100, 200, 8, 1, data, 200)), &image),
+        ERROR_NONE);
+    EXPECT_EQ(HeadlessPumpCount(), 3 + 200);
+    // A strip of at most one piece is one read, without a pump of its own.
+    TestStart();
+    ASSERT_EQ(ReadPath(BuiltFile(folder, "one", TestTiffMake(100, 20, 8, 1, data, 20)), &image),
+              ERROR_NONE);
+    EXPECT_EQ(HeadlessPumpCount(), 20);
+    ImageFree(&image);
+}
+
+TEST(TiffReader, CancelLeavesTheRowsReadSoFar)
+{
+    std::vector<uint8_t> data = RandomBytes(10 * 20, 13);
+    for (int library : {0, 1}) {
+        SCOPED_TRACE(library);
+        TestStart();
+        std::string folder = TestOutputFolder("TiffReader.Cancel");
+        TestTiff tiff = TestTiffMake(10, 20, 8, 1, data, 20);
+        std::string path = BuiltFile(folder, "cancel", tiff);
+        if (library) {
+            ToolRun("tiffcp -c zip " + Quote(path) + " " + Quote(folder + "/zip.tif"));
+            path = folder + "/zip.tif";
+        }
+        Image image;
+        ImageClear(&image);
+        ASSERT_EQ(ImageAlloc(&image, TYPE_GRAY8, 10, 20, 72.0), ERROR_NONE);
+        for (int y = 0; y < 20; y++)
+            memset(image.rows[y], 0xAB, 10);
+        HeadlessAbortAtPump(4); // Cancel at the fifth row
+        EXPECT_EQ(ReadPath(path, &image, 1), ERROR_ABORTED);
+        ASSERT_EQ(image.type, TYPE_GRAY8);
+        ASSERT_EQ(image.height, 20);
+        for (int r = 0; r < 20; r++) {
+            // Rows 19 down to 15 are the first five file rows; the rest keep their old bytes.
+            int expected = r < 5 ? data[r * 10 + 3] : 0xAB;
+            EXPECT_EQ(image.rows[19 - r][3], expected) << "file row " << r;
+        }
+        ASSERT_EQ(HeadlessProgressCount(), 1);
+        const HeadlessProgressRecord *progress = HeadlessProgressAt(0);
+        EXPECT_STREQ(progress->title, "TIFF Read");
+        EXPECT_EQ(progress->last.first, 0);
+        EXPECT_EQ(progress->last.last, 19);
+        EXPECT_EQ(progress->open, 0);
+        ImageFree(&image);
+    }
+}
+
+TEST(TiffReader, RefusalsShowTheirMessageAndLeaveNoPicture)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReader.Refusals");
+    struct Case {
+        const char *message; // "" when the refusal is silent
+        uint16_t tag;        // the entry to change or add
+        uint16_t type;
+        std::vector<uint32_t> values;
+    };
+    const Case cases[] = {
+        {"Unsupported subfile type", 255, TEST_SHORT, {2}},
+        {"Unsupported tiff compression (must be uncompressed or LZW)", 259, TEST_SHORT, {8}},
+        {"Unsupported photometric interpretation", 262, TEST_SHORT, {5}},
+        {"Unsupported fill order", 266, TEST_SHORT, {2}},
+        {"Unsupported orientation", 274, TEST_SHORT, {9}},
+        {"Unsupported samples per pixel", 277, TEST_SHORT, {2}},
+        {"Unsupported planar configuration", 284, TEST_SHORT, {2}},
+        {"Unsupported Predictor", 317, TEST_SHORT, {3}},
+        {"Unsupported grayscale bits/pixel (must be 1, 4, 8, or 16)", 258, TEST_SHORT, {12}},
+        {"Unsupported samples/pixel (must be 1 or 3", 258, TEST_SHORT, {8, 8}},
+        {"Unsupported color, mixed bits/pixel", 258, TEST_SHORT, {8, 8, 16}},
+        {"Unsupported color bits/pixel (must be 8, or 16)", 258, TEST_SHORT, {4, 4, 4}},
+        {"Horizontal differencing not supported for binary images", 258, TEST_SHORT, {1}},
+        // Tags we must have, and a gray depth under three samples, are refused silently.
+        {"", 256, 0, {}},
+        {"", 257, 0, {}},
+        {"", 258, 0, {}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(::testing::Message() << c.tag << " " << c.message);
+        TestStart();
+        TestTiff tiff = TestTiffMake(8, 4, 8, 1, RandomBytes(32, 14), 4);
+        TestEntry *entry = TestTiffEntry(&tiff, c.tag);
+        if (c.type == 0) {
+            tiff.entries.erase(tiff.entries.begin() + (entry - tiff.entries.data()));
+        } else if (entry != nullptr) {
+            entry->type = c.type;
+            entry->values = c.values;
+        } else {
+            tiff.entries.push_back({c.tag, c.type, c.values});
+        }
+        if (std::string(c.message).find("Horizontal") == 0)
+            tiff.entries.push_back({317, TEST_SHORT, {2}});
+        std::string path = BuiltFile(folder, "refused", tiff);
+        Image image;
+        ImageClear(&image);
+        ASSERT_EQ(ImageAlloc(&image, TYPE_COLOR24, 3, 3, 72.0), ERROR_NONE);
+        EXPECT_EQ(DecodePath(path, &image), ERROR_READ_TIFF);
+        EXPECT_EQ(image.type, TYPE_EMPTY);
+        EXPECT_EQ(image.rows, nullptr);
+        if (c.message[0] == 0) {
+            EXPECT_EQ(HeadlessMessageCount(), 0);
+        } else {
+            ASSERT_EQ(HeadlessMessageCount(), 1);
+            EXPECT_STREQ(HeadlessLastMessage()->title, "Error");
+            EXPECT_STREQ(HeadlessLastMessage()->text, c.message);
+        }
+    }
+}
+
+TEST(TiffReader, RefusesBadHeadersAndMissingByteCounts)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReader.Headers");
+    TestTiff tiff = TestTiffMake(8, 4, 8, 1, RandomBytes(32, 15), 2);
+    std::vector<uint8_t> good = TestTiffBytes(tiff);
+    struct Case {
+        const char *message;
+        std::vector<uint8_t> bytes;
+    };
+    std::vector<Case> cases;
+    cases.push_back({"Illegal TIFF signature", good});
+    cases.back().bytes[1] = 'M';
+    cases.push_back({"Illegal TIFF signature", good});
+    cases.back().bytes[0] = cases.back().bytes[1] = 'X';
+    cases.push_back({"Illegal TIFF version number", good});
+    cases.back().bytes[2] = 41;
+    cases.push_back(
+        {"Error reading tiff file header", std::vector<uint8_t>(good.begin(), good.begin() + 6)});
+    cases.push_back({"Error reading tiff file header", good});
+    cases.back().bytes[4] = 0xF0; // the directory lies past the end
+    TestTiff noCounts = tiff;
+    noCounts.entries.erase(noCounts.entries.begin() + 8);
+    cases.push_back(
+        {"Strip byte counts required but not specified in TIFF header", TestTiffBytes(noCounts)});
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.message);
+        TestStart();
+        std::string path = folder + "/header.tif";
+        TestWriteFile(path, c.bytes);
+        Image image;
+        ImageClear(&image);
+        EXPECT_EQ(DecodePath(path, &image), ERROR_READ_TIFF);
+        ASSERT_NE(HeadlessLastMessage(), nullptr);
+        EXPECT_STREQ(HeadlessLastMessage()->text, c.message);
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Damaged files
+
+struct HostileFile {
+    std::string name;
+    std::vector<uint8_t> bytes;
+    ErrorCode expected; // what ReadTiffFile must answer
+};
+
+// The small valid file most hostile files start from: 8 by 4 gray, one strip.
+static TestTiff HostileBase(void)
+{
+    TestTiff tiff = TestTiffMake(8, 4, 8, 1, RandomBytes(32, 21), 4);
+    tiff.entries.push_back({282, TEST_RATIONAL, {300, 1}});
+    return tiff;
+}
+
+static std::vector<uint8_t> HostileWith(uint16_t tag, uint16_t type, std::vector<uint32_t> values,
+                                        int64_t count = -1, int64_t offset = -1)
+{
+    TestTiff tiff = HostileBase();
+    TestEntry *entry = TestTiffEntry(&tiff, tag);
+    if (entry == nullptr) {
+        tiff.entries.push_back({tag, type, values});
+        entry = &tiff.entries.back();
+    }
+    entry->type = type;
+    entry->values = values;
+    entry->count = count;
+    entry->offset = offset;
+    return TestTiffBytes(tiff);
+}
+
+// Every damaged file we keep, with the answer it must get. The files are written to
+// tests/data/hostile when VISTEL_UPDATE_HOSTILE is set, and compared with it otherwise.
+static std::vector<HostileFile> HostileFiles(void)
+{
+    std::vector<HostileFile> files;
+    TestTiff base = HostileBase();
+    std::vector<uint8_t> good = TestTiffBytes(base);
+    size_t dataStart = TestTiffDataStart(base);
+
+    // Truncated at many places: inside the directory and its values nothing can be read,
+    // inside the one strip the missing tail is no error.
+    for (size_t at : {5u, 8u, 9u, 30u, 100u, 140u, 150u}) {
+        if (at < good.size())
+            files.push_back({"tiff-truncated-at-" + std::to_string(at),
+                             std::vector<uint8_t>(good.begin(), good.begin() + at),
+                             at > dataStart ? ERROR_NONE : ERROR_READ_TIFF});
+    }
+    files.push_back({"tiff-truncated-in-strip",
+                     std::vector<uint8_t>(good.begin(), good.begin() + dataStart + 7), ERROR_NONE});
+    files.push_back({"tiff-truncated-at-strip-start",
+                     std::vector<uint8_t>(good.begin(), good.begin() + dataStart),
+                     ERROR_READ_TIFF});
+
+    std::vector<uint8_t> bytes = good;
+    bytes[4] = 0xF0, bytes[5] = 0xFF, bytes[6] = 0xFF, bytes[7] = 0x7F;
+    files.push_back({"tiff-directory-past-eof", bytes, ERROR_READ_TIFF});
+    files.push_back({"tiff-width-zero", HostileWith(256, TEST_LONG, {0}), ERROR_READ_TIFF});
+    files.push_back({"tiff-height-zero", HostileWith(257, TEST_LONG, {0}), ERROR_READ_TIFF});
+    files.push_back(
+        {"tiff-width-negative", HostileWith(256, TEST_SHORT, {40000}), ERROR_READ_TIFF});
+    files.push_back(
+        {"tiff-height-negative", HostileWith(257, TEST_SHORT, {65535}), ERROR_READ_TIFF});
+    {
+        TestTiff tiff = HostileBase();
+        TestTiffEntry(&tiff, 256)->values = {1u << 30};
+        TestTiffEntry(&tiff, 257)->values = {1u << 30};
+        files.push_back({"tiff-size-2-30-by-2-30", TestTiffBytes(tiff), ERROR_READ_TIFF});
+        TestTiffEntry(&tiff, 256)->values = {40000};
+        TestTiffEntry(&tiff, 257)->values = {40000};
+        files.push_back(
+            {"tiff-uncompressed-larger-than-file", TestTiffBytes(tiff), ERROR_READ_TIFF});
+        TestTiffEntry(&tiff, 259)->values = {5};
+        TestTiffEntry(&tiff, 256)->values = {16000};
+        TestTiffEntry(&tiff, 257)->values = {16000};
+        files.push_back({"tiff-lzw-larger-than-ratio", TestTiffBytes(tiff), ERROR_READ_TIFF});
+        TestTiffEntry(&tiff, 259)->values = {8};
+        files.push_back({"tiff-deflate-larger-than-ratio", TestTiffBytes(tiff), ERROR_READ_TIFF});
+    }
+    files.push_back({"tiff-strip-table-longer-than-file",
+                     HostileWith(273, TEST_LONG, {}, 100000, 8), ERROR_READ_TIFF});
+    files.push_back({"tiff-strip-count-overflow", HostileWith(273, TEST_LONG, {}, 0xFFFFFFFF, 8),
+                     ERROR_READ_TIFF});
+    files.push_back(
+        {"tiff-strip-count-zero", HostileWith(273, TEST_LONG, {}, 0, 8), ERROR_READ_TIFF});
+    files.push_back(
+        {"tiff-strip-offset-past-eof", HostileWith(273, TEST_LONG, {0x7FFFFFF0}), ERROR_READ_TIFF});
+    {
+        TestTiff tiff = TestTiffMake(8, 4, 8, 1, RandomBytes(32, 22), 2);
+        TestTiffEntry(&tiff, 273)->values = {0, 0xFFFFFF00};
+        files.push_back({"tiff-strip-offsets-past-eof", TestTiffBytes(tiff), ERROR_READ_TIFF});
+        TestTiffEntry(&tiff, 273)->values = {0, 0};
+        TestTiffEntry(&tiff, 279)->values = {16, 16, 16, 16};
+        files.push_back({"tiff-more-counts-than-offsets", TestTiffBytes(tiff), ERROR_READ_TIFF});
+        TestTiffEntry(&tiff, 279)->values = {16, 16};
+        TestTiffEntry(&tiff, 278)->values = {0x7FFFFFFF};
+        files.push_back({"tiff-huge-rows-per-strip-two-strips", TestTiffBytes(tiff), ERROR_NONE});
+        TestTiffEntry(&tiff, 278)->values = {1};
+        files.push_back({"tiff-strips-too-few-for-rows", TestTiffBytes(tiff), ERROR_READ_TIFF});
+    }
+    files.push_back(
+        {"tiff-huge-rows-per-strip", HostileWith(278, TEST_LONG, {0x7FFFFFFF}), ERROR_NONE});
+    files.push_back({"tiff-rows-per-strip-zero", HostileWith(278, TEST_LONG, {0}), ERROR_NONE});
+    {
+        // An LZW strip that never clears its table.
+        TestTiff tiff = TestTiffMake(120, 100, 8, 1, RandomBytes(12000, 23), 100);
+        TestTiffEntry(&tiff, 259)->values = {5};
+        tiff.strips[0] = LzwEncode(tiff.strips[0], 0);
+        files.push_back({"tiff-lzw-overruns-table", TestTiffBytes(tiff), ERROR_READ_TIFF});
+        tiff.strips[0] = {0x80, 0x10, 0x65, 0x90, 0x10};
+        files.push_back({"tiff-lzw-undefined-code", TestTiffBytes(tiff), ERROR_READ_TIFF});
+        tiff.strips[0] = {0x00, 0x01, 0x65, 0x90, 0x10};
+        files.push_back({"tiff-lzw-old-bit-order", TestTiffBytes(tiff), ERROR_READ_TIFF});
+        tiff.strips[0] = LzwEncode(RandomBytes(12000, 24), 1);
+        TestTiffEntry(&tiff, 279)->values = {0xFFFFFFF0};
+        files.push_back({"tiff-lzw-byte-count-past-eof", TestTiffBytes(tiff), ERROR_NONE});
+    }
+    {
+        TestTiff tiff = HostileBase();
+        tiff.entryCount = 65535;
+        files.push_back({"tiff-entry-count-65535", TestTiffBytes(tiff), ERROR_READ_TIFF});
+        tiff.entryCount = 32767;
+        files.push_back({"tiff-entry-count-32767", TestTiffBytes(tiff), ERROR_READ_TIFF});
+    }
+    {
+        TestTiff tiff = HostileBase();
+        TestTiffEntry(&tiff, 258)->values = {8, 8, 8};
+        TestTiffEntry(&tiff, 258)->offset = 0x7FFFFFF0;
+        TestTiffEntry(&tiff, 277)->values = {3};
+        files.push_back({"tiff-bits-count-past-eof", TestTiffBytes(tiff), ERROR_READ_TIFF});
+    }
+    files.push_back({"tiff-rational-past-eof", HostileWith(282, TEST_RATIONAL, {1, 1}, 1, 0xFFFFFF),
+                     ERROR_READ_TIFF});
+    files.push_back(
+        {"tiff-rational-zero-denominator", HostileWith(282, TEST_RATIONAL, {300, 0}), ERROR_NONE});
+    {
+        // SamplesPerPixel 3 before a single depth of 8: a gray type under three samples.
+        TestTiff tiff = HostileBase();
+        TestEntry samples = *TestTiffEntry(&tiff, 277);
+        samples.values = {3};
+        tiff.entries.insert(tiff.entries.begin(), samples);
+        tiff.entries.erase(tiff.entries.begin() + 7);
+        files.push_back({"tiff-samples-before-bits", TestTiffBytes(tiff), ERROR_READ_TIFF});
+    }
+    // libtiff reads an 8-bit palette without its map as gray.
+    files.push_back(
+        {"tiff-palette-without-colormap", HostileWith(262, TEST_SHORT, {3}), ERROR_NONE});
+    {
+        TestTiff tiff = HostileBase();
+        TestTiffEntry(&tiff, 259)->values = {8};
+        tiff.entries.push_back({322, TEST_LONG, {0x80000000}});
+        tiff.entries.push_back({323, TEST_LONG, {0x80000000}});
+        tiff.entries.push_back({324, TEST_LONG, {8}});
+        tiff.entries.push_back({325, TEST_LONG, {32}});
+        files.push_back({"tiff-tiles-huge", TestTiffBytes(tiff), ERROR_READ_TIFF});
+    }
+    return files;
+}
+
+TEST(TiffReaderHostile, KeptFilesMatchTheirGenerator)
+{
+    TestStart();
+    int update = getenv("VISTEL_UPDATE_HOSTILE") != nullptr;
+    for (const HostileFile &file : HostileFiles()) {
+        SCOPED_TRACE(file.name);
+        std::string path = TestDataPath("hostile/" + file.name + ".tif");
+        if (update) TestWriteFile(path, file.bytes);
+        EXPECT_EQ(TestReadFile(path), file.bytes) << "regenerate with VISTEL_UPDATE_HOSTILE=1";
+    }
+}
+
+TEST(TiffReaderHostile, EveryKeptFileGetsItsCode)
+{
+    TestStart();
+    std::map<std::string, ErrorCode> expected;
+    for (const HostileFile &file : HostileFiles())
+        expected[file.name + ".tif"] = file.expected;
+    std::string folder = TestDataPath("hostile");
+    DIR *directory = opendir(folder.c_str());
+    ASSERT_NE(directory, nullptr);
+    int count = 0;
+    while (struct dirent *entry = readdir(directory)) {
+        std::string name = entry->d_name;
+        if (name.rfind("tiff-", 0) != 0) continue;
+        SCOPED_TRACE(name);
+        count++;
+        std::string path = folder + "/" + name;
+        Image image;
+        ImageClear(&image);
+        ErrorCode result = ReadPath(path, &image);
+        if (expected.count(name))
+            EXPECT_EQ(result, expected[name]);
+        else
+            EXPECT_TRUE(result == ERROR_NONE || result == ERROR_READ_TIFF) << result;
+        if (result == ERROR_NONE) {
+            // A picture is never larger than its file can fill.
+            EXPECT_TRUE(ImageIsPicture(image.type));
+            EXPECT_LE((int64_t)image.rowBytes * image.height,
+                      (int64_t)TestReadFile(path).size() * 2048 * 4 + 65536);
+        } else {
+            EXPECT_EQ(image.type, TYPE_EMPTY);
+        }
+        ImageFree(&image);
+    }
+    closedir(directory);
+    EXPECT_GE(count, (int)expected.size());
+}
+
+// Reads every truncation and every single-byte flip of a valid file: each gives a code or a
+// picture no larger than the file can fill, never a crash.
+static void DamageEverywhere(const std::string &folder, const std::vector<uint8_t> &good,
+                             int truncateStep)
+{
+    std::string path = folder + "/damaged.tif";
+    Image image;
+    ImageClear(&image);
+    int readable = 0;
+    for (int pass = 0; pass < 2; pass++) {
+        int step = pass == 0 ? truncateStep : 7;
+        for (size_t at = 0; at < good.size(); at += step) {
+            std::vector<uint8_t> bytes = good;
+            if (pass == 0)
+                bytes.resize(at);
+            else
+                bytes[at] ^= 0xFF;
+            TestWriteFile(path, bytes);
+            ErrorCode result = ReadPath(path, &image);
+            ASSERT_TRUE(result == ERROR_NONE || result == ERROR_READ_TIFF)
+                << (pass == 0 ? "truncated at " : "flipped at ") << at << ": " << result;
+            if (result == ERROR_NONE) {
+                readable++;
+                ASSERT_LE((int64_t)image.rowBytes * image.height,
+                          (int64_t)bytes.size() * 2048 * 4 + 65536);
+            }
+        }
+    }
+    // Every 7th byte flipped at once.
+    std::vector<uint8_t> bytes = good;
+    for (size_t at = 0; at < bytes.size(); at += 7)
+        bytes[at] ^= 0xFF;
+    TestWriteFile(path, bytes);
+    ErrorCode result = ReadPath(path, &image);
+    EXPECT_TRUE(result == ERROR_NONE || result == ERROR_READ_TIFF);
+    EXPECT_GT(readable, 0); // flips in pixel data still read
+    ImageFree(&image);
+}
+
+TEST(TiffReaderHostile, TruncatedAndCorruptedFilesGiveCodes)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReaderHostile.Damage");
+    // Our reader: LZW 16-bit color in strips with predictor, and plain 8-bit gray.
+    DamageEverywhere(folder, TestReadFile(ToolFile(folder, "rgb16", "-c lzw:2 -r 8")), 3);
+    DamageEverywhere(folder, TestReadFile(ToolFile(folder, "gray8", "-c none -r 8")), 3);
+    // libtiff: tiles with Deflate, separate planes, a palette.
+    DamageEverywhere(folder, TestReadFile(ToolFile(folder, "rgb8", "-t -w 16 -l 16 -c zip")), 5);
+    DamageEverywhere(folder, TestReadFile(ToolFile(folder, "rgb8", "-p separate -c packbits")), 5);
+    DamageEverywhere(folder, TestReadFile(ToolFile(folder, "palette4", "-c zip")), 5);
+    EXPECT_EQ(HeadlessProgressCount(), 0);
+}

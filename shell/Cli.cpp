@@ -1,17 +1,245 @@
-// vistel-cli's commands.
+// vistel-cli's commands. Each opens its input into a picture record as the editor does, runs
+// the very compute function of the dialog over the whole picture with full = 1, passes the
+// comments and the profile on as Apply does, and saves the result.
 #include "shell/Cli.h"
 
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <sys/stat.h>
 
-#include "core/Core.h"
+#include "color/ProfileHeader.h"
+#include "core/FormatString.h"
+#include "core/ImageWindow.h"
+#include "core/Text.h"
+#include "core/WholeImage.h"
+#include "files/CommentText.h"
+#include "files/TiffComments.h"
+#include "files/TiffReader.h"
+#include "files/TiffWriter.h"
+#include "shell/Startup.h"
+#include "transforms/Convert.h"
+#include "transforms/GammaAdjust.h"
+
+// Exit statuses: a failure of the work itself, and a command line we could not understand.
+static const int EXIT_FAILED = 1;
+static const int EXIT_USAGE = 2;
+
+static const char USAGE[] =
+    "usage: vistel-cli OPERATION [settings] INPUT OUTPUT\n"
+    "\n"
+    "  info FILE                         what Window Info shows about a picture\n"
+    "  gamma --factor F IN OUT           Gamma Adjust with exponent F\n"
+    "  convert --to TYPE IN OUT          Convert to binary, gray8, color24, gray16, color48\n"
+    "  negative IN OUT                   the Negative command\n"
+    "\n"
+    "Pictures are read and written as TIFF files.\n";
+
+// Opens a picture file into a new record, with its comments and profile.
+static ErrorCode CliOpen(const char *path, ImageWindow **opened)
+{
+    ErrorCode result = ERROR_NONE;
+    ImageWindow *record = nullptr;
+    int slot = -1;
+
+    result = SlotAllocate(&slot, &record);
+    if (result != ERROR_NONE) goto done;
+    result = ReadTiffFile(path, &record->image, 1);
+    if (result != ERROR_NONE) goto done;
+    result = ReadTiffComments(path, record);
+    if (result != ERROR_NONE) goto done;
+    result = ReadTiffColorProfile(path, record);
+    if (result != ERROR_NONE) goto done;
+    StrCopyLimit(path, record->fileName, PATH_LENGTH - 1);
+done:
+    if (result != ERROR_NONE) {
+        SlotFree(slot);
+        record = nullptr;
+    }
+    *opened = record;
+    return result;
+}
+
+// Runs compute over the whole picture into a new record, as Apply does: the comments pass
+// on, and the profile where the result is a color picture, since gray pictures carry none.
+static ErrorCode CliApply(ImageWindow *input, ComputeFunction compute, void *params,
+                          ImageWindow **made)
+{
+    ErrorCode result = ERROR_NONE;
+    ImageWindow *output = nullptr;
+    int slot = -1;
+    const Image *source = &input->image;
+
+    result = SlotAllocate(&slot, &output);
+    if (result != ERROR_NONE) goto done;
+    result = compute(source, &output->image, output, params, 1, source->width, source->height, 0, 0,
+                     1, 0, 0, source->width - 1, source->height - 1, source->width, source->height);
+    if (result != ERROR_NONE) goto done;
+    if (output->image.type == TYPE_COLOR24 || output->image.type == TYPE_COLOR48) {
+        result = CopyImageProfile(input, output);
+        if (result != ERROR_NONE) goto done;
+    }
+    result = CopyImageExtras(input, output);
+done:
+    if (result != ERROR_NONE) {
+        SlotFree(slot);
+        output = nullptr;
+    }
+    *made = output;
+    return result;
+}
+
+static ErrorCode CliNegative(ImageWindow *input, ImageWindow **made)
+{
+    ImageWindow *output = nullptr;
+    int slot = -1;
+    ErrorCode result = SlotAllocate(&slot, &output);
+    if (result == ERROR_NONE) result = ImageNegative(input, output);
+    if (result != ERROR_NONE) {
+        SlotFree(slot);
+        output = nullptr;
+    }
+    *made = output;
+    return result;
+}
+
+// Prints one line through our own formatter.
+static void PrintLine(const char *format, ...)
+{
+    char text[PATH_LENGTH + 200];
+    va_list arguments;
+    va_start(arguments, format);
+    FormatStringV(text, sizeof text, format, arguments);
+    va_end(arguments);
+    printf("%s\n", text);
+}
+
+// What Window Info shows, as lines of text.
+static void CliPrintInfo(const ImageWindow *record, const char *path)
+{
+    const Image *image = &record->image;
+    PrintLine("%s", ImageTypeName(image->type));
+    if (image->type == TYPE_COLOR24 || image->type == TYPE_COLOR48) {
+        char description[256];
+        char maker[256];
+        ErrorCode known = ProfileDescription(record->profile, record->profileSize, description,
+                                             sizeof description);
+        if (known == ERROR_NONE && ProfileManufacturer(record->profile, record->profileSize, maker,
+                                                       sizeof maker) == ERROR_NONE)
+            PrintLine("Profile: %s [%s]", description, maker);
+        else
+            PrintLine("Profile: %s", description);
+    }
+    PrintLine("Memory: %, bytes", image->rowBytes * image->height);
+    PrintLine("%, x %, pixels", image->width, image->height);
+    double resolution = image->resolution > 0.0 ? image->resolution : 1.0;
+    double inchesWide = image->width / resolution;
+    double inchesHigh = image->height / resolution;
+    PrintLine("%2f x %2f inches", inchesWide, inchesHigh);
+    PrintLine("%2f x %2f cm", inchesWide * 2.540005, inchesHigh * 2.540005);
+    PrintLine("%2f x %2f mm", inchesWide * 25.40005, inchesHigh * 25.40005);
+    PrintLine("%2f dpi", image->resolution);
+    if (record->derivedFrom[0] != 0) PrintLine("Derived from: %s", record->derivedFrom);
+    PrintLine("File format: %s", "TIFF");
+    struct stat status;
+    if (stat(path, &status) == 0) PrintLine("File size: %, bytes", (int)status.st_size);
+    for (const FileComment *comment = record->comments; comment != nullptr;
+         comment = comment->next) {
+        char text[1024];
+        FileCommentText(comment, text, sizeof text);
+        PrintLine("%s", text);
+    }
+}
+
+// Parses the target of convert.
+static int CliConvertTarget(const char *name)
+{
+    static const char *const NAMES[] = {"binary", "gray8", "color24", "gray16", "color48"};
+    for (int i = 0; i < 5; i++)
+        if (StrEqualNoCase(name, NAMES[i])) return i;
+    return -1;
+}
+
+static int CliFail(ErrorCode code)
+{
+    fprintf(stderr, "vistel-cli: %s\n", ErrorText(code));
+    return EXIT_FAILED;
+}
+
+static int CliUsage(const char *problem)
+{
+    if (problem != nullptr) fprintf(stderr, "vistel-cli: %s\n\n", problem);
+    fputs(USAGE, stderr);
+    return EXIT_USAGE;
+}
 
 int CliMain(int argc, char **argv)
 {
-    (void)argv;
-    CoreInitialise();
-    if (argc < 2) {
-        fprintf(stderr, "usage: vistel-cli OPERATION [settings] INPUT OUTPUT\n");
-        return 2;
+    ErrorCode result = StartupInitialise();
+    ImageWindow *input = nullptr;
+    ImageWindow *output = nullptr;
+    GammaSettings gamma;
+    ConvertSettings convert;
+    const char *operation;
+    const char *inputPath;
+    const char *outputPath;
+    int first; // index of the first file argument
+
+    if (result != ERROR_NONE) return CliFail(result);
+    if (argc < 2) return CliUsage(nullptr);
+    operation = argv[1];
+    if (strcmp(operation, "--help") == 0 || strcmp(operation, "-h") == 0) {
+        fputs(USAGE, stdout);
+        return 0;
     }
-    return 2;
+    if (strcmp(operation, "info") == 0) {
+        if (argc != 3) return CliUsage("info takes one file");
+        result = CliOpen(argv[2], &input);
+        if (result != ERROR_NONE) return CliFail(result);
+        CliPrintInfo(input, argv[2]);
+        SlotFree(input->slot);
+        return 0;
+    }
+
+    GammaSettingsDefault(&gamma);
+    ConvertSettingsDefault(&convert);
+    first = 2;
+    if (strcmp(operation, "gamma") == 0) {
+        char *end = nullptr;
+        if (argc != 6 || strcmp(argv[2], "--factor") != 0)
+            return CliUsage("gamma takes --factor F IN OUT");
+        gamma.factor = strtod(argv[3], &end);
+        if (end == argv[3] || *end != 0 || !(gamma.factor > 0.0) || gamma.factor > 100.0)
+            return CliUsage("the gamma factor must be a number above 0 and at most 100");
+        first = 4;
+    } else if (strcmp(operation, "convert") == 0) {
+        if (argc != 6 || strcmp(argv[2], "--to") != 0)
+            return CliUsage("convert takes --to TYPE IN OUT");
+        convert.target = CliConvertTarget(argv[3]);
+        if (convert.target < 0) return CliUsage("unknown target type");
+        first = 4;
+    } else if (strcmp(operation, "negative") == 0) {
+        if (argc != 4) return CliUsage("negative takes IN OUT");
+    } else {
+        return CliUsage("unknown operation");
+    }
+    inputPath = argv[first];
+    outputPath = argv[first + 1];
+    if (ExtensionDiffers(outputPath, ".tif") && ExtensionDiffers(outputPath, ".tiff"))
+        return CliFail(ERROR_UNKNOWN_FILE_TYPE);
+
+    result = CliOpen(inputPath, &input);
+    if (result != ERROR_NONE) goto done;
+    if (strcmp(operation, "gamma") == 0)
+        result = CliApply(input, GammaCompute, &gamma, &output);
+    else if (strcmp(operation, "convert") == 0)
+        result = CliApply(input, ConvertCompute, &convert, &output);
+    else
+        result = CliNegative(input, &output);
+    if (result != ERROR_NONE) goto done;
+    result = SaveTiffFileWithComments(outputPath, output);
+done:
+    if (output != nullptr) SlotFree(output->slot);
+    if (input != nullptr) SlotFree(input->slot);
+    return result == ERROR_NONE ? 0 : CliFail(result);
 }

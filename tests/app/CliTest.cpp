@@ -1,0 +1,187 @@
+// vistel-cli run as a program, on files made by ImageMagick and checked by ImageMagick and
+// exiftool: the same transformations, the comments and the profile passed on, exit statuses
+// and messages on failure.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "tests/support/TestSupport.h"
+
+class Cli : public ::testing::Test {
+  protected:
+    std::string folder;
+
+    void SetUp() override
+    {
+        TestStart();
+        const ::testing::TestInfo *info = ::testing::UnitTest::GetInstance()->current_test_info();
+        folder = TestOutputFolder(std::string("cli/") + info->name());
+    }
+
+    std::string Path(const std::string &name)
+    {
+        return folder + "/" + name;
+    }
+
+    // Runs vistel-cli with arguments; returns the exit status, stderr into errors.
+    int RunCli(const std::string &arguments, std::string *errors = nullptr,
+               std::string *output = nullptr)
+    {
+        std::string errorFile = Path("stderr.txt");
+        int status = TestRun(TestCliPath() + " " + arguments + " 2>'" + errorFile + "'", output);
+        if (errors != nullptr) {
+            std::vector<uint8_t> bytes = TestReadFile(errorFile);
+            errors->assign(bytes.begin(), bytes.end());
+        }
+        return status;
+    }
+
+    // Samples of a picture file as ImageMagick reads them, red first, top row first.
+    std::vector<uint8_t> Raw(const std::string &file, const char *kind, int depth)
+    {
+        std::string output;
+        TestRun("convert '" + file + "' -depth " + std::to_string(depth) + " " + kind + ":-",
+                &output);
+        return std::vector<uint8_t>(output.begin(), output.end());
+    }
+};
+
+TEST_F(Cli, NegativeMatchesImageMagicksNegateAtEightAndSixteenBits)
+{
+    ASSERT_EQ(TestRun("convert -size 61x47 plasma:fractal -seed 3 -depth 8 -type TrueColor "
+                      "-compress none '" +
+                      Path("in8.tif") + "'"),
+              0);
+    ASSERT_EQ(TestRun("convert -size 61x47 gradient:black-white -depth 16 -compress none '" +
+                      Path("in16.tif") + "'"),
+              0);
+    ASSERT_EQ(RunCli("negative '" + Path("in8.tif") + "' '" + Path("out8.tif") + "'"), 0);
+    ASSERT_EQ(RunCli("negative '" + Path("in16.tif") + "' '" + Path("out16.tif") + "'"), 0);
+    std::string expected8;
+    TestRun("convert '" + Path("in8.tif") + "' -negate -depth 8 rgb:-", &expected8);
+    std::vector<uint8_t> actual8 = Raw(Path("out8.tif"), "rgb", 8);
+    EXPECT_EQ(std::string(actual8.begin(), actual8.end()), expected8);
+    std::string expected16;
+    TestRun("convert '" + Path("in16.tif") + "' -negate -depth 16 gray:-", &expected16);
+    std::vector<uint8_t> actual16 = Raw(Path("out16.tif"), "gray", 16);
+    EXPECT_EQ(actual16.size(), 61u * 47u * 2u);
+    EXPECT_EQ(std::string(actual16.begin(), actual16.end()), expected16);
+}
+
+TEST_F(Cli, GammaAgreesWithTheFormulaOnEveryLevel)
+{
+    // A 256-wide ramp holds every 8-bit level once; the result must be
+    // Round((i / 255)^f * 255) exactly.
+    ASSERT_EQ(TestRun("convert -size 256x2 gradient:black-white -depth 8 -type Grayscale "
+                      "-compress none '" +
+                      Path("ramp.tif") + "'"),
+              0);
+    ASSERT_EQ(RunCli("gamma --factor 0.45 '" + Path("ramp.tif") + "' '" + Path("out.tif") + "'"),
+              0);
+    std::vector<uint8_t> in = Raw(Path("ramp.tif"), "gray", 8);
+    std::vector<uint8_t> out = Raw(Path("out.tif"), "gray", 8);
+    ASSERT_EQ(in.size(), out.size());
+    for (size_t i = 0; i < in.size(); i++) {
+        int expected = (int)std::floor(std::pow(in[i] / 255.0, 0.45) * 255.0 + 0.5);
+        ASSERT_EQ(out[i], expected) << "level " << (int)in[i];
+    }
+}
+
+TEST_F(Cli, ConvertGivesTheTypeAskedFor)
+{
+    ASSERT_EQ(TestRun("convert -size 40x30 plasma:fractal -depth 8 -type TrueColor "
+                      "-compress none '" +
+                      Path("in.tif") + "'"),
+              0);
+    struct Target {
+        const char *name;
+        const char *info; // the first line vistel-cli info prints
+    };
+    for (Target target : {Target{"binary", "Binary Image"},
+                          {"gray8", "Black and White Image"},
+                          {"color24", "Color Image"},
+                          {"gray16", "Black and White Image (16-bit)"},
+                          {"color48", "Color Image (48-bit)"}}) {
+        SCOPED_TRACE(target.name);
+        std::string out = Path(std::string(target.name) + ".tif");
+        ASSERT_EQ(RunCli(std::string("convert --to ") + target.name + " '" + Path("in.tif") +
+                         "' '" + out + "'"),
+                  0);
+        std::string info;
+        ASSERT_EQ(RunCli("info '" + out + "'", nullptr, &info), 0);
+        EXPECT_EQ(info.substr(0, info.find('\n')), target.info);
+    }
+}
+
+TEST_F(Cli, CommentsAndProfilePassToTheResult)
+{
+    std::string in = Path("in.tif");
+    ASSERT_EQ(TestRun("convert -size 32x24 plasma:fractal -depth 8 -type TrueColor "
+                      "-compress none -profile /usr/share/color/icc/sRGB.icc '" +
+                      in + "'"),
+              0);
+    ASSERT_EQ(TestRun("exiftool -q -overwrite_original -Artist='Ada Lovelace' "
+                      "-Copyright='CC BY' -Make=Corvane '" +
+                      in + "'"),
+              0);
+    std::string out = Path("out.tif");
+    ASSERT_EQ(RunCli("gamma --factor 1.2 '" + in + "' '" + out + "'"), 0);
+    std::string tags;
+    TestRun("exiftool -s3 -Artist -Copyright -Make -ProfileDescription '" + out + "'", &tags);
+    EXPECT_EQ(tags, "Ada Lovelace\nCC BY\nCorvane\nsRGB\n");
+
+    // A gray result carries no profile, but keeps its comments.
+    std::string gray = Path("gray.tif");
+    ASSERT_EQ(RunCli("convert --to gray8 '" + in + "' '" + gray + "'"), 0);
+    tags.clear();
+    TestRun("exiftool -s3 -Artist -ProfileDescription '" + gray + "'", &tags);
+    EXPECT_EQ(tags, "Ada Lovelace\n");
+}
+
+TEST_F(Cli, InfoNamesTypeSizeResolutionProfileAndComments)
+{
+    std::string in = Path("in.tif");
+    ASSERT_EQ(TestRun("convert -size 300x200 xc:gray50 -type TrueColor -depth 16 "
+                      "-density 300 -units PixelsPerInch -compress none "
+                      "-profile /usr/share/color/icc/sRGB.icc '" +
+                      in + "'"),
+              0);
+    ASSERT_EQ(TestRun("exiftool -q -overwrite_original -Artist='Ada' '" + in + "'"), 0);
+    std::string info;
+    ASSERT_EQ(RunCli("info '" + in + "'", nullptr, &info), 0);
+    EXPECT_NE(info.find("Color Image (48-bit)\n"), std::string::npos) << info;
+    EXPECT_NE(info.find("Profile: sRGB [lcms generated ]\n"), std::string::npos) << info;
+    EXPECT_NE(info.find("300 x 200 pixels\n"), std::string::npos) << info;
+    EXPECT_NE(info.find("1.00 x 0.67 inches\n"), std::string::npos) << info;
+    EXPECT_NE(info.find("300.00 dpi\n"), std::string::npos) << info;
+    EXPECT_NE(info.find("Memory: 360,000 bytes\n"), std::string::npos) << info;
+    EXPECT_NE(info.find("Artist: \"Ada\"\n"), std::string::npos) << info;
+}
+
+TEST_F(Cli, FailuresGiveTheMessageAndANonZeroStatus)
+{
+    std::string errors;
+    EXPECT_EQ(RunCli("negative '" + Path("missing.tif") + "' '" + Path("out.tif") + "'", &errors),
+              1);
+    EXPECT_EQ(errors, "vistel-cli: Cannot open file\n");
+
+    TestWriteFile(Path("junk.tif"), std::vector<uint8_t>(100, 'x'));
+    EXPECT_EQ(RunCli("negative '" + Path("junk.tif") + "' '" + Path("out.tif") + "'", &errors), 1);
+    EXPECT_NE(errors.find("vistel-cli: Problem reading TIFF file\n"), std::string::npos);
+
+    EXPECT_EQ(RunCli("gamma --factor -1 a.tif b.tif", &errors), 2);
+    EXPECT_EQ(RunCli("sharpen a.tif b.tif", &errors), 2);
+    EXPECT_EQ(RunCli("convert --to purple a.tif b.tif", &errors), 2);
+    EXPECT_EQ(RunCli("negative a.tif b.png", &errors), 1);
+    EXPECT_EQ(errors, "vistel-cli: Unknown file type\n");
+}
+
+TEST_F(Cli, AFailedSaveKeepsTheOldFile)
+{
+    ASSERT_EQ(TestRun("convert -size 20x20 xc:red -compress none '" + Path("in.tif") + "'"), 0);
+    // The output's folder does not exist: nothing may be left behind.
+    std::string errors;
+    EXPECT_EQ(
+        RunCli("negative '" + Path("in.tif") + "' '" + Path("nowhere/out.tif") + "'", &errors), 1);
+    EXPECT_EQ(errors, "vistel-cli: Cannot create file\n");
+}

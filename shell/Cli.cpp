@@ -14,9 +14,7 @@
 #include "core/Text.h"
 #include "core/WholeImage.h"
 #include "files/CommentText.h"
-#include "files/TiffComments.h"
-#include "files/TiffReader.h"
-#include "files/TiffWriter.h"
+#include "files/FileType.h"
 #include "shell/Startup.h"
 #include "transforms/Convert.h"
 #include "transforms/GammaAdjust.h"
@@ -25,15 +23,20 @@
 static const int EXIT_FAILED = 1;
 static const int EXIT_USAGE = 2;
 
+// The quality of a JPEG save, as the save dialog offers it first.
+static const int CLI_JPEG_QUALITY = 97;
+
 static const char USAGE[] =
     "usage: vistel-cli OPERATION [settings] INPUT OUTPUT\n"
     "\n"
     "  info FILE                         what Window Info shows about a picture\n"
     "  gamma --factor F IN OUT           Gamma Adjust with exponent F\n"
-    "  convert --to TYPE IN OUT          Convert to binary, gray8, color24, gray16, color48\n"
+    "  convert [--to TYPE] IN OUT        Convert to binary, gray8, color24, gray16, color48;\n"
+    "                                    without --to, only the file format changes\n"
     "  negative IN OUT                   the Negative command\n"
     "\n"
-    "Pictures are read and written as TIFF files.\n";
+    "The output's extension names its format: .tif, .jpg, .png, .gif, .bmp, .tga, .pcx,\n"
+    ".fit, .rle or .eps. A 16-bit picture saved in an 8-bit format is reduced first.\n";
 
 // Opens a picture file into a new record, with its comments and profile.
 static ErrorCode CliOpen(const char *path, ImageWindow **opened)
@@ -44,11 +47,9 @@ static ErrorCode CliOpen(const char *path, ImageWindow **opened)
 
     result = SlotAllocate(&slot, &record);
     if (result != ERROR_NONE) goto done;
-    result = ReadTiffFile(path, &record->image, 1);
-    if (result != ERROR_NONE) goto done;
-    result = ReadTiffComments(path, record);
-    if (result != ERROR_NONE) goto done;
-    result = ReadTiffColorProfile(path, record);
+    // By content first, so that a file with a wrong extension still opens; the extension
+    // decides for formats without a signature.
+    result = FileLoad(path, FILE_OPEN_ALL, record, 1);
     if (result != ERROR_NONE) goto done;
     StrCopyLimit(path, record->fileName, PATH_LENGTH - 1);
 done:
@@ -140,7 +141,8 @@ static void CliPrintInfo(const ImageWindow *record, const char *path)
     PrintLine("%2f x %2f mm", inchesWide * 25.40005, inchesHigh * 25.40005);
     PrintLine("%2f dpi", image->resolution);
     if (record->derivedFrom[0] != 0) PrintLine("Derived from: %s", record->derivedFrom);
-    PrintLine("File format: %s", "TIFF");
+    const FileTypeEntry *format = FileTypeByOpen(record->fileType);
+    PrintLine("File format: %s", format != nullptr ? format->label : "Unknown");
     struct stat status;
     if (stat(path, &status) == 0) PrintLine("File size: %, bytes", (int)status.st_size);
     for (const FileComment *comment = record->comments; comment != nullptr;
@@ -149,6 +151,30 @@ static void CliPrintInfo(const ImageWindow *record, const char *path)
         FileCommentText(comment, text, sizeof text);
         PrintLine("%s", text);
     }
+}
+
+// The save type an output path's extension names, or FILE_SAVE_NONE.
+static int CliSaveNumber(const char *path)
+{
+    for (int saveNumber = FILE_SAVE_TIFF; saveNumber < FILE_SAVE_COUNT; saveNumber++)
+        if (FileSaveExtensionAccepted(saveNumber, path)) return saveNumber;
+    return FILE_SAVE_NONE;
+}
+
+// Saves a record as the editor's Save As does: a format that holds only 8 bits a sample gets
+// the picture reduced first, and we say so; a type the format cannot hold is refused.
+static ErrorCode CliSave(const char *path, int saveNumber, ImageWindow *record)
+{
+    ErrorCode code;
+    int holds = FileSaveHolds(saveNumber, record->image.type, &code);
+    if (holds == FILE_HOLDS_NO) return code;
+    if (holds == FILE_HOLDS_REDUCED) {
+        fprintf(stderr, "vistel-cli: %s files hold 8 bits a sample: reducing the picture\n",
+                FileTypeBySave(saveNumber)->label);
+        ErrorCode result = FileReduceTo8Bits(record);
+        if (result != ERROR_NONE) return result;
+    }
+    return FileSave(path, saveNumber, record, CLI_JPEG_QUALITY);
 }
 
 // Parses the target of convert.
@@ -184,6 +210,7 @@ int CliMain(int argc, char **argv)
     const char *inputPath;
     const char *outputPath;
     int first; // index of the first file argument
+    int saveNumber;
 
     if (result != ERROR_NONE) return CliFail(result);
     if (argc < 2) return CliUsage(nullptr);
@@ -213,11 +240,15 @@ int CliMain(int argc, char **argv)
             return CliUsage("the gamma factor must be a number above 0 and at most 100");
         first = 4;
     } else if (strcmp(operation, "convert") == 0) {
-        if (argc != 6 || strcmp(argv[2], "--to") != 0)
-            return CliUsage("convert takes --to TYPE IN OUT");
-        convert.target = CliConvertTarget(argv[3]);
-        if (convert.target < 0) return CliUsage("unknown target type");
-        first = 4;
+        if (argc == 6 && strcmp(argv[2], "--to") == 0) {
+            convert.target = CliConvertTarget(argv[3]);
+            if (convert.target < 0) return CliUsage("unknown target type");
+            first = 4;
+        } else if (argc == 4) {
+            convert.target = -1; // the picture as it is, in another format
+        } else {
+            return CliUsage("convert takes [--to TYPE] IN OUT");
+        }
     } else if (strcmp(operation, "negative") == 0) {
         if (argc != 4) return CliUsage("negative takes IN OUT");
     } else {
@@ -225,19 +256,19 @@ int CliMain(int argc, char **argv)
     }
     inputPath = argv[first];
     outputPath = argv[first + 1];
-    if (ExtensionDiffers(outputPath, ".tif") && ExtensionDiffers(outputPath, ".tiff"))
-        return CliFail(ERROR_UNKNOWN_FILE_TYPE);
+    saveNumber = CliSaveNumber(outputPath);
+    if (saveNumber == FILE_SAVE_NONE) return CliFail(ERROR_UNKNOWN_FILE_TYPE);
 
     result = CliOpen(inputPath, &input);
     if (result != ERROR_NONE) goto done;
     if (strcmp(operation, "gamma") == 0)
         result = CliApply(input, GammaCompute, &gamma, &output);
-    else if (strcmp(operation, "convert") == 0)
+    else if (strcmp(operation, "convert") == 0 && convert.target >= 0)
         result = CliApply(input, ConvertCompute, &convert, &output);
-    else
+    else if (strcmp(operation, "negative") == 0)
         result = CliNegative(input, &output);
     if (result != ERROR_NONE) goto done;
-    result = SaveTiffFileWithComments(outputPath, output);
+    result = CliSave(outputPath, saveNumber, output != nullptr ? output : input);
 done:
     if (output != nullptr) SlotFree(output->slot);
     if (input != nullptr) SlotFree(input->slot);

@@ -172,7 +172,7 @@ TEST_F(Cli, FailuresGiveTheMessageAndANonZeroStatus)
     EXPECT_EQ(RunCli("gamma --factor -1 a.tif b.tif", &errors), 2);
     EXPECT_EQ(RunCli("sharpen a.tif b.tif", &errors), 2);
     EXPECT_EQ(RunCli("convert --to purple a.tif b.tif", &errors), 2);
-    EXPECT_EQ(RunCli("negative a.tif b.png", &errors), 1);
+    EXPECT_EQ(RunCli("negative a.tif b.xyz", &errors), 1);
     EXPECT_EQ(errors, "vistel-cli: Unknown file type\n");
 }
 

@@ -1,0 +1,218 @@
+// The file type table and the choice of reader and writer.
+#include "files/FileType.h"
+
+#include <cstring>
+
+#include "core/Text.h"
+#include "core/WholeImage.h"
+#include "files/TiffComments.h"
+#include "files/TiffReader.h"
+#include "files/TiffWriter.h"
+
+const FileTypeEntry FILE_TYPES[] = {
+    {FILE_OPEN_ALL, "All Files", {nullptr}, FILE_SAVE_NONE, nullptr},
+    {FILE_OPEN_TIFF, "TIFF", {"TIF", "TIFF", nullptr}, FILE_SAVE_TIFF, ".tif"},
+    {FILE_OPEN_JPEG, "JPEG", {"JPG", "JPEG", "JPE", nullptr}, FILE_SAVE_JPEG, ".jpg"},
+    {FILE_OPEN_BMP, "BMP", {"BMP", nullptr}, FILE_SAVE_BMP, ".bmp"},
+    {FILE_OPEN_TARGA, "Targa", {"TGA", nullptr}, FILE_SAVE_TARGA, ".tga"},
+    {FILE_OPEN_PCX, "PCX", {"PCX", nullptr}, FILE_SAVE_PCX, ".pcx"},
+    {FILE_OPEN_GIF, "GIF", {"GIF", nullptr}, FILE_SAVE_GIF, ".gif"},
+    {FILE_OPEN_PHOTOCD, "PhotoCD", {"PCD", nullptr}, FILE_SAVE_NONE, nullptr},
+    {FILE_OPEN_PNG, "PNG", {"PNG", nullptr}, FILE_SAVE_PNG, ".png"},
+    {FILE_OPEN_FLASHPIX, "FlashPix", {"FPX", nullptr}, FILE_SAVE_FLASHPIX, ".fpx"},
+    {FILE_OPEN_FITS, "FITS", {"FIT", "FITS", nullptr}, FILE_SAVE_FITS, ".fit"},
+    {FILE_OPEN_RLE, "RLE", {"RLE", nullptr}, FILE_SAVE_RLE, ".rle"},
+    {FILE_OPEN_ALBUM, "VT Album", {"VTALBUM", nullptr}, FILE_SAVE_NONE, nullptr},
+    {FILE_OPEN_RAW,
+     "Camera Raw",
+     {"DNG", "CR2", "CR3", "CRW", "NEF", "NRW", "ARW", "ORF", "RAF", "RW2", "PEF", nullptr},
+     FILE_SAVE_NONE,
+     nullptr},
+    {0, "EPS", {nullptr}, FILE_SAVE_EPS, ".eps"},
+};
+const int FILE_TYPE_COUNT = (int)(sizeof FILE_TYPES / sizeof FILE_TYPES[0]);
+
+int DetectFileType(const char *path)
+{
+    const char *dot = nullptr;
+    for (const char *p = path; *p != 0; p++) {
+        if (*p == '.') dot = p;
+        else if (*p == '/' || *p == '\\' || *p == ':') dot = nullptr;
+    }
+    if (dot == nullptr) return -1;
+    for (int i = 0; i < FILE_TYPE_COUNT; i++) {
+        if (FILE_TYPES[i].openNumber == 0) continue;
+        for (int e = 0; FILE_TYPES[i].extensions[e] != nullptr; e++)
+            if (StrEqualNoCase(dot + 1, FILE_TYPES[i].extensions[e]))
+                return FILE_TYPES[i].openNumber;
+    }
+    return -1;
+}
+
+int DetectFileContent(const char *path)
+{
+    uint8_t head[16];
+    int64_t got = 0;
+    FileHandle file = FILE_HANDLE_NONE;
+    if (FileOpenRead(path, &file) != ERROR_NONE) return -1;
+    FileRead(file, head, sizeof head, &got);
+    FileClose(&file);
+    if (got >= 4 && ((head[0] == 'I' && head[1] == 'I' && head[2] == 42 && head[3] == 0) ||
+                     (head[0] == 'M' && head[1] == 'M' && head[2] == 0 && head[3] == 42)))
+        return FILE_OPEN_TIFF;
+    return -1;
+}
+
+const FileTypeEntry *FileTypeByOpen(int openNumber)
+{
+    for (int i = 0; i < FILE_TYPE_COUNT; i++)
+        if (openNumber > 0 && FILE_TYPES[i].openNumber == openNumber) return &FILE_TYPES[i];
+    return nullptr;
+}
+
+const FileTypeEntry *FileTypeBySave(int saveNumber)
+{
+    for (int i = 0; i < FILE_TYPE_COUNT; i++)
+        if (saveNumber > 0 && FILE_TYPES[i].saveNumber == saveNumber) return &FILE_TYPES[i];
+    return nullptr;
+}
+
+// Which picture types each save type holds: binary, gray8, color24, gray16, color48, with
+// the code of a refusal.
+struct FileHolds {
+    int8_t binary;
+    int8_t gray8;
+    int8_t color24;
+    int8_t gray16;
+    int8_t color48;
+    ErrorCode code;
+};
+
+static const int Y = FILE_HOLDS_YES;
+static const int R = FILE_HOLDS_REDUCED;
+static const int N = FILE_HOLDS_NO;
+
+static const FileHolds FILE_HOLDS[FILE_SAVE_COUNT] = {
+    {N, N, N, N, N, ERROR_UNKNOWN_FILE_TYPE}, // no save type
+    {Y, Y, Y, Y, Y, ERROR_SAVE_TYPE_TIFF},
+    {N, Y, Y, R, R, ERROR_SAVE_TYPE_JPEG},
+    {Y, Y, Y, R, R, ERROR_SAVE_TYPE_BMP},
+    {N, Y, Y, R, R, ERROR_SAVE_TYPE_TARGA},
+    {Y, Y, Y, R, R, ERROR_SAVE_TYPE_PCX},
+    {Y, Y, Y, R, R, ERROR_SAVE_TYPE_GIF},
+    {Y, Y, Y, R, R, ERROR_SAVE_TYPE_EPS},
+    {Y, Y, Y, R, R, ERROR_SAVE_TYPE_PNG},
+    {N, Y, Y, R, R, ERROR_SAVE_TYPE_FLASHPIX},
+    {N, Y, N, Y, N, ERROR_SAVE_TYPE_FITS},
+    {Y, Y, N, R, N, ERROR_SAVE_TYPE_RLE},
+};
+
+int FileSaveHolds(int saveNumber, int imageType, ErrorCode *code)
+{
+    if (saveNumber < 0 || saveNumber >= FILE_SAVE_COUNT) saveNumber = FILE_SAVE_NONE;
+    const FileHolds *holds = &FILE_HOLDS[saveNumber];
+    int answer;
+    switch (imageType) {
+    case TYPE_BINARY: answer = holds->binary; break;
+    case TYPE_GRAY8: answer = holds->gray8; break;
+    case TYPE_COLOR24: answer = holds->color24; break;
+    case TYPE_GRAY16: answer = holds->gray16; break;
+    case TYPE_COLOR48: answer = holds->color48; break;
+    default: answer = FILE_HOLDS_NO; break;
+    }
+    *code = answer == FILE_HOLDS_NO ? holds->code : ERROR_NONE;
+    return answer;
+}
+
+// The extensions Save As accepts, with the dot, and the message for any other.
+struct SaveExtensions {
+    const char *accepted[3];
+    const char *message;
+};
+
+static const SaveExtensions SAVE_EXTENSIONS[FILE_SAVE_COUNT] = {
+    {{nullptr}, ""},
+    {{".tif", ".tiff", nullptr}, "TIFF files must have an extension of .tif or .tiff"},
+    {{".jpg", ".jpeg", ".jpe"}, "JPEG files must have an extension of .jpg, .jpeg, or .jpe"},
+    {{".bmp", nullptr}, "BMP files must have an extension of .bmp"},
+    {{".tga", nullptr}, "Targa files must have an extension of .tga"},
+    {{".pcx", nullptr}, "PCX files must have an extension of .pcx"},
+    {{".gif", nullptr}, "GIF files must have an extension of .gif"},
+    {{".eps", nullptr}, "EPS files must have an extension of .eps"},
+    {{".png", nullptr}, "PNG files must have an extension of .png"},
+    {{".fpx", nullptr}, "FlashPix files must have an extension of .fpx"},
+    {{".fit", ".fits", nullptr}, "FITS files must have an extension of .fit or .fits"},
+    {{".rle", nullptr}, "RLE files must have an extension of .rle"},
+};
+
+int FileSaveExtensionAccepted(int saveNumber, const char *path)
+{
+    if (saveNumber <= 0 || saveNumber >= FILE_SAVE_COUNT) return 0;
+    for (int i = 0; i < 3 && SAVE_EXTENSIONS[saveNumber].accepted[i] != nullptr; i++)
+        if (!ExtensionDiffers(path, SAVE_EXTENSIONS[saveNumber].accepted[i])) return 1;
+    return 0;
+}
+
+const char *FileSaveExtensionMessage(int saveNumber)
+{
+    if (saveNumber <= 0 || saveNumber >= FILE_SAVE_COUNT) return "";
+    return SAVE_EXTENSIONS[saveNumber].message;
+}
+
+ErrorCode FileLoad(const char *path, int openNumber, ImageWindow *window, int showProgress)
+{
+    ErrorCode result = ERROR_NONE;
+    if (openNumber == FILE_OPEN_ALL) {
+        openNumber = DetectFileContent(path);
+        if (openNumber < 0) openNumber = DetectFileType(path);
+        if (openNumber < 0) return ERROR_UNKNOWN_FILE_TYPE;
+    }
+    // Each step runs only when the one before succeeded.
+    switch (openNumber) {
+    case FILE_OPEN_TIFF:
+        result = ReadTiffFile(path, &window->image, showProgress);
+        if (result == ERROR_NONE) result = ReadTiffComments(path, window);
+        if (result == ERROR_NONE) result = ReadTiffColorProfile(path, window);
+        break;
+    case FILE_OPEN_FLASHPIX: result = ERROR_READ_FLASHPIX; break;
+    case FILE_OPEN_PHOTOCD: result = ERROR_READ_PHOTOCD_IMAGE; break;
+    default: result = ERROR_UNKNOWN_FILE_TYPE; break;
+    }
+    if (result == ERROR_NONE) window->fileType = openNumber;
+    return result;
+}
+
+ErrorCode FileSave(const char *path, int saveNumber, ImageWindow *window, int jpegQuality)
+{
+    (void)jpegQuality;
+    ErrorCode code;
+    if (FileSaveHolds(saveNumber, window->image.type, &code) != FILE_HOLDS_YES) {
+        // A 16-bit picture must have been reduced before an 8-bit format sees it.
+        return code != ERROR_NONE ? code : ERROR_ILLEGAL_TYPE;
+    }
+    switch (saveNumber) {
+    case FILE_SAVE_TIFF: return SaveTiffFileWithComments(path, window);
+    case FILE_SAVE_FLASHPIX: return ERROR_WRITE_FLASHPIX;
+    default: return ERROR_UNKNOWN_FILE_TYPE;
+    }
+}
+
+ErrorCode FileReduceTo8Bits(ImageWindow *window)
+{
+    Image reduced;
+    ErrorCode result;
+    ImageClear(&reduced);
+    switch (window->image.type) {
+    case TYPE_GRAY16: result = ReduceGray16(&window->image, &reduced, 1); break;
+    case TYPE_COLOR48: result = ReduceColor48(&window->image, &reduced, 1); break;
+    default: return ERROR_NONE;
+    }
+    if (result != ERROR_NONE) {
+        ImageFree(&reduced);
+        return result;
+    }
+    // The reduced record takes the place of the old one; its storage moves with it.
+    ImageFree(&window->image);
+    window->image = reduced;
+    return ERROR_NONE;
+}

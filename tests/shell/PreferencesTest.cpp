@@ -14,7 +14,7 @@
 
 // Every test gets a store file of its own, which starts out missing.
 class Store : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override
     {
         TestStart();
@@ -179,9 +179,12 @@ TEST_F(Store, WordsCompareWithoutCase)
         int32_t undoValue;
     };
     const Case cases[] = {
-        {"NO", 0, "none", UNDO_NONE},      {"no", 0, "Single", UNDO_SINGLE},
-        {"yes", 1, "MULTIPLE", UNDO_MULTIPLE}, {"maybe", 1, "some", UNDO_MULTIPLE},
-        {"", 1, "", UNDO_MULTIPLE},         {"\"no\"", 0, "single extra", UNDO_SINGLE},
+        {"NO", 0, "none", UNDO_NONE},
+        {"no", 0, "Single", UNDO_SINGLE},
+        {"yes", 1, "MULTIPLE", UNDO_MULTIPLE},
+        {"maybe", 1, "some", UNDO_MULTIPLE},
+        {"", 1, "", UNDO_MULTIPLE},
+        {"\"no\"", 0, "single extra", UNDO_SINGLE},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(std::string(c.confirm) + " / " + c.undo);

@@ -205,33 +205,18 @@ TEST(ParseReal, CommasPercentAndExponents)
         int failed;
     };
     const Case cases[] = {
-        {"1,000.5", 1000.5, 0},
-        {"1,2,3", 123.0, 0},
-        {",5", 5.0, 0},
-        {"50%", 0.5, 0},
-        {"12.5%", 0.125, 0},
-        {"1e+3", 1000.0, 0},
-        {"1.5e+3", 1500.0, 0},
-        {"2.5E2", 250.0, 0},
-        {"1e-2", 0.01, 0},
-        {"5%e1", 0.5, 0}, // both scale the same value
-        {"-0.25", -0.25, 0},
-        {"+3", 3.0, 0},
-        {".", 0.0, 0}, // a period alone is a number
-        {"5.", 5.0, 0},
-        {"0e999", 0.0, 0},
-        {"1e-999", 0.0, 0},
-        {"1.2.3", 0.0, 1},
-        {"5%%", 0.0, 1},
-        {"1e", 0.0, 1},
-        {"1e+", 0.0, 1},
-        {"1e1234", 1e123, 1}, // three exponent digits at most; the fourth remains
-        {"1e2%", 100.0, 1},   // the exponent ends the number
-        {"", 0.0, 1},
-        {"%", 0.0, 1},
-        {"abc", 0.0, 1},
-        {"3x", 3.0, 1},
-        {"1e999", 0.0, 1}, // no double holds it
+        {"1,000.5", 1000.5, 0}, {"1,2,3", 123.0, 0},  {",5", 5.0, 0},
+        {"50%", 0.5, 0},        {"12.5%", 0.125, 0},  {"1e+3", 1000.0, 0},
+        {"1.5e+3", 1500.0, 0},  {"2.5E2", 250.0, 0},  {"1e-2", 0.01, 0},
+        {"5%e1", 0.5, 0},                                            // both scale the same value
+        {"-0.25", -0.25, 0},    {"+3", 3.0, 0},       {".", 0.0, 0}, // a period alone is a number
+        {"5.", 5.0, 0},         {"0e999", 0.0, 0},    {"1e-999", 0.0, 0},
+        {"1.2.3", 0.0, 1},      {"5%%", 0.0, 1},      {"1e", 0.0, 1},
+        {"1e+", 0.0, 1},        {"1e1234", 1e123, 1}, // three exponent digits at most; the fourth
+                                                      // remains
+        {"1e2%", 100.0, 1},                           // the exponent ends the number
+        {"", 0.0, 1},           {"%", 0.0, 1},        {"abc", 0.0, 1},
+        {"3x", 3.0, 1},         {"1e999", 0.0, 1}, // no double holds it
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.text);
@@ -279,9 +264,9 @@ TEST(FormatString, EveryRealASettingsFileWritesReadsBackWithinHalfALastDecimal)
         double halfUnit;
     };
     const Format formats[] = {{"%f", 0.00005}, {"%4f", 0.00005}, {"%2f", 0.005}};
-    const double values[] = {0.0,        1.0,       -1.0,   0.5,      0.12345, 0.99995, 64.0 / 255,
-                             200.0,      8.5,       11.0,   -0.00004, 1e-9,    123456.789,
-                             -98765.4321, 2.54000501, 99999999.0};
+    const double values[] = {0.0,        1.0,         -1.0,       0.5,       0.12345,  0.99995,
+                             64.0 / 255, 200.0,       8.5,        11.0,      -0.00004, 1e-9,
+                             123456.789, -98765.4321, 2.54000501, 99999999.0};
     for (const Format &format : formats) {
         for (double value : values) {
             SCOPED_TRACE(std::string(format.format) + " " + std::to_string(value));
@@ -436,11 +421,14 @@ static ErrorCode ToyRead(FileHandle file, void *settings)
     for (;;) {
         if (SettingsReadLine(file, &count, &tokens)) return ERROR_ILLEGAL_LAYOUT_FILE;
         if (SettingsLineIsEnd(count, tokens)) return ERROR_NONE;
-        if (SettingsKeyIs(tokens, "amount") && count == 2) ParseInteger(tokens[1], &toy->amount);
-        else if (SettingsKeyIs(tokens, "gamma") && count == 2) ParseReal(tokens[1], &toy->gamma);
+        if (SettingsKeyIs(tokens, "amount") && count == 2)
+            ParseInteger(tokens[1], &toy->amount);
+        else if (SettingsKeyIs(tokens, "gamma") && count == 2)
+            ParseReal(tokens[1], &toy->gamma);
         else if (SettingsKeyIs(tokens, "name") && count == 2)
             snprintf(toy->name, sizeof toy->name, "%s", tokens[1]);
-        else return ERROR_ILLEGAL_LAYOUT_FILE;
+        else
+            return ERROR_ILLEGAL_LAYOUT_FILE;
     }
 }
 
@@ -500,19 +488,19 @@ TEST(SettingsFile, HostileFilesAreRefusedKeepingWhatCameBefore)
         int32_t amount; // after the read, from defaults of 10
     };
     const Case cases[] = {
-        {"settings-no-end.txt", 4},         // read to its end, then refused
-        {"settings-wrong-header.txt", 10},  // "Toy 2.0"
+        {"settings-no-end.txt", 4},        // read to its end, then refused
+        {"settings-wrong-header.txt", 10}, // "Toy 2.0"
         {"settings-three-header-tokens.txt", 10},
-        {"settings-unknown-key.txt", 5},    // refused at the unknown key
-        {"settings-long-line.txt", 8},      // the rest of a 300-character line is no key
+        {"settings-unknown-key.txt", 5}, // refused at the unknown key
+        {"settings-long-line.txt", 8},   // the rest of a 300-character line is no key
         {"settings-binary.bin", 10},
         {"settings-empty.txt", 10},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
         ToySettings read = TOY_DEFAULTS;
-        EXPECT_EQ(SettingsFileLoad(TestDataPath(std::string("hostile/") + c.name).c_str(),
-                                   ToyRead, &read),
+        EXPECT_EQ(SettingsFileLoad(TestDataPath(std::string("hostile/") + c.name).c_str(), ToyRead,
+                                   &read),
                   ERROR_ILLEGAL_LAYOUT_FILE);
         EXPECT_EQ(read.amount, c.amount);
     }
@@ -537,7 +525,7 @@ TEST(SettingsQuotedText, KeepsAWholeLongPath)
 
 // The default and previous rule of dialogs, with a settings folder of the test's own.
 class SettingsOnOpen : public ::testing::Test {
-protected:
+  protected:
     void SetUp() override
     {
         TestStart();
@@ -547,8 +535,8 @@ protected:
     }
     void Put(const char *name, int amount)
     {
-        WriteText(folder + "/" + name, "Toy 1.0\r\namount " + std::to_string(amount) +
-                                           "\r\nend\r\n");
+        WriteText(folder + "/" + name,
+                  "Toy 1.0\r\namount " + std::to_string(amount) + "\r\nend\r\n");
     }
     int Open(ToySettings *settings)
     {

@@ -205,18 +205,34 @@ TEST(ParseReal, CommasPercentAndExponents)
         int failed;
     };
     const Case cases[] = {
-        {"1,000.5", 1000.5, 0}, {"1,2,3", 123.0, 0},  {",5", 5.0, 0},
-        {"50%", 0.5, 0},        {"12.5%", 0.125, 0},  {"1e+3", 1000.0, 0},
-        {"1.5e+3", 1500.0, 0},  {"2.5E2", 250.0, 0},  {"1e-2", 0.01, 0},
-        {"5%e1", 0.5, 0},                                            // both scale the same value
-        {"-0.25", -0.25, 0},    {"+3", 3.0, 0},       {".", 0.0, 0}, // a period alone is a number
-        {"5.", 5.0, 0},         {"0e999", 0.0, 0},    {"1e-999", 0.0, 0},
-        {"1.2.3", 0.0, 1},      {"5%%", 0.0, 1},      {"1e", 0.0, 1},
-        {"1e+", 0.0, 1},        {"1e1234", 1e123, 1}, // three exponent digits at most; the fourth
-                                                      // remains
-        {"1e2%", 100.0, 1},                           // the exponent ends the number
-        {"", 0.0, 1},           {"%", 0.0, 1},        {"abc", 0.0, 1},
-        {"3x", 3.0, 1},         {"1e999", 0.0, 1}, // no double holds it
+        {"1,000.5", 1000.5, 0},
+        {"1,2,3", 123.0, 0},
+        {",5", 5.0, 0},
+        {"50%", 0.5, 0},
+        {"12.5%", 0.125, 0},
+        {"1e+3", 1000.0, 0},
+        {"1.5e+3", 1500.0, 0},
+        {"2.5E2", 250.0, 0},
+        {"1e-2", 0.01, 0},
+        {"5%e1", 0.5, 0}, // both scale the same value
+        {"-0.25", -0.25, 0},
+        {"+3", 3.0, 0},
+        {".", 0.0, 0}, // a period alone is a number
+        {"5.", 5.0, 0},
+        {"0e999", 0.0, 0},
+        {"1e-999", 0.0, 0},
+        {"1.2.3", 0.0, 1},
+        {"5%%", 0.0, 1},
+        {"1e", 0.0, 1},
+        {"1e+", 0.0, 1},
+        {"1e1234", 1e123, 1}, // three exponent digits at most; the fourth
+                              // remains
+        {"1e2%", 100.0, 1},   // the exponent ends the number
+        {"", 0.0, 1},
+        {"%", 0.0, 1},
+        {"abc", 0.0, 1},
+        {"3x", 3.0, 1},
+        {"1e999", 0.0, 1}, // no double holds it
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.text);
@@ -277,6 +293,13 @@ TEST(FormatString, EveryRealASettingsFileWritesReadsBackWithinHalfALastDecimal)
             EXPECT_LE(std::fabs(parsed - value), format.halfUnit * (1 + 1e-9)) << text;
         }
     }
+    // Below one unit of the last decimal the formatter writes zero, so there the error is
+    // up to a whole unit: 0.00009 reads back as 0.
+    char small[64];
+    FormatString(small, (int)sizeof small, "%f", 0.00009);
+    double parsedSmall;
+    ASSERT_EQ(ParseReal(small, &parsedSmall), 0);
+    EXPECT_EQ(parsedSmall, 0.0);
     // The colors of the preferences are stored as fractions and used as levels: every
     // level survives the four decimals.
     for (int level = 0; level <= 255; level++) {

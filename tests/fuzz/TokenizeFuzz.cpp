@@ -37,7 +37,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     // A store value is the longest text the grammar meets.
     char text[SETTINGS_VALUE_MAX];
     size_t length = size < sizeof text - 1 ? size : sizeof text - 1;
-    memcpy(text, data, length);
+    if (length > 0) memcpy(text, data, length); // an empty input may come without bytes
     text[length] = 0;
     ParseBoth(text);
 

@@ -205,10 +205,10 @@ enum : int32_t {
 // Start-up: the shared folder's next dialog is its first.
 void RememberedFolderStart(void);
 
-// The folder a dialog of which (FOLDER_*) starts in, into folder of capacity bytes. The
-// shared folder's first dialog starts in the preference startupdirectory when it is set;
-// otherwise each starts where its last completed dialog was, and without one in the
-// shared folder's place, and without that in the current directory.
+// The folder a dialog of which (FOLDER_*) starts in, into folder of capacity bytes. A kind
+// with a folder of its own starts there. Otherwise the shared rule holds: before the first
+// completed shared dialog, the preference startupdirectory when it is set; then the folder
+// of that dialog (or of the last run); and failing all, the current directory.
 void RememberedFolderGet(int which, char *folder, int capacity);
 
 // After a completed Load or Save of path: remembers its folder for which, and for the

@@ -82,3 +82,20 @@ void PlatformSetWindowWord(WindowHandle window, int index, intptr_t value);
 void PlatformSetWindowTitle(WindowHandle window, const char *title);
 // Copies the title into text, at most size - 1 characters and a terminator.
 void PlatformGetWindowTitle(WindowHandle window, char *text, int size);
+
+// The settings store: text values by key and name, as the registry keeps them on Windows.
+// The keys in use are "Preferences", "State" and "Color Settings"; every value is a line of
+// the settings grammar (shell/SettingsFile.h). Reading copies at most capacity - 1
+// characters and a terminator into value and returns 1 when the value exists, else 0 and
+// value empty. Writing replaces or adds the value; a failure to write is not reported,
+// since nothing the caller could do would help.
+int PlatformSettingsRead(const char *key, const char *name, char *value, int capacity);
+void PlatformSettingsWrite(const char *key, const char *name, const char *value);
+
+// The writable folder of the default.xx and previous.xx settings files, without a final
+// separator, made by the platform when it is missing; an empty path when there is none, and
+// then nothing is loaded or saved there.
+void PlatformSettingsFolder(char *path, int capacity);
+
+// 1 while a Shift key is held down.
+int PlatformShiftDown(void);

@@ -65,3 +65,15 @@ int HeadlessPumpCount(void);
 
 // Windows alive now.
 int HeadlessWindowCount(void);
+
+// The settings store is kept in the text file at path, one value a line as key, name and
+// value separated by tabs, with backslash, tab, line feed and carriage return escaped. Each
+// write rewrites the file safely. Without a file (after a reset) the store is empty and
+// writes are dropped, so that no test touches the user's own settings.
+void HeadlessSetSettingsFile(const char *path);
+
+// The folder PlatformSettingsFolder answers; empty after a reset.
+void HeadlessSetSettingsFolder(const char *path);
+
+// Holds the Shift key down (1) or lets it go (0); up after a reset.
+void HeadlessSetShift(int down);

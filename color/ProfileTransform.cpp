@@ -130,8 +130,9 @@ ErrorCode WindowProfileSet(ImageWindow *window, const uint8_t *bytes, int length
         bytes = nullptr;
         length = 0;
     }
-    if (length == window->profileSize &&
-        (length == 0 || memcmp(bytes, window->profile, (size_t)length) == 0))
+    if (length == 0 && window->profile == nullptr) return ERROR_NONE;
+    if (length > 0 && length == window->profileSize && window->profile != nullptr &&
+        memcmp(bytes, window->profile, (size_t)length) == 0)
         return ERROR_NONE;
     if (length > 0) {
         copy = (uint8_t *)MemoryAlloc((size_t)length);

@@ -203,13 +203,15 @@ static int ProfileLoadChecked(ColorSettings *settings, int which)
     if (problem != nullptr) {
         ShowErrorText("%s", problem);
     } else {
-        // The header is right; the engine must also take the tags, or every conversion with
-        // this profile would fail later with less to say.
+        // The header is right; the engine must also take the tags, and the description must
+        // read, or every conversion and list would trip over this profile later with less to
+        // say.
+        char description[PROFILE_DESCRIPTION_MAX];
         cmsHPROFILE profile = cmsOpenProfileFromMem(loaded->bytes, (cmsUInt32Number)loaded->length);
-        if (profile != nullptr) {
-            cmsCloseProfile(profile);
+        if (profile != nullptr) cmsCloseProfile(profile);
+        if (profile != nullptr && ProfileDescription(loaded->bytes, loaded->length, description,
+                                                     sizeof description) == ERROR_NONE)
             return 1;
-        }
         ShowError(ERROR_INVALID_PROFILE);
     }
     MemoryRelease(&loaded->bytes);

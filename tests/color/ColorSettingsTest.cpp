@@ -202,6 +202,43 @@ TEST_F(ColorSettingsFixture, EveryCheckOfEveryProfileWithItsMessage)
     }
 }
 
+TEST_F(ColorSettingsFixture, HostileProfilesAreReportedAndDropped)
+{
+    struct Case {
+        const char *file;
+        int which;
+        const char *message;
+    } cases[] = {
+        {"profile-short-header.icc", COLOR_PROFILE_MONITOR, "Invalid monitor profile"},
+        {"profile-tag-table-past-end.icc", COLOR_PROFILE_MONITOR, "Invalid color profile"},
+        {"profile-tag-offset-past-end.icc", COLOR_PROFILE_WORKING, "Invalid color profile"},
+        {"profile-desc-huge-length.icc", COLOR_PROFILE_WORKING, "Invalid color profile"},
+        {"profile-truncated-tag.icc", COLOR_PROFILE_PROOF, "Invalid color profile"},
+        {"profile-mluc-past-end.icc", COLOR_PROFILE_ASSUMED_FILE, "Invalid color profile"},
+        {"profile-printer-class.icc", COLOR_PROFILE_WORKING,
+         "Working color space profile is not a monitor profile"},
+        {"profile-gray-space.icc", COLOR_PROFILE_ASSUMED_SCANNER,
+         "Assumed scanner profile is not an RGB profile"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.file);
+        ShutdownColorSettings();
+        ColorSettingsDefault(&CurrentColorSettings);
+        HeadlessReset();
+        std::string path = TestDataPath(std::string("hostile/") + c.file);
+        StrCopyLimit(path.c_str(), ColorSettingsPath(&CurrentColorSettings, c.which),
+                     PATH_LENGTH - 1);
+        InitColorSettings();
+        ASSERT_EQ(HeadlessMessageCount(), 1);
+        EXPECT_STREQ(HeadlessLastMessage()->title, "Error");
+        EXPECT_STREQ(HeadlessLastMessage()->text, c.message);
+        int length;
+        EXPECT_EQ(ColorProfileBytes(c.which, &length), nullptr);
+        EXPECT_STREQ(ColorSettingsPath(&CurrentColorSettings, c.which), path.c_str());
+        EXPECT_EQ(CurrentColorSettings.monitorHandle, nullptr);
+    }
+}
+
 TEST_F(ColorSettingsFixture, AllFiveTogetherAndAgainOnARerun)
 {
     ColorSettings *settings = &CurrentColorSettings;

@@ -117,6 +117,44 @@ TEST(ProfileHeader, DamagedTablesAndTagsAreInvalid)
     }
 }
 
+TEST(ProfileHeader, HostileProfilesGiveTheirCodes)
+{
+    TestStart();
+    struct Case {
+        const char *file;
+        ErrorCode code;
+        const char *description;
+        const char *profileClass;
+        const char *space;
+    } cases[] = {
+        {"profile-short-header.icc", ERROR_INVALID_PROFILE, "Invalid Profile", "****", "****"},
+        {"profile-tag-table-past-end.icc", ERROR_INVALID_PROFILE, "Invalid Profile", "mntr", "RGB"},
+        {"profile-tag-offset-past-end.icc", ERROR_INVALID_PROFILE, "Invalid Profile", "mntr",
+         "RGB"},
+        {"profile-desc-huge-length.icc", ERROR_INVALID_PROFILE, "Invalid Profile", "mntr", "RGB"},
+        {"profile-truncated-tag.icc", ERROR_INVALID_PROFILE, "Invalid Profile", "mntr", "RGB"},
+        {"profile-mluc-past-end.icc", ERROR_INVALID_PROFILE, "Invalid Profile", "mntr", "RGB"},
+        {"profile-printer-class.icc", ERROR_NONE, "Hostile Printer", "prtr", "CMYK"},
+        {"profile-gray-space.icc", ERROR_NONE, "Hostile Gray", "mntr", "GRAY"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.file);
+        std::vector<uint8_t> bytes = TestReadFile(TestDataPath(std::string("hostile/") + c.file));
+        ASSERT_FALSE(bytes.empty());
+        ErrorCode code;
+        EXPECT_EQ(Description(bytes, &code), c.description);
+        EXPECT_EQ(code, c.code);
+        char text[8];
+        ProfileClass(bytes.data(), (int)bytes.size(), text, sizeof text);
+        EXPECT_STREQ(text, c.profileClass);
+        ProfileColorSpace(bytes.data(), (int)bytes.size(), text, sizeof text);
+        EXPECT_STREQ(text, c.space);
+        // A profile whose description cannot be read is never the same as another.
+        EXPECT_EQ(SameProfile(bytes.data(), (int)bytes.size(), bytes.data(), (int)bytes.size()),
+                  c.code == ERROR_NONE);
+    }
+}
+
 TEST(ProfileHeader, ClassAndColorSpace)
 {
     TestStart();

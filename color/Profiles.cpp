@@ -21,6 +21,7 @@
 static char FolderUser[PATH_LENGTH];
 static char FolderSystem[PATH_LENGTH];
 static char FolderBundled[PATH_LENGTH];
+static int FoldersChosen = 0; // until the folders are set, they are the usual ones
 
 static uint8_t *SrgbBytes = nullptr; // the built-in sRGB profile, made on first use
 static int SrgbLength = 0;
@@ -33,6 +34,13 @@ void ProfileFoldersSet(const char *userFolder, const char *systemFolder, const c
     StrCopyLimit(userFolder != nullptr ? userFolder : "", FolderUser, PATH_LENGTH - 1);
     StrCopyLimit(systemFolder != nullptr ? systemFolder : "", FolderSystem, PATH_LENGTH - 1);
     StrCopyLimit(bundledFolder != nullptr ? bundledFolder : "", FolderBundled, PATH_LENGTH - 1);
+    FoldersChosen = 1;
+}
+
+// Sets the usual folders when nobody has chosen any.
+static void FoldersEnsure(void)
+{
+    if (!FoldersChosen) ProfileFoldersDefault();
 }
 
 void ProfileFoldersDefault(void)
@@ -51,16 +59,19 @@ void ProfileFoldersDefault(void)
 
 const char *ProfileFolderUser(void)
 {
+    FoldersEnsure();
     return FolderUser;
 }
 
 const char *ProfileFolderSystem(void)
 {
+    FoldersEnsure();
     return FolderSystem;
 }
 
 const char *ProfileFolderBundled(void)
 {
+    FoldersEnsure();
     return FolderBundled;
 }
 
@@ -236,6 +247,7 @@ done:
 static ErrorCode ProfilePaths(NameList *files)
 {
     ErrorCode result = ERROR_NONE;
+    FoldersEnsure();
     if (FolderUser[0] != 0) result = ScanFolder(FolderUser, 0, files);
     if (result == ERROR_NONE && FolderSystem[0] != 0 && strcmp(FolderSystem, FolderUser) != 0)
         result = ScanFolder(FolderSystem, 0, files);

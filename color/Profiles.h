@@ -18,7 +18,8 @@ constexpr int PROFILE_FOLDER_DEPTH = 4;            // subfolder levels scanned b
 constexpr int DISPLAY_PROFILE_BUFFER = 16000;      // bytes a made display profile may take
 constexpr int DISPLAY_CURVE_POINTS = 256;          // points of a calibration tone curve
 
-// Sets the color folders to the user's and the system's, and no folder of bundled profiles.
+// Sets the color folders to the user's and the system's, and no folder of bundled profiles;
+// these are the folders until others are set.
 void ProfileFoldersDefault(void);
 
 // Sets the user's color folder, the system's, and the folder of profiles shipped with the

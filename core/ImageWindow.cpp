@@ -3,6 +3,7 @@
 #include "core/ImageWindow.h"
 
 #include <cstring>
+#include <lcms2.h>
 
 #include "core/Memory.h"
 
@@ -50,7 +51,7 @@ void SlotFree(int slot)
     ImageFree(&record->screen);
     FreeFileComments(&record->comments);
     MemoryRelease(&record->profile);
-    // TODO(#5): release the cached display transform once color management exists.
+    if (record->displayTransform != nullptr) cmsDeleteTransform(record->displayTransform);
     SlotReset(slot);
 }
 

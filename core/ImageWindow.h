@@ -49,9 +49,11 @@ struct ImageWindow {
     FileComment *comments;
     int32_t profileSize; // bytes of profile
     uint8_t *profile;    // the embedded ICC profile, owned, or null
+    // The color engine's transform from the picture's profile to the monitor, built at the
+    // first color-managed paint and kept, since making one is slow. The engine needs no
+    // profile once the transform exists, so none is kept open beside it.
     void *displayTransform;
-    void *displayInputProfile;
-    void *displayOutputProfile; // cached transform to the display and its profiles
+    int32_t displayFailed; // 1 when it could not be made: screen then copies the view
 };
 
 // Sets every record free with its slot number; runs once at start-up.
@@ -61,8 +63,8 @@ void SlotTableInitialise(void);
 // 256 are taken.
 ErrorCode SlotAllocate(int *slot, ImageWindow **record);
 
-// Frees the record's images, comments and profile, re-initialises it and marks it free.
-// A slot of -1 is ignored.
+// Frees the record's images, comments, profile and display transform, re-initialises it and
+// marks it free. A slot of -1 is ignored.
 void SlotFree(int slot);
 
 // The record of a slot, or null for a slot outside the table.

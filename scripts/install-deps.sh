@@ -14,6 +14,8 @@ PACKAGES=(
     # independent tools the tests compare against
     libtiff-tools libimage-exiftool-perl imagemagick icc-profiles-free liblcms2-utils
     libjpeg-turbo-progs pngcrush netpbm gifsicle libvips-tools graphicsmagick
+    # real ICC profiles beside icc-profiles-free: wide-gamut RGB spaces and printer profiles
+    colord-data libgs-common
 )
 
 missing=()

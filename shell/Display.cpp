@@ -6,6 +6,7 @@
 // more. Magnified views write the first row of each block and copy the others from it.
 #include "shell/Display.h"
 
+#include "color/ProfileTransform.h"
 #include "core/Helpers.h"
 #include "core/Preferences.h"
 #include "core/Progress.h"
@@ -290,8 +291,10 @@ ErrorCode RenderView(const Image *source, ImageWindow *target, int left, int top
     }
     RenderRows(&job);
 
-    // TODO(#5): UpdateDisplayImage for the rectangle: the view through the display's color
-    // transform into screen. Until then screen stays allocated and unwritten.
+    // The rectangle of the view through color management into screen. Magnified, the last
+    // block's copied rows may reach past y1; the update stops at the view's top.
+    result = UpdateDisplayImage(target, job.x0, job.y0, job.x1,
+                                job.zoom > 1 ? job.y1 + job.zoom - 1 : job.y1);
 
 done:
     if (waitCursor) SetArrowCursor();

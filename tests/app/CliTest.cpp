@@ -150,7 +150,7 @@ TEST_F(Cli, InfoNamesTypeSizeResolutionProfileAndComments)
     std::string info;
     ASSERT_EQ(RunCli("info '" + in + "'", nullptr, &info), 0);
     EXPECT_NE(info.find("Color Image (48-bit)\n"), std::string::npos) << info;
-    EXPECT_NE(info.find("Profile: sRGB [lcms generated ]\n"), std::string::npos) << info;
+    EXPECT_NE(info.find("Profile: sRGB [lcms generated]\n"), std::string::npos) << info;
     EXPECT_NE(info.find("300 x 200 pixels\n"), std::string::npos) << info;
     EXPECT_NE(info.find("1.00 x 0.67 inches\n"), std::string::npos) << info;
     EXPECT_NE(info.find("300.00 dpi\n"), std::string::npos) << info;

@@ -125,10 +125,20 @@ constexpr int COLOR_FILE_LINE_COUNT = 12; // header, ten settings, "end"
 // line end. Profiles are written by description, read from the files at their paths.
 void ColorManagementLineFormat(const ColorSettings *settings, int index, char *line, int capacity);
 
-// Reading and writing the settings store's "Color Settings" values and .clrmgmt files. Not
-// written yet: they wait for the settings store and the settings-file reader, and are
-// declared here so that their callers can be.
+// Reads the "Color Settings" values of the settings store into CurrentColorSettings; an
+// absent or unreadable value keeps what the record holds. Run before InitColorSettings.
 void ReadColorSettings(void);
+
+// Writes CurrentColorSettings to the settings store's "Color Settings" values.
 void WriteColorSettings(void);
-ErrorCode ReadColorManagementFile(const char *path);
-ErrorCode WriteColorManagementFile(const char *path);
+
+// Reads a .clrmgmt file into settings, which the caller has set to what should stay where
+// the file says nothing. ERROR_OPEN_FILE when it cannot be opened,
+// ERROR_ILLEGAL_COLOR_SETTINGS_FILE for a bad file (the values read before stay),
+// ERROR_ENUMERATE_PROFILES when it names a profile this machine does not have (those settings
+// stay as they were; the rest of the file is read).
+ErrorCode ReadColorManagementFile(const char *path, ColorSettings *settings);
+
+// Writes settings as a .clrmgmt file, naming each profile by its description. Codes of
+// SettingsFileSave.
+ErrorCode WriteColorManagementFile(const char *path, const ColorSettings *settings);

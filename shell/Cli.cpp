@@ -2,26 +2,26 @@
 // the very compute function of the dialog over the whole picture with full = 1, passes the
 // comments and the profile on as Apply does, and saves the result.
 #include "shell/Cli.h"
+#include "shell/CliCommon.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <sys/stat.h>
 
+#include "color/ColorSettings.h"
 #include "color/ProfileHeader.h"
+#include "color/ProfileTransform.h"
 #include "core/FormatString.h"
 #include "core/ImageWindow.h"
 #include "core/Text.h"
 #include "core/WholeImage.h"
 #include "files/CommentText.h"
 #include "files/FileType.h"
+#include "shell/CliColor.h"
 #include "shell/Startup.h"
 #include "transforms/Convert.h"
 #include "transforms/GammaAdjust.h"
-
-// Exit statuses: a failure of the work itself, and a command line we could not understand.
-static const int EXIT_FAILED = 1;
-static const int EXIT_USAGE = 2;
 
 // The quality of a JPEG save, as the save dialog offers it first.
 static const int CLI_JPEG_QUALITY = 97;
@@ -34,12 +34,16 @@ static const char USAGE[] =
     "  convert [--to TYPE] IN OUT        Convert to binary, gray8, color24, gray16, color48;\n"
     "                                    without --to, only the file format changes\n"
     "  negative IN OUT                   the Negative command\n"
+    "  profile --to PROFILE.icc [--intent N] IN OUT\n"
+    "                                    Change Color Profile: pixels and profile\n"
+    "  make-display-profile [options] OUT.icc\n"
+    "                                    an ICC display profile (see its --help)\n"
     "\n"
     "The output's extension names its format: .tif, .jpg, .png, .gif, .bmp, .tga, .pcx,\n"
     ".fit, .rle or .eps. A 16-bit picture saved in an 8-bit format is reduced first.\n";
 
 // Opens a picture file into a new record, with its comments and profile.
-static ErrorCode CliOpen(const char *path, ImageWindow **opened)
+ErrorCode CliOpen(const char *path, ImageWindow **opened)
 {
     ErrorCode result = ERROR_NONE;
     ImageWindow *record = nullptr;
@@ -61,10 +65,8 @@ done:
     return result;
 }
 
-// Runs compute over the whole picture into a new record, as Apply does: the comments pass
-// on, and the profile where the result is a color picture, since gray pictures carry none.
-static ErrorCode CliApply(ImageWindow *input, ComputeFunction compute, void *params,
-                          ImageWindow **made)
+ErrorCode CliApply(ImageWindow *input, ComputeFunction compute, void *params, int inherit,
+                   ImageWindow **made)
 {
     ErrorCode result = ERROR_NONE;
     ImageWindow *output = nullptr;
@@ -76,8 +78,8 @@ static ErrorCode CliApply(ImageWindow *input, ComputeFunction compute, void *par
     result = compute(source, &output->image, output, params, 1, source->width, source->height, 0, 0,
                      1, 0, 0, source->width - 1, source->height - 1, source->width, source->height);
     if (result != ERROR_NONE) goto done;
-    if (output->image.type == TYPE_COLOR24 || output->image.type == TYPE_COLOR48) {
-        result = CopyImageProfile(input, output);
+    if (inherit) {
+        result = InheritProfile(input, output);
         if (result != ERROR_NONE) goto done;
     }
     result = CopyImageExtras(input, output);
@@ -153,17 +155,14 @@ static void CliPrintInfo(const ImageWindow *record, const char *path)
     }
 }
 
-// The save type an output path's extension names, or FILE_SAVE_NONE.
-static int CliSaveNumber(const char *path)
+int CliSaveNumber(const char *path)
 {
     for (int saveNumber = FILE_SAVE_TIFF; saveNumber < FILE_SAVE_COUNT; saveNumber++)
         if (FileSaveExtensionAccepted(saveNumber, path)) return saveNumber;
     return FILE_SAVE_NONE;
 }
 
-// Saves a record as the editor's Save As does: a format that holds only 8 bits a sample gets
-// the picture reduced first, and we say so; a type the format cannot hold is refused.
-static ErrorCode CliSave(const char *path, int saveNumber, ImageWindow *record)
+ErrorCode CliSave(const char *path, int saveNumber, ImageWindow *record)
 {
     ErrorCode code;
     int holds = FileSaveHolds(saveNumber, record->image.type, &code);
@@ -186,17 +185,17 @@ static int CliConvertTarget(const char *name)
     return -1;
 }
 
-static int CliFail(ErrorCode code)
+int CliFail(ErrorCode code)
 {
     fprintf(stderr, "vistel-cli: %s\n", ErrorText(code));
-    return EXIT_FAILED;
+    return CLI_EXIT_FAILED;
 }
 
-static int CliUsage(const char *problem)
+int CliUsage(const char *problem, const char *usage)
 {
     if (problem != nullptr) fprintf(stderr, "vistel-cli: %s\n\n", problem);
-    fputs(USAGE, stderr);
-    return EXIT_USAGE;
+    fputs(usage, stderr);
+    return CLI_EXIT_USAGE;
 }
 
 int CliMain(int argc, char **argv)
@@ -213,14 +212,20 @@ int CliMain(int argc, char **argv)
     int saveNumber;
 
     if (result != ERROR_NONE) return CliFail(result);
-    if (argc < 2) return CliUsage(nullptr);
+    if (argc < 2) return CliUsage(nullptr, USAGE);
     operation = argv[1];
     if (strcmp(operation, "--help") == 0 || strcmp(operation, "-h") == 0) {
         fputs(USAGE, stdout);
         return 0;
     }
+    // The color settings of this user, as the editor has them.
+    ReadColorSettings();
+    InitColorSettings();
+    if (strcmp(operation, "profile") == 0) return CliProfile(argc - 1, argv + 1);
+    if (strcmp(operation, "make-display-profile") == 0)
+        return CliMakeDisplayProfile(argc - 1, argv + 1);
     if (strcmp(operation, "info") == 0) {
-        if (argc != 3) return CliUsage("info takes one file");
+        if (argc != 3) return CliUsage("info takes one file", USAGE);
         result = CliOpen(argv[2], &input);
         if (result != ERROR_NONE) return CliFail(result);
         CliPrintInfo(input, argv[2]);
@@ -234,25 +239,25 @@ int CliMain(int argc, char **argv)
     if (strcmp(operation, "gamma") == 0) {
         char *end = nullptr;
         if (argc != 6 || strcmp(argv[2], "--factor") != 0)
-            return CliUsage("gamma takes --factor F IN OUT");
+            return CliUsage("gamma takes --factor F IN OUT", USAGE);
         gamma.factor = strtod(argv[3], &end);
         if (end == argv[3] || *end != 0 || !(gamma.factor > 0.0) || gamma.factor > 100.0)
-            return CliUsage("the gamma factor must be a number above 0 and at most 100");
+            return CliUsage("the gamma factor must be a number above 0 and at most 100", USAGE);
         first = 4;
     } else if (strcmp(operation, "convert") == 0) {
         if (argc == 6 && strcmp(argv[2], "--to") == 0) {
             convert.target = CliConvertTarget(argv[3]);
-            if (convert.target < 0) return CliUsage("unknown target type");
+            if (convert.target < 0) return CliUsage("unknown target type", USAGE);
             first = 4;
         } else if (argc == 4) {
             convert.target = -1; // the picture as it is, in another format
         } else {
-            return CliUsage("convert takes [--to TYPE] IN OUT");
+            return CliUsage("convert takes [--to TYPE] IN OUT", USAGE);
         }
     } else if (strcmp(operation, "negative") == 0) {
-        if (argc != 4) return CliUsage("negative takes IN OUT");
+        if (argc != 4) return CliUsage("negative takes IN OUT", USAGE);
     } else {
-        return CliUsage("unknown operation");
+        return CliUsage("unknown operation", USAGE);
     }
     inputPath = argv[first];
     outputPath = argv[first + 1];
@@ -262,9 +267,9 @@ int CliMain(int argc, char **argv)
     result = CliOpen(inputPath, &input);
     if (result != ERROR_NONE) goto done;
     if (strcmp(operation, "gamma") == 0)
-        result = CliApply(input, GammaCompute, &gamma, &output);
+        result = CliApply(input, GammaCompute, &gamma, 1, &output);
     else if (strcmp(operation, "convert") == 0 && convert.target >= 0)
-        result = CliApply(input, ConvertCompute, &convert, &output);
+        result = CliApply(input, ConvertCompute, &convert, 1, &output);
     else if (strcmp(operation, "negative") == 0)
         result = CliNegative(input, &output);
     if (result != ERROR_NONE) goto done;

@@ -11,22 +11,12 @@
 #include "core/Memory.h"
 #include "core/Text.h"
 #include "platform/Platform.h"
+#include "platform/headless/HeadlessInternal.h"
 
-struct PlatformWindow {
-    int used;
-    int kind;
-    intptr_t words[WINDOW_WORD_COUNT];
-    char title[341];
-    const ProgressState *progress; // the state a progress window paints from
-    int progressRecord;            // its index in the progress log
-};
-
-static const int WINDOW_COUNT = 1024;
 static const int PROGRESS_LOG = 64;
 static const int ANSWER_QUEUE = 64;
 static const int CHARACTER_WIDTH = 7; // pixels of every character in the dialog font
 
-static PlatformWindow Windows[WINDOW_COUNT];
 static HeadlessMessage Messages[HEADLESS_MESSAGE_LOG];
 static int MessageTotal;
 static int Answers[ANSWER_QUEUE];
@@ -44,11 +34,10 @@ static int ConsoleProgress;
 static uint32_t ConsoleLastDraw;
 static char StoreFile[PATH_LENGTH];
 static char StoreFolder[PATH_LENGTH];
-static int ShiftDown;
 
 void HeadlessReset(void)
 {
-    memset(Windows, 0, sizeof Windows);
+    HeadlessWindowsReset();
     MessageTotal = 0;
     AnswerCount = 0;
     Cursor = CURSOR_ARROW;
@@ -61,7 +50,6 @@ void HeadlessReset(void)
     ConsoleProgress = 0;
     StoreFile[0] = 0;
     StoreFolder[0] = 0;
-    ShiftDown = 0;
 }
 
 void HeadlessSetConsole(int echoMessages, int progressBar)
@@ -129,14 +117,6 @@ int HeadlessPumpCount(void)
     return PumpTotal;
 }
 
-int HeadlessWindowCount(void)
-{
-    int count = 0;
-    for (int i = 0; i < WINDOW_COUNT; i++)
-        count += Windows[i].used;
-    return count;
-}
-
 void PlatformGetMetrics(PlatformMetrics *metrics)
 {
     metrics->lineHeight = 16;
@@ -146,6 +126,13 @@ void PlatformGetMetrics(PlatformMetrics *metrics)
     metrics->dialogFrame = 6;
     metrics->screenWidth = 1920;
     metrics->screenHeight = 1080;
+    metrics->smallLineHeight = 14;
+    metrics->smallButtonHeight = 20;
+    metrics->scrollWidth = 16;
+    metrics->scrollHeight = 16;
+    metrics->frameSize = 8;
+    metrics->borderSize = 28;
+    metrics->captionHeight = 20;
 }
 
 int PlatformTextWidth(const char *text, int length)
@@ -158,10 +145,6 @@ void PlatformSetCursor(int cursor)
 {
     Cursor = cursor;
     if (cursor == CURSOR_WAIT) WaitCursorCount++;
-}
-
-void PlatformReleaseCapture(void)
-{
 }
 
 uint32_t PlatformTickCount(void)
@@ -201,23 +184,6 @@ int PlatformShowMessage(void *owner, const char *title, const char *text, int ki
     return answer;
 }
 
-static PlatformWindow *WindowNew(int kind, const char *title)
-{
-    for (int i = 0; i < WINDOW_COUNT; i++) {
-        if (!Windows[i].used) {
-            PlatformWindow *window = &Windows[i];
-            memset(window, 0, sizeof *window);
-            window->used = 1;
-            window->kind = kind;
-            window->words[WORD_KIND] = kind;
-            window->words[WORD_SLOT] = -1;
-            snprintf(window->title, sizeof window->title, "%s", title);
-            return window;
-        }
-    }
-    return nullptr;
-}
-
 // The terminal bar of vistel-cli, drawn at most ten times a second.
 static void ConsoleDrawProgress(const PlatformWindow *window, int final)
 {
@@ -243,8 +209,13 @@ static void ConsoleDrawProgress(const PlatformWindow *window, int final)
 WindowHandle PlatformProgressCreate(const char *title, int width, int height,
                                     const ProgressState *state)
 {
-    PlatformWindow *window = WindowNew(12, title);
+    PlatformWindow *window = HeadlessWindowAllocate();
     if (window == nullptr) return nullptr;
+    window->windowClass = CLASS_CHILD;
+    window->kind = 12;
+    window->words[WORD_KIND] = 12;
+    window->words[WORD_SLOT] = -1;
+    snprintf(window->title, sizeof window->title, "%s", title);
     window->progress = state;
     window->progressRecord = -1;
     if (ProgressTotal < PROGRESS_LOG) {
@@ -303,45 +274,6 @@ void PlatformProgressDestroy(WindowHandle window)
     window->used = 0;
 }
 
-WindowHandle PlatformCreateWindow(int kind, int slot, const char *title)
-{
-    PlatformWindow *window = WindowNew(kind, title);
-    if (window != nullptr) window->words[WORD_SLOT] = slot;
-    return window;
-}
-
-void PlatformDestroyWindow(WindowHandle window)
-{
-    if (window != nullptr) window->used = 0;
-}
-
-intptr_t PlatformGetWindowWord(WindowHandle window, int index)
-{
-    if (window == nullptr || index < 0 || index >= WINDOW_WORD_COUNT) return 0;
-    return window->words[index];
-}
-
-void PlatformSetWindowWord(WindowHandle window, int index, intptr_t value)
-{
-    if (window == nullptr || index < 0 || index >= WINDOW_WORD_COUNT) return;
-    window->words[index] = value;
-}
-
-void PlatformSetWindowTitle(WindowHandle window, const char *title)
-{
-    if (window != nullptr) snprintf(window->title, sizeof window->title, "%s", title);
-}
-
-void PlatformGetWindowTitle(WindowHandle window, char *text, int size)
-{
-    if (size <= 0) return;
-    if (window == nullptr) {
-        text[0] = 0;
-        return;
-    }
-    snprintf(text, (size_t)size, "%s", window->title);
-}
-
 void HeadlessSetSettingsFile(const char *path)
 {
     StrCopyLimit(path, StoreFile, PATH_LENGTH - 1);
@@ -354,7 +286,7 @@ void HeadlessSetSettingsFolder(const char *path)
 
 void HeadlessSetShift(int down)
 {
-    ShiftDown = down != 0;
+    HeadlessKeys = down ? (HeadlessKeys | KEYS_SHIFT) : (HeadlessKeys & ~KEYS_SHIFT);
 }
 
 // A store larger than this is not one we wrote; it reads as empty and is not rewritten.
@@ -583,5 +515,5 @@ void PlatformSettingsFolder(char *path, int capacity)
 
 int PlatformShiftDown(void)
 {
-    return ShiftDown;
+    return (HeadlessKeys & KEYS_SHIFT) != 0;
 }

@@ -108,7 +108,7 @@ class ProfileTransformFixture : public testing::Test {
         windows.push_back(window);
         EXPECT_EQ(ImageAlloc(&window->image, type, width, height, 72.0), ERROR_NONE);
         TestFillPattern(&window->image, type * 100 + width);
-        window->window = PlatformCreateWindow(0, slot, "/pictures/holiday/beach.tif");
+        window->window = HeadlessBareWindow(0, slot, "/pictures/holiday/beach.tif");
         if (!profile.empty()) SetProfile(window, TestReadFile(profile));
         return window;
     }

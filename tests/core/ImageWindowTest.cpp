@@ -68,12 +68,12 @@ TEST(SlotTable, RecordsOutsideTheTableAreNull)
     EXPECT_NE(SlotRecord(255), nullptr);
     EXPECT_EQ(WindowRecord(nullptr), nullptr);
 
-    WindowHandle noPicture = PlatformCreateWindow(30, -1, "Preferences");
+    WindowHandle noPicture = HeadlessBareWindow(30, -1, "Preferences");
     EXPECT_EQ(WindowRecord(noPicture), nullptr);
-    WindowHandle outside = PlatformCreateWindow(0, 256, "Untitled");
+    WindowHandle outside = HeadlessBareWindow(0, 256, "Untitled");
     EXPECT_EQ(WindowRecord(outside), nullptr);
     int slot = Allocate();
-    WindowHandle window = PlatformCreateWindow(0, slot, "Untitled 1");
+    WindowHandle window = HeadlessBareWindow(0, slot, "Untitled 1");
     EXPECT_EQ(WindowRecord(window), SlotRecord(slot));
     SlotFree(-1); // ignored
     SlotFree(256);
@@ -195,8 +195,8 @@ TEST(FileComment, CopyAppendsCopiesAndPassesTitleAndFileType)
     TestStart();
     ImageWindow *source = SlotRecord(Allocate());
     ImageWindow *destination = SlotRecord(Allocate());
-    source->window = PlatformCreateWindow(0, source->slot, "scan.tif");
-    destination->window = PlatformCreateWindow(0, destination->slot, "Untitled 2");
+    source->window = HeadlessBareWindow(0, source->slot, "scan.tif");
+    destination->window = HeadlessBareWindow(0, destination->slot, "Untitled 2");
     ASSERT_EQ(AddFileComment(source, "Make", 5, 7, 3, "Corvane"), ERROR_NONE);
     ASSERT_EQ(AddFileComment(source, "Model", 6, 2, 1, "X1"), ERROR_NONE);
     ASSERT_EQ(AddFileComment(destination, "Software", 9, 6, 1, "Vistel"), ERROR_NONE);

@@ -5,6 +5,7 @@
 #include "core/ImageWindow.h"
 #include "core/Preferences.h"
 #include "shell/Display.h"
+#include "platform/headless/Headless.h"
 #include "tests/support/TestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
 
@@ -39,7 +40,7 @@ static WindowHandle MaskWindowMake(int width, int height, const int *values, int
     EXPECT_EQ(ImageAlloc(&record->image, TYPE_GRAY8, width, height, 72.0), ERROR_NONE);
     for (int i = 0; i < width * height; i++)
         record->image.rows[i / width][i % width] = (uint8_t)values[i];
-    record->window = PlatformCreateWindow(0, *slot, "Mask");
+    record->window = HeadlessBareWindow(0, *slot, "Mask");
     return record->window;
 }
 

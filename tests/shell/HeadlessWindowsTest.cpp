@@ -1,0 +1,182 @@
+// The headless platform as the shell's tests rely on it: the order of the creation and
+// destruction messages, activation, posted messages, controls, painting into the canvas,
+// menus, and the scripted dialogs.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "platform/headless/Headless.h"
+#include "tests/support/TestSupport.h"
+
+// Every message a test window receives, as text.
+static std::vector<std::string> Log;
+
+static MessageResult Recording(WindowHandle window, uint32_t message, uintptr_t wParam,
+                               intptr_t lParam)
+{
+    char title[64];
+    PlatformGetWindowTitle(window, title, sizeof title);
+    std::string entry = std::string(title) + ":" + std::to_string(message);
+    if (message == MSG_SIZE)
+        entry +=
+            "(" + std::to_string(ParamLow(lParam)) + "x" + std::to_string(ParamHigh(lParam)) + ")";
+    if (message == MSG_COMMAND) entry += "(" + std::to_string(wParam & 0xffff) + ")";
+    if (message == MSG_PAINT) {
+        DrawContext *context = (DrawContext *)wParam;
+        Rect all = {0, 0, 100, 100};
+        PlatformFillRect(context, &all, 0x102030);
+        PlatformDrawLine(context, 0, 0, 9, 0, 0xffffff);
+    }
+    Log.push_back(entry);
+    return PlatformDefaultProcedure(window, message, wParam, lParam);
+}
+
+static WindowHandle Child(const char *title, int width = 208, int height = 228)
+{
+    WindowCreate request = {CLASS_CHILD, 0, -1, title, 0, 10, 20, width, height, nullptr, 0, 0};
+    return PlatformCreateWindow(&request);
+}
+
+class HeadlessWindows : public testing::Test {
+  protected:
+    void SetUp() override
+    {
+        TestStart();
+        Log.clear();
+        PlatformRegisterClass(CLASS_CHILD, Recording);
+    }
+};
+
+TEST_F(HeadlessWindows, CreationSendsCreateSizeAndMoveWithTheClientSize)
+{
+    WindowHandle window = Child("a");
+    ASSERT_NE(window, nullptr);
+    // A child's frame takes 8 pixels across and 28 down.
+    std::vector<std::string> expected = {"a:1", "a:5(200x200)", "a:3"};
+    EXPECT_EQ(Log, expected);
+    Rect client;
+    PlatformGetClientRect(window, &client);
+    EXPECT_EQ(client.right, 200);
+    EXPECT_EQ(client.bottom, 200);
+}
+
+TEST_F(HeadlessWindows, DestroyingTheActiveChildActivatesTheNext)
+{
+    WindowHandle a = Child("a");
+    WindowHandle b = Child("b");
+    PlatformActivateWindow(a);
+    PlatformActivateWindow(b);
+    EXPECT_EQ(PlatformFirstChild(), b);
+    EXPECT_EQ(PlatformNextChild(b), a);
+    Log.clear();
+    PlatformDestroyWindow(b);
+    EXPECT_EQ(PlatformActiveWindow(), a);
+    EXPECT_FALSE(PlatformWindowExists(b));
+    std::vector<std::string> expected = {"b:2", "a:" + std::to_string(MSG_ACTIVATE)};
+    EXPECT_EQ(Log, expected);
+}
+
+TEST_F(HeadlessWindows, PostedMessagesArriveInOrderAndSkipGoneWindows)
+{
+    WindowHandle a = Child("a");
+    WindowHandle b = Child("b");
+    Log.clear();
+    PlatformPostMessage(a, 0x8001, 0, 0);
+    PlatformPostMessage(b, 0x8002, 0, 0);
+    PlatformPostMessage(a, 0x8003, 0, 0);
+    PlatformDestroyWindow(b);
+    Log.clear();
+    EXPECT_EQ(HeadlessDeliverPosted(), 2);
+    std::vector<std::string> expected = {"a:" + std::to_string(0x8001),
+                                         "a:" + std::to_string(0x8003)};
+    EXPECT_EQ(Log, expected);
+}
+
+TEST_F(HeadlessWindows, ControlsReportToTheirParent)
+{
+    WindowHandle window = Child("a");
+    Rect rect = {0, 0, 50, 20};
+    PlatformCreateControl(window, CONTROL_CHECK_BOX, 3, "Auto", 0, &rect);
+    PlatformCreateControl(window, CONTROL_BUTTON, 2, "Preview", 0, &rect);
+    Log.clear();
+    HeadlessClick(window, 3);
+    EXPECT_EQ(PlatformControlValue(window, 3), 1);
+    PlatformEnableControl(window, 2, 0);
+    HeadlessClick(window, 2); // a disabled button does nothing
+    std::vector<std::string> expected = {"a:" + std::to_string(MSG_COMMAND) + "(3)"};
+    EXPECT_EQ(Log, expected);
+    PlatformDestroyWindow(window);
+    EXPECT_EQ(PlatformControl(window, 3), nullptr);
+}
+
+TEST_F(HeadlessWindows, PaintingDrawsIntoTheCanvas)
+{
+    WindowHandle window = Child("a", 58, 78); // a client of 50 by 50
+    Rect part = {5, 5, 10, 10};
+    PlatformInvalidate(window, &part);
+    Rect waiting;
+    ASSERT_TRUE(HeadlessInvalid(window, &waiting));
+    EXPECT_EQ(waiting.left, 5);
+    HeadlessPaint(window);
+    const Image *canvas = HeadlessCanvas(window);
+    ASSERT_EQ(canvas->width, 50);
+    // Only the invalid part was painted: the line on row 0 lies outside it.
+    const uint8_t *top = canvas->rows[canvas->height - 1 - 5];
+    EXPECT_EQ(top[3 * 5 + 2], 0x10);
+    EXPECT_EQ(top[3 * 5 + 0], 0x30);
+    PlatformInvalidate(window, nullptr);
+    HeadlessPaint(window);
+    const uint8_t *first = canvas->rows[canvas->height - 1];
+    EXPECT_EQ(first[3 * 9], 0xff);
+    EXPECT_EQ(first[3 * 10], 0x30);
+    // An exclusive-or rectangle drawn twice leaves the pixels as they were.
+    DrawContext *context = PlatformBeginDraw(window);
+    Rect band = {2, 2, 20, 12};
+    PlatformDrawXorRect(context, &band);
+    EXPECT_EQ(canvas->rows[canvas->height - 1 - 2][3 * 2], 0xff - 0x30);
+    PlatformDrawXorRect(context, &band);
+    EXPECT_EQ(canvas->rows[canvas->height - 1 - 2][3 * 2], 0x30);
+    PlatformEndDraw(window, context);
+}
+
+TEST_F(HeadlessWindows, MenusDialogsAndTimersFollowTheScript)
+{
+    static const MenuItem MENU[] = {{-1, "&File", 0},
+                                    {1002, "&Open...", 1},
+                                    {0, "", 1},
+                                    {1100, "&1: a.tif", 1},
+                                    {0, nullptr, 0}};
+    PlatformSetMenu(MENU);
+    PlatformSetMenuItem(1101, 1100, "&2: b.tif");
+    const char *label;
+    ASSERT_TRUE(HeadlessMenuState(1101, nullptr, nullptr, &label));
+    EXPECT_STREQ(label, "&2: b.tif");
+    PlatformSetMenuItem(1100, 0, nullptr);
+    EXPECT_FALSE(HeadlessMenuState(1100, nullptr, nullptr, nullptr));
+
+    FileDialogRequest request = {
+        FILE_DIALOG_OPEN_MANY, "File Open", "TIFF\0*.tif\0", 0, "/tmp", ""};
+    FileDialogResult result;
+    HeadlessQueueFileDialog("/tmp/a.tif\0/tmp/b.tif\0", 0);
+    ASSERT_EQ(PlatformFileDialog(&request, &result), 1);
+    EXPECT_STREQ(result.paths, "/tmp/a.tif");
+    EXPECT_STREQ(result.paths + strlen(result.paths) + 1, "/tmp/b.tif");
+    EXPECT_EQ(PlatformFileDialog(&request, &result), 0); // nothing queued: cancelled
+    EXPECT_STREQ(HeadlessLastFileDialog()->title, "File Open");
+
+    WindowHandle window = Child("a");
+    PlatformSetTimer(window, 1, 5000);
+    EXPECT_EQ(HeadlessTimer(window, 1), 5000);
+    Log.clear();
+    HeadlessFireTimer(window, 1);
+    PlatformKillTimer(window, 1);
+    HeadlessFireTimer(window, 1);
+    std::vector<std::string> expected = {"a:" + std::to_string(MSG_TIMER)};
+    EXPECT_EQ(Log, expected);
+
+    HeadlessSetModalHandler([](WindowHandle modal) { PlatformEndModal(modal, 6); });
+    EXPECT_EQ(PlatformRunModal(window), 6);
+    HeadlessSetModalHandler(nullptr);
+    EXPECT_EQ(PlatformRunModal(window), 0); // nobody ended it: as if cancelled
+}

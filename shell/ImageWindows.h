@@ -1,0 +1,73 @@
+// Picture windows and the things around them: the procedure of every child by its kind, the
+// image window's own procedure, making new image windows, titles, the in-use list that keeps
+// an input alive while something depends on it, and undo.
+#pragma once
+
+#include <cstdint>
+
+#include "core/Errors.h"
+#include "core/Helpers.h"
+#include "core/ImageWindow.h"
+#include "platform/Platform.h"
+
+// Kinds of children (word 4). A transformation's kind is also its operation code.
+enum : int32_t {
+    KIND_IMAGE = 0,
+    KIND_PREVIEW = 1,
+    KIND_PROGRESS = 12,
+    KIND_NEW = 13,
+    KIND_PREFERENCES = 30,
+    KIND_MASK = 45,
+    KIND_CONVERT = 61,
+    KIND_GAMMA = 65,
+    KIND_CHANGE_PROFILE = 72,
+    KIND_COLOR_MANAGEMENT = 73,
+    KIND_SPLASH = 79,
+    KIND_COUNT = 90,
+};
+
+// The procedure of a kind of child; the child class dispatches by word 4 through this table,
+// which each module fills at start-up.
+void ChildKindRegister(int kind, WindowProcedure procedure);
+
+// The procedure of the child class: creation and move bookkeeping, then the kind's procedure.
+MessageResult ChildProcedure(WindowHandle window, uint32_t message, uintptr_t wParam,
+                             intptr_t lParam);
+
+// Makes an empty image window titled "Untitled" with a slot: at a staggered place, width by
+// height, or 400 by 400 without a parent, or the parent's size when -1. *window receives it.
+ErrorCode NewImageWindow(WindowHandle parent, WindowHandle *window, int width, int height,
+                         int commandId);
+
+// Makes an image window for a record that already holds its picture (an open, a paste, an
+// Apply), sized to the picture and placed as the staggering rule says, and shows it.
+ErrorCode ImageWindowShow(ImageWindow *record, WindowHandle *window);
+
+// The title of a window: "Preview" for a preview; "Untitled %d" (slot + 1) or
+// "Untitled %d - %s" without a file name; the path or the file name as the preference says.
+void WindowTitle(WindowHandle window, char *title, int capacity);
+
+// Sets the window's text with the zoom ("%s (1:%d)" or "%s (%d:1)"), cut to 340 characters.
+void UpdateTitle(WindowHandle window);
+
+// The in-use list.
+ErrorCode MarkInUse(WindowHandle user, WindowHandle used, const char *name, int blocking);
+void ClearInUse(WindowHandle user, WindowHandle used);
+// The name of the first blocking user of a window, or null.
+const char *InUseBy(WindowHandle window);
+void NotifyUsers(WindowHandle window);  // MSG_INPUT_CHANGED to each user
+void RefreshUsers(WindowHandle window); // MSG_REFRESH to each user
+
+// Undo of retouching. UndoPush(null, null) begins a new group.
+ErrorCode UndoPush(WindowHandle window, const Rect *rectangle);
+void Undo(void);
+void UndoAll(void);
+void UndoDiscard(void);
+void UndoForget(WindowHandle window);
+int UndoAvailable(void);
+
+// Asks whether a modified window may close ("Save Modified Image: %s?"); 1 allows.
+int QuerySave(WindowHandle window);
+
+// The image window that shows the file at path (compared without case), or null.
+WindowHandle FindImageWindow(const char *path);

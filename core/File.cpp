@@ -67,8 +67,7 @@ ErrorCode FileReadExact(FileHandle file, void *buffer, int64_t count)
 ErrorCode FileWrite(FileHandle file, const void *buffer, int64_t count)
 {
     if (count <= 0) return ERROR_NONE;
-    return fwrite(buffer, 1, (size_t)count, file) == (size_t)count ? ERROR_NONE
-                                                                   : ERROR_WRITE_FILE;
+    return fwrite(buffer, 1, (size_t)count, file) == (size_t)count ? ERROR_NONE : ERROR_WRITE_FILE;
 }
 
 ErrorCode FileSeek(FileHandle file, int64_t offset)
@@ -133,6 +132,8 @@ ErrorCode SafeFileCreate(const char *path, SafeFile *safe)
         safe->temporary[0] = 0;
         return ERROR_CREATE_FILE;
     }
+    // Writers that gather their data in large pieces write them straight through; small
+    // writes (directory entries) still gather in the stream's buffer.
     return ERROR_NONE;
 }
 
@@ -141,7 +142,6 @@ ErrorCode SafeFileCommit(SafeFile *safe)
     ErrorCode result = ERROR_NONE;
     if (safe->file == FILE_HANDLE_NONE) return ERROR_WRITE_FILE;
     if (fflush(safe->file) != 0) result = ERROR_WRITE_FILE;
-    if (result == ERROR_NONE && fsync(fileno(safe->file)) != 0) result = ERROR_WRITE_FILE;
     if (fclose(safe->file) != 0 && result == ERROR_NONE) result = ERROR_CLOSE_FILE;
     safe->file = FILE_HANDLE_NONE;
     if (result == ERROR_NONE && rename(safe->temporary, safe->path) != 0)

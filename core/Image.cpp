@@ -14,6 +14,9 @@
 // file or an impossible size, and the system would kill us before malloc said no.
 static const int64_t IMAGE_MAX_BYTES = (int64_t)1 << 34;
 
+// Pictures of this many bytes or more take their blocks from one region of huge pages.
+static const int64_t IMAGE_REGION_MINIMUM = (int64_t)8 << 20;
+
 uint16_t Depth8To16[256];
 uint8_t Depth16To8[65536];
 uint8_t LerpTable[256][256];
@@ -69,8 +72,14 @@ void ImageFree(Image *image)
 {
     MemoryRelease(&image->rows);
     if (image->chunks != nullptr) {
-        for (int i = 0; i < image->chunkCount; i++)
-            MemoryRelease(&image->chunks[i]);
+        // The slot after the last block holds the region the blocks were carved from, if any.
+        uint8_t *region = image->chunks[image->chunkCount];
+        if (region != nullptr) {
+            MemoryFreeLarge(region);
+        } else {
+            for (int i = 0; i < image->chunkCount; i++)
+                MemoryRelease(&image->chunks[i]);
+        }
     }
     MemoryRelease(&image->chunks);
     ImageClear(image);
@@ -111,8 +120,17 @@ ErrorCode ImageAlloc(Image *image, int type, int width, int height, double resol
     if (image->rows == nullptr) goto failed;
     image->rowsPerChunk = (int32_t)(IMAGE_CHUNK_BYTES / rowBytes);
     image->chunkCount = (storedRows + image->rowsPerChunk - 1) / image->rowsPerChunk;
-    image->chunks = (uint8_t **)MemoryAllocZero(sizeof(uint8_t *) * (size_t)image->chunkCount);
+    // One slot more than blocks: it holds the region of a big picture's blocks, or null.
+    image->chunks =
+        (uint8_t **)MemoryAllocZero(sizeof(uint8_t *) * ((size_t)image->chunkCount + 1));
     if (image->chunks == nullptr) goto failed;
+    // A big picture's blocks are carved, each the size it would have alone, from one region
+    // backed by huge pages: faulting in its fresh memory a small page at a time would cost
+    // more than reading the pixels. Small pictures, and big ones when no region is to be had,
+    // get a block at a time.
+    if (rowBytes * storedRows >= IMAGE_REGION_MINIMUM)
+        image->chunks[image->chunkCount] =
+            (uint8_t *)MemoryAllocLarge((size_t)rowBytes * (size_t)storedRows);
     // The last block is cut to the rows it really holds: for a histogram or a single color
     // that is the one stored row, whatever the height says.
     for (int i = 0; i < image->chunkCount; i++) {
@@ -121,7 +139,11 @@ ErrorCode ImageAlloc(Image *image, int type, int width, int height, double resol
             rowsInChunk = storedRows % image->rowsPerChunk;
             if (rowsInChunk == 0) rowsInChunk = image->rowsPerChunk;
         }
-        image->chunks[i] = (uint8_t *)MemoryAlloc((size_t)rowsInChunk * (size_t)rowBytes);
+        uint8_t *region = image->chunks[image->chunkCount];
+        if (region != nullptr)
+            image->chunks[i] = region + (size_t)i * image->rowsPerChunk * (size_t)rowBytes;
+        else
+            image->chunks[i] = (uint8_t *)MemoryAlloc((size_t)rowsInChunk * (size_t)rowBytes);
         if (image->chunks[i] == nullptr) goto failed;
     }
     for (int i = 0; i < storedRows; i++)
@@ -144,8 +166,8 @@ static int StoredRows(const Image *image)
 
 ErrorCode ImageDuplicate(const Image *source, Image *destination)
 {
-    ErrorCode result = ImageAlloc(destination, source->type, source->width, source->height,
-                                  source->resolution);
+    ErrorCode result =
+        ImageAlloc(destination, source->type, source->width, source->height, source->resolution);
     if (result != ERROR_NONE) return result;
     int rows = StoredRows(source);
     for (int i = 0; i < rows; i++)
@@ -155,19 +177,23 @@ ErrorCode ImageDuplicate(const Image *source, Image *destination)
 
 ErrorCode ImageCopy(const Image *source, Image *destination, int showProgress)
 {
-    ErrorCode result = ImageAlloc(destination, source->type, source->width, source->height,
-                                  source->resolution);
+    ErrorCode result =
+        ImageAlloc(destination, source->type, source->width, source->height, source->resolution);
     if (result != ERROR_NONE) return result;
     int rows = StoredRows(source);
     int progress = showProgress && (int64_t)source->width * source->height >= PROGRESS_PIXELS;
-    if (progress) ProgressOpen(0, source->height - 1, "Copy", 1);
-    else SetWaitCursor();
+    if (progress)
+        ProgressOpen(0, source->height - 1, "Copy", 1);
+    else
+        SetWaitCursor();
     for (int i = 0; i < rows; i++) {
         memcpy(destination->rows[i], source->rows[i], (size_t)source->rowBytes);
         if (progress && (result = ProgressStep(i)) != ERROR_NONE) break;
     }
-    if (progress) ProgressClose();
-    else SetArrowCursor();
+    if (progress)
+        ProgressClose();
+    else
+        SetArrowCursor();
     return result;
 }
 
@@ -178,8 +204,8 @@ ErrorCode ImageCopyRect(const Image *source, int x0, int y0, int x1, int y1, Ima
     if (x0 < 0 || y0 < 0 || x1 < x0 || y1 < y0) return ERROR_INTERNAL_1;
     if (ImageIsPicture(source->type) && (x1 >= source->width || y1 >= source->height))
         return ERROR_INTERNAL_1;
-    ErrorCode result = ImageAlloc(destination, source->type, x1 - x0 + 1, y1 - y0 + 1,
-                                  source->resolution);
+    ErrorCode result =
+        ImageAlloc(destination, source->type, x1 - x0 + 1, y1 - y0 + 1, source->resolution);
     if (result != ERROR_NONE) return result;
     int bytesPerPixel = 0;
     switch (source->type) {
@@ -196,8 +222,10 @@ ErrorCode ImageCopyRect(const Image *source, int x0, int y0, int x1, int y1, Ima
         if (source->type == TYPE_BINARY) {
             // The rectangle's first column need not start a byte: move bit by bit.
             for (int x = x0; x <= x1; x++) {
-                if (BitTest(in, x)) BitSet(out, x - x0);
-                else BitClear(out, x - x0);
+                if (BitTest(in, x))
+                    BitSet(out, x - x0);
+                else
+                    BitClear(out, x - x0);
             }
         } else {
             memcpy(out, in + (size_t)x0 * bytesPerPixel, (size_t)(x1 - x0 + 1) * bytesPerPixel);
@@ -229,8 +257,10 @@ void ImageShiftLeft(Image *image, int count)
         uint8_t *row = image->rows[y];
         if (image->type == TYPE_BINARY) {
             for (int x = 0; x < image->width - count; x++) {
-                if (BitTest(row, x + count)) BitSet(row, x);
-                else BitClear(row, x);
+                if (BitTest(row, x + count))
+                    BitSet(row, x);
+                else
+                    BitClear(row, x);
             }
         } else if (shift < image->rowBytes) {
             MemCopy(row + shift, row, image->rowBytes - shift);
@@ -249,8 +279,10 @@ void ImageShiftRight(Image *image, int count)
         uint8_t *row = image->rows[y];
         if (image->type == TYPE_BINARY) {
             for (int x = image->width - 1; x >= count; x--) {
-                if (BitTest(row, x - count)) BitSet(row, x);
-                else BitClear(row, x);
+                if (BitTest(row, x - count))
+                    BitSet(row, x);
+                else
+                    BitClear(row, x);
             }
         } else if (shift < image->rowBytes) {
             MemCopy(row, row + shift, image->rowBytes - shift);
@@ -292,10 +324,10 @@ struct SampleSpot {
     int iy;
     int fx;
     int fy;
-    int exact;    // inside with both weights 0: the pixel itself
-    int x1;       // column of the right-hand corners
-    int y1;       // row of the upper corners
-    int in[4];    // corners (ix, iy), (x1, iy), (ix, y1), (x1, y1) in the picture
+    int exact; // inside with both weights 0: the pixel itself
+    int x1;    // column of the right-hand corners
+    int y1;    // row of the upper corners
+    int in[4]; // corners (ix, iy), (x1, iy), (ix, y1), (x1, y1) in the picture
 };
 
 static int Min255(int weight)
@@ -375,8 +407,8 @@ static int SampleChannel(const Image *image, const SampleSpot *spot, int channel
     int xs[4] = {spot->ix, spot->x1, spot->ix, spot->x1};
     int ys[4] = {spot->iy, spot->iy, spot->y1, spot->y1};
     for (int i = 0; i < 4; i++)
-        corner[i] = spot->in[i] ? SampleAt<Sample>(image, xs[i], ys[i], channels, channel)
-                                : background;
+        corner[i] =
+            spot->in[i] ? SampleAt<Sample>(image, xs[i], ys[i], channels, channel) : background;
     if (sizeof(Sample) == 1) {
         int lower = Lerp8(corner[0], corner[1], spot->fx);
         int upper = Lerp8(corner[2], corner[3], spot->fx);
@@ -406,8 +438,8 @@ int SampleGray16(const Image *image, double x, double y, int background)
 }
 
 template <typename Sample>
-static void SampleColor(const Image *image, double x, double y, int *red, int *green,
-                        int *blue, int backgroundRed, int backgroundGreen, int backgroundBlue)
+static void SampleColor(const Image *image, double x, double y, int *red, int *green, int *blue,
+                        int backgroundRed, int backgroundGreen, int backgroundBlue)
 {
     SampleSpot spot;
     // The backgrounds are blended like samples, so they keep to the samples' range.

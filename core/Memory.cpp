@@ -2,6 +2,11 @@
 #include "core/Memory.h"
 
 #include <cstdlib>
+#include <cstring>
+#include <sys/mman.h>
+
+static const size_t HUGE_PAGE = 2u << 20; // bytes of a huge page on the machines we know
+static const size_t LARGE_HEADER = 64;    // bytes before a large region: its mapping
 
 void *MemoryAlloc(size_t bytes)
 {
@@ -40,4 +45,28 @@ int SizeAdd(size_t a, size_t b, size_t *sum)
     }
     *sum = result;
     return 1;
+}
+
+void *MemoryAllocLarge(size_t bytes)
+{
+    size_t total;
+    if (bytes == 0 || !SizeAdd(bytes, LARGE_HEADER + HUGE_PAGE, &total)) return nullptr;
+    void *mapped = mmap(nullptr, total, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    if (mapped == MAP_FAILED) return nullptr;
+    // The region starts on a huge-page boundary, so that all of it can be backed by them; the
+    // header with the mapping goes just before it.
+    uintptr_t start =
+        ((uintptr_t)mapped + LARGE_HEADER + HUGE_PAGE - 1) & ~(uintptr_t)(HUGE_PAGE - 1);
+    madvise((void *)start, bytes, MADV_HUGEPAGE); // only advice: without it we get small pages
+    uintptr_t header[2] = {(uintptr_t)mapped, (uintptr_t)total};
+    memcpy((void *)(start - LARGE_HEADER), header, sizeof header);
+    return (void *)start;
+}
+
+void MemoryFreeLarge(void *memory)
+{
+    if (memory == nullptr) return;
+    uintptr_t header[2];
+    memcpy(header, (const uint8_t *)memory - LARGE_HEADER, sizeof header);
+    munmap((void *)header[0], (size_t)header[1]);
 }

@@ -24,6 +24,14 @@ template <typename T> inline void MemoryRelease(T **memory)
     *memory = nullptr;
 }
 
+// Allocates a large region of uninitialised memory backed by huge pages where the system has
+// them; null on failure. For the pixel blocks of big pictures, whose fresh pages would
+// otherwise cost more to fault in one by one than the pixels cost to compute.
+void *MemoryAllocLarge(size_t bytes);
+
+// Frees a region from MemoryAllocLarge; null is ignored.
+void MemoryFreeLarge(void *memory);
+
 // *product = a * b; returns 1 when it fits in size_t, 0 on overflow (product then 0).
 int SizeMultiply(size_t a, size_t b, size_t *product);
 

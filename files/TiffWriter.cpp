@@ -58,6 +58,9 @@ static int64_t TiffFileRowBytes(const Image *image)
 // the file's (little-endian) order. An inline value stands in the value field, zero-padded;
 // any other goes to nextDataOffset, and the entry points there. Returns ERROR_WRITE_TIFF on
 // any failure.
+// Bytes of rows gathered before they are written.
+static const int64_t TIFF_WRITE_BUFFER = 1 << 20;
+
 static ErrorCode TiffPutEntry(FileHandle file, TiffLayout *layout, int tag, int type,
                               uint32_t count, const uint8_t *bytes, int64_t byteCount,
                               int inlineValue)
@@ -239,47 +242,49 @@ static ErrorCode TiffPutCommentText(FileHandle file, TiffLayout *layout, int tag
     return TiffPutBytes(file, layout, tag, TIFF_FIELD_ASCII, comment->value, comment->length);
 }
 
-// The rows, top of the picture first. Color rows go through a row buffer in which red comes
-// first, as TIFF wants it: the picture itself is left untouched (and may stay const), where
-// swapping in place and back would have saved only the buffer.
+// The rows, top of the picture first, gathered into a buffer of whole rows that goes out
+// in one write when full. Color rows are copied into it red first, as TIFF wants them: the
+// picture itself is left untouched (and may stay const). Each row is copied once, and the
+// large writes keep the system calls few.
 static ErrorCode TiffPutRows(FileHandle file, const Image *image, int64_t rowBytes)
 {
     ErrorCode result = ERROR_NONE;
     uint8_t *buffer = nullptr;
-    int color = image->type == TYPE_COLOR24 || image->type == TYPE_COLOR48;
+    int64_t rowsPerBuffer = TIFF_WRITE_BUFFER / rowBytes;
+    int64_t filled = 0; // bytes of the buffer in use
     // The unused bits at the end of a binary row are cleared, so that a picture always gives
     // the same file.
     int binaryTail = image->type == TYPE_BINARY && image->width % 8 != 0;
 
-    if (color || binaryTail) {
-        buffer = (uint8_t *)MemoryAlloc((size_t)rowBytes);
-        if (buffer == nullptr) return ERROR_NO_MEMORY;
-    }
+    if (rowsPerBuffer < 1) rowsPerBuffer = 1;
+    buffer = (uint8_t *)MemoryAlloc((size_t)(rowsPerBuffer * rowBytes));
+    if (buffer == nullptr) return ERROR_NO_MEMORY;
     ProgressOpen(0, image->height - 1, "TIFF Write", 1);
     for (int i = 0; i < image->height; i++) {
         const uint8_t *row = image->rows[image->height - 1 - i];
-        const uint8_t *out = row;
+        uint8_t *out = buffer + filled;
         if (image->type == TYPE_COLOR24) {
             for (int64_t x = 0; x < rowBytes; x += 3) {
-                buffer[x] = row[x + 2];
-                buffer[x + 1] = row[x + 1];
-                buffer[x + 2] = row[x];
+                out[x] = row[x + 2];
+                out[x + 1] = row[x + 1];
+                out[x + 2] = row[x];
             }
-            out = buffer;
         } else if (image->type == TYPE_COLOR48) {
             for (int64_t x = 0; x < rowBytes; x += 6) {
-                memcpy(buffer + x, row + x + 4, 2);
-                memcpy(buffer + x + 2, row + x + 2, 2);
-                memcpy(buffer + x + 4, row + x, 2);
+                memcpy(out + x, row + x + 4, 2);
+                memcpy(out + x + 2, row + x + 2, 2);
+                memcpy(out + x + 4, row + x, 2);
             }
-            out = buffer;
-        } else if (binaryTail) {
-            memcpy(buffer, row, (size_t)rowBytes);
-            buffer[rowBytes - 1] &= (uint8_t)(0xff00 >> (image->width % 8));
-            out = buffer;
+        } else {
+            memcpy(out, row, (size_t)rowBytes);
+            if (binaryTail) out[rowBytes - 1] &= (uint8_t)(0xff00 >> (image->width % 8));
         }
-        result = FileWrite(file, out, rowBytes);
-        if (result != ERROR_NONE) break;
+        filled += rowBytes;
+        if (filled + rowBytes > rowsPerBuffer * rowBytes || i == image->height - 1) {
+            result = FileWrite(file, buffer, filled);
+            filled = 0;
+            if (result != ERROR_NONE) break;
+        }
         result = ProgressStep(i);
         if (result != ERROR_NONE) break;
     }

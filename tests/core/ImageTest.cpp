@@ -898,3 +898,32 @@ TEST(ImageTypeName, NamesOfWindowInfo)
                   type == 1 || type == 2 || type == 3 || type == 6 || type == 7)
             << type;
 }
+
+TEST(ImageAlloc, BigPicturesCarveTheirBlocksFromOneRegion)
+{
+    TestStart();
+    // 6000 x 500 at 24 bits is 9,000,000 bytes: its blocks come from one region, each as
+    // large as it would be alone, and every row can be written and read back.
+    Image image;
+    ImageClear(&image);
+    ASSERT_EQ(ImageAlloc(&image, TYPE_COLOR24, 6000, 500, 300.0), ERROR_NONE);
+    ASSERT_EQ(image.rowsPerChunk, 512000 / 18000);
+    ASSERT_EQ(image.chunkCount, (500 + 27) / 28);
+    for (int i = 0; i + 1 < image.chunkCount; i++)
+        EXPECT_EQ(image.chunks[i + 1] - image.chunks[i], (ptrdiff_t)28 * 18000) << "block " << i;
+    for (int y = 0; y < image.height; y++)
+        memset(image.rows[y], y & 255, (size_t)image.rowBytes);
+    for (int y = 0; y < image.height; y += 37)
+        EXPECT_EQ(image.rows[y][image.rowBytes - 1], y & 255);
+    Image copy;
+    ImageClear(&copy);
+    ASSERT_EQ(ImageDuplicate(&image, &copy), ERROR_NONE);
+    EXPECT_EQ(memcmp(copy.rows[499], image.rows[499], (size_t)image.rowBytes), 0);
+    ImageFree(&image);
+    ImageFree(&copy);
+    ImageFree(&copy); // twice is harmless
+    // A small picture after a big one gets blocks of its own again.
+    ASSERT_EQ(ImageAlloc(&image, TYPE_GRAY8, 1000, 1025, 72.0), ERROR_NONE);
+    EXPECT_GE(BlockBytes(image.chunks[2]), 1000u);
+    ImageFree(&image);
+}

@@ -15,8 +15,9 @@
 #include <cstdlib>
 #include <cstring>
 // jpeglib.h needs FILE and size_t declared before it.
-#include <jerror.h>
 #include <jpeglib.h>
+// jerror.h numbers its messages by the library version that jpeglib.h defines.
+#include <jerror.h>
 
 #include "core/File.h"
 #include "core/Helpers.h"
@@ -61,6 +62,7 @@ struct JpegFailure {
     jpeg_error_mgr manager; // first, so that the library's pointer to it is a pointer to us
     jmp_buf jump;
     int badProfile; // a damaged ICC segment was reported
+    int endMissing; // the file ended before its end marker
     ErrorCode code; // what a jump returns
 };
 
@@ -70,6 +72,7 @@ struct JpegReadState {
     FileHandle file;
     int created; // info must be destroyed
     int progressOpen;
+    int multipleScans;     // progressive, or one scan a component
     uint8_t *cmykRow;      // one row of CMYK samples, for files in that space
     FileComment *comments; // gathered here, handed to the window on success
     uint8_t *profile;      // MemoryAlloc'd copy of the embedded profile
@@ -95,9 +98,12 @@ static void JpegFailureExit(j_common_ptr info)
 
 static void JpegSilence(j_common_ptr) {}
 
-// Warnings while reading. Damaged entropy data, a file cut short or a broken progression
-// are errors to us; junk between segments, an unknown Adobe transform or JFIF version cost
-// nothing of the picture; a damaged profile is noted for the profile step.
+// Warnings while reading. Damaged entropy data, data that stops short or a broken
+// progression are errors to us; junk between segments, an unknown Adobe transform or JFIF
+// version cost nothing of the picture; a damaged profile is noted for the profile step. The
+// end of the file is only noted: the decoder reads ahead, so a file that lacks nothing but
+// its end marker reports it too, and data that was really missing is reported as a
+// premature end of a data segment.
 static void JpegReadMessage(j_common_ptr info, int level)
 {
     JpegFailure *failure = (JpegFailure *)info->err;
@@ -107,6 +113,7 @@ static void JpegReadMessage(j_common_ptr info, int level)
     case JWRN_ADOBE_XFORM:
     case JWRN_JFIF_MAJOR: return;
     case JWRN_BOGUS_ICC: failure->badProfile = 1; return;
+    case JWRN_JPEG_EOF: failure->endMissing = 1; return;
     default: longjmp(failure->jump, 1);
     }
 }
@@ -214,6 +221,7 @@ static ErrorCode JpegDecode(JpegReadState *state, Image *image, int showProgress
     jpeg_save_markers(info, JPEG_COM, 0xffff);
     jpeg_read_header(info, TRUE);
 
+    state->multipleScans = jpeg_has_multiple_scans(info);
     int64_t pixels = (int64_t)info->image_width * info->image_height;
     int64_t perByte = info->arith_code ? JPEG_PIXELS_PER_BYTE_ARITHMETIC : JPEG_PIXELS_PER_BYTE;
     if (pixels <= 0 || pixels / perByte > fileSize) return ERROR_READ_JPEG;
@@ -279,8 +287,11 @@ static ErrorCode JpegDecode(JpegReadState *state, Image *image, int showProgress
             if (result != ERROR_NONE) return result;
         }
     }
-    // Every row is in; a missing end marker after them costs nothing, so the file is not
-    // read on to look for it.
+    // Every row is in. In a file of one scan a missing end marker cost nothing. A file of
+    // several scans that ends early may lack whole scans, which nothing else reports: its
+    // picture would be coarse or colorless, so it is refused. Nothing after the rows is
+    // needed, so the file is not read on to its end.
+    if (state->failure.endMissing && state->multipleScans) return ERROR_READ_JPEG;
     return ERROR_NONE;
 }
 

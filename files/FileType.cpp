@@ -38,10 +38,8 @@ int DetectFileType(const char *path)
 {
     const char *dot = nullptr;
     for (const char *p = path; *p != 0; p++) {
-        if (*p == '.')
-            dot = p;
-        else if (*p == '/' || *p == '\\' || *p == ':')
-            dot = nullptr;
+        if (*p == '.') dot = p;
+        else if (*p == '/' || *p == '\\' || *p == ':') dot = nullptr;
     }
     if (dot == nullptr) return -1;
     for (int i = 0; i < FILE_TYPE_COUNT; i++) {
@@ -100,11 +98,16 @@ static const int N = FILE_HOLDS_NO;
 
 static const FileHolds FILE_HOLDS[FILE_SAVE_COUNT] = {
     {N, N, N, N, N, ERROR_UNKNOWN_FILE_TYPE}, // no save type
-    {Y, Y, Y, Y, Y, ERROR_SAVE_TYPE_TIFF},     {N, Y, Y, R, R, ERROR_SAVE_TYPE_JPEG},
-    {Y, Y, Y, R, R, ERROR_SAVE_TYPE_BMP},      {N, Y, Y, R, R, ERROR_SAVE_TYPE_TARGA},
-    {Y, Y, Y, R, R, ERROR_SAVE_TYPE_PCX},      {Y, Y, Y, R, R, ERROR_SAVE_TYPE_GIF},
-    {Y, Y, Y, R, R, ERROR_SAVE_TYPE_EPS},      {Y, Y, Y, R, R, ERROR_SAVE_TYPE_PNG},
-    {N, Y, Y, R, R, ERROR_SAVE_TYPE_FLASHPIX}, {N, Y, N, Y, N, ERROR_SAVE_TYPE_FITS},
+    {Y, Y, Y, Y, Y, ERROR_SAVE_TYPE_TIFF},
+    {N, Y, Y, R, R, ERROR_SAVE_TYPE_JPEG},
+    {Y, Y, Y, R, R, ERROR_SAVE_TYPE_BMP},
+    {N, Y, Y, R, R, ERROR_SAVE_TYPE_TARGA},
+    {Y, Y, Y, R, R, ERROR_SAVE_TYPE_PCX},
+    {Y, Y, Y, R, R, ERROR_SAVE_TYPE_GIF},
+    {Y, Y, Y, R, R, ERROR_SAVE_TYPE_EPS},
+    {Y, Y, Y, R, R, ERROR_SAVE_TYPE_PNG},
+    {N, Y, Y, R, R, ERROR_SAVE_TYPE_FLASHPIX},
+    {N, Y, N, Y, N, ERROR_SAVE_TYPE_FITS},
     {Y, Y, N, R, N, ERROR_SAVE_TYPE_RLE},
 };
 

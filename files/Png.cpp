@@ -271,24 +271,34 @@ static ErrorCode PngReadRawExif(PngReadState *state, const char *text)
 }
 
 // EXIF first, from eXIf or else ImageMagick's text; then the texts for what EXIF left open.
+// libpng hands eXIf over as an unknown chunk: it refuses a block that starts with "Exif\0\0",
+// as ImageMagick writes it, and such a block is still sound behind those six bytes.
 static ErrorCode PngReadComments(PngReadState *state)
 {
     ErrorCode result = ERROR_NONE;
-    png_bytep exif = nullptr;
-    png_uint_32 exifSize = 0;
+    png_unknown_chunkp chunks = nullptr;
+    int chunkCount = png_get_unknown_chunks(state->png, state->info, &chunks);
     png_textp texts = nullptr;
     int textCount = 0;
+    int exifSeen = 0;
     png_get_text(state->png, state->info, &texts, &textCount);
-    if (png_get_eXIf_1(state->png, state->info, &exifSize, &exif) && exif != nullptr) {
-        result = MetadataReadExif(exif, exifSize, &state->comments, &state->picture);
-        if (result == ERROR_NO_MEMORY) return result;
-    } else {
-        for (int i = 0; i < textCount; i++)
-            if (strcmp(texts[i].key, PNG_RAW_EXIF_KEYWORD) == 0 && texts[i].text != nullptr) {
-                result = PngReadRawExif(state, texts[i].text);
-                if (result != ERROR_NONE) return result;
-                break;
-            }
+    for (int i = 0; i < chunkCount && !exifSeen; i++) {
+        if (memcmp(chunks[i].name, "eXIf", 4) != 0 || chunks[i].data == nullptr) continue;
+        const uint8_t *block = chunks[i].data;
+        size_t size = chunks[i].size;
+        if (size > 6 && memcmp(block, "Exif\0\0", 6) == 0) {
+            block += 6;
+            size -= 6;
+        }
+        exifSeen = 1;
+        result = MetadataReadExif(block, size, &state->comments, &state->picture);
+        if (result == ERROR_NO_MEMORY) return result; // a damaged block costs its fields
+    }
+    for (int i = 0; i < textCount && !exifSeen; i++) {
+        if (strcmp(texts[i].key, PNG_RAW_EXIF_KEYWORD) != 0 || texts[i].text == nullptr) continue;
+        exifSeen = 1;
+        result = PngReadRawExif(state, texts[i].text);
+        if (result != ERROR_NONE) return result;
     }
     for (int i = 0; i < textCount; i++) {
         result = PngAddText(state, &texts[i]);
@@ -298,8 +308,9 @@ static ErrorCode PngReadComments(PngReadState *state)
 }
 
 // Dots per inch from pHYs in pixels per metre, or the preference without it. A whole number
-// of dots per inch is stored to the nearest pixel per metre, so a value that close to a
-// whole number is given back as that number.
+// of dots per inch is stored as a whole number of pixels per metre, rounded or (by some
+// writers) cut; either way the value read lies within one step of 0.0254 dots per inch of
+// it, and is given back as that whole number.
 static double PngResolution(const PngReadState *state)
 {
     png_uint_32 x = 0, y = 0;
@@ -308,7 +319,7 @@ static double PngResolution(const PngReadState *state)
         x > 0) {
         double dpi = x * PNG_CENTIMETRE_FACTOR / 100.0;
         double whole = std::floor(dpi + 0.5);
-        if (std::fabs(dpi - whole) <= 0.5 * PNG_CENTIMETRE_FACTOR / 100.0) return whole;
+        if (std::fabs(dpi - whole) < PNG_CENTIMETRE_FACTOR / 100.0) return whole;
         return dpi;
     }
     return Prefs.defaultResolution;
@@ -345,6 +356,7 @@ static ErrorCode PngDecode(PngReadState *state, Image *image, int showProgress, 
     png_set_user_limits(state->png, PNG_MAX_SIDE, PNG_MAX_SIDE);
     png_set_chunk_malloc_max(state->png, PNG_CHUNK_MAX);
     png_set_chunk_cache_max(state->png, PNG_CHUNK_COUNT_MAX);
+    png_set_keep_unknown_chunks(state->png, PNG_HANDLE_CHUNK_ALWAYS, (png_const_bytep) "eXIf", 1);
     png_read_info(state->png, state->info);
     png_get_IHDR(state->png, state->info, &width, &height, &depth, &colorType, &interlace, nullptr,
                  nullptr);
@@ -393,8 +405,6 @@ static ErrorCode PngDecode(PngReadState *state, Image *image, int showProgress, 
     int passes = png_set_interlace_handling(state->png);
     png_read_update_info(state->png, state->info);
 
-    result = PngReadComments(state);
-    if (result != ERROR_NONE) return result;
     if (type == TYPE_COLOR24 || type == TYPE_COLOR48) {
         png_charp name = nullptr;
         int compression = 0;
@@ -472,15 +482,9 @@ ErrorCode ReadPngFile(const char *path, ImageWindow *window, int showProgress)
     }
     result = PngDecode(&state, &window->image, showProgress, fileSize);
     if (result != ERROR_NONE) goto done;
-    // Texts after the rows (read at the end) may still add to the comments.
-    if (state.reachedEnd) {
-        png_textp texts = nullptr;
-        int textCount = 0;
-        png_get_text(state.png, state.info, &texts, &textCount);
-        for (int i = 0; i < textCount && result == ERROR_NONE; i++)
-            result = PngAddText(&state, &texts[i]);
-        if (result != ERROR_NONE) goto done;
-    }
+    // Comments may stand before the rows and after them.
+    result = PngReadComments(&state);
+    if (result != ERROR_NONE) goto done;
 
     if (state.picture.orientation != 1) {
         result = OrientImageCode(&window->image, &oriented,
@@ -666,7 +670,9 @@ static ErrorCode PngEncode(PngWriteState *state, const ImageWindow *window)
             if (result != ERROR_NONE) return result;
         }
     }
-    png_write_end(state->png, state->info);
+    // Everything was written before the rows; given the info again, libpng would repeat the
+    // EXIF chunk after them.
+    png_write_end(state->png, nullptr);
     return ERROR_NONE;
 }
 

@@ -64,8 +64,8 @@ inline std::string Quoted(const std::string &path)
 }
 
 // The picture an independent tool decodes: command prints raw samples, top row first, red
-// first, 16-bit samples big-endian as ImageMagick's raw dumps are. They become an Image of
-// type, bottom row first, blue first, little-endian.
+// first, 16-bit samples big-endian (ImageMagick needs -endian MSB for that). They become an Image
+// of type, bottom row first, blue first, little-endian.
 inline Image ToolImage(const std::string &command, int type, int width, int height)
 {
     Image image = {};
@@ -102,7 +102,8 @@ inline Image MagickImage(const std::string &path, int type, int width, int heigh
     int deep = type == TYPE_GRAY16 || type == TYPE_COLOR48;
     int color = type == TYPE_COLOR24 || type == TYPE_COLOR48;
     return ToolImage(std::string("convert ") + Quoted(path) +
-                         (deep ? " -depth 16 " : " -depth 8 ") + (color ? "rgb:-" : "gray:-"),
+                         (deep ? " -depth 16 -endian MSB " : " -depth 8 ") +
+                         (color ? "rgb:-" : "gray:-"),
                      type, width, height);
 }
 

@@ -5,6 +5,8 @@
 
 #include "core/Text.h"
 #include "core/WholeImage.h"
+#include "files/Jpeg.h"
+#include "files/Png.h"
 #include "files/TiffComments.h"
 #include "files/TiffReader.h"
 #include "files/TiffWriter.h"
@@ -60,6 +62,8 @@ int DetectFileContent(const char *path)
     if (got >= 4 && ((head[0] == 'I' && head[1] == 'I' && head[2] == 42 && head[3] == 0) ||
                      (head[0] == 'M' && head[1] == 'M' && head[2] == 0 && head[3] == 42)))
         return FILE_OPEN_TIFF;
+    if (got >= 3 && head[0] == 0xff && head[1] == 0xd8 && head[2] == 0xff) return FILE_OPEN_JPEG;
+    if (got >= 8 && memcmp(head, "\x89PNG\r\n\x1a\n", 8) == 0) return FILE_OPEN_PNG;
     return -1;
 }
 
@@ -174,6 +178,8 @@ ErrorCode FileLoad(const char *path, int openNumber, ImageWindow *window, int sh
         if (result == ERROR_NONE) result = ReadTiffComments(path, window);
         if (result == ERROR_NONE) result = ReadTiffColorProfile(path, window);
         break;
+    case FILE_OPEN_JPEG: result = ReadJpegFile(path, window, showProgress); break;
+    case FILE_OPEN_PNG: result = ReadPngFile(path, window, showProgress); break;
     case FILE_OPEN_FLASHPIX: result = ERROR_READ_FLASHPIX; break;
     case FILE_OPEN_PHOTOCD: result = ERROR_READ_PHOTOCD_IMAGE; break;
     default: result = ERROR_UNKNOWN_FILE_TYPE; break;
@@ -184,7 +190,6 @@ ErrorCode FileLoad(const char *path, int openNumber, ImageWindow *window, int sh
 
 ErrorCode FileSave(const char *path, int saveNumber, ImageWindow *window, int jpegQuality)
 {
-    (void)jpegQuality;
     ErrorCode code;
     if (FileSaveHolds(saveNumber, window->image.type, &code) != FILE_HOLDS_YES) {
         // A 16-bit picture must have been reduced before an 8-bit format sees it.
@@ -192,6 +197,8 @@ ErrorCode FileSave(const char *path, int saveNumber, ImageWindow *window, int jp
     }
     switch (saveNumber) {
     case FILE_SAVE_TIFF: return SaveTiffFileWithComments(path, window);
+    case FILE_SAVE_JPEG: return SaveJpegFile(path, window, jpegQuality);
+    case FILE_SAVE_PNG: return SavePngFile(path, window);
     case FILE_SAVE_FLASHPIX: return ERROR_WRITE_FLASHPIX;
     default: return ERROR_UNKNOWN_FILE_TYPE;
     }

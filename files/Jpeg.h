@@ -1,0 +1,26 @@
+// JPEG files through libjpeg-turbo: 8-bit gray and 24-bit color, with the embedded ICC profile
+// (APP2) and EXIF (APP1, through files/Metadata) in both directions.
+#pragma once
+
+#include "core/Errors.h"
+#include "core/ImageWindow.h"
+
+constexpr int JPEG_QUALITY_MIN = 1;
+constexpr int JPEG_QUALITY_MAX = 100;
+
+// Reads a JPEG file into the window: gray files become 8-bit gray, all others 24-bit color
+// (CMYK through a plain conversion), turned upright as EXIF's orientation says. Appends the
+// EXIF fields (and a COM text as "User Comment") to window->comments and sets window->profile
+// for color pictures with an embedded profile. With showProgress and 100000 pixels or more a
+// "JPEG Read" bar runs. ERROR_OPEN_FILE, ERROR_ABORTED, ERROR_NO_MEMORY or
+// ERROR_IMAGE_TOO_WIDE for a picture too large to hold, ERROR_READ_JPEG_PROFILE for damaged
+// profile segments, ERROR_READ_JPEG for anything else; on failure the image is left empty
+// and the window's comments and profile as they were.
+ErrorCode ReadJpegFile(const char *path, ImageWindow *window, int showProgress);
+
+// Writes the window's 8-bit gray or 24-bit color picture at quality 1..100 (clamped), with
+// its resolution, its comments as EXIF and, for color, its profile. Other types give
+// ERROR_SAVE_TYPE_JPEG; a failed write ERROR_WRITE_JPEG (or the file's create code), an
+// unwritable profile ERROR_WRITE_JPEG_PROFILE, a cancel ERROR_ABORTED; the old file is then
+// left as it was.
+ErrorCode SaveJpegFile(const char *path, ImageWindow *window, int quality);

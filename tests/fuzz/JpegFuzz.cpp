@@ -1,0 +1,44 @@
+// Fuzz target of the JPEG reader: libjpeg's decoding with our error handling, the EXIF and
+// comment segments, the profile and the orientation. The reader reads from a path, so each
+// input is written to one temporary file first.
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <unistd.h>
+
+#include "core/Core.h"
+#include "core/ImageWindow.h"
+#include "files/Jpeg.h"
+
+static char InputPath[] = "/tmp/vistel-jpeg-fuzz-XXXXXX";
+
+static void RemoveInput(void)
+{
+    unlink(InputPath);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    static int initialised = 0;
+    if (!initialised) {
+        CoreInitialise();
+        int descriptor = mkstemp(InputPath);
+        if (descriptor < 0) abort();
+        close(descriptor);
+        atexit(RemoveInput);
+        initialised = 1;
+    }
+    FILE *file = fopen(InputPath, "wb");
+    if (file == nullptr) abort();
+    if (size > 0 && fwrite(data, 1, size, file) != size) abort();
+    fclose(file);
+
+    int slot;
+    ImageWindow *window;
+    if (SlotAllocate(&slot, &window) != ERROR_NONE) abort();
+    ErrorCode result = ReadJpegFile(InputPath, window, 0);
+    // A failed read leaves no picture behind.
+    if (result != ERROR_NONE && window->image.rows != nullptr) abort();
+    SlotFree(slot);
+    return 0;
+}

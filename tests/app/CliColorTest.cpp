@@ -112,7 +112,7 @@ TEST(CliProfile, FailuresAndUsage)
          "vistel-cli: Not a color space profile"},
         {"profile --to '" + SYSTEM_ADOBE + "' '" + folder + "/gray.tif' '" + folder + "/o.tif'", 1,
          "vistel-cli: Illegal input image type"},
-        {"profile --to '" + SYSTEM_ADOBE + "' '" + in + "' '" + folder + "/o.png'", 1, nullptr},
+        {"profile --to '" + SYSTEM_ADOBE + "' '" + in + "' '" + folder + "/o.xyz'", 1, nullptr},
         {"profile --to '" + SYSTEM_ADOBE + "' --intent 5 '" + in + "' '" + folder + "/o.tif'", 2,
          "vistel-cli: unknown rendering intent"},
         {"profile '" + in + "' '" + folder + "/o.tif'", 2, nullptr},

@@ -5,6 +5,10 @@
 
 #include "core/Text.h"
 #include "core/WholeImage.h"
+#include "files/Bmp.h"
+#include "files/Pcx.h"
+#include "files/Rle.h"
+#include "files/Targa.h"
 #include "files/TiffComments.h"
 #include "files/TiffReader.h"
 #include "files/TiffWriter.h"
@@ -60,6 +64,14 @@ int DetectFileContent(const char *path)
     if (got >= 4 && ((head[0] == 'I' && head[1] == 'I' && head[2] == 42 && head[3] == 0) ||
                      (head[0] == 'M' && head[1] == 'M' && head[2] == 0 && head[3] == 42)))
         return FILE_OPEN_TIFF;
+    if (got >= 2 && head[0] == 'B' && head[1] == 'M') return FILE_OPEN_BMP;
+    // PCX: the maker 10, a known version, encoding 0 or 1 and a known depth.
+    if (got >= 4 && head[0] == 0x0A && head[1] <= 5 && head[1] != 1 && head[2] <= 1 &&
+        (head[3] == 1 || head[3] == 2 || head[3] == 4 || head[3] == 8))
+        return FILE_OPEN_PCX;
+    if (got >= 2 && head[0] == 0x52 && head[1] == 0xCC) return FILE_OPEN_RLE; // Utah RLE
+    // Targa has no magic number: last, by its footer or a header that fits the file.
+    if (TargaFileProbe(path)) return FILE_OPEN_TARGA;
     return -1;
 }
 
@@ -174,6 +186,10 @@ ErrorCode FileLoad(const char *path, int openNumber, ImageWindow *window, int sh
         if (result == ERROR_NONE) result = ReadTiffComments(path, window);
         if (result == ERROR_NONE) result = ReadTiffColorProfile(path, window);
         break;
+    case FILE_OPEN_BMP: result = ReadBmpFile(path, window, showProgress); break;
+    case FILE_OPEN_TARGA: result = ReadTargaFile(path, window, showProgress); break;
+    case FILE_OPEN_PCX: result = ReadPcxFile(path, window, showProgress); break;
+    case FILE_OPEN_RLE: result = ReadRleFile(path, window, showProgress); break;
     case FILE_OPEN_FLASHPIX: result = ERROR_READ_FLASHPIX; break;
     case FILE_OPEN_PHOTOCD: result = ERROR_READ_PHOTOCD_IMAGE; break;
     default: result = ERROR_UNKNOWN_FILE_TYPE; break;
@@ -192,6 +208,10 @@ ErrorCode FileSave(const char *path, int saveNumber, ImageWindow *window, int jp
     }
     switch (saveNumber) {
     case FILE_SAVE_TIFF: return SaveTiffFileWithComments(path, window);
+    case FILE_SAVE_BMP: return SaveBmpFile(path, window);
+    case FILE_SAVE_TARGA: return SaveTargaFile(path, window);
+    case FILE_SAVE_PCX: return SavePcxFile(path, window);
+    case FILE_SAVE_RLE: return SaveRleFile(path, window);
     case FILE_SAVE_FLASHPIX: return ERROR_WRITE_FLASHPIX;
     default: return ERROR_UNKNOWN_FILE_TYPE;
     }

@@ -104,7 +104,9 @@ static int TargaHeaderParse(const uint8_t *header, int64_t fileSize, TargaInfo *
 
     // A map is present whenever the map type says so, used or not, and must be skipped.
     if (mapType == 1 && info->mapLength > 0) {
-        if (mapEntryBits != 15 && mapEntryBits != 16 && mapEntryBits != 24 && mapEntryBits != 32)
+        // Entries of 8 bits are gray levels, as netpbm writes the map of a gray picture.
+        if (mapEntryBits != 8 && mapEntryBits != 15 && mapEntryBits != 16 && mapEntryBits != 24 &&
+            mapEntryBits != 32)
             return 0;
         info->mapEntryBytes = (mapEntryBits + 7) / 8;
     } else {
@@ -138,10 +140,13 @@ static int TargaHeaderParse(const uint8_t *header, int64_t fileSize, TargaInfo *
     return pixels * info->pixelBytes <= available;
 }
 
-// One pixel of 15 or 16 bits, 24 or 32 bits into blue, green, red.
+// One pixel or map entry of 15 or 16 bits, 24 or 32 bits into blue, green, red; an entry of
+// 8 bits is a gray level.
 static inline void TargaTrueColor(const uint8_t *pixel, int pixelBytes, uint8_t *out)
 {
-    if (pixelBytes == 2) {
+    if (pixelBytes == 1) {
+        out[0] = out[1] = out[2] = pixel[0];
+    } else if (pixelBytes == 2) {
         int value = pixel[0] | (pixel[1] << 8); // x RRRRR GGGGG BBBBB
         out[0] = TargaFive(value & 31);
         out[1] = TargaFive((value >> 5) & 31);

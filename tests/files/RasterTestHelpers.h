@@ -203,7 +203,7 @@ inline void HostileEveryFileGetsItsCode(const std::vector<HostileFile> &files,
     EXPECT_GE(count, (int)expected.size());
 }
 
-// Reads every truncation and every single-byte flip of a valid file: each gives the format's
+// Reads truncations and single-byte changes all over a valid file: each gives the format's
 // code or a picture, never a crash. A picture is never larger than limit bytes. Returns how
 // many damaged files still gave a picture.
 inline int DamageEverywhere(const std::string &folder, const std::vector<uint8_t> &good,
@@ -212,12 +212,13 @@ inline int DamageEverywhere(const std::string &folder, const std::vector<uint8_t
     std::string path = folder + "/damaged";
     int readable = 0;
     for (int pass = 0; pass < 3; pass++) {
-        for (size_t at = 0; at < good.size(); at += pass == 1 ? 1 : step) {
+        // Headers lie in the first bytes: every one of those is inverted, the rest by step.
+        for (size_t at = 0; at < good.size(); at += pass == 1 && at < 512 ? 1 : step) {
             std::vector<uint8_t> bytes = good;
             if (pass == 0)
                 bytes.resize(at);
             else
-                bytes[at] ^= pass == 1 ? 0xFF : 0x40; // every byte inverted; every step-th nudged
+                bytes[at] ^= pass == 1 ? 0xFF : 0x40;
             TestWriteFile(path, bytes);
             TestWindow window;
             ErrorCode result = reader(path.c_str(), window.window, 0);

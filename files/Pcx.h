@@ -11,8 +11,9 @@
 #include "core/Errors.h"
 #include "core/ImageWindow.h"
 
-// Reads a PCX file into window->image: binary for 1-bit files and black-and-white palettes,
-// 8-bit gray for gray palettes and 8-bit files without one, else 24-bit color. The resolution
+// Reads a PCX file into window->image: binary for black-and-white palettes (and 1-bit files
+// whose header leaves its two colors alike), 8-bit gray for gray palettes and 8-bit files
+// without one, else 24-bit color. The resolution
 // comes from the header's horizontal dots per inch. Returns ERROR_READ_PCX for any damage (the
 // window's picture is then empty), ERROR_OPEN_FILE, ERROR_ABORTED, or the allocation's code.
 ErrorCode ReadPcxFile(const char *path, ImageWindow *window, int showProgress);

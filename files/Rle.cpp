@@ -7,7 +7,8 @@
 // pixels, give pixels as they stand (byte data) or one pixel repeated (run data), and end.
 // An operation with bit 0x40 set is the long form, whose operand is the word that follows.
 //
-// Scanlines therefore come in the order of an Image's rows. The decoder gathers one scanline
+// The picture is the box the header saves; its corner places it in a frame buffer we do not
+// have, and is left. Scanlines come in the order of an Image's rows. The decoder gathers one scanline
 // per channel, starting from the background, and stores it when the stream moves on. It
 // writes nothing outside the picture, and stops at the end of the file.
 #include "files/Rle.h"

@@ -1,8 +1,8 @@
 // Our own reader and writer of Truevision Targa (TGA) files.
 //
 // The reader takes color-mapped, true-color and gray pictures, uncompressed (types 1, 2, 3) and
-// run-length encoded (types 9, 10, 11), at 8, 15, 16, 24 and 32 bits, with the origin at any
-// corner. The writer makes uncompressed 8-bit gray (type 3) and 24-bit (type 2) files with
+// run-length encoded (types 9, 10, 11), at 8, 15, 16, 24 and 32 bits, with color maps of 8
+// (gray), 15, 16, 24 and 32-bit entries and the origin at any corner. The writer makes uncompressed 8-bit gray (type 3) and 24-bit (type 2) files with
 // the footer of version 2 of the format.
 #pragma once
 

@@ -481,7 +481,7 @@ static std::vector<HostileFile> HostileFiles(void)
 {
     std::vector<HostileFile> files;
     std::vector<uint8_t> good = PcxBytes(HostileBase());
-    for (size_t at : {0u, 3u, 127u, 128u, 135u})
+    for (size_t at : {1u, 3u, 127u, 128u, 135u})
         files.push_back({"pcx-truncated-at-" + std::to_string(at),
                          std::vector<uint8_t>(good.begin(), good.begin() + at), ERROR_READ_PCX});
     auto with = [](const char *name, auto change, ErrorCode expected) {

@@ -415,7 +415,7 @@ static std::vector<HostileFile> HostileFiles(void)
 {
     std::vector<HostileFile> files;
     std::vector<uint8_t> good = RleBytes(HostileBase());
-    for (size_t at : {0u, 2u, 14u, 16u, 19u, 22u, 30u, 40u})
+    for (size_t at : {1u, 2u, 14u, 16u, 19u, 22u, 30u, 40u})
         files.push_back({"rle-truncated-at-" + std::to_string(at),
                          std::vector<uint8_t>(good.begin(), good.begin() + at), ERROR_READ_RLE});
     auto with = [](const char *name, auto change, ErrorCode expected) {

@@ -530,7 +530,7 @@ static std::vector<HostileFile> HostileFiles(void)
 {
     std::vector<HostileFile> files;
     std::vector<uint8_t> good = TgaBytes(HostileBase());
-    for (size_t at : {0u, 5u, 17u, 18u, 60u, 113u})
+    for (size_t at : {1u, 5u, 17u, 18u, 60u, 113u})
         files.push_back({"tga-truncated-at-" + std::to_string(at),
                          std::vector<uint8_t>(good.begin(), good.begin() + at), ERROR_READ_TARGA});
     auto with = [](const char *name, auto change, ErrorCode expected) {

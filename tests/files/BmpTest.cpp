@@ -103,16 +103,6 @@ static std::vector<uint32_t> GrayPalette(int count)
     return palette;
 }
 
-static std::vector<uint8_t> RandomBytes(size_t count, uint32_t seed)
-{
-    std::vector<uint8_t> bytes(count);
-    for (uint8_t &b : bytes) {
-        seed = seed * 1664525u + 1013904223u;
-        b = (uint8_t)(seed >> 24);
-    }
-    return bytes;
-}
-
 // Reads bytes through a file of the test's folder into window.
 static ErrorCode ReadBytes(const std::string &folder, const std::vector<uint8_t> &bytes,
                            TestWindow *window, int showProgress = 0)
@@ -120,18 +110,6 @@ static ErrorCode ReadBytes(const std::string &folder, const std::vector<uint8_t>
     std::string path = folder + "/built.bmp";
     TestWriteFile(path, bytes);
     return ReadBmpFile(path.c_str(), window->window, showProgress);
-}
-
-// The rows of a picture top row first, as one list of indices, gray levels or BGR bytes.
-static std::vector<int> RowsTopFirst(const Image &image)
-{
-    std::vector<int> values;
-    int perRow = image.type == TYPE_COLOR24 ? 3 * image.width : image.width;
-    for (int y = image.height - 1; y >= 0; y--)
-        for (int i = 0; i < perRow; i++)
-            values.push_back(image.type == TYPE_BINARY ? BitTest(image.rows[y], i)
-                                                       : image.rows[y][i]);
-    return values;
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -167,18 +145,6 @@ static const ToolCase TOOL_CASES[] = {
     {"ppmtobmp-mono1", "pgmtopbm -threshold {g} | ppmtobmp -bpp 1 > {o}", TYPE_BINARY, 1},
 };
 
-static std::string Expand(std::string command, const std::string &gray, const std::string &color,
-                          const std::string &output)
-{
-    for (auto [key, value] : {std::pair<std::string, std::string>{"{g}", Quote(gray)},
-                              {"{c}", Quote(color)},
-                              {"{o}", Quote(output)}}) {
-        for (size_t at; (at = command.find(key)) != std::string::npos;)
-            command.replace(at, key.size(), value);
-    }
-    return command;
-}
-
 TEST(BmpReader, ReadsToolFilesAsTheToolsDo)
 {
     TestStart();
@@ -190,7 +156,7 @@ TEST(BmpReader, ReadsToolFilesAsTheToolsDo)
     for (const ToolCase &c : TOOL_CASES) {
         SCOPED_TRACE(c.name);
         std::string path = folder + "/" + c.name + ".bmp";
-        ToolRun("(" + Expand(c.command, gray, color, path) + ")");
+        ToolRun("(" + ToolCommand(c.command, gray, color, path) + ")");
         TestWindow window;
         ASSERT_EQ(ReadBmpFile(path.c_str(), window.window, 0), ERROR_NONE);
         EXPECT_EQ(window.image().type, c.type);
@@ -849,7 +815,7 @@ TEST(BmpReaderHostile, TruncatedAndChangedFilesGiveCodes)
     for (const char *command : commands) {
         SCOPED_TRACE(command);
         std::string path = folder + "/good.bmp";
-        ToolRun("(" + Expand(command, gray, color, path) + ")");
+        ToolRun("(" + ToolCommand(command, gray, color, path) + ")");
         std::vector<uint8_t> good = TestReadFile(path);
         int readable = DamageEverywhere(folder, good, ReadBmpFile, ERROR_READ_BMP, 3,
                                         (4 << 20) + (int64_t)good.size() * 1024);

@@ -72,28 +72,6 @@ static ErrorCode ReadBytes(const std::string &folder, const std::vector<uint8_t>
     return ReadPcxFile(path.c_str(), window->window, showProgress);
 }
 
-// The rows of a picture top row first: bits, gray levels or blue, green, red bytes.
-static std::vector<int> RowsTopFirst(const Image &image)
-{
-    std::vector<int> values;
-    int perRow = image.type == TYPE_COLOR24 ? 3 * image.width : image.width;
-    for (int y = image.height - 1; y >= 0; y--)
-        for (int i = 0; i < perRow; i++)
-            values.push_back(image.type == TYPE_BINARY ? BitTest(image.rows[y], i)
-                                                       : image.rows[y][i]);
-    return values;
-}
-
-static std::vector<uint8_t> RandomBytes(size_t count, uint32_t seed)
-{
-    std::vector<uint8_t> bytes(count);
-    for (uint8_t &b : bytes) {
-        seed = seed * 1664525u + 1013904223u;
-        b = (uint8_t)(seed >> 24);
-    }
-    return bytes;
-}
-
 // ---------------------------------------------------------------------------------------------
 // Reading tool files
 
@@ -120,18 +98,6 @@ static const ToolCase TOOL_CASES[] = {
     {"ppmtopcx-mono", "pgmtopbm -threshold {g} | ppmtopcx > {o}", TYPE_BINARY, 0, 1},
 };
 
-static std::string Expand(std::string command, const std::string &gray, const std::string &color,
-                          const std::string &output)
-{
-    for (auto [key, value] : {std::pair<std::string, std::string>{"{g}", Quote(gray)},
-                              {"{c}", Quote(color)},
-                              {"{o}", Quote(output)}}) {
-        for (size_t at; (at = command.find(key)) != std::string::npos;)
-            command.replace(at, key.size(), value);
-    }
-    return command;
-}
-
 TEST(PcxReader, ReadsToolFilesAsTheToolsDo)
 {
     TestStart();
@@ -143,7 +109,7 @@ TEST(PcxReader, ReadsToolFilesAsTheToolsDo)
     for (const ToolCase &c : TOOL_CASES) {
         SCOPED_TRACE(c.name);
         std::string path = folder + "/" + c.name + ".pcx";
-        ToolRun("(" + Expand(c.command, gray, color, path) + ")");
+        ToolRun("(" + ToolCommand(c.command, gray, color, path) + ")");
         TestWindow window;
         ASSERT_EQ(ReadPcxFile(path.c_str(), window.window, 0), ERROR_NONE);
         EXPECT_EQ(window.image().type, c.type);
@@ -566,7 +532,7 @@ TEST(PcxReaderHostile, TruncatedAndChangedFilesGiveCodes)
     for (const char *command : commands) {
         SCOPED_TRACE(command);
         std::string path = folder + "/good.pcx";
-        ToolRun("(" + Expand(command, gray, color, path) + ")");
+        ToolRun("(" + ToolCommand(command, gray, color, path) + ")");
         std::vector<uint8_t> good = TestReadFile(path);
         int readable = DamageEverywhere(folder, good, ReadPcxFile, ERROR_READ_PCX, 3,
                                         (4 << 20) + (int64_t)good.size() * 256);

@@ -152,6 +152,44 @@ inline void PnmWrite(const std::string &path, int w, int h, int channels, uint32
     TestWriteFile(path, bytes);
 }
 
+// Bytes of a pseudo-random sequence from seed.
+inline std::vector<uint8_t> RandomBytes(size_t count, uint32_t seed)
+{
+    std::vector<uint8_t> bytes(count);
+    for (uint8_t &b : bytes) {
+        seed = seed * 1664525u + 1013904223u;
+        b = (uint8_t)(seed >> 24);
+    }
+    return bytes;
+}
+
+// The rows of a picture top row first, as they lie in memory: bits of a binary row, gray
+// levels, or blue, green, red bytes.
+inline std::vector<int> RowsTopFirst(const Image &image)
+{
+    std::vector<int> values;
+    int perRow = image.type == TYPE_COLOR24 ? 3 * image.width : image.width;
+    for (int y = image.height - 1; y >= 0; y--)
+        for (int i = 0; i < perRow; i++)
+            values.push_back(image.type == TYPE_BINARY ? BitTest(image.rows[y], i)
+                                                       : image.rows[y][i]);
+    return values;
+}
+
+// A tool's command with {g}, {c} and {o} replaced by the quoted gray source, color source and
+// output.
+inline std::string ToolCommand(std::string command, const std::string &gray,
+                               const std::string &color, const std::string &output)
+{
+    for (auto [key, value] : {std::pair<std::string, std::string>{"{g}", Quote(gray)},
+                              {"{c}", Quote(color)},
+                              {"{o}", Quote(output)}}) {
+        for (size_t at; (at = command.find(key)) != std::string::npos;)
+            command.replace(at, key.size(), value);
+    }
+    return command;
+}
+
 // A damaged file kept in tests/data/hostile, with the answer it must get.
 struct HostileFile {
     std::string name; // without the extension

@@ -81,18 +81,6 @@ static ErrorCode ReadBytes(const std::string &folder, const std::vector<uint8_t>
     return ReadRleFile(path.c_str(), window->window, showProgress);
 }
 
-// The rows of a picture top row first: gray levels or blue, green, red bytes.
-static std::vector<int> RowsTopFirst(const Image &image)
-{
-    std::vector<int> values;
-    int perRow = image.type == TYPE_COLOR24 ? 3 * image.width : image.width;
-    for (int y = image.height - 1; y >= 0; y--)
-        for (int i = 0; i < perRow; i++)
-            values.push_back(image.type == TYPE_BINARY ? BitTest(image.rows[y], i)
-                                                       : image.rows[y][i]);
-    return values;
-}
-
 // ---------------------------------------------------------------------------------------------
 // Reading
 

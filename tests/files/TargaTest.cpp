@@ -70,28 +70,6 @@ static ErrorCode ReadBytes(const std::string &folder, const std::vector<uint8_t>
     return ReadTargaFile(path.c_str(), window->window, showProgress);
 }
 
-// The rows of a picture top row first: gray levels or blue, green, red bytes.
-static std::vector<int> RowsTopFirst(const Image &image)
-{
-    std::vector<int> values;
-    int perRow = image.type == TYPE_COLOR24 ? 3 * image.width : image.width;
-    for (int y = image.height - 1; y >= 0; y--)
-        for (int i = 0; i < perRow; i++)
-            values.push_back(image.type == TYPE_BINARY ? BitTest(image.rows[y], i)
-                                                       : image.rows[y][i]);
-    return values;
-}
-
-static std::vector<uint8_t> RandomBytes(size_t count, uint32_t seed)
-{
-    std::vector<uint8_t> bytes(count);
-    for (uint8_t &b : bytes) {
-        seed = seed * 1664525u + 1013904223u;
-        b = (uint8_t)(seed >> 24);
-    }
-    return bytes;
-}
-
 // ---------------------------------------------------------------------------------------------
 // Reading tool files
 
@@ -121,18 +99,6 @@ static const ToolCase TOOL_CASES[] = {
     {"ppmtotga-mapped-gray", "pnmquant 20 {g} | ppmtotga -cmap -norle > {o}", TYPE_GRAY8},
 };
 
-static std::string Expand(std::string command, const std::string &gray, const std::string &color,
-                          const std::string &output)
-{
-    for (auto [key, value] : {std::pair<std::string, std::string>{"{g}", Quote(gray)},
-                              {"{c}", Quote(color)},
-                              {"{o}", Quote(output)}}) {
-        for (size_t at; (at = command.find(key)) != std::string::npos;)
-            command.replace(at, key.size(), value);
-    }
-    return command;
-}
-
 TEST(TargaReader, ReadsToolFilesAsTheToolsDo)
 {
     TestStart();
@@ -144,7 +110,7 @@ TEST(TargaReader, ReadsToolFilesAsTheToolsDo)
     for (const ToolCase &c : TOOL_CASES) {
         SCOPED_TRACE(c.name);
         std::string path = folder + "/" + c.name + ".tga";
-        ToolRun("(" + Expand(c.command, gray, color, path) + ")");
+        ToolRun("(" + ToolCommand(c.command, gray, color, path) + ")");
         TestWindow window;
         ASSERT_EQ(ReadTargaFile(path.c_str(), window.window, 0), ERROR_NONE);
         EXPECT_EQ(window.image().type, c.type);
@@ -640,7 +606,7 @@ TEST(TargaReaderHostile, TruncatedAndChangedFilesGiveCodes)
     for (const char *command : commands) {
         SCOPED_TRACE(command);
         std::string path = folder + "/good.tga";
-        ToolRun("(" + Expand(command, gray, color, path) + ")");
+        ToolRun("(" + ToolCommand(command, gray, color, path) + ")");
         std::vector<uint8_t> good = TestReadFile(path);
         int readable = DamageEverywhere(folder, good, ReadTargaFile, ERROR_READ_TARGA, 3,
                                         (4 << 20) + (int64_t)good.size() * 256);

@@ -86,7 +86,7 @@ double BmpResolution(int32_t pelsPerMetre)
 
 // A channel of a mask. Fields of at most 8 bits widen by repeating their bits below
 // themselves (a 5-bit 3 becomes 24, 31 becomes 255), the widening other programs use, so that
-// a 16-bit file shows the same levels everywhere; wider fields are rounded down to 8 bits.
+// a 16-bit file shows the same levels everywhere; wider fields are rounded to 8 bits.
 static void BmpChannelOf(uint32_t mask, BmpChannel *channel)
 {
     memset(channel, 0, sizeof *channel);
@@ -115,7 +115,7 @@ static inline uint8_t BmpChannelValue(const BmpChannel *channel, uint32_t pixel)
 }
 
 // Reads the headers, masks and palette, and checks that the rows the header promises can be
-// in the file. Returns ERROR_READ_BMP for anything wrong, or a read failure's code.
+// in the file. Returns ERROR_READ_BMP for anything wrong, a failed read included.
 static ErrorCode BmpHeaderRead(FileHandle file, BmpInfo *info)
 {
     uint8_t fileHeader[BMP_FILE_HEADER_BYTES];

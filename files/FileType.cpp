@@ -5,8 +5,12 @@
 
 #include "core/Text.h"
 #include "core/WholeImage.h"
+#include "files/Bmp.h"
 #include "files/Jpeg.h"
+#include "files/Pcx.h"
 #include "files/Png.h"
+#include "files/Rle.h"
+#include "files/Targa.h"
 #include "files/TiffComments.h"
 #include "files/TiffReader.h"
 #include "files/TiffWriter.h"
@@ -38,8 +42,10 @@ int DetectFileType(const char *path)
 {
     const char *dot = nullptr;
     for (const char *p = path; *p != 0; p++) {
-        if (*p == '.') dot = p;
-        else if (*p == '/' || *p == '\\' || *p == ':') dot = nullptr;
+        if (*p == '.')
+            dot = p;
+        else if (*p == '/' || *p == '\\' || *p == ':')
+            dot = nullptr;
     }
     if (dot == nullptr) return -1;
     for (int i = 0; i < FILE_TYPE_COUNT; i++) {
@@ -64,6 +70,14 @@ int DetectFileContent(const char *path)
         return FILE_OPEN_TIFF;
     if (got >= 3 && head[0] == 0xff && head[1] == 0xd8 && head[2] == 0xff) return FILE_OPEN_JPEG;
     if (got >= 8 && memcmp(head, "\x89PNG\r\n\x1a\n", 8) == 0) return FILE_OPEN_PNG;
+    if (got >= 2 && head[0] == 'B' && head[1] == 'M') return FILE_OPEN_BMP;
+    // PCX: the maker 10, a known version, encoding 0 or 1 and a known depth.
+    if (got >= 4 && head[0] == 0x0A && head[1] <= 5 && head[1] != 1 && head[2] <= 1 &&
+        (head[3] == 1 || head[3] == 2 || head[3] == 4 || head[3] == 8))
+        return FILE_OPEN_PCX;
+    if (got >= 2 && head[0] == 0x52 && head[1] == 0xCC) return FILE_OPEN_RLE; // Utah RLE
+    // Targa has no magic number: last, by its footer or a header that fits the file.
+    if (TargaFileProbe(path)) return FILE_OPEN_TARGA;
     return -1;
 }
 
@@ -98,16 +112,11 @@ static const int N = FILE_HOLDS_NO;
 
 static const FileHolds FILE_HOLDS[FILE_SAVE_COUNT] = {
     {N, N, N, N, N, ERROR_UNKNOWN_FILE_TYPE}, // no save type
-    {Y, Y, Y, Y, Y, ERROR_SAVE_TYPE_TIFF},
-    {N, Y, Y, R, R, ERROR_SAVE_TYPE_JPEG},
-    {Y, Y, Y, R, R, ERROR_SAVE_TYPE_BMP},
-    {N, Y, Y, R, R, ERROR_SAVE_TYPE_TARGA},
-    {Y, Y, Y, R, R, ERROR_SAVE_TYPE_PCX},
-    {Y, Y, Y, R, R, ERROR_SAVE_TYPE_GIF},
-    {Y, Y, Y, R, R, ERROR_SAVE_TYPE_EPS},
-    {Y, Y, Y, R, R, ERROR_SAVE_TYPE_PNG},
-    {N, Y, Y, R, R, ERROR_SAVE_TYPE_FLASHPIX},
-    {N, Y, N, Y, N, ERROR_SAVE_TYPE_FITS},
+    {Y, Y, Y, Y, Y, ERROR_SAVE_TYPE_TIFF},     {N, Y, Y, R, R, ERROR_SAVE_TYPE_JPEG},
+    {Y, Y, Y, R, R, ERROR_SAVE_TYPE_BMP},      {N, Y, Y, R, R, ERROR_SAVE_TYPE_TARGA},
+    {Y, Y, Y, R, R, ERROR_SAVE_TYPE_PCX},      {Y, Y, Y, R, R, ERROR_SAVE_TYPE_GIF},
+    {Y, Y, Y, R, R, ERROR_SAVE_TYPE_EPS},      {Y, Y, Y, R, R, ERROR_SAVE_TYPE_PNG},
+    {N, Y, Y, R, R, ERROR_SAVE_TYPE_FLASHPIX}, {N, Y, N, Y, N, ERROR_SAVE_TYPE_FITS},
     {Y, Y, N, R, N, ERROR_SAVE_TYPE_RLE},
 };
 
@@ -180,6 +189,10 @@ ErrorCode FileLoad(const char *path, int openNumber, ImageWindow *window, int sh
         break;
     case FILE_OPEN_JPEG: result = ReadJpegFile(path, window, showProgress); break;
     case FILE_OPEN_PNG: result = ReadPngFile(path, window, showProgress); break;
+    case FILE_OPEN_BMP: result = ReadBmpFile(path, window, showProgress); break;
+    case FILE_OPEN_TARGA: result = ReadTargaFile(path, window, showProgress); break;
+    case FILE_OPEN_PCX: result = ReadPcxFile(path, window, showProgress); break;
+    case FILE_OPEN_RLE: result = ReadRleFile(path, window, showProgress); break;
     case FILE_OPEN_FLASHPIX: result = ERROR_READ_FLASHPIX; break;
     case FILE_OPEN_PHOTOCD: result = ERROR_READ_PHOTOCD_IMAGE; break;
     default: result = ERROR_UNKNOWN_FILE_TYPE; break;
@@ -199,6 +212,10 @@ ErrorCode FileSave(const char *path, int saveNumber, ImageWindow *window, int jp
     case FILE_SAVE_TIFF: return SaveTiffFileWithComments(path, window);
     case FILE_SAVE_JPEG: return SaveJpegFile(path, window, jpegQuality);
     case FILE_SAVE_PNG: return SavePngFile(path, window);
+    case FILE_SAVE_BMP: return SaveBmpFile(path, window);
+    case FILE_SAVE_TARGA: return SaveTargaFile(path, window);
+    case FILE_SAVE_PCX: return SavePcxFile(path, window);
+    case FILE_SAVE_RLE: return SaveRleFile(path, window);
     case FILE_SAVE_FLASHPIX: return ERROR_WRITE_FLASHPIX;
     default: return ERROR_UNKNOWN_FILE_TYPE;
     }

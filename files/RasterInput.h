@@ -1,0 +1,96 @@
+// What our own readers of BMP, Targa, PCX and RLE files share: a byte stream over a bounded
+// stretch of a file, palettes that turn pixel indices into picture rows, and the rule that
+// keeps a small file from asking for a large picture.
+//
+// The stream is what makes the run-length decoders safe: it answers -1 for every byte past
+// the stretch it was given (or past the end of the file), so a decoder that consumes at least
+// one byte per step cannot loop longer than the file is long.
+#pragma once
+
+#include <cstdint>
+
+#include "core/Errors.h"
+#include "core/File.h"
+#include "core/Image.h"
+
+// Larger sides than this come only from damaged files; the file-size rules are the real guard.
+constexpr int32_t RASTER_MAX_SIDE = 1 << 24;
+
+// Pixels a compressed picture may always have, whatever its file's size: a megapixel costs
+// little, and it keeps tiny test files and mostly empty pictures readable.
+constexpr int64_t RASTER_FREE_PIXELS = 1 << 20;
+
+// Bytes the stream reads from the file at a time.
+constexpr int32_t BYTE_STREAM_BUFFER = 65536;
+
+struct ByteStream {
+    FileHandle file;  // not owned
+    int64_t left;     // bytes of the stretch not yet read into the buffer
+    int32_t position; // next byte of the buffer
+    int32_t filled;   // bytes in the buffer
+    int32_t dry;      // 1 once a byte past the end was asked for, or a read failed
+    uint8_t *buffer;  // BYTE_STREAM_BUFFER bytes, owned
+};
+
+// Resets the stream, so that ByteStreamClose may be called whatever happens.
+void ByteStreamReset(ByteStream *stream);
+
+// Starts reading length bytes of file at offset. The stretch is cut at the end of the file.
+// Returns ERROR_NO_MEMORY or a seek failure's code.
+ErrorCode ByteStreamOpen(FileHandle file, int64_t offset, int64_t length, ByteStream *stream);
+
+// Frees the buffer; the file stays open. Safe on a reset stream.
+void ByteStreamClose(ByteStream *stream);
+
+// Refills the buffer and returns its first byte, or -1 at the end; for ByteStreamGet.
+int ByteStreamFill(ByteStream *stream);
+
+// The next byte, 0..255, or -1 once the stretch is used up (and from then on).
+inline int ByteStreamGet(ByteStream *stream)
+{
+    if (stream->position < stream->filled) return stream->buffer[stream->position++];
+    return ByteStreamFill(stream);
+}
+
+// Copies the next count bytes; 1 when all of them came, else 0 and the stream is dry.
+int ByteStreamRead(ByteStream *stream, uint8_t *destination, int64_t count);
+
+// Passes over count bytes; 1 when all of them were there, else 0 and the stream is dry.
+int ByteStreamSkip(ByteStream *stream, int64_t count);
+
+// A palette of up to 256 entries. Indices past count read as black, which is how a file that
+// names a color its palette lacks has always been shown.
+struct IndexPalette {
+    int32_t count; // entries the file gives, 0..256
+    uint8_t red[256];
+    uint8_t green[256];
+    uint8_t blue[256];
+};
+
+// Sets every entry to black and count to 0.
+void IndexPaletteClear(IndexPalette *palette);
+
+// Sets entry i to gray level i for all 256 entries.
+void IndexPaletteGray(IndexPalette *palette);
+
+// The picture type a palette asks for: TYPE_BINARY when every entry is black or white,
+// TYPE_GRAY8 when every entry is a gray, else TYPE_COLOR24. Only the first count entries are
+// looked at; the black ones after them change nothing of the answer.
+int IndexPaletteType(const IndexPalette *palette);
+
+// Stores width indices into a row of type (from IndexPaletteType): a set bit for a white entry,
+// the gray level, or blue, green and red. A binary row's bytes are written whole, with the
+// bits past width clear.
+void IndexRowStore(const IndexPalette *palette, int type, const uint8_t *indices, int width,
+                   uint8_t *out);
+
+// Unpacks width indices of bits 1, 2, 4 or 8 from a row, the leftmost in the high bits.
+void IndexRowUnpack(const uint8_t *packed, int bits, int width, uint8_t *indices);
+
+// 1 when a compressed picture of pixels may come from bytes of file: at most ratio pixels for
+// each byte, or RASTER_FREE_PIXELS. A decoder's ratio is the most its format can expand.
+int RasterBackedByFile(int64_t pixels, int64_t bytes, int64_t ratio);
+
+// Gives the window the picture, or on failure frees both: the convention of every reader is
+// that a failed read leaves the window's picture empty.
+void RasterFinish(ErrorCode result, Image *picture, Image *windowImage);

@@ -1,0 +1,542 @@
+// Tests of our own PCX reader and writer.
+//
+// Files come from ImageMagick's convert and netpbm's ppmtopcx, and what we read is compared
+// with what ImageMagick and pcxtoppm read from the same file; what we write is read back by
+// both. ImageMagick reads a 1-bit file with its two colors swapped whatever its palette says,
+// so for 1-bit files pcxtoppm alone is the judge. Runs across rows, counts of zero, palettes
+// and damaged files are built byte by byte here.
+#include <gtest/gtest.h>
+#include <string>
+#include <vector>
+
+#include "core/File.h"
+#include "core/Preferences.h"
+#include "files/FileType.h"
+#include "files/Pcx.h"
+#include "platform/headless/Headless.h"
+#include "tests/files/RasterTestHelpers.h"
+#include "tests/support/TestSupport.h"
+
+using namespace raster_test;
+
+// ---------------------------------------------------------------------------------------------
+// Files built byte by byte
+
+struct TestPcx {
+    int version = 5;
+    int encoding = 1;
+    int bits = 8;
+    int planes = 1;
+    int width = 0;
+    int height = 0;
+    int bytesPerLine = -1; // -1: the width's bytes rounded up to even
+    int dotsPerInch = 0;
+    std::vector<uint8_t> headerPalette; // up to 48 bytes
+    std::vector<uint8_t> data;
+    std::vector<uint8_t> palette; // 768 bytes after a mark 12, or none
+};
+
+static std::vector<uint8_t> PcxBytes(const TestPcx &pcx)
+{
+    std::vector<uint8_t> bytes(128);
+    bytes[0] = 10;
+    bytes[1] = (uint8_t)pcx.version;
+    bytes[2] = (uint8_t)pcx.encoding;
+    bytes[3] = (uint8_t)pcx.bits;
+    BytesPut16(bytes.data(), 8, (uint16_t)(pcx.width - 1));
+    BytesPut16(bytes.data(), 10, (uint16_t)(pcx.height - 1));
+    BytesPut16(bytes.data(), 12, (uint16_t)pcx.dotsPerInch);
+    BytesPut16(bytes.data(), 14, (uint16_t)pcx.dotsPerInch);
+    for (size_t i = 0; i < pcx.headerPalette.size(); i++)
+        bytes[16 + i] = pcx.headerPalette[i];
+    bytes[65] = (uint8_t)pcx.planes;
+    int bytesPerLine = pcx.bytesPerLine;
+    if (bytesPerLine < 0) {
+        bytesPerLine = (pcx.width * pcx.bits + 7) / 8;
+        bytesPerLine += bytesPerLine & 1;
+    }
+    BytesPut16(bytes.data(), 66, (uint16_t)bytesPerLine);
+    bytes.insert(bytes.end(), pcx.data.begin(), pcx.data.end());
+    if (!pcx.palette.empty()) {
+        bytes.push_back(12);
+        bytes.insert(bytes.end(), pcx.palette.begin(), pcx.palette.end());
+    }
+    return bytes;
+}
+
+static ErrorCode ReadBytes(const std::string &folder, const std::vector<uint8_t> &bytes,
+                           TestWindow *window, int showProgress = 0)
+{
+    std::string path = folder + "/built.pcx";
+    TestWriteFile(path, bytes);
+    return ReadPcxFile(path.c_str(), window->window, showProgress);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Reading tool files
+
+struct ToolCase {
+    const char *name;
+    const char *command; // {g} gray source, {c} color source, {o} output
+    int type;
+    int magick; // 0 for 1-bit files, which ImageMagick reads with the colors swapped
+    int netpbm; // 0 for uncompressed files, which pcxtoppm does not read
+};
+
+static const ToolCase TOOL_CASES[] = {
+    {"im-24", "convert {c} {o}", TYPE_COLOR24, 1, 1},
+    {"im-24-raw", "convert {c} -compress none {o}", TYPE_COLOR24, 1, 0},
+    {"im-palette8", "convert {c} -colors 100 {o}", TYPE_COLOR24, 1, 1},
+    {"im-gray-planes", "convert {g} {o}", TYPE_COLOR24, 1, 1},
+    {"ppmtopcx-24", "ppmtopcx -24bit {c} > {o}", TYPE_COLOR24, 1, 1},
+    {"ppmtopcx-palette8", "pnmquant 200 {c} | ppmtopcx -8bit > {o}", TYPE_COLOR24, 1, 1},
+    {"ppmtopcx-gray8", "ppmtopcx {g} > {o}", TYPE_GRAY8, 1, 1},
+    {"ppmtopcx-packed4", "pnmquant 16 {c} | ppmtopcx -packed > {o}", TYPE_COLOR24, 1, 1},
+    {"ppmtopcx-planes4", "pnmquant 16 {c} | ppmtopcx -planes 4 > {o}", TYPE_COLOR24, 1, 1},
+    {"ppmtopcx-planes3", "pnmquant 8 {c} | ppmtopcx -planes 3 > {o}", TYPE_COLOR24, 1, 1},
+    {"ppmtopcx-planes2", "pnmquant 4 {c} | ppmtopcx -planes 2 > {o}", TYPE_COLOR24, 1, 1},
+    {"ppmtopcx-mono", "pgmtopbm -threshold {g} | ppmtopcx > {o}", TYPE_BINARY, 0, 1},
+};
+
+TEST(PcxReader, ReadsToolFilesAsTheToolsDo)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("PcxReader.ToolFiles");
+    std::string gray = folder + "/gray.pgm";
+    std::string color = folder + "/color.ppm";
+    PnmWrite(gray, 61, 37, 1, 21);
+    PnmWrite(color, 61, 37, 3, 22);
+    for (const ToolCase &c : TOOL_CASES) {
+        SCOPED_TRACE(c.name);
+        std::string path = folder + "/" + c.name + ".pcx";
+        ToolRun("(" + ToolCommand(c.command, gray, color, path) + ")");
+        TestWindow window;
+        ASSERT_EQ(ReadPcxFile(path.c_str(), window.window, 0), ERROR_NONE);
+        EXPECT_EQ(window.image().type, c.type);
+        EXPECT_EQ(window.image().width, 61);
+        EXPECT_EQ(window.image().height, 37);
+        std::vector<int> ours = ImageSamples(window.image());
+        if (c.magick) {
+            EXPECT_TRUE(SamplesEqual(ToolSamples(path), ours)) << "ImageMagick";
+        }
+        if (c.netpbm) {
+            EXPECT_TRUE(SamplesEqual(PipeSamples("pcxtoppm " + Quote(path) + " 2>/dev/null"), ours))
+                << "netpbm";
+        }
+    }
+}
+
+// ---------------------------------------------------------------------------------------------
+// Variants built by hand
+
+TEST(PcxReader, RunsCrossRowsAndCountsOfZeroGiveNothing)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("PcxReader.Runs");
+    TestPcx pcx;
+    pcx.width = 3;
+    pcx.height = 3;
+    pcx.bytesPerLine = 3;
+    pcx.data = {
+        0xC4, 7,    // 7 7 7 | 7
+        0xC0, 99,   // a count of zero
+        0xC2, 9,    // 9 9
+        0xC1, 0xC5, // a byte that looks like a count, as a run of one
+        1,    2,    // bytes that stand for themselves
+    };
+    // No palette after the rows: an 8-bit file is then gray.
+    TestWindow window;
+    ASSERT_EQ(ReadBytes(folder, PcxBytes(pcx), &window), ERROR_NONE);
+    ASSERT_EQ(window.image().type, TYPE_GRAY8);
+    EXPECT_EQ(RowsTopFirst(window.image()), (std::vector<int>{7, 7, 7, 7, 9, 9, 0xC5, 1, 2}));
+    // Uncompressed rows, and the resolution from the header.
+    pcx.encoding = 0;
+    pcx.dotsPerInch = 300;
+    pcx.data = {1, 2, 3, 4, 5, 6, 7, 8, 9};
+    ASSERT_EQ(ReadBytes(folder, PcxBytes(pcx), &window), ERROR_NONE);
+    EXPECT_EQ(RowsTopFirst(window.image()), (std::vector<int>{1, 2, 3, 4, 5, 6, 7, 8, 9}));
+    EXPECT_EQ(window.image().resolution, 300.0);
+    pcx.dotsPerInch = 0;
+    ASSERT_EQ(ReadBytes(folder, PcxBytes(pcx), &window), ERROR_NONE);
+    EXPECT_EQ(window.image().resolution, Prefs.defaultResolution);
+}
+
+TEST(PcxReader, PalettesDecideThePictureType)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("PcxReader.Palettes");
+    struct Case {
+        const char *name;
+        int bits;
+        int planes;
+        std::vector<uint8_t> headerPalette;
+        std::vector<uint8_t> palette; // after the rows
+        std::vector<uint8_t> row;     // uncompressed, all planes
+        int type;
+        std::vector<int> expected;
+    };
+    std::vector<uint8_t> grayPalette;
+    std::vector<uint8_t> colorPalette;
+    for (int i = 0; i < 256; i++) {
+        grayPalette.insert(grayPalette.end(),
+                           {(uint8_t)(255 - i), (uint8_t)(255 - i), (uint8_t)(255 - i)});
+        colorPalette.insert(colorPalette.end(), {(uint8_t)i, 0, (uint8_t)(255 - i)});
+    }
+    std::vector<uint8_t> sixteen;
+    for (int i = 0; i < 16; i++)
+        sixteen.insert(sixteen.end(), {(uint8_t)(16 * i), (uint8_t)(8 * i), (uint8_t)i});
+    const Case cases[] = {
+        {"1 bit, empty palette", 1, 1, {}, {}, {0xA0, 0}, TYPE_BINARY, {1, 0, 1, 0}},
+        {"1 bit, black then white",
+         1,
+         1,
+         {0, 0, 0, 255, 255, 255},
+         {},
+         {0xA0, 0},
+         TYPE_BINARY,
+         {1, 0, 1, 0}},
+        {"1 bit, white then black",
+         1,
+         1,
+         {255, 255, 255, 0, 0, 0},
+         {},
+         {0xA0, 0},
+         TYPE_BINARY,
+         {0, 1, 0, 1}},
+        {"1 bit, two colors",
+         1,
+         1,
+         {255, 0, 0, 0, 0, 255},
+         {},
+         {0x80, 0},
+         TYPE_COLOR24,
+         {0, 0, 255, 255, 0, 0, 255, 0, 0, 255, 0, 0}},
+        {"8 bits, gray palette",
+         8,
+         1,
+         {},
+         grayPalette,
+         {0, 1, 254, 255},
+         TYPE_GRAY8,
+         {255, 254, 1, 0}},
+        {"8 bits, color palette",
+         8,
+         1,
+         {},
+         colorPalette,
+         {0, 255, 0, 0},
+         TYPE_COLOR24,
+         {0, 0, 255, 255, 0, 0, 0, 0, 255, 0, 0, 255}},
+        // Four planes of one bit: plane p gives bit p of the index.
+        {"4 planes",
+         1,
+         4,
+         sixteen,
+         {},
+         {0x80, 0, 0x40, 0, 0x20, 0, 0xF0, 0},
+         TYPE_COLOR24,
+         {144, 72, 9, 160, 80, 10, 192, 96, 12, 128, 64, 8}},
+        {"4 bits packed",
+         4,
+         1,
+         sixteen,
+         {},
+         {0x0F, 0x31},
+         TYPE_COLOR24,
+         {0, 0, 0, 240, 120, 15, 48, 24, 3, 16, 8, 1}},
+        // Red, green, blue and alpha planes: alpha is dropped.
+        {"8 bits, 4 planes",
+         8,
+         4,
+         {},
+         {},
+         {1, 2, 0, 0, 3, 4, 0, 0, 5, 6, 0, 0, 7, 8, 0, 0},
+         TYPE_COLOR24,
+         {1, 3, 5, 2, 4, 6}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        TestPcx pcx;
+        pcx.encoding = 0;
+        pcx.bits = c.bits;
+        pcx.planes = c.planes;
+        pcx.width = c.bits == 8 && c.planes == 4 ? 2 : 4;
+        pcx.height = 1;
+        pcx.bytesPerLine = (int)c.row.size() / c.planes;
+        pcx.headerPalette = c.headerPalette;
+        pcx.palette = c.palette;
+        pcx.data = c.row;
+        TestWindow window;
+        ASSERT_EQ(ReadBytes(folder, PcxBytes(pcx), &window), ERROR_NONE);
+        ASSERT_EQ(window.image().type, c.type);
+        std::vector<int> values = RowsTopFirst(window.image());
+        if (c.type == TYPE_COLOR24) {
+            // Compare as red, green, blue.
+            for (size_t i = 0; i + 2 < values.size(); i += 3)
+                std::swap(values[i], values[i + 2]);
+        }
+        EXPECT_EQ(values, c.expected);
+    }
+}
+
+TEST(PcxReader, ProgressForLargePicturesAndCancel)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("PcxReader.Progress");
+    TestPcx pcx;
+    pcx.encoding = 0;
+    pcx.width = 400;
+    pcx.height = 250;
+    pcx.planes = 3;
+    pcx.data = RandomBytes(400 * 3 * 250, 3);
+    std::vector<uint8_t> bytes = PcxBytes(pcx);
+    {
+        TestWindow window;
+        ASSERT_EQ(ReadBytes(folder, bytes, &window, 1), ERROR_NONE);
+        ASSERT_EQ(HeadlessProgressCount(), 1);
+        EXPECT_STREQ(HeadlessProgressAt(0)->title, "PCX Read");
+        EXPECT_EQ(HeadlessProgressAt(0)->last.last, 249);
+    }
+    TestStart();
+    TestWindow window;
+    HeadlessAbortAtPump(3);
+    EXPECT_EQ(ReadBytes(folder, bytes, &window, 1), ERROR_ABORTED);
+    EXPECT_EQ(window.image().type, TYPE_EMPTY);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Writing
+
+TEST(PcxWriter, ToolsReadWhatWeWrite)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("PcxWriter.Tools");
+    for (int type : {TYPE_BINARY, TYPE_GRAY8, TYPE_COLOR24}) {
+        for (int width : {1, 7, 33, 64}) {
+            SCOPED_TRACE(::testing::Message() << "type " << type << " width " << width);
+            TestWindow window;
+            PictureMake(&window, type, width, 9, width + type);
+            // Long runs as well as noise.
+            for (int x = 0; x < window.image().rowBytes; x++)
+                window.image().rows[4][x] = window.image().rows[5][x] = 0xC7;
+            std::string path = folder + "/written.pcx";
+            ASSERT_EQ(SavePcxFile(path.c_str(), window.window), ERROR_NONE);
+            std::vector<int> ours = ImageSamples(window.image());
+            if (type != TYPE_BINARY) {
+                EXPECT_TRUE(SamplesEqual(ours, ToolSamples(path)));
+            }
+            EXPECT_TRUE(SamplesEqual(ours, PipeSamples("pcxtoppm " + Quote(path))));
+        }
+    }
+}
+
+TEST(PcxWriter, HeaderRunsAndPaletteByHand)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("PcxWriter.Bytes");
+    std::string path = folder + "/gray.pcx";
+    TestWindow window;
+    PictureMake(&window, TYPE_GRAY8, 5, 1, 1, 300.0);
+    const uint8_t row[5] = {200, 200, 200, 0xC5, 1};
+    memcpy(window.image().rows[0], row, 5);
+    ASSERT_EQ(SavePcxFile(path.c_str(), window.window), ERROR_NONE);
+    std::vector<uint8_t> bytes = TestReadFile(path);
+    ASSERT_EQ(bytes.size(), 128u + 6 + 769);
+    EXPECT_EQ(bytes[0], 10);
+    EXPECT_EQ(bytes[1], 5);
+    EXPECT_EQ(bytes[2], 1);
+    EXPECT_EQ(bytes[3], 8);
+    EXPECT_EQ(BytesGet16(bytes.data(), 8, 1), 4);  // last column
+    EXPECT_EQ(BytesGet16(bytes.data(), 10, 1), 0); // last row
+    EXPECT_EQ(BytesGet16(bytes.data(), 12, 1), 300);
+    EXPECT_EQ(BytesGet16(bytes.data(), 14, 1), 300);
+    EXPECT_EQ(bytes[65], 1);
+    EXPECT_EQ(BytesGet16(bytes.data(), 66, 1), 6); // even
+    EXPECT_EQ(BytesGet16(bytes.data(), 68, 1), 2); // a gray palette
+    // Three 200s as a run, 0xC5 as a run of one, 1 as itself, the pad byte 0 as itself.
+    EXPECT_EQ(std::vector<uint8_t>(bytes.begin() + 128, bytes.begin() + 134),
+              (std::vector<uint8_t>{0xC3, 200, 0xC1, 0xC5, 1, 0}));
+    EXPECT_EQ(bytes[134], 12);
+    for (int i = 0; i < 256; i++)
+        ASSERT_EQ(bytes[135 + 3 * i], i);
+
+    // A run longer than 63 is cut; a binary row's bits past the width are cleared and the
+    // header's palette says black, then white.
+    TestWindow binary;
+    PictureMake(&binary, TYPE_BINARY, 600, 1, 2);
+    memset(binary.image().rows[0], 0xFF, (size_t)binary.image().rowBytes);
+    ASSERT_EQ(SavePcxFile(path.c_str(), binary.window), ERROR_NONE);
+    bytes = TestReadFile(path);
+    EXPECT_EQ(BytesGet16(bytes.data(), 66, 1), 76);
+    EXPECT_EQ(std::vector<uint8_t>(bytes.begin() + 16, bytes.begin() + 22),
+              (std::vector<uint8_t>{0, 0, 0, 255, 255, 255}));
+    // 75 bytes of 0xFF as runs of 63 and 12, then the pad byte 0 as itself.
+    EXPECT_EQ(std::vector<uint8_t>(bytes.begin() + 128, bytes.end()),
+              (std::vector<uint8_t>{0xFF, 0xFF, 0xCC, 0xFF, 0x00}));
+}
+
+TEST(PcxWriter, RoundTripsAndRefusesWhatItCannotHold)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("PcxWriter.RoundTrip");
+    std::string path = folder + "/round.pcx";
+    for (int type : {TYPE_BINARY, TYPE_GRAY8, TYPE_COLOR24}) {
+        SCOPED_TRACE(type);
+        TestWindow window;
+        PictureMake(&window, type, 45, 17, type, 150.0);
+        ASSERT_EQ(SavePcxFile(path.c_str(), window.window), ERROR_NONE);
+        TestWindow back;
+        ASSERT_EQ(ReadPcxFile(path.c_str(), back.window, 0), ERROR_NONE);
+        ExpectImagesNear(window.image(), back.image(), 0);
+        EXPECT_EQ(back.image().resolution, 150.0);
+    }
+    std::vector<uint8_t> kept = TestReadFile(path);
+    for (int type : {TYPE_GRAY16, TYPE_COLOR48}) {
+        TestWindow window;
+        PictureMake(&window, type, 4, 4, 1);
+        EXPECT_EQ(SavePcxFile(path.c_str(), window.window), ERROR_SAVE_TYPE_PCX);
+    }
+    TestWindow wide;
+    PictureMake(&wide, TYPE_GRAY8, 65535, 1, 1);
+    EXPECT_EQ(SavePcxFile(path.c_str(), wide.window), ERROR_WRITE_PCX);
+    TestWindow large;
+    PictureMake(&large, TYPE_COLOR24, 500, 300, 1);
+    HeadlessAbortAtPump(10);
+    EXPECT_EQ(SavePcxFile(path.c_str(), large.window), ERROR_ABORTED);
+    EXPECT_EQ(TestReadFile(path), kept);
+    std::string listing;
+    TestRun("ls " + Quote(folder), &listing);
+    EXPECT_EQ(listing, "round.pcx\n");
+    EXPECT_STREQ(HeadlessProgressAt(0)->title, "PCX Write");
+}
+
+TEST(PcxFileType, AllFilesRecognisesPcxByContent)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("PcxFileType.Content");
+    std::string path = folder + "/picture.dat";
+    TestWindow window;
+    PictureMake(&window, TYPE_GRAY8, 9, 4, 3);
+    ASSERT_EQ(FileSave(path.c_str(), FILE_SAVE_PCX, window.window, 0), ERROR_NONE);
+    EXPECT_EQ(DetectFileContent(path.c_str()), FILE_OPEN_PCX);
+    TestWindow back;
+    ASSERT_EQ(FileLoad(path.c_str(), FILE_OPEN_ALL, back.window, 0), ERROR_NONE);
+    EXPECT_EQ(back.window->fileType, FILE_OPEN_PCX);
+    ExpectImagesNear(window.image(), back.image(), 0);
+    // A byte 10 followed by what no PCX header holds is not taken for one.
+    TestWriteFile(path, {10, 1, 1, 8, 0, 0, 0, 0});
+    EXPECT_EQ(DetectFileContent(path.c_str()), -1);
+    TestWriteFile(path, {10, 5, 2, 8, 0, 0, 0, 0});
+    EXPECT_EQ(DetectFileContent(path.c_str()), -1);
+}
+
+// ---------------------------------------------------------------------------------------------
+// Damaged files
+
+static TestPcx HostileBase(void)
+{
+    TestPcx pcx;
+    pcx.width = 8;
+    pcx.height = 4;
+    pcx.data = {0xC8, 1, 0xC8, 2, 3, 4, 5, 6, 7, 8, 9, 10, 0xC8, 11};
+    pcx.palette = RandomBytes(768, 4);
+    return pcx;
+}
+
+static std::vector<HostileFile> HostileFiles(void)
+{
+    std::vector<HostileFile> files;
+    std::vector<uint8_t> good = PcxBytes(HostileBase());
+    for (size_t at : {1u, 3u, 127u, 128u, 135u})
+        files.push_back({"pcx-truncated-at-" + std::to_string(at),
+                         std::vector<uint8_t>(good.begin(), good.begin() + at), ERROR_READ_PCX});
+    auto with = [](const char *name, auto change, ErrorCode expected) {
+        TestPcx pcx = HostileBase();
+        change(&pcx);
+        return HostileFile{name, PcxBytes(pcx), expected};
+    };
+    files.push_back(with(
+        "pcx-encoding-2", [](TestPcx *p) { p->encoding = 2; }, ERROR_READ_PCX));
+    files.push_back(with(
+        "pcx-bits-2-cga", [](TestPcx *p) { p->bits = 2; }, ERROR_READ_PCX));
+    files.push_back(with(
+        "pcx-bits-16", [](TestPcx *p) { p->bits = 16; }, ERROR_READ_PCX));
+    files.push_back(with(
+        "pcx-8-bits-2-planes", [](TestPcx *p) { p->planes = 2; }, ERROR_READ_PCX));
+    files.push_back(with(
+        "pcx-planes-0", [](TestPcx *p) { p->planes = 0; }, ERROR_READ_PCX));
+    files.push_back(with(
+        "pcx-1-bit-5-planes", [](TestPcx *p) { p->bits = 1, p->planes = 5; }, ERROR_READ_PCX));
+    files.push_back(with(
+        "pcx-bytes-per-line-short", [](TestPcx *p) { p->bytesPerLine = 7; }, ERROR_READ_PCX));
+    files.push_back(with(
+        "pcx-bytes-per-line-zero", [](TestPcx *p) { p->bytesPerLine = 0; }, ERROR_READ_PCX));
+    files.push_back(with(
+        "pcx-rle-huge-picture", [](TestPcx *p) { p->width = p->height = 65536; }, ERROR_READ_PCX));
+    files.push_back(with(
+        "pcx-rle-truncated",
+        [](TestPcx *p) {
+            p->data.resize(5);
+            p->palette.clear();
+        },
+        ERROR_READ_PCX));
+    files.push_back(with(
+        "pcx-rle-runs-into-palette",
+        [](TestPcx *p) {
+            p->data = {0xC5, 1};
+        },
+        ERROR_READ_PCX));
+    files.push_back(with(
+        "pcx-rle-runs-past-the-end", [](TestPcx *p) { p->data.assign(300, 0xFF); }, ERROR_NONE));
+    files.push_back(with(
+        "pcx-raw-rows-past-eof", [](TestPcx *p) { p->encoding = 0, p->height = 40000; },
+        ERROR_READ_PCX));
+    {
+        // The last column before the first: xMax below xMin.
+        std::vector<uint8_t> bytes = good;
+        BytesPut16(bytes.data(), 4, 9);
+        files.push_back({"pcx-x-max-below-x-min", bytes, ERROR_READ_PCX});
+        bytes = good;
+        bytes[0] = 11;
+        files.push_back({"pcx-maker-11", bytes, ERROR_READ_PCX});
+    }
+    return files;
+}
+
+TEST(PcxReaderHostile, KeptFilesMatchTheirGenerator)
+{
+    TestStart();
+    HostileKeptFilesMatch(HostileFiles(), ".pcx");
+}
+
+TEST(PcxReaderHostile, EveryKeptFileGetsItsCode)
+{
+    TestStart();
+    HostileEveryFileGetsItsCode(HostileFiles(), "pcx-", ".pcx", ReadPcxFile, ERROR_READ_PCX);
+}
+
+TEST(PcxReaderHostile, TruncatedAndChangedFilesGiveCodes)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("PcxReaderHostile.Damage");
+    std::string gray = folder + "/gray.pgm";
+    std::string color = folder + "/color.ppm";
+    PnmWrite(gray, 23, 11, 1, 23);
+    PnmWrite(color, 23, 11, 3, 24);
+    const char *commands[] = {
+        "convert {c} {o}",
+        "ppmtopcx {g} > {o}",
+        "pnmquant 16 {c} | ppmtopcx -planes 4 > {o}",
+        "pgmtopbm -threshold {g} | ppmtopcx > {o}",
+    };
+    for (const char *command : commands) {
+        SCOPED_TRACE(command);
+        std::string path = folder + "/good.pcx";
+        ToolRun("(" + ToolCommand(command, gray, color, path) + ")");
+        std::vector<uint8_t> good = TestReadFile(path);
+        int readable = DamageEverywhere(folder, good, ReadPcxFile, ERROR_READ_PCX, 3,
+                                        (4 << 20) + (int64_t)good.size() * 256);
+        EXPECT_GT(readable, 0);
+    }
+    EXPECT_EQ(HeadlessProgressCount(), 0);
+}

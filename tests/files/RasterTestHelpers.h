@@ -1,0 +1,276 @@
+// What the tests of our own BMP, Targa, PCX and RLE modules share: running the independent
+// tools (ImageMagick's convert and netpbm) and reading their samples, the samples of an Image
+// in the same order, windows that free themselves, and the checks every reader gets on
+// damaged files.
+#pragma once
+
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <dirent.h>
+#include <gtest/gtest.h>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "core/File.h"
+#include "core/Helpers.h"
+#include "core/ImageWindow.h"
+#include "core/Memory.h"
+#include "tests/support/TestSupport.h"
+
+namespace raster_test {
+
+typedef ErrorCode (*Reader)(const char *path, ImageWindow *window, int showProgress);
+typedef ErrorCode (*Writer)(const char *path, ImageWindow *window);
+
+inline std::string Quote(const std::string &text)
+{
+    return "'" + text + "'";
+}
+
+// Runs a tool and fails the test when it does not succeed.
+inline void ToolRun(const std::string &command)
+{
+    std::string output;
+    ASSERT_EQ(TestRun(command + " 2>&1", &output), 0) << command << "\n" << output;
+}
+
+// The red, green, blue samples of a picture as a command prints them on stdout in PNM or any
+// format convert reads, top row first. The command is given as it would go into a pipe.
+inline std::vector<int> PipeSamples(const std::string &command)
+{
+    std::string output;
+    std::string full = command + " | convert - -depth 8 rgb:-";
+    EXPECT_EQ(TestRun(full, &output), 0) << full;
+    std::vector<int> samples;
+    for (char c : output)
+        samples.push_back((uint8_t)c);
+    return samples;
+}
+
+// The samples ImageMagick reads from a file, with options before the output.
+inline std::vector<int> ToolSamples(const std::string &path, const std::string &options = "")
+{
+    std::string output;
+    std::string command = "convert " + Quote(path) + " " + options + " -depth 8 rgb:-";
+    EXPECT_EQ(TestRun(command, &output), 0) << command;
+    std::vector<int> samples;
+    for (char c : output)
+        samples.push_back((uint8_t)c);
+    return samples;
+}
+
+// The red, green, blue samples of an 8-bit Image, top row first; gray and binary pixels give
+// three equal samples, a binary pixel 0 or 255.
+inline std::vector<int> ImageSamples(const Image &image)
+{
+    std::vector<int> samples;
+    for (int y = image.height - 1; y >= 0; y--) {
+        const uint8_t *row = image.rows[y];
+        for (int x = 0; x < image.width; x++) {
+            switch (image.type) {
+            case TYPE_BINARY:
+                for (int c = 0; c < 3; c++)
+                    samples.push_back(BitTest(row, x) ? 255 : 0);
+                break;
+            case TYPE_GRAY8:
+                for (int c = 0; c < 3; c++)
+                    samples.push_back(row[x]);
+                break;
+            case TYPE_COLOR24:
+                for (int c = 2; c >= 0; c--)
+                    samples.push_back(row[3 * x + c]);
+                break;
+            default: break;
+            }
+        }
+    }
+    return samples;
+}
+
+// Compares two lists of samples; names the first difference.
+inline ::testing::AssertionResult SamplesEqual(const std::vector<int> &expected,
+                                               const std::vector<int> &actual)
+{
+    if (expected.size() != actual.size())
+        return ::testing::AssertionFailure()
+               << "expected " << expected.size() << " samples, read " << actual.size();
+    size_t differing = 0;
+    size_t first = 0;
+    for (size_t i = 0; i < expected.size(); i++) {
+        if (expected[i] != actual[i] && differing++ == 0) first = i;
+    }
+    if (differing == 0) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure()
+           << differing << " samples differ, the first at " << first << " (pixel " << first / 3
+           << "): expected " << expected[first] << ", read " << actual[first];
+}
+
+// An ImageWindow record on the heap that frees its picture and profile when it goes.
+struct TestWindow {
+    ImageWindow *window;
+    TestWindow()
+    {
+        window = (ImageWindow *)calloc(1, sizeof(ImageWindow));
+    }
+    ~TestWindow()
+    {
+        ImageFree(&window->image);
+        MemoryRelease(&window->profile);
+        free(window);
+    }
+    TestWindow(const TestWindow &) = delete;
+    TestWindow &operator=(const TestWindow &) = delete;
+    Image &image()
+    {
+        return window->image;
+    }
+};
+
+// A picture of a type filled with the test pattern of seed.
+inline void PictureMake(TestWindow *window, int type, int w, int h, int seed,
+                        double resolution = 300.0)
+{
+    ASSERT_EQ(ImageAlloc(&window->image(), type, w, h, resolution), ERROR_NONE);
+    TestFillPattern(&window->image(), seed);
+}
+
+// A PNM file of random samples, gray or color, for the tools to make files from; a smooth
+// part at the top gives the run-length encoders long runs as well.
+inline void PnmWrite(const std::string &path, int w, int h, int channels, uint32_t seed)
+{
+    std::string head = std::string(channels == 3 ? "P6" : "P5") + "\n" + std::to_string(w) + " " +
+                       std::to_string(h) + "\n255\n";
+    std::vector<uint8_t> bytes(head.begin(), head.end());
+    for (int y = 0; y < h; y++) {
+        for (int x = 0; x < w * channels; x++) {
+            seed = seed * 1664525u + 1013904223u;
+            bytes.push_back(y < h / 3 ? (uint8_t)(x / 7 * 20) : (uint8_t)(seed >> 24));
+        }
+    }
+    TestWriteFile(path, bytes);
+}
+
+// Bytes of a pseudo-random sequence from seed.
+inline std::vector<uint8_t> RandomBytes(size_t count, uint32_t seed)
+{
+    std::vector<uint8_t> bytes(count);
+    for (uint8_t &b : bytes) {
+        seed = seed * 1664525u + 1013904223u;
+        b = (uint8_t)(seed >> 24);
+    }
+    return bytes;
+}
+
+// The rows of a picture top row first, as they lie in memory: bits of a binary row, gray
+// levels, or blue, green, red bytes.
+inline std::vector<int> RowsTopFirst(const Image &image)
+{
+    std::vector<int> values;
+    int perRow = image.type == TYPE_COLOR24 ? 3 * image.width : image.width;
+    for (int y = image.height - 1; y >= 0; y--)
+        for (int i = 0; i < perRow; i++)
+            values.push_back(image.type == TYPE_BINARY ? BitTest(image.rows[y], i)
+                                                       : image.rows[y][i]);
+    return values;
+}
+
+// A tool's command with {g}, {c} and {o} replaced by the quoted gray source, color source and
+// output.
+inline std::string ToolCommand(std::string command, const std::string &gray,
+                               const std::string &color, const std::string &output)
+{
+    for (auto [key, value] : {std::pair<std::string, std::string>{"{g}", Quote(gray)},
+                              {"{c}", Quote(color)},
+                              {"{o}", Quote(output)}}) {
+        for (size_t at; (at = command.find(key)) != std::string::npos;)
+            command.replace(at, key.size(), value);
+    }
+    return command;
+}
+
+// A damaged file kept in tests/data/hostile, with the answer it must get.
+struct HostileFile {
+    std::string name; // without the extension
+    std::vector<uint8_t> bytes;
+    ErrorCode expected;
+};
+
+// The kept files equal what their generator makes now (VISTEL_UPDATE_HOSTILE=1 rewrites them).
+inline void HostileKeptFilesMatch(const std::vector<HostileFile> &files, const std::string &ext)
+{
+    int update = getenv("VISTEL_UPDATE_HOSTILE") != nullptr;
+    for (const HostileFile &file : files) {
+        SCOPED_TRACE(file.name);
+        std::string path = TestDataPath("hostile/" + file.name + ext);
+        if (update) TestWriteFile(path, file.bytes);
+        EXPECT_EQ(TestReadFile(path), file.bytes) << "regenerate with VISTEL_UPDATE_HOSTILE=1";
+    }
+}
+
+// Every kept file of a prefix gets its answer, and a failed read leaves no picture; any kept
+// file without a generator entry must give the code or a picture.
+inline void HostileEveryFileGetsItsCode(const std::vector<HostileFile> &files,
+                                        const std::string &prefix, const std::string &ext,
+                                        Reader reader, ErrorCode code)
+{
+    std::map<std::string, ErrorCode> expected;
+    for (const HostileFile &file : files)
+        expected[file.name + ext] = file.expected;
+    std::string folder = TestDataPath("hostile");
+    DIR *directory = opendir(folder.c_str());
+    ASSERT_NE(directory, nullptr);
+    int count = 0;
+    while (struct dirent *entry = readdir(directory)) {
+        std::string name = entry->d_name;
+        if (name.rfind(prefix, 0) != 0) continue;
+        SCOPED_TRACE(name);
+        count++;
+        TestWindow window;
+        ErrorCode result = reader((folder + "/" + name).c_str(), window.window, 0);
+        if (expected.count(name))
+            EXPECT_EQ(result, expected[name]);
+        else
+            EXPECT_TRUE(result == ERROR_NONE || result == code) << result;
+        if (result != ERROR_NONE) {
+            EXPECT_EQ(window.image().type, TYPE_EMPTY);
+        }
+    }
+    closedir(directory);
+    EXPECT_GE(count, (int)expected.size());
+}
+
+// Reads truncations and single-byte changes all over a valid file: each gives the format's
+// code or a picture, never a crash. A picture is never larger than limit bytes. Returns how
+// many damaged files still gave a picture.
+inline int DamageEverywhere(const std::string &folder, const std::vector<uint8_t> &good,
+                            Reader reader, ErrorCode code, int step, int64_t limit)
+{
+    std::string path = folder + "/damaged";
+    int readable = 0;
+    for (int pass = 0; pass < 3; pass++) {
+        // Headers lie in the first bytes: every one of those is inverted, the rest by step.
+        for (size_t at = 0; at < good.size(); at += pass == 1 && at < 512 ? 1 : step) {
+            std::vector<uint8_t> bytes = good;
+            if (pass == 0)
+                bytes.resize(at);
+            else
+                bytes[at] ^= pass == 1 ? 0xFF : 0x40;
+            TestWriteFile(path, bytes);
+            TestWindow window;
+            ErrorCode result = reader(path.c_str(), window.window, 0);
+            EXPECT_TRUE(result == ERROR_NONE || result == code)
+                << (pass == 0 ? "truncated at " : "changed at ") << at << ": " << result;
+            if (result == ERROR_NONE) {
+                readable++;
+                EXPECT_LE((int64_t)window.image().rowBytes * window.image().height, limit);
+            } else {
+                EXPECT_EQ(window.image().type, TYPE_EMPTY);
+            }
+        }
+    }
+    return readable;
+}
+
+} // namespace raster_test

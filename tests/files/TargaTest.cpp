@@ -91,10 +91,10 @@ static const ToolCase TOOL_CASES[] = {
     {"im-32-alpha-rle",
      "convert {c} -alpha set -channel A -evaluate set 40% +channel -compress RLE {o}",
      TYPE_COLOR24},
-    {"ppmtotga-24", "ppmtotga -rgb -norle {c} > {o}", TYPE_COLOR24},
-    {"ppmtotga-24-rle", "ppmtotga -rgb {c} > {o}", TYPE_COLOR24},
-    {"ppmtotga-gray", "ppmtotga -mono -norle {g} > {o}", TYPE_GRAY8},
-    {"ppmtotga-gray-rle", "ppmtotga -mono {g} > {o}", TYPE_GRAY8},
+    {"ppmtotga-24", "ppmtotga -rgb -norle < {c} > {o}", TYPE_COLOR24},
+    {"ppmtotga-24-rle", "ppmtotga -rgb < {c} > {o}", TYPE_COLOR24},
+    {"ppmtotga-gray", "ppmtotga -mono -norle < {g} > {o}", TYPE_GRAY8},
+    {"ppmtotga-gray-rle", "ppmtotga -mono < {g} > {o}", TYPE_GRAY8},
     {"ppmtotga-mapped-rle", "pnmquant 100 {c} | ppmtotga -cmap > {o}", TYPE_COLOR24},
     {"ppmtotga-mapped-gray", "pnmquant 20 {g} | ppmtotga -cmap -norle > {o}", TYPE_GRAY8},
 };
@@ -600,7 +600,7 @@ TEST(TargaReaderHostile, TruncatedAndChangedFilesGiveCodes)
     const char *commands[] = {
         "convert {c} -compress RLE {o}",
         "convert {c} -colors 30 -type palette -compress RLE {o}",
-        "ppmtotga -mono {g} > {o}",
+        "ppmtotga -mono < {g} > {o}",
         "convert {c} -alpha set -channel A -evaluate set 40% +channel {o}",
     };
     for (const char *command : commands) {

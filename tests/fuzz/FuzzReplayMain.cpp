@@ -20,7 +20,9 @@ static int RunFile(const std::string &path)
     while ((got = fread(buffer, 1, sizeof buffer, file)) > 0)
         data.insert(data.end(), buffer, buffer + got);
     fclose(file);
-    LLVMFuzzerTestOneInput(data.data(), data.size());
+    // libFuzzer never passes a null pointer, not even for an empty input.
+    static const uint8_t EMPTY[1] = {0};
+    LLVMFuzzerTestOneInput(data.empty() ? EMPTY : data.data(), data.size());
     return 1;
 }
 

@@ -815,6 +815,12 @@ WindowHandle PlatformControl(WindowHandle parent, int id)
     return nullptr;
 }
 
+int PlatformControlId(WindowHandle control)
+{
+    if (!Valid(control) || control->controlType < 0) return -1;
+    return control->controlId;
+}
+
 void PlatformSetControlText(WindowHandle parent, int id, const char *text)
 {
     PlatformSetWindowTitle(PlatformControl(parent, id), text);

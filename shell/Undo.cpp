@@ -159,13 +159,13 @@ void UndoForget(WindowHandle window)
             link = &entry->next;
         }
     }
-    // Marks left at the bottom or beside each other would make empty groups: drop them, so
-    // that every group still restores something.
+    // A group whose entries all went leaves its mark at the top or beside another mark, and
+    // a mark may end up at the bottom: drop those, so that every undo restores something.
     link = &UndoTop;
     while (*link != nullptr) {
         UndoEntry *entry = *link;
-        int redundant =
-            entry->window == nullptr && (entry->next == nullptr || entry->next->window == nullptr);
+        int redundant = entry->window == nullptr && (link == &UndoTop || entry->next == nullptr ||
+                                                     entry->next->window == nullptr);
         if (redundant) {
             *link = entry->next;
             EntryFree(entry);

@@ -449,6 +449,8 @@ int PlatformClipboardSetImage(const struct Image *image);
 // Fills image (cleared by the caller) from the clipboard's picture; an ErrorCode.
 ErrorCode PlatformClipboardGetImage(struct Image *image);
 int PlatformClipboardHasImage(void);
+// Empties the clipboard of everything, ours or another program's.
+void PlatformClipboardClear(void);
 
 // Opens a document or a web address with the desktop's program for it.
 int PlatformOpenExternal(const char *pathOrAddress);

@@ -242,7 +242,8 @@ static int CommandLineSplit(const char *text, void (*each)(const char *name, voi
 struct NameList {
     char *names;
     int capacity;
-    int used; // bytes written, without the final empty string
+    int used;  // bytes written, without the final empty string
+    int count; // names that found room
 };
 
 static void NameListAdd(const char *name, void *context)
@@ -254,14 +255,16 @@ static void NameListAdd(const char *name, void *context)
     memcpy(list->names + list->used, name, (size_t)length + 1);
     list->used += length + 1;
     list->names[list->used] = 0;
+    list->count++;
 }
 
 int SplitCommandLine(const char *commandLine, char *names, int capacity)
 {
     if (capacity < 1) return 0;
     names[0] = 0;
-    NameList list = {names, capacity, 0};
-    return CommandLineSplit(commandLine, NameListAdd, &list);
+    NameList list = {names, capacity, 0, 0};
+    CommandLineSplit(commandLine, NameListAdd, &list);
+    return list.count;
 }
 
 static void CommandLineOpen(const char *name, void *context)
@@ -353,7 +356,7 @@ static void FrameClose(WindowHandle frame)
     if (ClipboardHoldsImage) {
         if (MessageDialog(nullptr, "Warning", MESSAGE_YES_NO, "Retain image on clipboard?") ==
             ANSWER_NO)
-            PlatformClipboardSetText(""); // replaces our picture, which empties it for others
+            PlatformClipboardClear();
         ClipboardHoldsImage = 0;
     }
     DestroyAllChildren();

@@ -107,7 +107,7 @@ int ShellMain(const char *commandLine);
 void OpenCommandLine(const char *commandLine);
 
 // The same split, into a list of names each ended by a zero byte, the list by an empty
-// string, for tests; returns the count.
+// string, for tests; returns the count of names that found room in capacity bytes.
 int SplitCommandLine(const char *commandLine, char *names, int capacity);
 
 // Everything that runs once the frame is gone: the state is written and every table freed.

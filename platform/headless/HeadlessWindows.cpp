@@ -1086,6 +1086,12 @@ int PlatformClipboardHasImage(void)
     return ClipboardImage.type != TYPE_EMPTY;
 }
 
+void PlatformClipboardClear(void)
+{
+    ClipboardHasText = 0;
+    ImageFree(&ClipboardImage);
+}
+
 int PlatformOpenExternal(const char *pathOrAddress)
 {
     snprintf(External, sizeof External, "%s", pathOrAddress);

@@ -47,28 +47,26 @@ static const char *FormatName(int fileType)
     }
 }
 
-// An integer with thousands separators, as "%," writes it, also past the range of an int.
-static void Grouped(int64_t value, char *text, int capacity)
+// A count of bytes as "%, bytes"; past the range of an int (a picture of several gigabytes)
+// the digits are grouped here the same way.
+static void BytesLine(int64_t value, char *text)
 {
-    if (value >= -2147483647 && value <= 2147483647) {
-        FormatString(text, capacity, "%,", (int)value);
+    if (value <= 2147483647) {
+        FormatString(text, WINDOW_INFO_TEXT, "%, bytes", (int)value);
         return;
     }
     char digits[32];
     int count = 0;
-    int negative = value < 0;
-    uint64_t magnitude = negative ? (uint64_t)(-(value + 1)) + 1 : (uint64_t)value;
     do {
-        digits[count++] = (char)('0' + magnitude % 10);
-        magnitude /= 10;
-    } while (magnitude != 0);
+        digits[count++] = (char)('0' + value % 10);
+        value /= 10;
+    } while (value != 0);
     int length = 0;
-    if (negative && length < capacity - 1) text[length++] = '-';
-    for (int i = count - 1; i >= 0 && length < capacity - 1; i--) {
+    for (int i = count - 1; i >= 0; i--) {
         text[length++] = digits[i];
-        if (i > 0 && i % 3 == 0 && length < capacity - 1) text[length++] = ',';
+        if (i > 0 && i % 3 == 0) text[length++] = ',';
     }
-    text[length] = 0;
+    FormatString(text + length, WINDOW_INFO_TEXT - length, " bytes");
 }
 
 // A path, or its head and tail around "..." when it is long: "%s...%s" in format's place.
@@ -106,17 +104,9 @@ int WindowInfoTexts(const ImageWindow *record, char texts[][WINDOW_INFO_TEXT], i
             FormatString(line, WINDOW_INFO_TEXT, "%s [%s]", description, maker);
     }
 
-    char number[40];
-    char other[40];
-    if ((line = next()) != nullptr) {
-        Grouped((int64_t)image->rowBytes * image->height, number, sizeof number);
-        FormatString(line, WINDOW_INFO_TEXT, "%s bytes", number);
-    }
-    if ((line = next()) != nullptr) {
-        Grouped(image->width, number, sizeof number);
-        Grouped(image->height, other, sizeof other);
-        FormatString(line, WINDOW_INFO_TEXT, "%s x %s pixels", number, other);
-    }
+    if ((line = next()) != nullptr) BytesLine((int64_t)image->rowBytes * image->height, line);
+    if ((line = next()) != nullptr)
+        FormatString(line, WINDOW_INFO_TEXT, "%, x %, pixels", image->width, image->height);
     // A picture without a resolution of its own measures at the preference's.
     double resolution = image->resolution > 0 ? image->resolution : Prefs.defaultResolution;
     double inchesWide = image->width / resolution;
@@ -139,10 +129,7 @@ int WindowInfoTexts(const ImageWindow *record, char texts[][WINDOW_INFO_TEXT], i
         FormatString(line, WINDOW_INFO_TEXT, "%s", FormatName(record->fileType));
     struct stat status;
     if (record->fileName[0] != 0 && stat(record->fileName, &status) == 0) {
-        if ((line = next()) != nullptr) {
-            Grouped((int64_t)status.st_size, number, sizeof number);
-            FormatString(line, WINDOW_INFO_TEXT, "%s bytes", number);
-        }
+        if ((line = next()) != nullptr) BytesLine((int64_t)status.st_size, line);
         time_t modified = status.st_mtime;
         struct tm local;
 #ifdef _WIN32

@@ -146,3 +146,20 @@ TEST_F(WindowInfo, TheMenuCommandShowsTheLinesInAModalDialog)
     EXPECT_EQ(HeadlessWindowCount(), windows); // the dialog is gone again
     EXPECT_EQ(ActiveWindow, window);
 }
+
+TEST(WindowInfoSizes, SizesBeyondTwoGigabytesAreStillGrouped)
+{
+    // Only the record's numbers are read, so a picture this large needs no memory here.
+    ImageWindow record = {};
+    record.image.type = TYPE_COLOR48;
+    record.image.width = 20000;
+    record.image.height = 20000;
+    record.image.rowBytes = 120000;
+    record.image.resolution = 400.0;
+    char texts[WINDOW_INFO_LINES][WINDOW_INFO_TEXT];
+    ASSERT_GE(WindowInfoTexts(&record, texts, WINDOW_INFO_LINES), 3);
+    EXPECT_STREQ(texts[1], "2,400,000,000 bytes");
+    EXPECT_STREQ(texts[2], "20,000 x 20,000 pixels");
+    // The count stops at the room it is given.
+    EXPECT_EQ(WindowInfoTexts(&record, texts, 2), 2);
+}

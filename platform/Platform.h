@@ -129,6 +129,13 @@ enum : uint32_t {
     MSG_DISPLAY_CHANGE = 0x007E,
 };
 
+// The files of a MSG_DROP_FILES, in the order the desktop gave them; the platform keeps them
+// alive until the message returns.
+struct DroppedFiles {
+    int32_t count;
+    const char *const *paths;
+};
+
 // Notifications in the high half of a MSG_COMMAND's wParam.
 enum : uint32_t {
     NOTIFY_CLICKED = 0,  // a button or menu item
@@ -339,6 +346,8 @@ enum : uint32_t {
 WindowHandle PlatformCreateControl(WindowHandle parent, int type, int id, const char *text,
                                    uint32_t style, const Rect *rect);
 WindowHandle PlatformControl(WindowHandle parent, int id);
+// The id a control was made with, or -1 for a window that is not a control.
+int PlatformControlId(WindowHandle control);
 void PlatformSetControlText(WindowHandle parent, int id, const char *text);
 void PlatformGetControlText(WindowHandle parent, int id, char *text, int size);
 void PlatformSetControlValue(WindowHandle parent, int id, int value);
@@ -440,6 +449,8 @@ int PlatformClipboardSetImage(const struct Image *image);
 // Fills image (cleared by the caller) from the clipboard's picture; an ErrorCode.
 ErrorCode PlatformClipboardGetImage(struct Image *image);
 int PlatformClipboardHasImage(void);
+// Empties the clipboard of everything, ours or another program's.
+void PlatformClipboardClear(void);
 
 // Opens a document or a web address with the desktop's program for it.
 int PlatformOpenExternal(const char *pathOrAddress);

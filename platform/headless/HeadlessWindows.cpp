@@ -815,6 +815,12 @@ WindowHandle PlatformControl(WindowHandle parent, int id)
     return nullptr;
 }
 
+int PlatformControlId(WindowHandle control)
+{
+    if (!Valid(control) || control->controlType < 0) return -1;
+    return control->controlId;
+}
+
 void PlatformSetControlText(WindowHandle parent, int id, const char *text)
 {
     PlatformSetWindowTitle(PlatformControl(parent, id), text);
@@ -1078,6 +1084,12 @@ ErrorCode PlatformClipboardGetImage(Image *image)
 int PlatformClipboardHasImage(void)
 {
     return ClipboardImage.type != TYPE_EMPTY;
+}
+
+void PlatformClipboardClear(void)
+{
+    ClipboardHasText = 0;
+    ImageFree(&ClipboardImage);
 }
 
 int PlatformOpenExternal(const char *pathOrAddress)

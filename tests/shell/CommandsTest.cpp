@@ -1,0 +1,401 @@
+// The command handler and the menu's state: the class table, what each class needs of the
+// active window, Cascade, Close All, Bring Dialogs to Top, Copy, Negative, the clipboard,
+// and the Mask menu's candidates.
+#include <cstring>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/Progress.h"
+#include "shell/Commands.h"
+#include "tests/shell/ShellTestSupport.h"
+
+using Commands = ShellTest;
+
+static std::string Title(WindowHandle window)
+{
+    char title[WINDOW_TITLE_MAX + 1];
+    PlatformGetWindowTitle(window, title, sizeof title);
+    return title;
+}
+
+static int MenuEnabled(int id)
+{
+    int enabled = -1;
+    EXPECT_TRUE(HeadlessMenuState(id, &enabled, nullptr, nullptr)) << id;
+    return enabled;
+}
+
+TEST(CommandTable, EachCommandHasTheClassOfTheMenuTable)
+{
+    const int bit6 = 0x40;
+    const int bit7 = 0x80;
+    // Runs of ids and their class, as the menu's table gives them.
+    const std::vector<std::pair<std::vector<int>, int>> table = {
+        {{1002, 1020, 1018, 1010, 1021, 1011, 1012, 1015, 1013, 3009, 3010, 3011, 6001, 6003, 6004,
+          6005, 6006, 6007},
+         0},
+        {{1008, 3012, 3013, 3014}, 1},
+        {{2003}, 2},
+        {{3002, 3003, 3004, 3005, 3006, 3007, 3008, 3015}, 6},
+        {{1014, 3001, 3020, 3021, 3022}, 8},
+        {{1023}, 9},
+        {{1006, 1007}, 8 | bit6},
+        {{1001, 1004, 4009, 4025, 4062}, 0 | bit7},
+        {{4001, 4002, 4003, 4004, 4005, 4007, 4010, 4016, 4017, 4018, 4019, 4020,
+          4021, 4022, 4027, 4028, 4041, 4042, 4043, 4050, 4051, 4053, 4054},
+         8 | bit7},
+        {{4011, 4012, 4013, 4015, 4024, 4031, 4049, 4057, 4058, 4059, 4060, 4061}, 9 | bit7},
+        {{4008, 4014, 4029, 4030, 4032, 4040, 4044, 4045, 4046, 4047, 4048, 4052, 4055, 4056},
+         10 | bit7},
+        {{4023}, 11 | bit7},
+        // Negative is not in the table of old; it goes with Copy, which it resembles.
+        {{4006}, 8 | bit7},
+    };
+    int expected[7000];
+    for (int &value : expected)
+        value = -1;
+    for (const auto &run : table)
+        for (int id : run.first)
+            expected[id] = run.second;
+    for (int id = 1000; id < 7000; id++)
+        ASSERT_EQ(MenuItemClass(id), expected[id]) << id;
+}
+
+TEST_F(Commands, EachClassIsEnabledByTheActiveWindowAndItsType)
+{
+    struct Situation {
+        const char *name;
+        int kind; // of the active window; -1 for none
+        int type; // of its picture
+        int enabled[12];
+    };
+    const Situation situations[] = {
+        {"nothing active", -1, 0, {1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
+        {"binary", KIND_IMAGE, TYPE_BINARY, {1, 1, 1, 0, 0, 1, 1, 0, 1, 0, 0, 0}},
+        {"gray", KIND_IMAGE, TYPE_GRAY8, {1, 1, 1, 0, 1, 1, 1, 1, 1, 0, 1, 1}},
+        {"color", KIND_IMAGE, TYPE_COLOR24, {1, 1, 1, 1, 1, 0, 1, 0, 1, 1, 1, 0}},
+        {"gray 16", KIND_IMAGE, TYPE_GRAY16, {1, 1, 0, 0, 0, 0, 1, 0, 1, 0, 1, 1}},
+        {"color 48", KIND_IMAGE, TYPE_COLOR48, {1, 1, 0, 0, 0, 0, 1, 0, 1, 1, 1, 0}},
+        {"preview", KIND_PREVIEW, 0, {1, 1, 0, 0, 0, 0, 1, 0, 0, 0, 0, 0}},
+        {"album page", KIND_ALBUM_DOCUMENT, 0, {1, 1, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0}},
+    };
+    for (const Situation &situation : situations) {
+        SCOPED_TRACE(situation.name);
+        DestroyAllChildren();
+        if (situation.kind == KIND_IMAGE) {
+            MakePicture(situation.type, 20, 10);
+        } else if (situation.kind >= 0) {
+            PlatformActivateWindow(MakeRecordingChild(situation.kind, situation.name));
+        }
+        for (int itemClass = 0; itemClass < 12; itemClass++) {
+            SCOPED_TRACE(itemClass);
+            EXPECT_EQ(MenuClassEnabled(itemClass), situation.enabled[itemClass]);
+            // Bit 6 only matters on an album page.
+            int albumOff = situation.kind == KIND_ALBUM_DOCUMENT;
+            EXPECT_EQ(MenuClassEnabled(itemClass | MENU_CLASS_NOT_ALBUM),
+                      albumOff ? 0 : situation.enabled[itemClass]);
+            EXPECT_EQ(MenuClassEnabled(itemClass | MENU_CLASS_NOT_DIALOG),
+                      situation.enabled[itemClass]);
+        }
+    }
+}
+
+TEST_F(Commands, OpenOperationsAndProgressTurnItemsOff)
+{
+    MakePicture(TYPE_GRAY8, 20, 10);
+    EXPECT_EQ(MenuClassEnabled(8 | MENU_CLASS_NOT_DIALOG), 1);
+    // An operation counts from its command on, before its dialog exists.
+    CurrentOperation = KIND_GAMMA;
+    EXPECT_EQ(MenuClassEnabled(8 | MENU_CLASS_NOT_DIALOG), 0);
+    EXPECT_EQ(MenuClassEnabled(0 | MENU_CLASS_NOT_DIALOG), 0);
+    EXPECT_EQ(MenuClassEnabled(8), 1);
+    CurrentOperation = 0;
+    DialogWindow = MakeRecordingChild(KIND_GAMMA, "Gamma Adjust");
+    EXPECT_EQ(MenuClassEnabled(8 | MENU_CLASS_NOT_DIALOG), 0);
+    PlatformDestroyWindow(DialogWindow);
+    EXPECT_EQ(DialogWindow, nullptr);
+    EXPECT_EQ(MenuClassEnabled(8 | MENU_CLASS_NOT_DIALOG), 1);
+
+    ProgressOpen(0, 10, "Copy", 1);
+    for (int itemClass = 0; itemClass < 12; itemClass++)
+        EXPECT_EQ(MenuClassEnabled(itemClass), 0) << itemClass;
+    ProgressClose();
+    EXPECT_EQ(MenuClassEnabled(0), 1);
+}
+
+TEST_F(Commands, TheMenuFollowsTheActivePicture)
+{
+    MakePicture(TYPE_GRAY16, 20, 10);
+    PlatformSendMessage(FrameWindow, MSG_INIT_MENU, 0, 0);
+    EXPECT_EQ(MenuEnabled(COMMAND_OPEN), 1);
+    EXPECT_EQ(MenuEnabled(COMMAND_CLOSE), 1);
+    EXPECT_EQ(MenuEnabled(COMMAND_COPY_CLIPBOARD), 0); // no 16-bit pictures on the clipboard
+    EXPECT_EQ(MenuEnabled(COMMAND_ZOOM_IN), 1);
+    EXPECT_EQ(MenuEnabled(COMMAND_WINDOW_INFO), 1);
+    EXPECT_EQ(MenuEnabled(COMMAND_SAVE_PROFILE), 0); // gray pictures carry no color profile
+    EXPECT_EQ(MenuEnabled(COMMAND_SAVE), 1);
+    EXPECT_EQ(MenuEnabled(COMMAND_COPY), 1);
+    EXPECT_EQ(MenuEnabled(COMMAND_PASTE), 0);
+
+    MakePicture(TYPE_COLOR48, 20, 10);
+    DialogWindow = MakeRecordingChild(KIND_GAMMA, "Gamma Adjust");
+    PlatformSendMessage(FrameWindow, MSG_INIT_MENU, 0, 0);
+    EXPECT_EQ(MenuEnabled(COMMAND_SAVE_PROFILE), 1);
+    EXPECT_EQ(MenuEnabled(COMMAND_COPY), 0);
+    EXPECT_EQ(MenuEnabled(COMMAND_NEGATIVE), 0);
+    EXPECT_EQ(MenuEnabled(COMMAND_SAVE), 1);
+    // A disabled item chosen anyway does nothing.
+    int windows = HeadlessWindowCount();
+    HeadlessChooseMenu(COMMAND_COPY);
+    EXPECT_EQ(HeadlessWindowCount(), windows);
+    PlatformDestroyWindow(DialogWindow);
+
+    // While a progress window is open nothing can be chosen, not even File Open.
+    ProgressOpen(0, 10, "Copy", 1);
+    PlatformSendMessage(FrameWindow, MSG_INIT_MENU, 0, 0);
+    for (int id : {COMMAND_OPEN, COMMAND_CLOSE, COMMAND_EXIT, COMMAND_ZOOM_IN, COMMAND_UNDO,
+                   COMMAND_PASTE, COMMAND_MASK_NEW, COMMAND_CASCADE, COMMAND_ABOUT})
+        EXPECT_EQ(MenuEnabled(id), 0) << id;
+    ProgressClose();
+    PlatformSendMessage(FrameWindow, MSG_INIT_MENU, 0, 0);
+    EXPECT_EQ(MenuEnabled(COMMAND_OPEN), 1);
+}
+
+TEST_F(Commands, TheMaskMenuOffersPicturesOfTheSameSize)
+{
+    WindowHandle same = MakePicture(TYPE_GRAY8, 100, 80);
+    MakePicture(TYPE_GRAY8, 50, 50);
+    WindowHandle alsoSame = MakePicture(TYPE_COLOR24, 100, 80);
+    WindowHandle active = MakePicture(TYPE_COLOR48, 100, 80);
+    PlatformSendMessage(FrameWindow, MSG_INIT_MENU, 0, 0);
+    const char *label = nullptr;
+    int enabled = 0;
+    ASSERT_TRUE(HeadlessMenuState(COMMAND_MASK_NEW, &enabled, nullptr, &label));
+    EXPECT_STREQ(label, "&New");
+    EXPECT_EQ(enabled, 1);
+    // Front to back, the active picture left out.
+    ASSERT_TRUE(HeadlessMenuState(4501, nullptr, nullptr, &label));
+    EXPECT_EQ(label, Title(alsoSame));
+    ASSERT_TRUE(HeadlessMenuState(4502, nullptr, nullptr, &label));
+    EXPECT_EQ(label, Title(same));
+    EXPECT_FALSE(HeadlessMenuState(4503, nullptr, nullptr, nullptr));
+
+    // A binary picture takes no mask: the list empties and New is off.
+    (void)active;
+    MakePicture(TYPE_BINARY, 100, 80);
+    PlatformSendMessage(FrameWindow, MSG_INIT_MENU, 0, 0);
+    EXPECT_FALSE(HeadlessMenuState(4501, nullptr, nullptr, nullptr));
+    ASSERT_TRUE(HeadlessMenuState(COMMAND_MASK_NEW, &enabled, nullptr, nullptr));
+    EXPECT_EQ(enabled, 0);
+
+    // A candidate chosen starts the mask tool.
+    PlatformActivateWindow(active);
+    HeadlessChooseMenu(4501);
+    EXPECT_EQ(CurrentTool, TOOL_MASK);
+    CurrentTool = TOOL_NONE;
+}
+
+TEST_F(Commands, CascadeStepsDownAndRightFromTheBackWindow)
+{
+    struct Case {
+        int workspaceWidth;
+        int workspaceHeight;
+        int expected[4][2]; // back to front
+    };
+    // Margin 8, button height 24 and caption 20 on the headless platform. A third of 90 is
+    // 30, so the third window starts over at the top; a third of 150 is 50, so x does too.
+    const Case cases[] = {
+        {600, 90, {{8, 8}, {32, 28}, {56, 8}, {80, 28}}},
+        {150, 90, {{8, 8}, {32, 28}, {8, 8}, {32, 28}}},
+    };
+    for (const Case &item : cases) {
+        SCOPED_TRACE(item.workspaceWidth);
+        DestroyAllChildren();
+        HeadlessSetWorkspaceSize(item.workspaceWidth, item.workspaceHeight);
+        WindowHandle windows[4];
+        for (WindowHandle &window : windows) {
+            window = MakePicture(TYPE_GRAY8, 20, 10);
+            PlatformMoveWindow(window, 300, 300, 120, 90);
+        }
+        HeadlessChooseMenu(COMMAND_CASCADE);
+        for (int i = 0; i < 4; i++) {
+            Rect rect;
+            PlatformGetWindowRect(windows[i], &rect);
+            EXPECT_EQ(rect.left, item.expected[i][0]) << i;
+            EXPECT_EQ(rect.top, item.expected[i][1]) << i;
+            EXPECT_EQ(rect.right - rect.left, 120);
+            EXPECT_EQ(rect.bottom - rect.top, 90);
+        }
+    }
+}
+
+TEST_F(Commands, CopyAndNegativeMakeANewModifiedWindowAtTheSourcesZoom)
+{
+    for (int type : {TYPE_BINARY, TYPE_GRAY8, TYPE_COLOR24, TYPE_GRAY16, TYPE_COLOR48}) {
+        SCOPED_TRACE(type);
+        DestroyAllChildren();
+        WindowHandle source = MakePicture(type, 50, 40, type);
+        ImageWindow *record = WindowRecord(source);
+        strcpy(record->fileName, "/pictures/source.tif");
+        record->zoom = -2;
+
+        HeadlessChooseMenu(COMMAND_COPY);
+        WindowHandle copy = ActiveWindow;
+        ASSERT_NE(copy, source);
+        const ImageWindow *copied = WindowRecord(copy);
+        ExpectImagesNear(record->image, copied->image, 0);
+        EXPECT_EQ(copied->zoom, -2);
+        EXPECT_EQ(PlatformGetWindowWord(copy, WORD_MODIFIED), 1);
+        EXPECT_EQ(PlatformGetWindowWord(source, WORD_MODIFIED), 0);
+        EXPECT_EQ(Title(copy),
+                  "Untitled " + std::to_string(copied->slot + 1) + " - source.tif (1:2)");
+
+        PlatformActivateWindow(source);
+        HeadlessChooseMenu(COMMAND_NEGATIVE);
+        WindowHandle negative = ActiveWindow;
+        ASSERT_NE(negative, source);
+        ASSERT_NE(negative, copy);
+        const Image *in = &record->image;
+        const Image *out = &WindowRecord(negative)->image;
+        ASSERT_EQ(out->type, type);
+        EXPECT_EQ(WindowRecord(negative)->zoom, -2);
+        EXPECT_EQ(PlatformGetWindowWord(negative, WORD_MODIFIED), 1);
+        // Every byte of the samples inverts, whatever the depth; binary rows invert their bits.
+        int sampleBytes = 0;
+        switch (type) {
+        case TYPE_BINARY: sampleBytes = in->width / 8; break; // the whole bytes of a row
+        case TYPE_GRAY8: sampleBytes = in->width; break;
+        case TYPE_COLOR24: sampleBytes = 3 * in->width; break;
+        case TYPE_GRAY16: sampleBytes = 2 * in->width; break;
+        default: sampleBytes = 6 * in->width; break;
+        }
+        for (int y = 0; y < in->height; y++)
+            for (int i = 0; i < sampleBytes; i++)
+                ASSERT_EQ(out->rows[y][i], (uint8_t)~in->rows[y][i]) << y << "," << i;
+    }
+}
+
+TEST_F(Commands, ACopyThatFailsTakesItsNewWindowAway)
+{
+    // Large enough for a progress window, whose Cancel is pressed at once.
+    WindowHandle source = MakePicture(TYPE_COLOR24, 400, 300);
+    int windows = HeadlessWindowCount();
+    HeadlessAbortAtPump(0);
+    HeadlessChooseMenu(COMMAND_COPY);
+    EXPECT_EQ(HeadlessWindowCount(), windows);
+    EXPECT_EQ(ActiveWindow, source);
+    ASSERT_EQ(HeadlessMessageCount(), 1);
+    EXPECT_STREQ(HeadlessLastMessage()->title, "Attention"); // an abort, told as such
+    ASSERT_EQ(HeadlessProgressCount(), 1);
+    EXPECT_STREQ(HeadlessProgressAt(0)->title, "Copy");
+    // Its slot is free again: the table still holds 255 more pictures.
+    int made = 0;
+    for (WindowHandle window = nullptr; NewImageWindow(nullptr, &window, 10, 10, 0) == ERROR_NONE;)
+        made++;
+    EXPECT_EQ(made, SLOT_COUNT - 1);
+}
+
+TEST_F(Commands, CopyToTheClipboardAndPasteMakeAWindowNamedPaste)
+{
+    WindowHandle source = MakePicture(TYPE_COLOR24, 30, 20, 7);
+    PlatformSendMessage(FrameWindow, MSG_INIT_MENU, 0, 0);
+    EXPECT_EQ(MenuEnabled(COMMAND_PASTE), 0);
+    HeadlessChooseMenu(COMMAND_COPY_CLIPBOARD);
+    EXPECT_EQ(ClipboardHoldsImage, 1);
+    HeadlessChooseMenu(COMMAND_PASTE);
+    WindowHandle pasted = ActiveWindow;
+    ASSERT_NE(pasted, source);
+    EXPECT_EQ(Title(pasted), "Paste");
+    EXPECT_EQ(PlatformGetWindowWord(pasted, WORD_MODIFIED), 1);
+    ExpectImagesNear(WindowRecord(source)->image, WindowRecord(pasted)->image, 0);
+}
+
+TEST_F(Commands, CloseAllAsksAboutWhatIsRunningAndThenEveryWindow)
+{
+    WindowHandle picture = MakePicture(TYPE_GRAY8, 20, 10);
+    DialogWindow = MakeRecordingChild(KIND_GAMMA, "Gamma Adjust");
+    CurrentOperation = KIND_GAMMA;
+    ASSERT_EQ(MarkInUse(DialogWindow, picture, "Gamma Adjust", 1), ERROR_NONE);
+
+    HeadlessQueueAnswer(ANSWER_NO);
+    HeadlessChooseMenu(COMMAND_CLOSE_ALL);
+    EXPECT_STREQ(HeadlessLastMessage()->text, "Abort transformation in progress?");
+    EXPECT_EQ(HeadlessLastMessage()->kind, MESSAGE_YES_NO);
+    EXPECT_TRUE(PlatformWindowExists(picture));
+    EXPECT_NE(DialogWindow, nullptr);
+
+    // A modified picture whose question is cancelled stops everything after the dialog.
+    PlatformSetWindowWord(picture, WORD_MODIFIED, 1);
+    WindowHandle mask = MakeRecordingChild(KIND_MASK, "Mask");
+    HeadlessQueueAnswer(ANSWER_YES);
+    HeadlessQueueAnswer(ANSWER_YES);
+    HeadlessQueueAnswer(ANSWER_CANCEL);
+    HeadlessChooseMenu(COMMAND_CLOSE_ALL);
+    ASSERT_EQ(HeadlessMessageCount(), 4);
+    EXPECT_STREQ(HeadlessMessageAt(2)->text, "Abort mask operation in progress?");
+    EXPECT_STREQ(HeadlessLastMessage()->text, "Save Modified Image: Untitled 1?");
+    EXPECT_EQ(DialogWindow, nullptr);
+    EXPECT_FALSE(PlatformWindowExists(mask));
+    EXPECT_TRUE(PlatformWindowExists(picture));
+
+    HeadlessQueueAnswer(ANSWER_NO);
+    HeadlessChooseMenu(COMMAND_CLOSE_ALL);
+    EXPECT_EQ(PlatformFirstChild(), nullptr);
+    EXPECT_NE(FrameWindow, nullptr);
+}
+
+TEST_F(Commands, ASlideShowIsAskedAboutBeforeClosingAll)
+{
+    // Close All needs an active window to be offered at all.
+    PlatformActivateWindow(MakeRecordingChild(KIND_SLIDE_SHOW, "Slide Show"));
+    HeadlessQueueAnswer(ANSWER_NO);
+    HeadlessChooseMenu(COMMAND_CLOSE_ALL);
+    ASSERT_EQ(HeadlessMessageCount(), 1);
+    EXPECT_STREQ(HeadlessLastMessage()->text, "Abort slide show in progress?");
+    EXPECT_NE(PlatformFirstChild(), nullptr);
+}
+
+TEST_F(Commands, BringDialogsToTopRaisesTheTransformationLast)
+{
+    WindowHandle picture = MakePicture(TYPE_GRAY8, 20, 10);
+    WindowHandle clone = MakeRecordingChild(KIND_CLONE, "Clone");
+    WindowHandle magnifier = MakeRecordingChild(KIND_MAGNIFIER, "Magnifier");
+    DialogWindow = MakeRecordingChild(KIND_GAMMA, "Gamma Adjust");
+    PlatformActivateWindow(picture);
+    PlatformShowWindow(picture, SHOW_MAXIMIZED);
+    HeadlessChooseMenu(COMMAND_BRING_DIALOGS);
+    EXPECT_EQ(PlatformWindowState(picture), SHOW_NORMAL);
+    // Front to back: the transformation, then Clone, then the Magnifier raised before it.
+    WindowHandle order[4];
+    int count = 0;
+    for (WindowHandle child = PlatformFirstChild(); child != nullptr && count < 4;
+         child = PlatformNextChild(child))
+        order[count++] = child;
+    ASSERT_EQ(count, 4);
+    EXPECT_EQ(order[0], DialogWindow);
+    EXPECT_EQ(order[1], clone);
+    EXPECT_EQ(order[2], magnifier);
+    EXPECT_EQ(order[3], picture);
+    EXPECT_EQ(ActiveWindow, DialogWindow);
+}
+
+TEST_F(Commands, ViewCommandsGoToADialogThatIsActive)
+{
+    WindowHandle dialog = MakeRecordingChild(KIND_GAMMA, "Gamma Adjust");
+    PlatformActivateWindow(dialog);
+    Recorded().clear();
+    PlatformSendMessage(FrameWindow, MSG_COMMAND, COMMAND_ZOOM_IN, 0);
+    ASSERT_EQ(RecordedCount(dialog, MSG_COMMAND), 1);
+    EXPECT_EQ(Recorded().back().wParam, (uintptr_t)COMMAND_ZOOM_IN);
+}
+
+TEST_F(Commands, CloseAndExitCloseTheActiveWindowAndTheFrame)
+{
+    WindowHandle picture = MakePicture(TYPE_GRAY8, 20, 10);
+    HeadlessChooseMenu(COMMAND_CLOSE);
+    EXPECT_FALSE(PlatformWindowExists(picture));
+    HeadlessChooseMenu(COMMAND_EXIT);
+    EXPECT_EQ(FrameWindow, nullptr);
+    EXPECT_EQ(HeadlessFrame(), nullptr);
+}

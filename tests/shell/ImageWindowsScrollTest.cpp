@@ -1,0 +1,42 @@
+// Scrolling an image window through its scroll bars: the rounding to the zoom, and the
+// users of the picture told of each move.
+#include "tests/shell/ShellTestSupport.h"
+
+using ImageWindowScroll = ShellTest;
+
+// Runs once the display's own ScrollImageWindow is linked in place of the temporary one,
+// which neither moves the source rectangle nor redraws.
+TEST_F(ImageWindowScroll, DISABLED_AThumbDragToTenScrollsToNineAtZoomThree)
+{
+    WindowHandle window = MakePicture(TYPE_GRAY8, 400, 300);
+    ImageWindow *record = WindowRecord(window);
+    record->zoom = 3;
+    ImageWindowLayout(window);
+    WindowHandle across = (WindowHandle)PlatformGetWindowWord(window, WORD_HSCROLL);
+    ASSERT_GT(record->scrollRangeX, 10);
+    HeadlessScroll(across, SCROLL_THUMB_POSITION, 10);
+    EXPECT_EQ(record->scrollLeft, 9);
+    EXPECT_EQ(record->sourceLeft, 3);
+    int range, position, page;
+    EXPECT_TRUE(HeadlessScrollBar(across, &range, &position, &page));
+    EXPECT_EQ(position, 9);
+    HeadlessScroll(across, SCROLL_THUMB_POSITION, 11);
+    EXPECT_EQ(record->scrollLeft, 9);
+    HeadlessScroll(across, SCROLL_THUMB_POSITION, 12);
+    EXPECT_EQ(record->scrollLeft, 12);
+    EXPECT_EQ(record->sourceLeft, 4);
+}
+
+TEST_F(ImageWindowScroll, UsersHearOfAScrollOnlyWhenThePositionMoved)
+{
+    WindowHandle window = MakePicture(TYPE_GRAY8, 2000, 1500);
+    WindowHandle dialog = MakeRecordingChild(KIND_GAMMA, "Gamma Adjust");
+    ASSERT_EQ(MarkInUse(dialog, window, "Gamma Adjust", 1), ERROR_NONE);
+    WindowHandle down = (WindowHandle)PlatformGetWindowWord(window, WORD_VSCROLL);
+    Recorded().clear();
+    HeadlessScroll(down, SCROLL_LINE_UP, 0); // already at the top: nothing moves
+    EXPECT_EQ(RecordedCount(dialog, MSG_INPUT_CHANGED), 0);
+    HeadlessScroll(down, SCROLL_LINE_DOWN, 0);
+    EXPECT_EQ(RecordedCount(dialog, MSG_INPUT_CHANGED), 1);
+    EXPECT_GT(WindowRecord(window)->scrollTop, 0);
+}

@@ -1,0 +1,87 @@
+// What the tests of the frame, the image windows and the commands share: a started shell on
+// the headless platform, pictures in windows made to order, and a child that records the
+// messages it gets, standing for a dialog.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cstdint>
+#include <vector>
+
+#include "core/Errors.h"
+#include "core/Image.h"
+#include "core/ImageWindow.h"
+#include "platform/headless/Headless.h"
+#include "shell/ImageWindows.h"
+#include "shell/Shell.h"
+#include "tests/support/TestSupport.h"
+
+// Every test starts the program as the editor does and shuts it down at the end, so that
+// no picture of one test survives into the next.
+class ShellTest : public testing::Test {
+  protected:
+    void SetUp() override
+    {
+        TestStart();
+        ASSERT_EQ(Initialise(), ERROR_NONE);
+        ASSERT_EQ(CreateFrame(), ERROR_NONE);
+    }
+    void TearDown() override
+    {
+        Shutdown();
+    }
+};
+
+// A new image window showing a picture of type, width by height, filled with a pattern
+// from seed, and made the active window.
+inline WindowHandle MakePicture(int type, int width, int height, int seed = 1,
+                                double resolution = 300.0)
+{
+    WindowHandle window = nullptr;
+    EXPECT_EQ(NewImageWindow(nullptr, &window, -1, -1, 0), ERROR_NONE);
+    if (window == nullptr) return nullptr;
+    ImageWindow *record = WindowRecord(window);
+    EXPECT_EQ(ImageAlloc(&record->image, type, width, height, resolution), ERROR_NONE);
+    TestFillPattern(&record->image, seed);
+    ImageWindowLayout(window);
+    PlatformActivateWindow(window);
+    return window;
+}
+
+// Messages a recording child received, as (window, message, wParam).
+struct RecordedMessage {
+    WindowHandle window;
+    uint32_t message;
+    uintptr_t wParam;
+};
+
+inline std::vector<RecordedMessage> &Recorded(void)
+{
+    static std::vector<RecordedMessage> messages;
+    return messages;
+}
+
+inline MessageResult RecordingProcedure(WindowHandle window, uint32_t message, uintptr_t wParam,
+                                        intptr_t lParam)
+{
+    Recorded().push_back({window, message, wParam});
+    return PlatformDefaultProcedure(window, message, wParam, lParam);
+}
+
+// A child of kind that records its messages, as a dialog of that kind would stand.
+inline WindowHandle MakeRecordingChild(int kind, const char *title)
+{
+    ChildKindRegister(kind, RecordingProcedure);
+    WindowCreate request = {CLASS_CHILD, kind,    -1, title, STYLE_DIALOG, 40, 40, 200,
+                            150,         nullptr, 0,  0};
+    return PlatformCreateWindow(&request);
+}
+
+// How often window received message since the record was last cleared.
+inline int RecordedCount(WindowHandle window, uint32_t message)
+{
+    int count = 0;
+    for (const RecordedMessage &entry : Recorded())
+        count += entry.window == window && entry.message == message;
+    return count;
+}

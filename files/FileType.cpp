@@ -69,6 +69,8 @@ struct FileSignature {
 static const FileSignature FILE_SIGNATURES[] = {
     {FILE_OPEN_TIFF, 4, "II*\0"},
     {FILE_OPEN_TIFF, 4, "MM\0*"},
+    {FILE_OPEN_TIFF, 4, "II+\0"}, // BigTIFF
+    {FILE_OPEN_TIFF, 4, "MM\0+"},
     {FILE_OPEN_JPEG, 3, "\xFF\xD8\xFF"},
     {FILE_OPEN_PNG, 8, "\x89PNG\r\n\x1A\n"},
     {FILE_OPEN_GIF, 6, "GIF87a"},

@@ -26,7 +26,7 @@ inline std::string Quote(const std::string &text)
 inline ::testing::AssertionResult ToolRuns(const std::string &command)
 {
     std::string output;
-    int status = TestRun(command + " 2>&1", &output);
+    int status = TestRun("(" + command + ") 2>&1", &output);
     if (status == 0) return ::testing::AssertionSuccess();
     return ::testing::AssertionFailure() << command << " exited " << status << "\n" << output;
 }

@@ -52,17 +52,27 @@ const char *Label(const std::string &extension)
 const int PICTURE_W = 37;
 const int PICTURE_H = 23;
 
+// The folder of the running test, emptied when the test starts using it. Every test makes
+// its own inputs, so that tests may run in parallel processes.
 std::string Folder(void)
 {
-    static std::string folder = TestOutputFolder("cli-formats/inputs");
+    static std::string test;
+    static std::string folder;
+    const ::testing::TestInfo *info = ::testing::UnitTest::GetInstance()->current_test_info();
+    std::string name = std::string(info->test_suite_name()) + "." + info->name();
+    if (name != test) {
+        test = name;
+        for (char &c : name)
+            if (c == '/') c = '-';
+        folder = TestOutputFolder("cli-formats/" + name);
+    }
     return folder;
 }
 
-// The reference pictures, made once: plasma as photographs have it, in gray and in 200
-// colors (few enough for a GIF palette), and a checkerboard for black and white.
+// The reference pictures: plasma as photographs have it, in gray and in 200 colors (few
+// enough for a GIF palette), and a checkerboard for black and white.
 std::string Reference(Kind kind)
 {
-    static bool made[5] = {false, false, false, false, false};
     const char *names[5] = {"ref.pgm", "ref.ppm", "ref.pbm", "ref16.pgm", "ref16.ppm"};
     const char *making[5] = {
         "-seed 1 -size 37x23 plasma:fractal -colorspace Gray -depth 8",
@@ -72,9 +82,8 @@ std::string Reference(Kind kind)
         "-seed 2 -size 37x23 plasma:fractal -depth 16",
     };
     std::string path = Folder() + "/" + names[kind];
-    if (!made[kind]) {
+    if (TestReadFile(path).empty()) {
         EXPECT_TRUE(ToolRuns(std::string("convert ") + making[kind] + " " + Quote(path)));
-        made[kind] = true;
     }
     return path;
 }
@@ -124,7 +133,7 @@ std::string MakingCommand(Kind kind, const std::string &extension, const std::st
     return "";
 }
 
-// The input file of a kind in a format, made once.
+// The input file of a kind in a format, made on first use.
 std::string Input(Kind kind, const std::string &extension)
 {
     std::string path = Folder() + "/" + KIND_NAMES[kind] + "." + extension;

@@ -12,6 +12,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fitsio.h>
 #include <sys/stat.h>
@@ -23,6 +24,8 @@
 #include "core/Progress.h"
 
 static const int FITS_MOST_HDUS = 1000;           // cfitsio's own limit of extensions in a file
+static const int FITS_BLOCK = 2880;               // bytes of a header or data block
+static const int FITS_CARD = 80;                  // bytes of a header card
 static const double FITS_UNSIGNED_ZERO = 32768.0; // BZERO of unsigned 16-bit data
 
 // How the samples of the chosen HDU become our samples.
@@ -53,51 +56,168 @@ static double FitsKeyRead(fitsfile *fits, const char *name, double fallback)
     return std::isfinite(value) ? value : fallback;
 }
 
-// Moves to the first image HDU with one plane of samples and describes it. 0 when the file
-// has none that we can read.
-static int FitsFindImage(fitsfile *fits, int64_t fileSize, FitsLayout *layout)
-{
-    for (int hdu = 1; hdu <= FITS_MOST_HDUS; hdu++) {
-        int status = 0;
-        int hduType = 0;
-        int bitpix = 0;
-        int naxis = 0;
-        LONGLONG naxes[3] = {0, 0, 0};
-        if (fits_movabs_hdu(fits, hdu, &hduType, &status) != 0) return 0; // no more HDUs
-        if (hduType != IMAGE_HDU) continue;
-        if (fits_get_img_paramll(fits, 3, &bitpix, &naxis, naxes, &status) != 0) return 0;
-        // An empty primary HDU, a one-dimensional image or a cube of several planes: look
-        // further.
-        if (naxis != 2 && !(naxis == 3 && naxes[2] == 1)) continue;
-        if (fits_is_compressed_image(fits, &status)) return 0; // see the header
-        if (naxes[0] < 1 || naxes[1] < 1 || naxes[0] > (1 << 24) || naxes[1] > (1 << 24)) return 0;
-        int sampleBytes = (bitpix < 0 ? -bitpix : bitpix) / 8;
-        if (sampleBytes != 1 && sampleBytes != 2 && sampleBytes != 4 && sampleBytes != 8) return 0;
-        // The data stand in the file uncompressed: a picture larger than the file is damaged.
-        if (naxes[0] * naxes[1] > fileSize / sampleBytes) return 0;
+// What our own walk over the headers learns of one HDU.
+struct FitsHeader {
+    int image; // 1 for the primary HDU or an IMAGE extension, 0 for tables and the rest
+    int bitpix;
+    int naxis;        // -1 until the card is met
+    int64_t axes[3];  // the first three axes; the others only count toward the data's size
+    int64_t elements; // product of all axes, capped at the file's size
+    int64_t pcount;
+    int64_t gcount;
+};
 
-        double zero = FitsKeyRead(fits, "BZERO", 0.0);
-        double scale = FitsKeyRead(fits, "BSCALE", 1.0);
-        layout->width = naxes[0];
-        layout->height = naxes[1];
-        layout->bitpix = bitpix;
-        layout->type = TYPE_GRAY16;
-        layout->top = 65535.0;
-        layout->factor = 1.0;
-        if (bitpix == BYTE_IMG) {
-            layout->type = TYPE_GRAY8;
-            layout->top = 255.0;
-            layout->mode = zero == 0.0 && scale == 1.0 ? FITS_BYTES : FITS_SCALED;
-        } else if (bitpix == SHORT_IMG && zero == FITS_UNSIGNED_ZERO && scale == 1.0) {
-            layout->mode = FITS_UNSIGNED;
-        } else if (bitpix == FLOAT_IMG || bitpix == DOUBLE_IMG) {
-            layout->mode = FITS_FLOATS;
-        } else {
-            layout->mode = FITS_SCALED;
+// The integer value of a header card ("KEYWORD = value / comment"). 0 when it has none.
+static int FitsCardInteger(const char *card, int64_t *value)
+{
+    if (card[8] != '=' || card[9] != ' ') return 0;
+    int i = 10;
+    while (i < FITS_CARD && card[i] == ' ')
+        i++;
+    int negative = i < FITS_CARD && card[i] == '-';
+    if (i < FITS_CARD && (card[i] == '-' || card[i] == '+')) i++;
+    int64_t v = 0;
+    int digits = 0;
+    for (; i < FITS_CARD && card[i] >= '0' && card[i] <= '9' && digits < 15; i++, digits++)
+        v = v * 10 + (card[i] - '0');
+    if (digits == 0 || (i < FITS_CARD && card[i] != ' ' && card[i] != '/')) return 0;
+    *value = negative ? -v : v;
+    return 1;
+}
+
+static int FitsCardIs(const char *card, const char *keyword)
+{
+    size_t length = strlen(keyword);
+    if (memcmp(card, keyword, length) != 0) return 0;
+    for (size_t i = length; i < 8; i++)
+        if (card[i] != ' ') return 0;
+    return 1;
+}
+
+// Reads the header that starts at offset up to its END card. *dataStart receives the offset
+// of its data. 0 when the header is damaged or cut short.
+static int FitsHeaderRead(FileHandle file, int64_t fileSize, int64_t offset, int primary,
+                          FitsHeader *header, int64_t *dataStart)
+{
+    char block[FITS_BLOCK];
+    int first = 1;
+    memset(header, 0, sizeof *header);
+    header->naxis = -1;
+    header->gcount = 1;
+    for (; offset < fileSize; offset += FITS_BLOCK) {
+        if (FileSeek(file, offset) != ERROR_NONE ||
+            FileReadExact(file, block, FITS_BLOCK) != ERROR_NONE)
+            return 0;
+        for (int c = 0; c < FITS_BLOCK / FITS_CARD; c++, first = 0) {
+            const char *card = block + c * FITS_CARD;
+            int64_t value = 0;
+            if (first) {
+                // The first card names the kind of HDU.
+                if (primary) {
+                    if (!FitsCardIs(card, "SIMPLE")) return 0;
+                    header->image = 1;
+                } else {
+                    if (!FitsCardIs(card, "XTENSION")) return 0;
+                    header->image = memcmp(card + 10, "'IMAGE ", 7) == 0;
+                }
+                continue;
+            }
+            if (FitsCardIs(card, "END")) {
+                *dataStart = offset + FITS_BLOCK;
+                return header->naxis >= 0 && header->bitpix != 0;
+            }
+            if (FitsCardIs(card, "BITPIX") && FitsCardInteger(card, &value)) {
+                header->bitpix = (int)value;
+            } else if (FitsCardIs(card, "NAXIS") && FitsCardInteger(card, &value)) {
+                if (value < 0 || value > 999) return 0;
+                header->naxis = (int)value;
+                header->elements = value > 0 ? 1 : 0;
+            } else if (memcmp(card, "NAXIS", 5) == 0 && FitsCardInteger(card, &value)) {
+                if (value < 0 || header->naxis < 0) return 0;
+                int axis = atoi(card + 5); // "NAXIS1" .. "NAXIS999"
+                if (axis >= 1 && axis <= 3) header->axes[axis - 1] = value;
+                // The product only has to tell whether the data fit the file.
+                header->elements =
+                    value == 0 || header->elements == 0
+                        ? 0
+                        : (header->elements > fileSize / value ? fileSize + 1
+                                                               : header->elements * value);
+            } else if (FitsCardIs(card, "PCOUNT") && FitsCardInteger(card, &value)) {
+                if (value < 0 || value > fileSize) return 0;
+                header->pcount = value;
+            } else if (FitsCardIs(card, "GCOUNT") && FitsCardInteger(card, &value)) {
+                if (value < 0 || value > fileSize) return 0;
+                header->gcount = value;
+            }
         }
-        return 1;
     }
     return 0;
+}
+
+// Walks the HDUs by their headers, the way the format lays them out, to the first image
+// with one plane of samples; returns its number (1 for the primary HDU), or 0. cfitsio
+// trusts the column counts and sizes of a table's header when it moves over one, so a
+// picture behind a table is not looked for: a damaged table must not make it allocate
+// without bound. Such files are rare; pictures come first.
+static int FitsImageFind(FileHandle file, int64_t fileSize)
+{
+    int64_t offset = 0;
+    for (int hdu = 1; hdu <= FITS_MOST_HDUS && offset < fileSize; hdu++) {
+        FitsHeader header;
+        int64_t dataStart = 0;
+        if (!FitsHeaderRead(file, fileSize, offset, hdu == 1, &header, &dataStart)) return 0;
+        if (!header.image) return 0;
+        if (header.naxis == 2 || (header.naxis == 3 && header.axes[2] == 1)) return hdu;
+        // An empty primary HDU, a one-dimensional image or a cube of several planes: the
+        // next HDU starts after the data, rounded up to whole blocks.
+        int sampleBytes = (header.bitpix < 0 ? -header.bitpix : header.bitpix) / 8;
+        if (sampleBytes < 1 || sampleBytes > 8) return 0;
+        int64_t units = header.elements + header.pcount;
+        if (units > fileSize || header.gcount > fileSize / (units > 0 ? units : 1)) return 0;
+        int64_t bytes = units * header.gcount * sampleBytes;
+        if (bytes > fileSize - dataStart) return 0;
+        offset = dataStart + (bytes + FITS_BLOCK - 1) / FITS_BLOCK * FITS_BLOCK;
+    }
+    return 0;
+}
+
+// Moves to the image HDU our walk found and describes it. 0 when we cannot read it.
+static int FitsImageDescribe(fitsfile *fits, int hdu, int64_t fileSize, FitsLayout *layout)
+{
+    int status = 0;
+    int hduType = 0;
+    int bitpix = 0;
+    int naxis = 0;
+    LONGLONG naxes[3] = {0, 0, 0};
+    if (fits_movabs_hdu(fits, hdu, &hduType, &status) != 0 || hduType != IMAGE_HDU) return 0;
+    if (fits_get_img_paramll(fits, 3, &bitpix, &naxis, naxes, &status) != 0) return 0;
+    if (naxis != 2 && !(naxis == 3 && naxes[2] == 1)) return 0; // not what our walk found
+    if (naxes[0] < 1 || naxes[1] < 1 || naxes[0] > (1 << 24) || naxes[1] > (1 << 24)) return 0;
+    int sampleBytes = (bitpix < 0 ? -bitpix : bitpix) / 8;
+    if (sampleBytes != 1 && sampleBytes != 2 && sampleBytes != 4 && sampleBytes != 8) return 0;
+    // The data stand in the file uncompressed: a picture larger than the file is damaged.
+    if (naxes[0] * naxes[1] > fileSize / sampleBytes) return 0;
+
+    double zero = FitsKeyRead(fits, "BZERO", 0.0);
+    double scale = FitsKeyRead(fits, "BSCALE", 1.0);
+    layout->width = naxes[0];
+    layout->height = naxes[1];
+    layout->bitpix = bitpix;
+    layout->type = TYPE_GRAY16;
+    layout->top = 65535.0;
+    layout->factor = 1.0;
+    if (bitpix == BYTE_IMG) {
+        layout->type = TYPE_GRAY8;
+        layout->top = 255.0;
+        layout->mode = zero == 0.0 && scale == 1.0 ? FITS_BYTES : FITS_SCALED;
+    } else if (bitpix == SHORT_IMG && zero == FITS_UNSIGNED_ZERO && scale == 1.0) {
+        layout->mode = FITS_UNSIGNED;
+    } else if (bitpix == FLOAT_IMG || bitpix == DOUBLE_IMG) {
+        layout->mode = FITS_FLOATS;
+    } else {
+        layout->mode = FITS_SCALED;
+    }
+    return 1;
 }
 
 // Whether every defined value of a floating-point picture lies in 0..1. Reads it once.
@@ -187,12 +307,14 @@ ErrorCode ReadFitsFile(const char *path, ImageWindow *window, int showProgress)
     int status = 0;
     int passes = 1;
     int progressOpen = 0;
+    int hdu = 0;
 
     ImageClear(&image);
-    // Our own open first: it tells a missing file from a damaged one, and gives the size.
+    // Our own open first: it tells a missing file from a damaged one, gives the size, and
+    // finds the picture before cfitsio reads any header.
     result = FileOpenRead(path, &file);
     if (result != ERROR_NONE) goto done;
-    if (FileSize(file, &fileSize) != ERROR_NONE) {
+    if (FileSize(file, &fileSize) != ERROR_NONE || (hdu = FitsImageFind(file, fileSize)) == 0) {
         result = ERROR_READ_FITS;
         goto done;
     }
@@ -203,7 +325,7 @@ ErrorCode ReadFitsFile(const char *path, ImageWindow *window, int showProgress)
         result = ERROR_READ_FITS;
         goto done;
     }
-    if (!FitsFindImage(fits, fileSize, &layout)) {
+    if (!FitsImageDescribe(fits, hdu, fileSize, &layout)) {
         result = ERROR_READ_FITS;
         goto done;
     }

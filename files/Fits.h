@@ -16,9 +16,10 @@
 // - Floating point (BITPIX -32, -64): when every value lies in 0..1 (normalised data) it is
 //   scaled by 65535; otherwise the values are taken as 16-bit levels and clipped the same way.
 //   Undefined values (NaN) become 0.
-// ERROR_OPEN_FILE when the file cannot be opened, ERROR_ABORTED on Cancel, ERROR_NO_MEMORY,
-// ERROR_READ_FITS for anything else, tile-compressed images included; on failure
-// window->image is left empty.
+// Tile-compressed images, which are tables to FITS, and pictures behind a table are not
+// read. ERROR_OPEN_FILE when the file cannot be opened, ERROR_ABORTED on Cancel,
+// ERROR_NO_MEMORY, ERROR_READ_FITS for anything else; on failure window->image is left
+// empty.
 ErrorCode ReadFitsFile(const char *path, ImageWindow *window, int showProgress);
 
 // Writes an 8-bit gray picture as BITPIX 8 and a 16-bit one as BITPIX 16 with BZERO 32768.

@@ -306,6 +306,43 @@ TEST_F(Fits, TheFirstImageOfOnePlaneIsRead)
     EXPECT_EQ(ReadFits(Path("color.fits")).code, ERROR_READ_FITS);
 }
 
+TEST_F(Fits, APictureBehindATableIsNotLookedFor)
+{
+    std::vector<std::string> primary = {Card("SIMPLE", "T"), Card("BITPIX", "8"),
+                                        Card("NAXIS", "0"), Card("EXTEND", "T")};
+    std::vector<std::string> table = {Card("XTENSION", "'BINTABLE'"),
+                                      Card("BITPIX", "8"),
+                                      Card("NAXIS", "2"),
+                                      Card("NAXIS1", "4"),
+                                      Card("NAXIS2", "2"),
+                                      Card("PCOUNT", "0"),
+                                      Card("GCOUNT", "1"),
+                                      Card("TFIELDS", "1"),
+                                      Card("TFORM1", "'4A      '")};
+    std::vector<std::string> image = {Card("XTENSION", "'IMAGE   '"),
+                                      Card("BITPIX", "8"),
+                                      Card("NAXIS", "2"),
+                                      Card("NAXIS1", "2"),
+                                      Card("NAXIS2", "1"),
+                                      Card("PCOUNT", "0"),
+                                      Card("GCOUNT", "1")};
+    std::vector<uint8_t> behind;
+    HduAppend(&behind, primary, {});
+    HduAppend(&behind, table, {'a', 'b', 'c', 'd', 'e', 'f', 'g', 'h'});
+    HduAppend(&behind, image, {7, 9});
+    TestWriteFile(Path("behind.fits"), behind);
+    EXPECT_EQ(ReadFits(Path("behind.fits")).code, ERROR_READ_FITS);
+    // Before the table, the picture is read.
+    std::vector<uint8_t> before;
+    HduAppend(&before, primary, {});
+    HduAppend(&before, image, {7, 9});
+    HduAppend(&before, table, {'a', 'b', 'c', 'd', 'e', 'f', 'g', 'h'});
+    TestWriteFile(Path("before.fits"), before);
+    FitsRead read = ReadFits(Path("before.fits"));
+    ASSERT_EQ(read.code, ERROR_NONE);
+    EXPECT_TRUE(SamplesEqual({7, 9}, read.samples));
+}
+
 TEST_F(Fits, TileCompressedImagesAreRefused)
 {
     fitsfile *fits = nullptr;

@@ -116,7 +116,7 @@ static ErrorCode GifFrameRead(GifFileType *gif, int64_t fileSize, int showProgre
     frame->colorCount = map->ColorCount;
     memcpy(frame->colors, map->Colors, sizeof(GifColorType) * (size_t)map->ColorCount);
 
-    SizeMultiply((size_t)frame->width, (size_t)frame->height, &pixels);
+    pixels = (size_t)frame->width * (size_t)frame->height; // both at most 65535
     if ((int64_t)pixels > GIF_SMALL_PIXELS && (int64_t)pixels / GIF_PIXELS_PER_BYTE > fileSize)
         return ERROR_READ_GIF;
     frame->indices = (uint8_t *)MemoryAlloc(pixels);

@@ -8,7 +8,8 @@
 
 // Reads the first frame of a GIF file into window->image, interlaced or not. Its palette
 // decides the type: binary when the colors it uses are only black and white, 8-bit gray
-// when they are all gray, 24-bit color otherwise. Transparency is ignored. Comment
+// when they are all gray, 24-bit color otherwise. The picture is the frame's own rectangle,
+// without the rest of the logical screen around it. Transparency is ignored. Comment
 // extensions become one Description comment. ERROR_OPEN_FILE when the file cannot be
 // opened, ERROR_ABORTED on Cancel, ERROR_NO_MEMORY, ERROR_READ_GIF for anything else; on
 // failure window->image is left empty.

@@ -6,9 +6,13 @@
 #include "core/Text.h"
 #include "core/WholeImage.h"
 #include "files/Bmp.h"
+#include "files/Eps.h"
+#include "files/Fits.h"
+#include "files/Gif.h"
 #include "files/Jpeg.h"
 #include "files/Pcx.h"
 #include "files/Png.h"
+#include "files/Raw.h"
 #include "files/Rle.h"
 #include "files/Targa.h"
 #include "files/TiffComments.h"
@@ -38,6 +42,10 @@ const FileTypeEntry FILE_TYPES[] = {
 };
 const int FILE_TYPE_COUNT = (int)(sizeof FILE_TYPES / sizeof FILE_TYPES[0]);
 
+// A color picture saved as GIF is dithered: with only 256 colors, a photograph's smooth
+// gradients would otherwise turn into visible bands.
+static const int FILE_GIF_DITHER = 1;
+
 int DetectFileType(const char *path)
 {
     const char *dot = nullptr;
@@ -57,25 +65,60 @@ int DetectFileType(const char *path)
     return -1;
 }
 
+// The first bytes of each format that has a signature. Targa has none, FlashPix shares its
+// container with office documents, Photo CD keeps its mark 2048 bytes in, and most camera raw
+// files are TIFF files: those go by their extension.
+struct FileSignature {
+    int32_t openNumber;
+    int32_t length; // bytes of magic
+    const char *magic;
+};
+
+static const FileSignature FILE_SIGNATURES[] = {
+    {FILE_OPEN_TIFF, 4, "II*\0"},
+    {FILE_OPEN_TIFF, 4, "MM\0*"},
+    {FILE_OPEN_TIFF, 4, "II+\0"}, // BigTIFF
+    {FILE_OPEN_TIFF, 4, "MM\0+"},
+    {FILE_OPEN_JPEG, 3, "\xFF\xD8\xFF"},
+    {FILE_OPEN_PNG, 8, "\x89PNG\r\n\x1A\n"},
+    {FILE_OPEN_GIF, 6, "GIF87a"},
+    {FILE_OPEN_GIF, 6, "GIF89a"},
+    {FILE_OPEN_FITS, 9, "SIMPLE  ="},
+    {FILE_OPEN_RLE, 2, "\x52\xCC"},
+};
+
+// "BM" alone would match too many text files: the size of the header that follows must be
+// one of the sizes BMP headers have.
+static int IsBmpHeader(const uint8_t *head, int64_t got)
+{
+    if (got < 18 || head[0] != 'B' || head[1] != 'M') return 0;
+    uint32_t size = BytesGet32(head, 14, 1);
+    return size == 12 || size == 16 || size == 40 || size == 52 || size == 56 || size == 64 ||
+           size == 108 || size == 124;
+}
+
+// PCX: the mark 0x0A, a known version, run-length or no encoding, and a known depth.
+static int IsPcxHeader(const uint8_t *head, int64_t got)
+{
+    if (got < 4 || head[0] != 0x0A) return 0;
+    int version = head[1], encoding = head[2], bits = head[3];
+    return (version == 0 || version == 2 || version == 3 || version == 4 || version == 5) &&
+           (encoding == 0 || encoding == 1) && (bits == 1 || bits == 2 || bits == 4 || bits == 8);
+}
+
 int DetectFileContent(const char *path)
 {
-    uint8_t head[16];
+    uint8_t head[32];
     int64_t got = 0;
     FileHandle file = FILE_HANDLE_NONE;
     if (FileOpenRead(path, &file) != ERROR_NONE) return -1;
     FileRead(file, head, sizeof head, &got);
     FileClose(&file);
-    if (got >= 4 && ((head[0] == 'I' && head[1] == 'I' && head[2] == 42 && head[3] == 0) ||
-                     (head[0] == 'M' && head[1] == 'M' && head[2] == 0 && head[3] == 42)))
-        return FILE_OPEN_TIFF;
-    if (got >= 3 && head[0] == 0xff && head[1] == 0xd8 && head[2] == 0xff) return FILE_OPEN_JPEG;
-    if (got >= 8 && memcmp(head, "\x89PNG\r\n\x1a\n", 8) == 0) return FILE_OPEN_PNG;
-    if (got >= 2 && head[0] == 'B' && head[1] == 'M') return FILE_OPEN_BMP;
-    // PCX: the maker 10, a known version, encoding 0 or 1 and a known depth.
-    if (got >= 4 && head[0] == 0x0A && head[1] <= 5 && head[1] != 1 && head[2] <= 1 &&
-        (head[3] == 1 || head[3] == 2 || head[3] == 4 || head[3] == 8))
-        return FILE_OPEN_PCX;
-    if (got >= 2 && head[0] == 0x52 && head[1] == 0xCC) return FILE_OPEN_RLE; // Utah RLE
+    for (const FileSignature &signature : FILE_SIGNATURES)
+        if (got >= signature.length && memcmp(head, signature.magic, (size_t)signature.length) == 0)
+            return signature.openNumber;
+    if (IsBmpHeader(head, got)) return FILE_OPEN_BMP;
+    if (IsPcxHeader(head, got)) return FILE_OPEN_PCX;
     // Targa has no magic number: last, by its footer or a header that fits the file.
     if (TargaFileProbe(path)) return FILE_OPEN_TARGA;
     return -1;
@@ -176,7 +219,9 @@ ErrorCode FileLoad(const char *path, int openNumber, ImageWindow *window, int sh
 {
     ErrorCode result = ERROR_NONE;
     if (openNumber == FILE_OPEN_ALL) {
-        openNumber = DetectFileContent(path);
+        // Camera raw files are mostly TIFF files inside; their extension tells them apart.
+        openNumber = DetectFileType(path);
+        if (openNumber != FILE_OPEN_RAW) openNumber = DetectFileContent(path);
         if (openNumber < 0) openNumber = DetectFileType(path);
         if (openNumber < 0) return ERROR_UNKNOWN_FILE_TYPE;
     }
@@ -193,6 +238,9 @@ ErrorCode FileLoad(const char *path, int openNumber, ImageWindow *window, int sh
     case FILE_OPEN_TARGA: result = ReadTargaFile(path, window, showProgress); break;
     case FILE_OPEN_PCX: result = ReadPcxFile(path, window, showProgress); break;
     case FILE_OPEN_RLE: result = ReadRleFile(path, window, showProgress); break;
+    case FILE_OPEN_GIF: result = ReadGifFile(path, window, showProgress); break;
+    case FILE_OPEN_FITS: result = ReadFitsFile(path, window, showProgress); break;
+    case FILE_OPEN_RAW: result = ReadRawFile(path, window, showProgress); break;
     case FILE_OPEN_FLASHPIX: result = ERROR_READ_FLASHPIX; break;
     case FILE_OPEN_PHOTOCD: result = ERROR_READ_PHOTOCD_IMAGE; break;
     default: result = ERROR_UNKNOWN_FILE_TYPE; break;
@@ -216,6 +264,9 @@ ErrorCode FileSave(const char *path, int saveNumber, ImageWindow *window, int jp
     case FILE_SAVE_TARGA: return SaveTargaFile(path, window);
     case FILE_SAVE_PCX: return SavePcxFile(path, window);
     case FILE_SAVE_RLE: return SaveRleFile(path, window);
+    case FILE_SAVE_GIF: return SaveGifFile(path, window, FILE_GIF_DITHER);
+    case FILE_SAVE_EPS: return SaveEpsFile(path, window);
+    case FILE_SAVE_FITS: return SaveFitsFile(path, window);
     case FILE_SAVE_FLASHPIX: return ERROR_WRITE_FLASHPIX;
     default: return ERROR_UNKNOWN_FILE_TYPE;
     }

@@ -13,7 +13,7 @@ PACKAGES=(
     libgtest-dev libbenchmark-dev
     # independent tools the tests compare against
     libtiff-tools libimage-exiftool-perl imagemagick icc-profiles-free liblcms2-utils
-    libjpeg-turbo-progs pngcrush netpbm gifsicle libvips-tools graphicsmagick
+    libjpeg-turbo-progs pngcrush netpbm gifsicle libvips-tools graphicsmagick ghostscript
     # real ICC profiles beside icc-profiles-free: wide-gamut RGB spaces and printer profiles
     colord-data libgs-common
 )

@@ -1,0 +1,479 @@
+// Tests of the file type table: the extension rule, the two numberings, what each format may
+// hold with its code and message, the extension checks of Save As, the reduction to 8 bits
+// before an 8-bit format, and the recognition of files by their content, on files made by
+// independent tools under names that lie about them.
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "core/Image.h"
+#include "files/FileType.h"
+#include "tests/files/FormatToolSupport.h"
+
+class FileType : public ::testing::Test {
+  protected:
+    std::string folder;
+
+    void SetUp() override
+    {
+        TestStart();
+        const ::testing::TestInfo *info = ::testing::UnitTest::GetInstance()->current_test_info();
+        folder = TestOutputFolder(std::string("filetype/") + info->name());
+    }
+
+    std::string Path(const std::string &name)
+    {
+        return folder + "/" + name;
+    }
+};
+
+TEST_F(FileType, TheExtensionIsTheTextAfterTheLastPeriodOfTheName)
+{
+    struct Case {
+        const char *path;
+        int type;
+    };
+    const Case cases[] = {
+        {"photo.tif", FILE_OPEN_TIFF},
+        {"photo.TIFF", FILE_OPEN_TIFF},
+        {"photo.TiF", FILE_OPEN_TIFF},
+        {"a.jpg", FILE_OPEN_JPEG},
+        {"a.JPEG", FILE_OPEN_JPEG},
+        {"a.jpe", FILE_OPEN_JPEG},
+        {"a.bmp", FILE_OPEN_BMP},
+        {"a.tga", FILE_OPEN_TARGA},
+        {"a.pcx", FILE_OPEN_PCX},
+        {"a.gif", FILE_OPEN_GIF},
+        {"a.pcd", FILE_OPEN_PHOTOCD},
+        {"a.png", FILE_OPEN_PNG},
+        {"a.fpx", FILE_OPEN_FLASHPIX},
+        {"a.fit", FILE_OPEN_FITS},
+        {"a.FITS", FILE_OPEN_FITS},
+        {"a.rle", FILE_OPEN_RLE},
+        {"a.vtalbum", FILE_OPEN_ALBUM},
+        {"a.dng", FILE_OPEN_RAW},
+        {"a.NEF", FILE_OPEN_RAW},
+        {"a.cr2", FILE_OPEN_RAW},
+        {"a.eps", -1}, // saved, never opened
+        {"photo.tif.jpg", FILE_OPEN_JPEG},
+        {"archive.tar.gz", -1},
+        {"noextension", -1},
+        {"photo.", -1},
+        {".tif", FILE_OPEN_TIFF},
+        {"/home/me/photos.tif/readme", -1},
+        {"C:\\photos.tif\\readme", -1},
+        {"photos.tif:stream", -1},
+        {"/home/me.d/photo.png", FILE_OPEN_PNG},
+        {"C:\\Users\\me\\photo.Jpg", FILE_OPEN_JPEG},
+        {"photo.tif ", -1},
+        {"", -1},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.path);
+        EXPECT_EQ(DetectFileType(c.path), c.type);
+    }
+}
+
+TEST_F(FileType, TheTwoNumberingsAndTheirLabels)
+{
+    struct Row {
+        int open;
+        const char *label;
+        int save;
+        const char *extension;
+    };
+    const Row rows[] = {
+        {1, "All Files", 0, nullptr}, {2, "TIFF", 1, ".tif"},         {3, "JPEG", 2, ".jpg"},
+        {4, "BMP", 3, ".bmp"},        {5, "Targa", 4, ".tga"},        {6, "PCX", 5, ".pcx"},
+        {7, "GIF", 6, ".gif"},        {8, "PhotoCD", 0, nullptr},     {9, "PNG", 8, ".png"},
+        {10, "FlashPix", 9, ".fpx"},  {11, "FITS", 10, ".fit"},       {12, "RLE", 11, ".rle"},
+        {13, "VT Album", 0, nullptr}, {14, "Camera Raw", 0, nullptr},
+    };
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.label);
+        const FileTypeEntry *entry = FileTypeByOpen(row.open);
+        ASSERT_NE(entry, nullptr);
+        EXPECT_STREQ(entry->label, row.label);
+        EXPECT_EQ(entry->saveNumber, row.save);
+        if (row.extension == nullptr) {
+            EXPECT_EQ(entry->defaultExtension, nullptr);
+        } else {
+            EXPECT_STREQ(entry->defaultExtension, row.extension);
+            EXPECT_EQ(FileTypeBySave(row.save), entry);
+        }
+    }
+    // EPS has a save number and no open number.
+    const FileTypeEntry *eps = FileTypeBySave(FILE_SAVE_EPS);
+    ASSERT_NE(eps, nullptr);
+    EXPECT_STREQ(eps->label, "EPS");
+    EXPECT_STREQ(eps->defaultExtension, ".eps");
+    EXPECT_EQ(eps->openNumber, 0);
+    for (int none : {-1, 0, 15}) {
+        EXPECT_EQ(FileTypeByOpen(none), nullptr) << none;
+    }
+    for (int none : {-1, 0, 12}) {
+        EXPECT_EQ(FileTypeBySave(none), nullptr) << none;
+    }
+}
+
+TEST_F(FileType, WhatEachFormatMayHoldWithItsCodeAndMessage)
+{
+    const int Y = FILE_HOLDS_YES, R = FILE_HOLDS_REDUCED, N = FILE_HOLDS_NO;
+    struct Row {
+        int save;
+        int holds[5]; // binary, 8-bit gray, 24-bit color, 16-bit gray, 48-bit color
+        ErrorCode code;
+        const char *message;
+    };
+    const Row rows[] = {
+        {FILE_SAVE_TIFF,
+         {Y, Y, Y, Y, Y},
+         58,
+         "Only binary, grayscale, or color images can be saved in TIFF format"},
+        {FILE_SAVE_FITS, {N, Y, N, Y, N}, 46, "Only grayscale images can be saved in FITS format"},
+        {FILE_SAVE_JPEG,
+         {N, Y, Y, R, R},
+         24,
+         "Only grayscale or color images can be saved in JPEG format"},
+        {FILE_SAVE_TARGA,
+         {N, Y, Y, R, R},
+         27,
+         "Only grayscale or color images can be saved in TARGA format"},
+        {FILE_SAVE_BMP,
+         {Y, Y, Y, R, R},
+         30,
+         "Only binary, grayscale, or color images can be saved in BMP format"},
+        {FILE_SAVE_PNG,
+         {Y, Y, Y, R, R},
+         47,
+         "Only binary, grayscale, or color images can be saved in PNG format"},
+        {FILE_SAVE_PCX,
+         {Y, Y, Y, R, R},
+         52,
+         "Only binary, grayscale, or color images can be saved in PCX format"},
+        {FILE_SAVE_GIF,
+         {Y, Y, Y, R, R},
+         55,
+         "Only binary, grayscale, or color images can be saved in GIF format"},
+        {FILE_SAVE_EPS,
+         {Y, Y, Y, R, R},
+         60,
+         "Only binary, grayscale, or color images can be saved in EPS format"},
+        {FILE_SAVE_FLASHPIX,
+         {N, Y, Y, R, R},
+         68,
+         "Only save grayscale or color images can be saved in FlashPix format"},
+        {FILE_SAVE_RLE,
+         {Y, Y, N, R, N},
+         98,
+         "Only binary or grayscale image can be saved in RLE format"},
+    };
+    const int types[5] = {TYPE_BINARY, TYPE_GRAY8, TYPE_COLOR24, TYPE_GRAY16, TYPE_COLOR48};
+    for (const Row &row : rows) {
+        SCOPED_TRACE(FileTypeBySave(row.save)->label);
+        for (int t = 0; t < 5; t++) {
+            SCOPED_TRACE(types[t]);
+            ErrorCode code = -1;
+            EXPECT_EQ(FileSaveHolds(row.save, types[t], &code), row.holds[t]);
+            EXPECT_EQ(code, row.holds[t] == N ? row.code : ERROR_NONE);
+        }
+        // Types that are no picture are never held.
+        for (int other : {(int)TYPE_EMPTY, (int)TYPE_COLOR, (int)TYPE_HISTOGRAM, 8, -1}) {
+            ErrorCode code = -1;
+            EXPECT_EQ(FileSaveHolds(row.save, other, &code), N);
+            EXPECT_EQ(code, row.code);
+        }
+        EXPECT_STREQ(ErrorText(row.code), row.message);
+    }
+    // Without a save type nothing is held, and the answer is "Unknown file type".
+    ErrorCode code = -1;
+    EXPECT_EQ(FileSaveHolds(FILE_SAVE_NONE, TYPE_GRAY8, &code), N);
+    EXPECT_EQ(code, ERROR_UNKNOWN_FILE_TYPE);
+    EXPECT_EQ(FileSaveHolds(99, TYPE_GRAY8, &code), N);
+    EXPECT_EQ(code, ERROR_UNKNOWN_FILE_TYPE);
+}
+
+TEST_F(FileType, SaveAsAcceptsOnlyTheExtensionsOfTheFormat)
+{
+    struct Row {
+        int save;
+        std::vector<const char *> accepted;
+        const char *message;
+    };
+    const Row rows[] = {
+        {FILE_SAVE_TIFF, {".tif", ".tiff"}, "TIFF files must have an extension of .tif or .tiff"},
+        {FILE_SAVE_JPEG,
+         {".jpg", ".jpeg", ".jpe"},
+         "JPEG files must have an extension of .jpg, .jpeg, or .jpe"},
+        {FILE_SAVE_BMP, {".bmp"}, "BMP files must have an extension of .bmp"},
+        {FILE_SAVE_TARGA, {".tga"}, "Targa files must have an extension of .tga"},
+        {FILE_SAVE_PCX, {".pcx"}, "PCX files must have an extension of .pcx"},
+        {FILE_SAVE_GIF, {".gif"}, "GIF files must have an extension of .gif"},
+        {FILE_SAVE_EPS, {".eps"}, "EPS files must have an extension of .eps"},
+        {FILE_SAVE_PNG, {".png"}, "PNG files must have an extension of .png"},
+        {FILE_SAVE_FLASHPIX, {".fpx"}, "FlashPix files must have an extension of .fpx"},
+        {FILE_SAVE_FITS, {".fit", ".fits"}, "FITS files must have an extension of .fit or .fits"},
+        {FILE_SAVE_RLE, {".rle"}, "RLE files must have an extension of .rle"},
+    };
+    const char *every[] = {".tif", ".tiff", ".jpg", ".jpeg", ".jpe", ".bmp",  ".tga", ".pcx",
+                           ".gif", ".eps",  ".png", ".fpx",  ".fit", ".fits", ".rle"};
+    for (const Row &row : rows) {
+        SCOPED_TRACE(row.message);
+        EXPECT_STREQ(FileSaveExtensionMessage(row.save), row.message);
+        for (const char *extension : every) {
+            bool accepted = false;
+            for (const char *a : row.accepted)
+                accepted = accepted || std::string(a) == extension;
+            std::string lower = std::string("/home/me/name") + extension;
+            std::string upper = lower;
+            for (size_t i = lower.size() - std::string(extension).size(); i < upper.size(); i++)
+                upper[i] = (char)toupper(upper[i]);
+            EXPECT_EQ(FileSaveExtensionAccepted(row.save, lower.c_str()), accepted ? 1 : 0)
+                << lower;
+            EXPECT_EQ(FileSaveExtensionAccepted(row.save, upper.c_str()), accepted ? 1 : 0)
+                << upper;
+        }
+        EXPECT_EQ(FileSaveExtensionAccepted(row.save, "name"), 0);
+    }
+    EXPECT_EQ(FileSaveExtensionAccepted(FILE_SAVE_TIFF, "name.TIFF"), 1);
+    EXPECT_EQ(FileSaveExtensionAccepted(FILE_SAVE_TIFF, "name.tif.jpg"), 0);
+    EXPECT_EQ(FileSaveExtensionAccepted(FILE_SAVE_JPEG, "name.tif.jpg"), 1);
+    EXPECT_EQ(FileSaveExtensionAccepted(FILE_SAVE_TIFF, "name.tif "), 0);
+    EXPECT_EQ(FileSaveExtensionAccepted(FILE_SAVE_TIFF, ".tif"), 0); // a name, no extension
+    EXPECT_EQ(FileSaveExtensionAccepted(FILE_SAVE_TIFF, "nametif"), 0);
+    EXPECT_EQ(FileSaveExtensionAccepted(FILE_SAVE_NONE, "name.tif"), 0);
+    EXPECT_STREQ(FileSaveExtensionMessage(FILE_SAVE_NONE), "");
+}
+
+// A window holding one row of 16-bit samples.
+static ImageWindow *SixteenBitWindow(int type, const std::vector<int> &samples)
+{
+    ImageWindow *window = TestWindowNew();
+    int channels = type == TYPE_COLOR48 ? 3 : 1;
+    EXPECT_EQ(ImageAlloc(&window->image, type, (int)samples.size() / channels, 1, 254.0),
+              ERROR_NONE);
+    for (size_t i = 0; i < samples.size(); i++)
+        BytesPut16(window->image.rows[0], (int64_t)(2 * i), (uint16_t)samples[i]);
+    return window;
+}
+
+TEST_F(FileType, SixteenBitPicturesAreReducedThroughTheDepthTable)
+{
+    // (i * 255 + 32767) / 65535 steps from 0 to 1 between 128 and 129, and from 254 to 255
+    // between 65406 and 65407.
+    const std::vector<int> levels = {0, 128, 129, 257, 32767, 32768, 32896, 65406, 65407, 65535};
+    const std::vector<int> expected = {0, 0, 1, 1, 127, 128, 128, 254, 255, 255};
+    ImageWindow *gray = SixteenBitWindow(TYPE_GRAY16, levels);
+    ASSERT_EQ(FileReduceTo8Bits(gray), ERROR_NONE);
+    EXPECT_EQ(gray->image.type, TYPE_GRAY8);
+    EXPECT_EQ(gray->image.width, (int)levels.size());
+    EXPECT_EQ(gray->image.resolution, 254.0);
+    EXPECT_EQ(ImageSamples(gray->image), expected);
+    TestWindowFree(gray);
+
+    // Color: each channel on its own; the rows keep red, green and blue in their places.
+    std::vector<int> color;
+    std::vector<int> colorExpected;
+    for (size_t i = 0; i + 2 < levels.size(); i += 3) {
+        color.insert(color.end(), {levels[i], levels[i + 1], levels[i + 2]});
+        colorExpected.insert(colorExpected.end(), {expected[i + 2], expected[i + 1], expected[i]});
+    }
+    ImageWindow *window = SixteenBitWindow(TYPE_COLOR48, color); // memory order: blue first
+    ASSERT_EQ(FileReduceTo8Bits(window), ERROR_NONE);
+    EXPECT_EQ(window->image.type, TYPE_COLOR24);
+    EXPECT_EQ(ImageSamples(window->image), colorExpected);
+    TestWindowFree(window);
+
+    // Every level of a ramp agrees with the table's formula.
+    std::vector<int> ramp;
+    for (int i = 0; i < 65536; i += 7)
+        ramp.push_back(i);
+    window = SixteenBitWindow(TYPE_GRAY16, ramp);
+    ASSERT_EQ(FileReduceTo8Bits(window), ERROR_NONE);
+    std::vector<int> reduced = ImageSamples(window->image);
+    for (size_t i = 0; i < ramp.size(); i++)
+        ASSERT_EQ(reduced[i], (ramp[i] * 255 + 32767) / 65535) << ramp[i];
+    TestWindowFree(window);
+}
+
+TEST_F(FileType, EightBitAndBinaryPicturesAreLeftAlone)
+{
+    for (int type : {TYPE_BINARY, TYPE_GRAY8, TYPE_COLOR24, TYPE_EMPTY}) {
+        SCOPED_TRACE(type);
+        ImageWindow *window = TestWindowNew();
+        if (type != TYPE_EMPTY) {
+            ASSERT_EQ(ImageAlloc(&window->image, type, 9, 4, 72.0), ERROR_NONE);
+            TestFillPattern(&window->image, type);
+        }
+        uint8_t **rows = window->image.rows;
+        std::vector<int> before = ImageSamples(window->image);
+        ASSERT_EQ(FileReduceTo8Bits(window), ERROR_NONE);
+        EXPECT_EQ(window->image.type, type);
+        EXPECT_EQ(window->image.rows, rows); // the same storage, untouched
+        EXPECT_EQ(ImageSamples(window->image), before);
+        TestWindowFree(window);
+    }
+}
+
+TEST_F(FileType, FileSaveRefusesWhatTheFormatCannotHold)
+{
+    struct Case {
+        int type;
+        int save;
+        ErrorCode code;
+    };
+    const Case cases[] = {
+        {TYPE_COLOR24, FILE_SAVE_FITS, ERROR_SAVE_TYPE_FITS},
+        {TYPE_BINARY, FILE_SAVE_FITS, ERROR_SAVE_TYPE_FITS},
+        {TYPE_COLOR24, FILE_SAVE_RLE, ERROR_SAVE_TYPE_RLE},
+        {TYPE_BINARY, FILE_SAVE_JPEG, ERROR_SAVE_TYPE_JPEG},
+        {TYPE_BINARY, FILE_SAVE_FLASHPIX, ERROR_SAVE_TYPE_FLASHPIX},
+        // A 16-bit picture must be reduced before an 8-bit format sees it.
+        {TYPE_GRAY16, FILE_SAVE_GIF, ERROR_ILLEGAL_TYPE},
+        {TYPE_COLOR48, FILE_SAVE_EPS, ERROR_ILLEGAL_TYPE},
+        // FlashPix holds gray and color but has no writer.
+        {TYPE_GRAY8, FILE_SAVE_FLASHPIX, ERROR_WRITE_FLASHPIX},
+        {TYPE_COLOR24, FILE_SAVE_FLASHPIX, ERROR_WRITE_FLASHPIX},
+        {TYPE_GRAY8, FILE_SAVE_NONE, ERROR_UNKNOWN_FILE_TYPE},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(std::to_string(c.type) + " as " + std::to_string(c.save));
+        ImageWindow *window = TestWindowNew();
+        ASSERT_EQ(ImageAlloc(&window->image, c.type, 4, 4, 72.0), ERROR_NONE);
+        EXPECT_EQ(FileSave(Path("out").c_str(), c.save, window, 90), c.code);
+        EXPECT_TRUE(TestReadFile(Path("out")).empty());
+        TestWindowFree(window);
+    }
+}
+
+TEST_F(FileType, FlashPixAndPhotoCdAnswerWithTheirCodes)
+{
+    TestWriteFile(Path("a.fpx"), {0xD0, 0xCF, 0x11, 0xE0, 0xA1, 0xB1, 0x1A, 0xE1});
+    ASSERT_TRUE(ToolRuns("convert -size 64x64 xc:gray " + Quote(Path("a.pcd"))));
+    ImageWindow *window = TestWindowNew();
+    EXPECT_EQ(FileLoad(Path("a.fpx").c_str(), FILE_OPEN_FLASHPIX, window, 0), ERROR_READ_FLASHPIX);
+    EXPECT_EQ(FileLoad(Path("a.fpx").c_str(), FILE_OPEN_ALL, window, 0), ERROR_READ_FLASHPIX);
+    EXPECT_EQ(FileLoad(Path("a.pcd").c_str(), FILE_OPEN_PHOTOCD, window, 0),
+              ERROR_READ_PHOTOCD_IMAGE);
+    EXPECT_EQ(FileLoad(Path("a.pcd").c_str(), FILE_OPEN_ALL, window, 0), ERROR_READ_PHOTOCD_IMAGE);
+    EXPECT_EQ(window->image.type, TYPE_EMPTY);
+    EXPECT_STREQ(ErrorText(ERROR_READ_FLASHPIX), "Problem reading FlashPix file");
+    EXPECT_STREQ(ErrorText(ERROR_READ_PHOTOCD_IMAGE), "Error reading PhotoCD Image");
+    EXPECT_STREQ(ErrorText(ERROR_WRITE_FLASHPIX), "Problem writing FlashPix file");
+    TestWindowFree(window);
+}
+
+TEST_F(FileType, ContentIsRecognisedWhateverTheName)
+{
+    // Every file is made by an independent tool and then given a name that says nothing, or
+    // the name of another format.
+    struct Case {
+        const char *made;    // file made by the command, into this name
+        const char *command; // %s stands for the output path
+        int type;
+    };
+    const Case cases[] = {
+        {"x.tif", "convert -size 8x8 xc:red %s", FILE_OPEN_TIFF},
+        {"x.tif", "convert -size 8x8 xc:red -endian MSB %s", FILE_OPEN_TIFF},
+        {"x.tif", "convert -size 8x8 xc:red ppm:- | vips copy stdin %s[bigtiff]", FILE_OPEN_TIFF},
+        {"x.tif", "convert -size 8x8 xc:red -endian MSB TIFF64:%s", FILE_OPEN_TIFF},
+        {"x.jpg", "convert -size 8x8 xc:red ppm:- | cjpeg 2>/dev/null > %s", FILE_OPEN_JPEG},
+        {"x.jpg", "convert -size 8x8 xc:red -colorspace Gray %s", FILE_OPEN_JPEG},
+        {"x.png", "convert -size 8x8 xc:red ppm:- | pnmtopng 2>/dev/null > %s", FILE_OPEN_PNG},
+        {"x.gif", "convert -size 8x8 xc:red %s", FILE_OPEN_GIF},
+        {"x.gif",
+         "convert -size 8x8 xc:red %s && printf GIF87a | dd of=%s conv=notrunc 2>/dev/null",
+         FILE_OPEN_GIF},
+        {"x.bmp", "convert -size 8x8 xc:red %s", FILE_OPEN_BMP},
+        {"x.bmp", "convert -size 8x8 xc:red ppm:- | ppmtobmp -bpp 24 2>/dev/null > %s",
+         FILE_OPEN_BMP},
+        {"x.bmp", "convert -size 8x8 xc:red ppm:- | ppmtobmp -windows -bpp 1 2>/dev/null > %s",
+         FILE_OPEN_BMP},
+        {"x.bmp", "convert -size 8x8 xc:red ppm:- | ppmtobmp -os2 2>/dev/null > %s", FILE_OPEN_BMP},
+        {"x.pcx", "convert -size 8x8 xc:red %s", FILE_OPEN_PCX},
+        {"x.pcx", "convert -size 8x8 xc:red ppm:- | ppmtopcx -8bit 2>/dev/null > %s",
+         FILE_OPEN_PCX},
+        {"x.pcx", "convert -size 8x8 pattern:checkerboard -monochrome %s", FILE_OPEN_PCX},
+        {"x.fits", "convert -size 8x8 xc:gray %s", FILE_OPEN_FITS},
+        {"x.fits", "convert -size 8x8 xc:gray pgm:- | pnmtofits 2>/dev/null > %s", FILE_OPEN_FITS},
+        {"x.rle", "convert -size 8x8 xc:gray pgm:- | pnmtorle 2>/dev/null > %s", FILE_OPEN_RLE},
+        {"x.rle", "convert -size 8x8 xc:red ppm:- | pnmtorle 2>/dev/null > %s", FILE_OPEN_RLE},
+        // Targa has no signature, nor does the text of a PostScript file for us.
+        {"x.tga", "convert -size 8x8 xc:red %s", -1},
+        {"x.eps", "convert -size 8x8 xc:red ppm:- | pnmtops 2>/dev/null > %s", -1},
+        {"x.ppm", "convert -size 8x8 xc:red %s", -1},
+    };
+    int n = 0;
+    for (const Case &c : cases) {
+        SCOPED_TRACE(std::string(c.made) + ": " + c.command);
+        std::string made = Path(c.made);
+        std::string command = c.command;
+        for (size_t at; (at = command.find("%s")) != std::string::npos;)
+            command.replace(at, 2, Quote(made));
+        ASSERT_TRUE(ToolRuns(command));
+        EXPECT_EQ(DetectFileContent(made.c_str()), c.type);
+        for (const char *name : {"noname", "lie.jpg", "lie.tif", "lie.dat"}) {
+            std::string moved = Path(std::to_string(++n) + name);
+            ASSERT_TRUE(ToolRuns("cp " + Quote(made) + " " + Quote(moved)));
+            EXPECT_EQ(DetectFileContent(moved.c_str()), c.type) << name;
+        }
+    }
+}
+
+TEST_F(FileType, TextAndDamagedFilesAreNotTakenForPictures)
+{
+    struct Case {
+        const char *name;
+        std::vector<uint8_t> bytes;
+    };
+    const Case cases[] = {
+        {"empty", {}},
+        {"BM text", {'B', 'M', ' ', 'i', 's', ' ', 'a', ' ', 'w', 'o',
+                     'r', 'd', ' ', 'h', 'e', 'r', 'e', '.', '.', '.'}},
+        {"BM short", {'B', 'M', 0x36, 0, 0, 0}},
+        {"line feeds", {0x0A, 0x0A, 'a', 'b', 'c'}},
+        {"PCX version 1", {0x0A, 1, 1, 8}},
+        {"PCX depth 3", {0x0A, 5, 1, 3}},
+        {"GIF88a", {'G', 'I', 'F', '8', '8', 'a', 0, 0}},
+        {"SIMPLE", {'S', 'I', 'M', 'P', 'L', 'E', ' ', '='}},
+        {"JPEG two bytes", {0xFF, 0xD8}},
+        {"TIFF version 44", {'I', 'I', 44, 0, 8, 0, 0, 0}},
+        {"RLE one byte", {0x52}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        TestWriteFile(Path("file"), c.bytes);
+        EXPECT_EQ(DetectFileContent(Path("file").c_str()), -1);
+    }
+    EXPECT_EQ(DetectFileContent(Path("missing").c_str()), -1);
+    ImageWindow *window = TestWindowNew();
+    EXPECT_EQ(FileLoad(Path("file").c_str(), FILE_OPEN_ALL, window, 0), ERROR_UNKNOWN_FILE_TYPE);
+    TestWindowFree(window);
+}
+
+TEST_F(FileType, AllFilesTrustsTheContentOverTheName)
+{
+    // A GIF named as a JPEG opens as the GIF it is; a FITS file named as a TIFF likewise.
+    ASSERT_TRUE(ToolRuns("convert -size 8x4 xc:red " + Quote(Path("red.gif"))));
+    ASSERT_TRUE(ToolRuns("cp " + Quote(Path("red.gif")) + " " + Quote(Path("red.jpg"))));
+    ASSERT_TRUE(ToolRuns("convert -size 8x4 xc:gray -depth 16 " + Quote(Path("gray.fits"))));
+    ASSERT_TRUE(ToolRuns("cp " + Quote(Path("gray.fits")) + " " + Quote(Path("gray.tif"))));
+    struct Case {
+        const char *name;
+        int fileType;
+        int imageType;
+    };
+    const Case cases[] = {
+        {"red.jpg", FILE_OPEN_GIF, TYPE_COLOR24},
+        {"gray.tif", FILE_OPEN_FITS, TYPE_GRAY16},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        ImageWindow *window = TestWindowNew();
+        ASSERT_EQ(FileLoad(Path(c.name).c_str(), FILE_OPEN_ALL, window, 0), ERROR_NONE);
+        EXPECT_EQ(window->fileType, c.fileType);
+        EXPECT_EQ(window->image.type, c.imageType);
+        TestWindowFree(window);
+    }
+}

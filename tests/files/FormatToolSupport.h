@@ -1,0 +1,132 @@
+// What the tests of the GIF, FITS, EPS, raw and file type modules share: running the
+// independent tools, pictures as plain lists of samples (top row first, red first) both from
+// an Image and as ImageMagick reads a file, and opening a file into a picture record.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+#include <vector>
+
+#include "core/File.h"
+#include "core/Helpers.h"
+#include "core/Image.h"
+#include "core/ImageWindow.h"
+#include "tests/support/TestSupport.h"
+
+inline std::string Quote(const std::string &text)
+{
+    return "'" + text + "'";
+}
+
+// Runs a tool; fails the test with its output when it does not succeed.
+inline ::testing::AssertionResult ToolRuns(const std::string &command)
+{
+    std::string output;
+    int status = TestRun("(" + command + ") 2>&1", &output);
+    if (status == 0) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure() << command << " exited " << status << "\n" << output;
+}
+
+// The samples ImageMagick reads from a file: 1 or 3 channels at 8 or 16 bits.
+inline std::vector<int> ToolSamples(const std::string &path, int channels, int depth)
+{
+    std::string output;
+    std::string command = "convert " + Quote(path) + " -endian LSB -depth " +
+                          std::to_string(depth) + (channels == 3 ? " rgb:-" : " gray:-");
+    EXPECT_EQ(TestRun(command, &output), 0) << command;
+    std::vector<int> samples;
+    if (depth == 16) {
+        for (size_t i = 0; i + 1 < output.size(); i += 2)
+            samples.push_back((uint8_t)output[i] | ((uint8_t)output[i + 1] << 8));
+    } else {
+        for (char c : output)
+            samples.push_back((uint8_t)c);
+    }
+    return samples;
+}
+
+// The samples of a picture; a binary pixel is 0 or 255.
+inline std::vector<int> ImageSamples(const Image &image)
+{
+    std::vector<int> samples;
+    for (int y = image.height - 1; y >= 0; y--) {
+        const uint8_t *row = image.rows[y];
+        for (int x = 0; x < image.width; x++) {
+            switch (image.type) {
+            case TYPE_BINARY: samples.push_back(BitTest(row, x) ? 255 : 0); break;
+            case TYPE_GRAY8: samples.push_back(row[x]); break;
+            case TYPE_GRAY16: samples.push_back(BytesGet16(row, 2 * x, 1)); break;
+            case TYPE_COLOR24:
+                for (int c = 2; c >= 0; c--)
+                    samples.push_back(row[3 * x + c]);
+                break;
+            case TYPE_COLOR48:
+                for (int c = 2; c >= 0; c--)
+                    samples.push_back(BytesGet16(row, 6 * x + 2 * c, 1));
+                break;
+            default: break;
+            }
+        }
+    }
+    return samples;
+}
+
+// Compares two lists of samples; names the first difference.
+inline ::testing::AssertionResult SamplesEqual(const std::vector<int> &expected,
+                                               const std::vector<int> &actual)
+{
+    if (expected.size() != actual.size())
+        return ::testing::AssertionFailure()
+               << "expected " << expected.size() << " samples, got " << actual.size();
+    size_t differing = 0;
+    size_t first = 0;
+    for (size_t i = 0; i < expected.size(); i++)
+        if (expected[i] != actual[i] && differing++ == 0) first = i;
+    if (differing == 0) return ::testing::AssertionSuccess();
+    return ::testing::AssertionFailure()
+           << differing << " samples differ, the first at " << first << ": expected "
+           << expected[first] << ", got " << actual[first];
+}
+
+// The mean absolute difference of two lists of samples of the same length.
+inline double SamplesMeanError(const std::vector<int> &a, const std::vector<int> &b)
+{
+    EXPECT_EQ(a.size(), b.size());
+    if (a.empty() || a.size() != b.size()) return 1e9;
+    double sum = 0.0;
+    for (size_t i = 0; i < a.size(); i++)
+        sum += std::abs(a[i] - b[i]);
+    return sum / (double)a.size();
+}
+
+// Writes a binary PNM file of 1 or 3 channels at 8 or 16 bits from samples.
+inline void PnmWriteSamples(const std::string &path, int w, int h, int channels, int depth,
+                            const std::vector<int> &samples)
+{
+    std::string head = std::string(channels == 3 ? "P6" : "P5") + "\n" + std::to_string(w) + " " +
+                       std::to_string(h) + "\n" + (depth == 16 ? "65535" : "255") + "\n";
+    std::vector<uint8_t> bytes(head.begin(), head.end());
+    for (int value : samples) {
+        if (depth == 16) bytes.push_back((uint8_t)(value >> 8));
+        bytes.push_back((uint8_t)value);
+    }
+    TestWriteFile(path, bytes);
+}
+
+// A picture record from the table, freed with SlotFree.
+inline ImageWindow *TestWindowNew(void)
+{
+    int slot = -1;
+    ImageWindow *window = nullptr;
+    EXPECT_EQ(SlotAllocate(&slot, &window), ERROR_NONE);
+    return window;
+}
+
+inline void TestWindowFree(ImageWindow *window)
+{
+    if (window != nullptr) SlotFree(window->slot);
+}

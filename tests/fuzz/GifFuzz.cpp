@@ -1,0 +1,93 @@
+// libFuzzer target of the GIF reader (giflib behind our checks) and of the palette
+// reduction. The reader opens files by name, so each input is written to a file of this
+// process's own in a memory-backed folder where there is one; a picture it reads is saved
+// again, which runs the palette on whatever colors the input held. The input is also taken as
+// the pixels of a small color picture and reduced directly, dithered or not, and every index
+// must name an entry of the palette.
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <unistd.h>
+
+#include "core/Core.h"
+#include "core/Image.h"
+#include "core/ImageWindow.h"
+#include "files/Gif.h"
+#include "files/GifPalette.h"
+#include "platform/headless/Headless.h"
+
+static char FuzzPath[128];
+static char FuzzSavePath[128];
+
+static void FuzzRemoveFiles(void)
+{
+    unlink(FuzzPath);
+    unlink(FuzzSavePath);
+}
+
+static void FuzzStart(void)
+{
+    CoreInitialise();
+    HeadlessReset();
+    const char *folder = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
+    snprintf(FuzzPath, sizeof FuzzPath, "%s/vistel-gif-fuzz-%d.gif", folder, (int)getpid());
+    snprintf(FuzzSavePath, sizeof FuzzSavePath, "%s/vistel-gif-fuzz-%d-saved.gif", folder,
+             (int)getpid());
+    atexit(FuzzRemoveFiles);
+}
+
+// The input as a color picture of up to 64 pixels a row, reduced and mapped.
+static void FuzzPalette(const uint8_t *data, size_t size)
+{
+    if (size < 5) return;
+    int w = 1 + data[0] % 64;
+    int dither = data[1] & 1;
+    int h = (int)((size - 2) / 3 / (size_t)w);
+    if (h < 1) return;
+    if (h > 256) h = 256;
+    Image image;
+    ImageClear(&image);
+    if (ImageAlloc(&image, TYPE_COLOR24, w, h, 72.0) != ERROR_NONE) return;
+    const uint8_t *pixel = data + 2;
+    for (int y = 0; y < h; y++)
+        for (int x = 0; x < 3 * w; x++)
+            image.rows[y][x] = *pixel++;
+    GifPalette palette;
+    GifPaletteMapper mapper;
+    uint8_t indices[64];
+    GifPaletteMapperReset(&mapper);
+    if (GifPaletteChoose(&image, &palette) == ERROR_NONE &&
+        GifPaletteMapperOpen(&palette, w, dither, &mapper) == ERROR_NONE) {
+        if (palette.count < 1 || palette.count > GIF_PALETTE_MAX) abort();
+        for (int y = h - 1; y >= 0; y--) {
+            GifPaletteMapperRow(&mapper, image.rows[y], indices);
+            for (int x = 0; x < w; x++)
+                if (indices[x] >= palette.count) abort();
+        }
+    }
+    GifPaletteMapperClose(&mapper);
+    ImageFree(&image);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
+{
+    static int started = 0;
+    if (!started) {
+        FuzzStart();
+        started = 1;
+    }
+    FILE *file = fopen(FuzzPath, "wb");
+    if (file == nullptr) return 0;
+    size_t written = fwrite(data, 1, size, file);
+    fclose(file);
+    if (written == size) {
+        static ImageWindow window;
+        if (ReadGifFile(FuzzPath, &window, 0) == ERROR_NONE &&
+            (int64_t)window.image.width * window.image.height <= 65536)
+            SaveGifFile(FuzzSavePath, &window, size & 1);
+        ImageFree(&window.image);
+        FreeFileComments(&window.comments);
+    }
+    FuzzPalette(data, size);
+    return 0;
+}

@@ -59,12 +59,12 @@ ErrorCode ShowColorSettingsDialog(void);
 enum : int32_t {
     COLOR_DIALOG_ENABLED = 201,
     COLOR_DIALOG_ENGINE = 202,
-    COLOR_DIALOG_WORKING = 203, // the five profile lists, in COLOR_PROFILE_* order except
+    COLOR_DIALOG_WORKING = 203, // the lists of the five profiles
     COLOR_DIALOG_ASSUMED_FILE = 204,
     COLOR_DIALOG_ASSUMED_SCANNER = 205,
     COLOR_DIALOG_MONITOR = 206,
     COLOR_DIALOG_MONITOR_INTENT = 207,
-    COLOR_DIALOG_PROOF = 208, // that proofing follows the monitor's intent
+    COLOR_DIALOG_PROOF = 208,
     COLOR_DIALOG_PROOF_INTENT = 209,
     COLOR_DIALOG_GAMUT_ALARM = 210,
     COLOR_DIALOG_GAMUT_COLOR = 211, // red; green and blue follow

@@ -32,6 +32,7 @@
 
 static const int FILTERS_CAPACITY = 2048; // bytes of the filter list of a file dialog
 static const int PATTERN_CAPACITY = 128;
+static const int OPEN_FILTERS_MAX = 64; // filters of File Open at most
 static const int RECENT_MENU_PATH = 60; // characters of a path a recent-file item shows
 static const int RECENT_MENU_TEXT = 2 * RECENT_MENU_PATH + 16;
 
@@ -146,13 +147,13 @@ static int FilterAppend(char *filters, int length, const FileTypeEntry *entry)
 }
 
 // The filters of File Open, every type that opens in the order of the table; numbers[i]
-// receives the open number of filter i. Returns the count.
-static int OpenFilters(char *filters, int *numbers)
+// (capacity entries) receives the open number of filter i. Returns the count.
+static int OpenFilters(char *filters, int *numbers, int capacity)
 {
     int length = 0;
     int count = 0;
     filters[0] = 0;
-    for (int i = 0; i < FILE_TYPE_COUNT; i++) {
+    for (int i = 0; i < FILE_TYPE_COUNT && count < capacity; i++) {
         if (FILE_TYPES[i].openNumber <= 0) continue;
         length = FilterAppend(filters, length, &FILE_TYPES[i]);
         numbers[count++] = FILE_TYPES[i].openNumber;
@@ -221,13 +222,13 @@ static ErrorCode OpenChosenFiles(WindowHandle *window)
 {
     ErrorCode result = ERROR_NONE;
     char filters[FILTERS_CAPACITY];
-    int numbers[64];
+    int numbers[OPEN_FILTERS_MAX];
     char folder[PATH_LENGTH];
     FileDialogResult chosen;
     char *paths = nullptr;
     size_t bytes = 0;
 
-    int count = OpenFilters(filters, numbers);
+    int count = OpenFilters(filters, numbers, OPEN_FILTERS_MAX);
     int first = 0;
     for (int i = 0; i < count; i++)
         if (numbers[i] == Prefs.defaultFileOpenType) first = i;
@@ -303,7 +304,7 @@ ErrorCode OpenImageFile(const char *path, int type, WindowHandle *window)
     }
     if (!FileExists(fullPath)) {
         ShowMessage("Error", "File does not exist: %s", fullPath);
-        RemoveRecentFile(fullPath);
+        RecentFilesMenuRemove(fullPath);
         goto done;
     }
 
@@ -313,7 +314,7 @@ ErrorCode OpenImageFile(const char *path, int type, WindowHandle *window)
     FileOperationActive = operating = 1;
     result = FileLoad(fullPath, type, record, 1);
     if (result != ERROR_NONE) goto done;
-    AddRecentFile(fullPath);
+    RecentFilesMenuAdd(fullPath);
     StrCopyLimit(fullPath, record->fileName, PATH_LENGTH - 1);
     if (CurrentColorSettings.enabled &&
         (record->image.type == TYPE_COLOR24 || record->image.type == TYPE_COLOR48)) {
@@ -371,7 +372,7 @@ static ErrorCode WritePicture(const char *path, int saveNumber, ImageWindow *rec
 static void SavedAs(WindowHandle window, ImageWindow *record, const char *path, int saveNumber)
 {
     LastSaveNumber = saveNumber;
-    AddRecentFile(path);
+    RecentFilesMenuAdd(path);
     PlatformSetWindowWord(window, WORD_MODIFIED, 0);
     StrCopyLimit(path, record->fileName, PATH_LENGTH - 1);
     record->fileType = OpenNumberOfSave(saveNumber);
@@ -584,7 +585,7 @@ static int RecentIndex(const char *path)
     return -1;
 }
 
-void AddRecentFile(const char *path)
+void RecentFilesMenuAdd(const char *path)
 {
     int length = RecentLength();
     if (Saved.recentCount > length) Saved.recentCount = length;
@@ -599,7 +600,7 @@ void AddRecentFile(const char *path)
     RecentFilesMenuUpdate();
 }
 
-void RemoveRecentFile(const char *path)
+void RecentFilesMenuRemove(const char *path)
 {
     int index = RecentIndex(path);
     if (index >= 0) {

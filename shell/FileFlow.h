@@ -43,8 +43,8 @@ int Warn16BitLoss(WindowHandle owner, WindowHandle window);
 // The recent files of the saved state: a path goes to the front (moved there when it is in
 // the list, letter case aside; the last one drops out of a full list), or leaves the list.
 // Both update the menu.
-void AddRecentFile(const char *path);
-void RemoveRecentFile(const char *path);
+void RecentFilesMenuAdd(const char *path);
+void RecentFilesMenuRemove(const char *path);
 
 // The recent files of the File menu, from the saved state, with their menu items.
 void RecentFilesMenuUpdate(void);

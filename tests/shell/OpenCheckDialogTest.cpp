@@ -82,10 +82,11 @@ class OpenCheck : public ShellFilesTest {
         ImageWindow scratch;
         memset(&scratch, 0, sizeof scratch);
         EXPECT_EQ(FileLoad(path.c_str(), FILE_OPEN_TIFF, &scratch, 0), ERROR_NONE);
-        if (intent >= 0)
+        if (intent >= 0) {
             EXPECT_EQ(ConvertToWorkingSpace(&scratch, workingBytes.data(), (int)workingBytes.size(),
                                             intent),
                       ERROR_NONE);
+        }
         Image image = scratch.image;
         FreeFileComments(&scratch.comments);
         MemoryRelease(&scratch.profile);

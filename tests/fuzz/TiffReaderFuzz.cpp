@@ -43,7 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 
     FILE *file = fopen(FuzzPath, "wb");
     if (file == nullptr) return 0;
-    size_t written = fwrite(data, 1, size, file);
+    size_t written = size > 0 ? fwrite(data, 1, size, file) : 0; // no write from an empty input
     fclose(file);
     if (written == size) {
         Image image;

@@ -161,49 +161,4 @@ void WheelImageWindow(WindowHandle window, ImageWindow *record, uintptr_t wParam
     ScrollImageWindow(window, record, MSG_VSCROLL, delta > 0 ? SCROLL_LINE_UP : SCROLL_LINE_DOWN);
 }
 
-ErrorCode OpenImageFile(const char *path, int type, WindowHandle *window)
-{
-    *window = nullptr;
-    if (path == nullptr) return ERROR_NONE; // no dialog here: as if cancelled
-    *window = FindImageWindow(path);
-    if (*window != nullptr) return ERROR_NONE;
-    int slot = -1;
-    ImageWindow *record = nullptr;
-    ErrorCode result = SlotAllocate(&slot, &record);
-    if (result != ERROR_NONE) return result;
-    int detected = type > 1 ? type : DetectFileType(path);
-    result = FileLoad(path, detected > 0 ? detected : FILE_OPEN_ALL, record, 0);
-    if (result == ERROR_NONE) {
-        StrCopyLimit(path, record->fileName, PATH_LENGTH - 1);
-        record->fileType = detected > 0 ? detected : FILE_OPEN_ALL;
-        result = ImageWindowShow(record, window);
-    }
-    if (result != ERROR_NONE) SlotFree(slot);
-    return result;
-}
 
-ErrorCode SaveImageAs(WindowHandle window, int startAtFile)
-{
-    (void)window;
-    (void)startAtFile;
-    return ERROR_ABORTED; // no dialog here: as if cancelled
-}
-
-ErrorCode SaveImage(WindowHandle window)
-{
-    ImageWindow *record = WindowRecord(window);
-    const FileTypeEntry *entry = FileTypeByOpen(record->fileType);
-    if (record->fileName[0] == 0 || entry == nullptr || entry->saveNumber == FILE_SAVE_NONE)
-        return SaveImageAs(window, 1);
-    ErrorCode result = FileSave(record->fileName, entry->saveNumber, record, 90);
-    if (result == ERROR_NONE) PlatformSetWindowWord(window, WORD_MODIFIED, 0);
-    return result;
-}
-
-ErrorCode SaveEmbeddedProfile(WindowHandle window)
-{
-    (void)window;
-    return ERROR_ABORTED; // no dialog here: as if cancelled
-}
-
-void RecentFilesMenuUpdate(void) {}

@@ -12,6 +12,9 @@
 #include "shell/Display.h"
 
 #include <cstring>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "color/ProfileTransform.h"
 #include "core/Helpers.h"
@@ -73,6 +76,7 @@ struct RenderJob {
     int rowFirst;
     int rowLast;
     int32_t *columns; // picture column of each view column of the rectangle
+    int run;          // leading columns that are adjacent picture columns (zoom 1)
     int fullBlocks;   // leading columns whose reduced block lies wholly in the picture
     void *sums;       // smoothing: one sum a channel a view column, 32 or 64 bits
 };
@@ -107,6 +111,7 @@ template <typename Sample> static inline uint8_t DisplayValue(unsigned sample)
 struct Divider {
     uint64_t multiplier;
     int shift;
+    uint32_t count; // d itself
 };
 
 static Divider DividerMake(uint32_t d)
@@ -115,8 +120,11 @@ static Divider DividerMake(uint32_t d)
     while ((1u << bits) < d)
         bits++;
     Divider divider;
+    divider.count = d;
     divider.shift = 2 * bits + 16;
-    divider.multiplier = (((uint64_t)1 << divider.shift) + d - 1) / d;
+    divider.multiplier = 0;
+    // Larger counts come only with sums of 64 bits, which divide plainly.
+    if (divider.shift <= 48) divider.multiplier = (((uint64_t)1 << divider.shift) + d - 1) / d;
     return divider;
 }
 
@@ -125,15 +133,56 @@ static inline unsigned DividerApply(const Divider &divider, uint64_t sum)
     return (unsigned)((sum * divider.multiplier) >> divider.shift);
 }
 
+// Count 16-bit samples to their 8-bit display values. Depth16To8[v] is (v + 128) / 257 in
+// integer division, which is (t - (t >> 8)) >> 8 with t = v + 128: vector registers do that
+// for sixteen samples at a time where the processor has them, the table does the rest.
+static void DisplayValues16(const uint16_t *in, uint8_t *out, size_t count)
+{
+    size_t i = 0;
+#if defined(__SSE2__)
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i half = _mm_set1_epi32(128);
+    for (; i + 16 <= count; i += 16) {
+        __m128i packed[2];
+        for (int part = 0; part < 2; part++) {
+            __m128i v = _mm_loadu_si128((const __m128i *)(in + i + 8 * part));
+            __m128i low = _mm_add_epi32(_mm_unpacklo_epi16(v, zero), half);
+            __m128i high = _mm_add_epi32(_mm_unpackhi_epi16(v, zero), half);
+            low = _mm_srli_epi32(_mm_sub_epi32(low, _mm_srli_epi32(low, 8)), 8);
+            high = _mm_srli_epi32(_mm_sub_epi32(high, _mm_srli_epi32(high, 8)), 8);
+            packed[part] = _mm_packs_epi32(low, high); // values of 0..255 pack unchanged
+        }
+        _mm_storeu_si128((__m128i *)(out + i), _mm_packus_epi16(packed[0], packed[1]));
+    }
+#endif
+    for (; i < count; i++)
+        out[i] = Depth16To8[in[i]];
+}
+
 // One view row (its rectangle's span) from picture row `in`, sampling each view column's
-// picture column: zoom 1, magnified, and reduced without smoothing.
+// picture column: zoom 1, magnified, and reduced without smoothing. A leading run of
+// adjacent columns (zoom 1) with as many channels in the view as in the picture is copied or
+// converted as one stretch of samples.
 template <typename Sample, int Channels, int ViewChannels>
 static void RenderSampledRow(const RenderJob *job, const uint8_t *inRow, uint8_t *out)
 {
     const Sample *in = (const Sample *)inRow;
     const int32_t *columns = job->columns;
+    int i = 0;
     out += (size_t)job->x0 * ViewChannels;
-    for (int i = 0; i < job->count; i++, out += ViewChannels) {
+    if constexpr (Channels == ViewChannels) {
+        if (job->run > 0) {
+            const Sample *from = in + (size_t)columns[0] * Channels;
+            size_t samples = (size_t)job->run * Channels;
+            if constexpr (sizeof(Sample) == 2)
+                DisplayValues16(from, out, samples);
+            else
+                memcpy(out, from, samples);
+            i = job->run;
+            out += samples;
+        }
+    }
+    for (; i < job->count; i++, out += ViewChannels) {
         const Sample *p = in + (size_t)columns[i] * Channels;
         if constexpr (Channels == 3) {
             out[0] = DisplayValue<Sample>(p[0]);
@@ -147,85 +196,167 @@ static void RenderSampledRow(const RenderJob *job, const uint8_t *inRow, uint8_t
     }
 }
 
-// Adds the samples of the block of each view column in picture row `in` to the sums: the
-// leading columns' blocks are n pixels wide and follow each other, the others are cut at the
-// picture's right edge.
-template <typename Sample, int Channels, typename Sum>
-static void SmoothAddRow(const RenderJob *job, const Sample *in, Sum *sums)
+// The sums of rows picture rows (pointers in), sample by sample, over count samples. Vector
+// registers add eight or sixteen samples of all rows at a time where the processor has them,
+// and store each sum once; the plain loop does the rest. At most SMOOTH_32BIT_LIMIT rows, so
+// that 8-bit samples may first be added in 16 bits.
+template <typename Sample>
+static void SumsOfRows(const Sample *const *in, int rows, size_t count, uint32_t *sums)
 {
-    const int n = job->reduction;
-    const int32_t *columns = job->columns;
-    if (job->fullBlocks > 0) {
-        const Sample *p = in + (size_t)columns[0] * Channels;
-        Sum *s = sums;
-        for (int i = 0; i < job->fullBlocks; i++, s += Channels) {
-            Sum a0 = 0, a1 = 0, a2 = 0;
-            for (int k = 0; k < n; k++, p += Channels) {
-                a0 += p[0];
-                if constexpr (Channels == 3) {
-                    a1 += p[1];
-                    a2 += p[2];
-                }
+    size_t i = 0;
+#if defined(__SSE2__)
+    const __m128i zero = _mm_setzero_si128();
+    if constexpr (sizeof(Sample) == 2) {
+        for (; i + 8 <= count; i += 8) {
+            __m128i low = zero, high = zero;
+            for (int r = 0; r < rows; r++) {
+                __m128i v = _mm_loadu_si128((const __m128i *)(in[r] + i));
+                low = _mm_add_epi32(low, _mm_unpacklo_epi16(v, zero));
+                high = _mm_add_epi32(high, _mm_unpackhi_epi16(v, zero));
             }
-            s[0] += a0;
-            if constexpr (Channels == 3) {
-                s[1] += a1;
-                s[2] += a2;
+            _mm_storeu_si128((__m128i *)(sums + i), low);
+            _mm_storeu_si128((__m128i *)(sums + i + 4), high);
+        }
+    } else {
+        for (; i + 16 <= count; i += 16) {
+            __m128i low = zero, high = zero;
+            for (int r = 0; r < rows; r++) {
+                __m128i v = _mm_loadu_si128((const __m128i *)(in[r] + i));
+                low = _mm_add_epi16(low, _mm_unpacklo_epi8(v, zero));
+                high = _mm_add_epi16(high, _mm_unpackhi_epi8(v, zero));
             }
+            _mm_storeu_si128((__m128i *)(sums + i), _mm_unpacklo_epi16(low, zero));
+            _mm_storeu_si128((__m128i *)(sums + i + 4), _mm_unpackhi_epi16(low, zero));
+            _mm_storeu_si128((__m128i *)(sums + i + 8), _mm_unpacklo_epi16(high, zero));
+            _mm_storeu_si128((__m128i *)(sums + i + 12), _mm_unpackhi_epi16(high, zero));
         }
     }
-    for (int i = job->fullBlocks; i < job->count; i++) {
-        int width = job->source->width - columns[i];
-        if (width > n) width = n;
-        const Sample *p = in + (size_t)columns[i] * Channels;
-        Sum *s = sums + (size_t)i * Channels;
-        for (int k = 0; k < width; k++, p += Channels)
-            for (int c = 0; c < Channels; c++)
-                s[c] += p[c];
+#endif
+    for (; i < count; i++) {
+        uint32_t sum = 0;
+        for (int r = 0; r < rows; r++)
+            sum += in[r][i];
+        sums[i] = sum;
+    }
+}
+
+// The mean of a block of count pixels from its channel sums, as the view shows it.
+template <typename Sample, int Channels, int ViewChannels, typename Sum>
+static inline void BlockMeanPut(const Sum block[3], int count, uint8_t *out)
+{
+    unsigned mean[3];
+    if constexpr (sizeof(Sum) == 4) {
+        Divider divider = DividerMake((uint32_t)count);
+        for (int c = 0; c < Channels; c++)
+            mean[c] = DividerApply(divider, block[c]);
+    } else {
+        for (int c = 0; c < Channels; c++)
+            mean[c] = (unsigned)(block[c] / (uint64_t)count);
+    }
+    if constexpr (Channels == 3) {
+        out[0] = DisplayValue<Sample>(mean[0]);
+        out[1] = DisplayValue<Sample>(mean[1]);
+        out[2] = DisplayValue<Sample>(mean[2]);
+    } else if constexpr (ViewChannels == 3) {
+        out[0] = out[1] = out[2] = DisplayValue<Sample>(mean[0]);
+    } else {
+        out[0] = DisplayValue<Sample>(mean[0]);
+    }
+}
+
+// The means of the leading full blocks of a row, from the column sums s of the first one on:
+// each block adds N columns (n of the job when N is 0) and divides by the shared count.
+template <typename Sample, int Channels, int ViewChannels, typename Sum, int N>
+static void BlockMeansFull(const RenderJob *job, const Sum *s, Divider full, uint8_t *out)
+{
+    const int n = N > 0 ? N : job->reduction;
+    for (int i = 0; i < job->fullBlocks; i++, out += ViewChannels) {
+        Sum b0 = 0, b1 = 0, b2 = 0;
+        for (int k = 0; k < n; k++, s += Channels) {
+            b0 += s[0];
+            if constexpr (Channels == 3) {
+                b1 += s[1];
+                b2 += s[2];
+            }
+        }
+        unsigned m0, m1 = 0, m2 = 0;
+        if constexpr (sizeof(Sum) == 4) {
+            m0 = DividerApply(full, b0);
+            if constexpr (Channels == 3) {
+                m1 = DividerApply(full, b1);
+                m2 = DividerApply(full, b2);
+            }
+        } else {
+            // Beyond 256 by 256 blocks the count no longer suits the multiplier.
+            uint64_t count = full.count;
+            m0 = (unsigned)(b0 / count);
+            if constexpr (Channels == 3) {
+                m1 = (unsigned)(b1 / count);
+                m2 = (unsigned)(b2 / count);
+            }
+        }
+        if constexpr (Channels == 3) {
+            out[0] = DisplayValue<Sample>(m0);
+            out[1] = DisplayValue<Sample>(m1);
+            out[2] = DisplayValue<Sample>(m2);
+        } else if constexpr (ViewChannels == 3) {
+            out[0] = out[1] = out[2] = DisplayValue<Sample>(m0);
+        } else {
+            out[0] = DisplayValue<Sample>(m0);
+        }
     }
 }
 
 // One reduced view row with smoothing: each view pixel is the mean of the n by n block that
 // starts at its sampled pixel (row `row`), cut at the picture's edge; a 16-bit mean is taken
-// at 16 bits and reduced after.
+// at 16 bits and reduced after. The block's rows are first added sample by sample over the
+// columns the rectangle reads, then each view pixel adds its n columns of those sums.
 template <typename Sample, int Channels, int ViewChannels, typename Sum>
 static void RenderSmoothRow(const RenderJob *job, int row, uint8_t *out)
 {
     const Image *source = job->source;
     const int n = job->reduction;
+    const int32_t *columns = job->columns;
     int lastRow = row + n - 1 < source->height - 1 ? row + n - 1 : source->height - 1;
     int rows = lastRow - row + 1;
+    int spanFirst = columns[0];
+    int spanLast = columns[job->count - 1] + n - 1;
+    if (spanLast > source->width - 1) spanLast = source->width - 1;
+    size_t samples = (size_t)(spanLast - spanFirst + 1) * Channels;
     Sum *sums = (Sum *)job->sums;
-    memset(sums, 0, sizeof(Sum) * (size_t)job->count * Channels);
-    for (int r = row; r <= lastRow; r++)
-        SmoothAddRow<Sample, Channels, Sum>(job, (const Sample *)source->rows[r], sums);
+    if constexpr (sizeof(Sum) == 4) {
+        const Sample *in[SMOOTH_32BIT_LIMIT];
+        for (int r = 0; r < rows; r++)
+            in[r] = (const Sample *)source->rows[row + r] + (size_t)spanFirst * Channels;
+        SumsOfRows<Sample>(in, rows, samples, sums);
+    } else {
+        memset(sums, 0, sizeof(Sum) * samples);
+        for (int r = row; r <= lastRow; r++) {
+            const Sample *in = (const Sample *)source->rows[r] + (size_t)spanFirst * Channels;
+            for (size_t i = 0; i < samples; i++)
+                sums[i] += in[i];
+        }
+    }
 
-    // The same count serves every full block of the row; the cut ones have their own.
-    Divider full = DividerMake((uint32_t)(rows * n));
+    // The full blocks follow each other and share one count; the cut ones have their own.
     out += (size_t)job->x0 * ViewChannels;
-    for (int i = 0; i < job->count; i++, out += ViewChannels) {
-        const Sum *s = sums + (size_t)i * Channels;
-        unsigned mean[3];
-        int width = i < job->fullBlocks ? n : source->width - job->columns[i];
-        if (width > n) width = n;
-        if constexpr (sizeof(Sum) == 4) {
-            Divider cut = i < job->fullBlocks ? full : DividerMake((uint32_t)(rows * width));
+    Divider full = DividerMake((uint32_t)(rows * n));
+    const Sum *s = sums + (size_t)(columns[0] - spanFirst) * Channels;
+    switch (n) {
+    case 2: BlockMeansFull<Sample, Channels, ViewChannels, Sum, 2>(job, s, full, out); break;
+    case 3: BlockMeansFull<Sample, Channels, ViewChannels, Sum, 3>(job, s, full, out); break;
+    case 4: BlockMeansFull<Sample, Channels, ViewChannels, Sum, 4>(job, s, full, out); break;
+    default: BlockMeansFull<Sample, Channels, ViewChannels, Sum, 0>(job, s, full, out); break;
+    }
+    for (int i = job->fullBlocks; i < job->count; i++) {
+        int width = source->width - columns[i] < n ? source->width - columns[i] : n;
+        Sum block[3] = {0, 0, 0};
+        s = sums + (size_t)(columns[i] - spanFirst) * Channels;
+        for (int k = 0; k < width; k++, s += Channels)
             for (int c = 0; c < Channels; c++)
-                mean[c] = DividerApply(cut, s[c]);
-        } else {
-            uint64_t count = (uint64_t)rows * (uint64_t)width;
-            for (int c = 0; c < Channels; c++)
-                mean[c] = (unsigned)(s[c] / count);
-        }
-        if constexpr (Channels == 3) {
-            out[0] = DisplayValue<Sample>(mean[0]);
-            out[1] = DisplayValue<Sample>(mean[1]);
-            out[2] = DisplayValue<Sample>(mean[2]);
-        } else if constexpr (ViewChannels == 3) {
-            out[0] = out[1] = out[2] = DisplayValue<Sample>(mean[0]);
-        } else {
-            out[0] = DisplayValue<Sample>(mean[0]);
-        }
+                block[c] += s[c];
+        BlockMeanPut<Sample, Channels, ViewChannels, Sum>(block, rows * width,
+                                                          out + (size_t)i * ViewChannels);
     }
 }
 
@@ -447,14 +578,21 @@ ErrorCode RenderView(const Image *source, ImageWindow *target, int left, int top
         int column = PictureIndex(job.sourceLeft, job.x0 + i, job.zoom);
         job.columns[i] = Limit(column, job.columnFirst, job.columnLast);
     }
+    if (job.zoom == 1) {
+        while (job.run < job.count && job.columns[job.run] == job.columns[0] + job.run)
+            job.run++;
+    }
     if (job.smooth) {
         // Full blocks lead: they step by n columns and end inside the picture.
         while (job.fullBlocks < job.count &&
                job.columns[job.fullBlocks] == job.columns[0] + job.fullBlocks * job.reduction &&
                job.columns[job.fullBlocks] + job.reduction <= source->width)
             job.fullBlocks++;
+        // The sums cover the columns the rectangle reads, at most the picture's width.
         size_t sumBytes = job.reduction <= SMOOTH_32BIT_LIMIT ? 4 : 8;
-        job.sums = MemoryAlloc(sumBytes * 3 * (size_t)job.count);
+        int64_t span = (int64_t)job.count * job.reduction;
+        if (span > source->width) span = source->width;
+        job.sums = MemoryAlloc(sumBytes * 3 * (size_t)span);
         if (job.sums == nullptr) {
             result = ERROR_NO_MEMORY;
             goto done;

@@ -96,9 +96,9 @@ int ScrollImageWindow(WindowHandle window, ImageWindow *record, uint32_t message
 
 // The same for a preview window, whose view its dialog computes: with the preview current
 // and the new position overlapping the old, the view moves and the dialog gets
-// MSG_PREVIEW_REGION for the strip alone (a Rect in view pixels, inclusive, rows from the
-// view's bottom row); otherwise it gets MSG_PREVIEW_REGION with a null rectangle, for the
-// whole view. Returns 1 when the position changed.
+// MSG_PREVIEW_REGION for the strip alone (wParam the preview window, lParam a Rect in view
+// pixels, inclusive, rows from the view's bottom row); otherwise it gets MSG_PREVIEW_REGION
+// with a null rectangle, for the whole view. Returns 1 when the position changed.
 int ScrollPreviewWindow(WindowHandle window, ImageWindow *record, uint32_t message,
                         uintptr_t wParam, WindowHandle dialog, int current);
 

@@ -627,9 +627,9 @@ int ScrollPreviewWindow(WindowHandle window, ImageWindow *record, uint32_t messa
     if (!ScrollNewPosition(record, horizontal, wParam, &position)) return 0;
     int shiftAllowed = current && ViewIsCurrent(record);
     if (ScrollMove(window, record, horizontal, position, shiftAllowed, &strip))
-        PlatformSendMessage(dialog, MSG_PREVIEW_REGION, 0, 0);
+        PlatformSendMessage(dialog, MSG_PREVIEW_REGION, (uintptr_t)window, 0);
     else
-        PlatformSendMessage(dialog, MSG_PREVIEW_REGION, 0, (intptr_t)&strip);
+        PlatformSendMessage(dialog, MSG_PREVIEW_REGION, (uintptr_t)window, (intptr_t)&strip);
     return 1;
 }
 

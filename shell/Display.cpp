@@ -109,22 +109,21 @@ template <typename Sample> static inline uint8_t DisplayValue(unsigned sample)
 // largest sum, below d * 2^16, stays under 2^shift; and the product stays under 2^64 for
 // d up to 2^16, which SMOOTH_32BIT_LIMIT keeps.
 struct Divider {
-    uint64_t multiplier;
+    uint64_t multiplier; // 0 beyond 2^16 pixels, where sums of 64 bits divide plainly
     int shift;
-    uint32_t count; // d itself
+    uint64_t count; // d itself
 };
 
-static Divider DividerMake(uint32_t d)
+static Divider DividerMake(uint64_t d)
 {
+    Divider divider = {0, 0, d};
     int bits = 0;
-    while ((1u << bits) < d)
+    while (bits < 40 && ((uint64_t)1 << bits) < d)
         bits++;
-    Divider divider;
-    divider.count = d;
-    divider.shift = 2 * bits + 16;
-    divider.multiplier = 0;
-    // Larger counts come only with sums of 64 bits, which divide plainly.
-    if (divider.shift <= 48) divider.multiplier = (((uint64_t)1 << divider.shift) + d - 1) / d;
+    if (bits <= 16) {
+        divider.shift = 2 * bits + 16;
+        divider.multiplier = (((uint64_t)1 << divider.shift) + d - 1) / d;
+    }
     return divider;
 }
 
@@ -242,16 +241,16 @@ static void SumsOfRows(const Sample *const *in, int rows, size_t count, uint32_t
 
 // The mean of a block of count pixels from its channel sums, as the view shows it.
 template <typename Sample, int Channels, int ViewChannels, typename Sum>
-static inline void BlockMeanPut(const Sum block[3], int count, uint8_t *out)
+static inline void BlockMeanPut(const Sum block[3], uint64_t count, uint8_t *out)
 {
     unsigned mean[3];
     if constexpr (sizeof(Sum) == 4) {
-        Divider divider = DividerMake((uint32_t)count);
+        Divider divider = DividerMake(count);
         for (int c = 0; c < Channels; c++)
             mean[c] = DividerApply(divider, block[c]);
     } else {
         for (int c = 0; c < Channels; c++)
-            mean[c] = (unsigned)(block[c] / (uint64_t)count);
+            mean[c] = (unsigned)(block[c] / count);
     }
     if constexpr (Channels == 3) {
         out[0] = DisplayValue<Sample>(mean[0]);
@@ -340,7 +339,7 @@ static void RenderSmoothRow(const RenderJob *job, int row, uint8_t *out)
 
     // The full blocks follow each other and share one count; the cut ones have their own.
     out += (size_t)job->x0 * ViewChannels;
-    Divider full = DividerMake((uint32_t)(rows * n));
+    Divider full = DividerMake((uint64_t)rows * (uint64_t)n);
     const Sum *s = sums + (size_t)(columns[0] - spanFirst) * Channels;
     switch (n) {
     case 2: BlockMeansFull<Sample, Channels, ViewChannels, Sum, 2>(job, s, full, out); break;
@@ -355,7 +354,7 @@ static void RenderSmoothRow(const RenderJob *job, int row, uint8_t *out)
         for (int k = 0; k < width; k++, s += Channels)
             for (int c = 0; c < Channels; c++)
                 block[c] += s[c];
-        BlockMeanPut<Sample, Channels, ViewChannels, Sum>(block, rows * width,
+        BlockMeanPut<Sample, Channels, ViewChannels, Sum>(block, (uint64_t)rows * width,
                                                           out + (size_t)i * ViewChannels);
     }
 }

@@ -162,6 +162,8 @@ int LayoutWindow(WindowHandle window, ImageWindow *record, int grow, int fit)
     DisplayPictureSize(window, record, &width, &height);
     int zw = ZoomedSize(width, record->zoom);
     int zh = ZoomedSize(height, record->zoom);
+    // A window without a picture keeps its size: there is nothing to fit it to.
+    if (zw <= 0 || zh <= 0) grow = fit = 0;
     int borders = 2 * DisplayBorder();
     PlatformGetClientRect(window, &client);
     FrameSize(window, &across, &down);
@@ -392,6 +394,8 @@ static void ZoomChange(WindowHandle window, ImageWindow *record, int zoom, int r
                        int clientY, int keepUnderPointer)
 {
     int x, y;
+    DisplayPictureSize(window, record, &x, &y);
+    if (x <= 0 || y <= 0) return; // a histogram or an empty record has nothing to zoom
     if (clientX == -1 && clientY == -1) {
         Rect client;
         PlatformGetClientRect(window, &client);

@@ -413,3 +413,20 @@ TEST_F(DisplayWindows, PaintSkipsBandsOutsideTheUpdateRectangle)
     HeadlessPaint(window);
     EXPECT_EQ(CanvasColor(HeadlessCanvas(window), 20, 300), oldBottom ^ 0xFFFFFF);
 }
+
+TEST_F(DisplayWindows, WindowsWithoutAPictureKeepTheirSizeAndZoom)
+{
+    ImageWindow *record;
+    WindowHandle window = StorageWindow(this, TYPE_HISTOGRAM, 263, 108, &record);
+    Rect before, after;
+    PlatformGetWindowRect(window, &before);
+    ZoomIn(window, record, 1, -1, -1);
+    ZoomOut(window, record, 1);
+    ZoomToFitClient(window, record, PlatformWorkspace(), 1);
+    EXPECT_EQ(record->zoom, 1);
+    EXPECT_EQ(LayoutWindow(window, record, 1, 1), 0);
+    PlatformGetWindowRect(window, &after);
+    EXPECT_EQ(after.right - after.left, before.right - before.left);
+    EXPECT_EQ(after.bottom - after.top, before.bottom - before.top);
+    EXPECT_EQ(PlatformSendMessage(window, MSG_VSCROLL, SCROLL_LINE_DOWN, 0), 0);
+}

@@ -1,5 +1,7 @@
-// Display rendering: every picture type, at any zoom, into a window's 1, 8 or 24-bit view,
-// with the mask overlay.
+// The display of picture windows: every picture type, at any zoom, rendered into a window's
+// 1, 8 or 24-bit view with the mask overlay; the zoom rule, the layout of a window around
+// its view, scrolling and the wheel, the mapping between picture and window, and painting
+// with margin, ruler and grid; the 236-color palette and its dither.
 #pragma once
 
 #include "core/Errors.h"
@@ -18,8 +20,9 @@ int ViewType(int pictureType, int overlayShown);
 // ---------------------------------------------------------------------------------------
 // Zoom, layout and painting of image and preview windows. window is the picture's window,
 // record its ImageWindow. Every zoom change frees view and screen, runs LayoutWindow,
-// LayoutScroll and CenterView, then RefreshView unless LayoutWindow answered 1. The caller
-// of a zoom or scroll function updates the title and notifies the window's users.
+// LayoutScroll and CenterView, then RefreshView, unless LayoutWindow resized the window and
+// its size message is still to come (it makes the view then). The caller of a zoom, scroll
+// or wheel function updates the title and notifies the window's users.
 
 // The zooms a window may take: 32 view pixels a picture pixel at most, and one view pixel
 // for 256 by 256 picture pixels at least, which still fits a very large scan in a window.

@@ -15,6 +15,12 @@
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
+// Wider vectors where the compiler can make a function for them and the processor, asked
+// once, has them.
+#if defined(__GNUC__) && defined(__x86_64__)
+#include <immintrin.h>
+#define DISPLAY_AVX2 1
+#endif
 
 #include "color/ProfileTransform.h"
 #include "core/Helpers.h"
@@ -195,6 +201,29 @@ static void RenderSampledRow(const RenderJob *job, const uint8_t *inRow, uint8_t
     }
 }
 
+#if defined(DISPLAY_AVX2)
+// The 16-bit sums of SumsOfRows sixteen samples at a time, for processors with AVX2;
+// returns how many samples it did, a multiple of 16.
+__attribute__((target("avx2"))) static size_t SumsOfRowsWide(const uint16_t *const *in, int rows,
+                                                             size_t count, uint32_t *sums)
+{
+    size_t i = 0;
+    const __m256i zero = _mm256_setzero_si256();
+    for (; i + 16 <= count; i += 16) {
+        __m256i low = zero, high = zero;
+        for (int r = 0; r < rows; r++) {
+            __m256i v = _mm256_loadu_si256((const __m256i *)(in[r] + i));
+            low = _mm256_add_epi32(low, _mm256_unpacklo_epi16(v, zero));
+            high = _mm256_add_epi32(high, _mm256_unpackhi_epi16(v, zero));
+        }
+        // Unpacking works within each half: put the four quarters back in order.
+        _mm256_storeu_si256((__m256i *)(sums + i), _mm256_permute2x128_si256(low, high, 0x20));
+        _mm256_storeu_si256((__m256i *)(sums + i + 8), _mm256_permute2x128_si256(low, high, 0x31));
+    }
+    return i;
+}
+#endif
+
 // The sums of rows picture rows (pointers in), sample by sample, over count samples. Vector
 // registers add eight or sixteen samples of all rows at a time where the processor has them,
 // and store each sum once; the plain loop does the rest. At most SMOOTH_32BIT_LIMIT rows, so
@@ -206,6 +235,10 @@ static void SumsOfRows(const Sample *const *in, int rows, size_t count, uint32_t
 #if defined(__SSE2__)
     const __m128i zero = _mm_setzero_si128();
     if constexpr (sizeof(Sample) == 2) {
+#if defined(DISPLAY_AVX2)
+        static const int wide = __builtin_cpu_supports("avx2");
+        if (wide) i = SumsOfRowsWide(in, rows, count, sums);
+#endif
         for (; i + 8 <= count; i += 8) {
             __m128i low = zero, high = zero;
             for (int r = 0; r < rows; r++) {

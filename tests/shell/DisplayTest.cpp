@@ -4,8 +4,8 @@
 
 #include "core/ImageWindow.h"
 #include "core/Preferences.h"
-#include "shell/Display.h"
 #include "platform/headless/Headless.h"
+#include "shell/Display.h"
 #include "tests/support/TestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
 
@@ -431,4 +431,119 @@ TEST(Display, OverlayOnBinaryAndReducedPicturesReadsTheMaskAtTheSampledPixel)
     ImageFree(&picture);
     PreviewWindowFree(&window);
     MaskWindowFree(mask, slot);
+}
+
+TEST(Display, EverySixteenBitValueShowsAsTheDepthTableSays)
+{
+    TestStart();
+    // All 65536 values in one picture, and the three channels of a color one shifted apart,
+    // at zoom 1 where runs of samples are converted together.
+    for (int type : {TYPE_GRAY16, TYPE_COLOR48}) {
+        SCOPED_TRACE(type);
+        Image picture = {};
+        ImageWindow window;
+        int channels = PictureChannels(type);
+        int width = 256 / channels + 1; // rows of odd lengths leave a tail to the plain loop
+        int height = 65536 / width + 1;
+        ASSERT_EQ(ImageAlloc(&picture, type, width, height, 72.0), ERROR_NONE);
+        for (int y = 0; y < height; y++)
+            for (int x = 0; x < width; x++)
+                for (int c = 0; c < channels; c++)
+                    PictureSetSample(&picture, x, y, c, ((y * width + x) * channels + c) & 0xffff);
+        PreviewWindowSetUp(&window, picture, 1, 0, 0, width, height);
+        ASSERT_EQ(RenderView(&picture, &window, 0, 0, width - 1, height - 1, 0), ERROR_NONE);
+        for (int y = 0; y < height; y++)
+            for (int x = 0; x < width; x++)
+                for (int c = 0; c < channels; c++)
+                    ASSERT_EQ(PictureSample(window.view, x, y, c),
+                              Depth16To8[PictureSample(picture, x, y, c)])
+                        << x << "," << y << "," << c;
+        ImageFree(&picture);
+        PreviewWindowFree(&window);
+    }
+}
+
+// The smoothed view pixel worked out plainly: the mean of the block from (sx, sy), cut at the
+// picture's edge, truncated, and for 16 bits reduced after.
+static int SmoothReference(const Image &picture, int sx, int sy, int n, int c)
+{
+    int64_t sum = 0, count = 0;
+    for (int y = sy; y < sy + n && y < picture.height; y++)
+        for (int x = sx; x < sx + n && x < picture.width; x++) {
+            sum += PictureSample(picture, x, y, c);
+            count++;
+        }
+    int mean = (int)(sum / count);
+    int wide = picture.type == TYPE_GRAY16 || picture.type == TYPE_COLOR48;
+    return wide ? Depth16To8[mean] : mean;
+}
+
+TEST(Display, SmoothedReductionsAreTheBlockMeansForEveryTypeAndZoom)
+{
+    TestStart();
+    Prefs.smoothZoom = 1;
+    for (int type : {TYPE_GRAY8, TYPE_COLOR24, TYPE_GRAY16, TYPE_COLOR48})
+        for (int zoom : {-2, -3, -4, -5, -7, -8, -16}) {
+            SCOPED_TRACE(testing::Message() << "type " << type << " zoom " << zoom);
+            Image picture;
+            ImageWindow window;
+            // Odd sizes cut the last blocks; the view starts 3 columns in.
+            PictureMake(&picture, type, 83, 37, type + zoom);
+            int n = -zoom;
+            int width = ZoomedSize(83 - 3, zoom), height = ZoomedSize(37, zoom);
+            PreviewWindowSetUp(&window, picture, zoom, 3, 0, width, height);
+            ASSERT_EQ(RenderView(&picture, &window, 0, 0, width - 1, height - 1, 0), ERROR_NONE);
+            for (int y = 0; y < height; y++)
+                for (int x = 0; x < width; x++)
+                    for (int c = 0; c < PictureChannels(type); c++)
+                        ASSERT_EQ(PictureSample(window.view, x, y, c),
+                                  SmoothReference(picture, 3 + x * n, y * n, n, c))
+                            << x << "," << y << "," << c;
+            ImageFree(&picture);
+            PreviewWindowFree(&window);
+        }
+}
+
+TEST(Display, ReductionsBeyond256KeepTheirSumsWhole)
+{
+    TestStart();
+    Prefs.smoothZoom = 1;
+    // 300 by 300 pixels near the top of the range sum to more than 32 bits hold.
+    Image picture = {};
+    ASSERT_EQ(ImageAlloc(&picture, TYPE_GRAY16, 700, 300, 72.0), ERROR_NONE);
+    for (int y = 0; y < 300; y++)
+        for (int x = 0; x < 700; x++)
+            PictureSetSample(&picture, x, y, 0, 65535 - (x * 7 + y * 13) % 300);
+    ImageWindow window;
+    PreviewWindowSetUp(&window, picture, -300, 0, 0, 3, 1);
+    ASSERT_EQ(RenderView(&picture, &window, 0, 0, 2, 0, 0), ERROR_NONE);
+    for (int x = 0; x < 3; x++)
+        EXPECT_EQ(PictureSample(window.view, x, 0, 0), SmoothReference(picture, x * 300, 0, 300, 0))
+            << x;
+    // Values of 65236 to 65535 have a mean near 65385, shown as 254; a sum cut to 32 bits
+    // would have lost 2^32 / 90000, about 47722, from it.
+    EXPECT_EQ(PictureSample(window.view, 0, 0, 0), 254);
+    ImageFree(&picture);
+    PreviewWindowFree(&window);
+}
+
+TEST(Display, APartIntoAStaleViewMakesTheWholeView)
+{
+    TestStart();
+    Image picture;
+    ImageWindow window;
+    PictureMake(&picture, TYPE_COLOR24, 20, 10, 5);
+    PreviewWindowSetUp(&window, picture, 1, 0, 0, 20, 10);
+    ASSERT_EQ(RenderView(&picture, &window, 0, 0, 19, 9, 0), ERROR_NONE);
+    // The window grew: the old view no longer fits, and a part asked for makes all of it.
+    window.viewWidth = 20;
+    window.viewHeight = 10;
+    window.sourceBottom = 9;
+    ImageFree(&window.view);
+    ASSERT_EQ(ImageAlloc(&window.view, TYPE_COLOR24, 7, 3, 100.0), ERROR_NONE);
+    ASSERT_EQ(RenderView(&picture, &window, 2, 2, 4, 4, 0), ERROR_NONE);
+    ExpectImagesNear(picture, window.view, 0);
+    EXPECT_EQ(window.screen.width, 20);
+    ImageFree(&picture);
+    PreviewWindowFree(&window);
 }

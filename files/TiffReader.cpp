@@ -17,6 +17,7 @@
 #include "core/Memory.h"
 #include "core/Preferences.h"
 #include "core/Progress.h"
+#include "core/Swap.h"
 #include "files/TiffLibrary.h"
 #include "platform/Platform.h"
 #include "transforms/Orient.h"
@@ -570,6 +571,10 @@ static void TiffRowUnpack(const TiffDecode *state, const uint8_t *__restrict in,
         return;
     case TYPE_BINARY: memcpy(out, in, (size_t)fileRowBytes); return;
     case TYPE_COLOR24:
+        if (step == 3) {
+            SwapRedBlue24(in, out, w);
+            return;
+        }
         for (int x = 0; x < w; x++, in += step, out += 3) {
             out[0] = in[2];
             out[1] = in[1];
@@ -589,7 +594,9 @@ static void TiffRowUnpack(const TiffDecode *state, const uint8_t *__restrict in,
     case TYPE_COLOR48:
         // Big-endian: the six bytes reversed swap each sample and turn RGB into BGR at once.
         // Little-endian: the three samples reversed.
-        if (state->littleEndian) {
+        if (state->littleEndian && step == 3) {
+            SwapRedBlue48(in, out, w);
+        } else if (state->littleEndian) {
             for (int x = 0; x < w; x++, in += 2 * step, out += 6) {
                 out[0] = in[4], out[1] = in[5];
                 out[2] = in[2], out[3] = in[3];

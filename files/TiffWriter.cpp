@@ -12,6 +12,7 @@
 #include "core/Helpers.h"
 #include "core/Memory.h"
 #include "core/Progress.h"
+#include "core/Swap.h"
 #include "files/TiffComments.h"
 
 static const int TIFF_HEADER_BYTES = 8;
@@ -264,17 +265,9 @@ static ErrorCode TiffPutRows(FileHandle file, const Image *image, int64_t rowByt
         const uint8_t *row = image->rows[image->height - 1 - i];
         uint8_t *out = buffer + filled;
         if (image->type == TYPE_COLOR24) {
-            for (int64_t x = 0; x < rowBytes; x += 3) {
-                out[x] = row[x + 2];
-                out[x + 1] = row[x + 1];
-                out[x + 2] = row[x];
-            }
+            SwapRedBlue24(row, out, image->width);
         } else if (image->type == TYPE_COLOR48) {
-            for (int64_t x = 0; x < rowBytes; x += 6) {
-                memcpy(out + x, row + x + 4, 2);
-                memcpy(out + x + 2, row + x + 2, 2);
-                memcpy(out + x + 4, row + x, 2);
-            }
+            SwapRedBlue48(row, out, image->width);
         } else {
             memcpy(out, row, (size_t)rowBytes);
             if (binaryTail) out[rowBytes - 1] &= (uint8_t)(0xff00 >> (image->width % 8));

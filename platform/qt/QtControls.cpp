@@ -59,8 +59,7 @@ static QWidget *MakeScrollBar(WindowHandle control, uint32_t serial, Qt::Orienta
     QObject::connect(bar, &QAbstractSlider::actionTriggered, [control, serial, bar](int action) {
         if (!QtValid(control) || control->serial != serial) return;
         ScrollReport(control, serial, ScrollCode(action), bar->sliderPosition());
-        if (action != QAbstractSlider::SliderMove && QtValid(control) &&
-            control->serial == serial)
+        if (action != QAbstractSlider::SliderMove && QtValid(control) && control->serial == serial)
             bar->setSliderPosition(control->scrollPosition);
     });
     QObject::connect(bar, &QAbstractSlider::sliderReleased, [control, serial, bar]() {
@@ -273,8 +272,8 @@ void PlatformSetControlItems(WindowHandle parent, int id, const char *items)
 
 void PlatformSetScrollBar(WindowHandle scrollBar, int range, int position, int page)
 {
-    if (!QtValid(scrollBar) || (scrollBar->controlType != CONTROL_SCROLL_H &&
-                                scrollBar->controlType != CONTROL_SCROLL_V))
+    if (!QtValid(scrollBar) ||
+        (scrollBar->controlType != CONTROL_SCROLL_H && scrollBar->controlType != CONTROL_SCROLL_V))
         return;
     scrollBar->scrollRange = range;
     scrollBar->scrollPosition = position;

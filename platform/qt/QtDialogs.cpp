@@ -25,8 +25,8 @@
 
 // The frame's message for a command line handed over (MSG_OPEN_FROM_CLIPBOARD of the shell).
 static const uint32_t HAND_OVER_MESSAGE = 0x803E;
-static const int HAND_OVER_MAX = 1 << 20;        // bytes of a command line taken
-static const int HAND_OVER_WAIT = 2000;          // milliseconds a second start waits
+static const int HAND_OVER_MAX = 1 << 20; // bytes of a command line taken
+static const int HAND_OVER_WAIT = 2000;   // milliseconds a second start waits
 static const int MODAL_DEPTH = 32;
 
 struct ModalEntry {
@@ -169,7 +169,8 @@ int PlatformShowMessage(void *owner, const char *title, const char *text, int ki
     if (kind == MESSAGE_OK) dialog.escapeResult = ANSWER_OK;
     int answer = dialog.exec();
     // Closed some other way (the window manager's close): as Esc, else the first button.
-    if (answer == QDialog::Rejected) answer = dialog.escapeResult != 0 ? dialog.escapeResult : results[0];
+    if (answer == QDialog::Rejected)
+        answer = dialog.escapeResult != 0 ? dialog.escapeResult : results[0];
     return answer;
 }
 
@@ -300,8 +301,7 @@ ErrorCode PlatformClipboardGetImage(Image *image)
         if (colors.size() == 2 && qGray(colors[1]) < qGray(colors[0])) converted.invertPixels();
     }
     double resolution = converted.dotsPerMeterX() > 0 ? converted.dotsPerMeterX() * 0.0254 : 72.0;
-    ErrorCode result =
-        ImageAlloc(image, type, converted.width(), converted.height(), resolution);
+    ErrorCode result = ImageAlloc(image, type, converted.width(), converted.height(), resolution);
     if (result != ERROR_NONE) return result;
     int bytes = ImageRowBytes(type, converted.width());
     int used = converted.bytesPerLine() < bytes ? (int)converted.bytesPerLine() : bytes;

@@ -2,8 +2,8 @@
 // 32 bits per pixel); MSG_PAINT and PlatformBeginDraw draw into it with a QPainter, and the
 // widget shows it. So drawing works the same inside and outside a paint, the exclusive-or
 // rubber band of tools is a raster operation on that picture, and a scroll moves its pixels.
-#include <QPainter>
 #include <QPaintEvent>
+#include <QPainter>
 #include <cstring>
 
 #include "core/Image.h"
@@ -159,7 +159,8 @@ static void FrameBars(QPainter *painter, const Rect *rect, const QColor &color)
     if (height > 1) painter->fillRect(QRect(rect->left, rect->bottom - 1, width, 1), color);
     if (height > 2) {
         painter->fillRect(QRect(rect->left, rect->top + 1, 1, height - 2), color);
-        if (width > 1) painter->fillRect(QRect(rect->right - 1, rect->top + 1, 1, height - 2), color);
+        if (width > 1)
+            painter->fillRect(QRect(rect->right - 1, rect->top + 1, 1, height - 2), color);
     }
 }
 

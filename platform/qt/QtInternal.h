@@ -38,12 +38,12 @@ class ChildFrame;
 
 struct PlatformWindow {
     int used;
-    uint32_t serial;   // tells a handle from a later window in the same record
-    int windowClass;   // CLASS_*, or RECORD_*
-    int controlType;   // CONTROL_* of a platform control, else -1
-    int controlId;     // its id in the parent's MSG_COMMAND
+    uint32_t serial; // tells a handle from a later window in the same record
+    int windowClass; // CLASS_*, or RECORD_*
+    int controlType; // CONTROL_* of a platform control, else -1
+    int controlId;   // its id in the parent's MSG_COMMAND
     intptr_t words[WINDOW_WORD_COUNT];
-    uint32_t style;    // STYLE_* of a window, ALIGN_* and CONTROL_DEFAULT of a control
+    uint32_t style; // STYLE_* of a window, ALIGN_* and CONTROL_DEFAULT of a control
     WindowHandle parent;
     char title[WINDOW_TITLE_MAX + 1];
     QWidget *widget;      // the client: where events come from and where drawing shows
@@ -91,12 +91,10 @@ int QtValid(WindowHandle window);
 void QtWindowRelease(PlatformWindow *window);
 
 // Calls the procedure of a window's class; what PlatformSendMessage does.
-MessageResult QtDeliver(WindowHandle window, uint32_t message, uintptr_t wParam,
-                        intptr_t lParam);
+MessageResult QtDeliver(WindowHandle window, uint32_t message, uintptr_t wParam, intptr_t lParam);
 
 // The same for messages that come from Qt's events: nothing while a progress window pumps.
-MessageResult QtForward(WindowHandle window, uint32_t message, uintptr_t wParam,
-                        intptr_t lParam);
+MessageResult QtForward(WindowHandle window, uint32_t message, uintptr_t wParam, intptr_t lParam);
 
 // The record a widget belongs to (the widget itself or the nearest ancestor that is a
 // window of ours), or null.

@@ -140,7 +140,8 @@ void PlatformSetMenuItem(int id, int after, const char *text)
         return;
     }
     MenuEntry *anchor = EntryFind(after);
-    QMenu *menu = anchor != nullptr ? anchor->menu : (BarMenus.isEmpty() ? nullptr : BarMenus.last());
+    QMenu *menu =
+        anchor != nullptr ? anchor->menu : (BarMenus.isEmpty() ? nullptr : BarMenus.last());
     if (menu == nullptr) return;
     // A new item goes right after after, or after the items already added behind it with
     // ids between the two, so that a numbered list keeps its order.

@@ -32,9 +32,9 @@ class ProgressWidget : public QWidget {
         const Rect &frame = state->frameRect;
         const Rect &bar = state->barRect;
         QColor black(0, 0, 0);
-        painter.fillRect(QRect(frame.left, frame.top, frame.right - frame.left,
-                               frame.bottom - frame.top),
-                         QColor(255, 255, 255));
+        painter.fillRect(
+            QRect(frame.left, frame.top, frame.right - frame.left, frame.bottom - frame.top),
+            QColor(255, 255, 255));
         int width = bar.right - bar.left;
         int height = bar.bottom - bar.top;
         if (width > 0 && height > 0) {
@@ -90,8 +90,8 @@ WindowHandle PlatformProgressCreate(const char *title, int width, int height,
     int areaWidth, areaHeight;
     QtClientSize(QtWorkspaceRecord, &areaWidth, &areaHeight);
     int x = (areaWidth - width) / 2;
-    int y = areaHeight / 2 + 8 +
-            (metrics.dialogBorder + metrics.buttonHeight + 2 * metrics.margin) / 2;
+    int y =
+        areaHeight / 2 + 8 + (metrics.dialogBorder + metrics.buttonHeight + 2 * metrics.margin) / 2;
     if (y + height > areaHeight) y = areaHeight - height;
     frame->move(x > 0 ? x : 0, y > 0 ? y : 0);
 

@@ -16,8 +16,8 @@
 #include <QMouseEvent>
 #include <QPainter>
 #include <QTimer>
-#include <QWindow>
 #include <QUrl>
+#include <QWindow>
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
@@ -164,8 +164,7 @@ void PlatformRegisterClass(int windowClass, WindowProcedure procedure)
     if (windowClass >= 0 && windowClass < CLASS_COUNT) Procedures[windowClass] = procedure;
 }
 
-MessageResult QtDeliver(WindowHandle window, uint32_t message, uintptr_t wParam,
-                        intptr_t lParam)
+MessageResult QtDeliver(WindowHandle window, uint32_t message, uintptr_t wParam, intptr_t lParam)
 {
     if (!QtValid(window)) return 0;
     WindowProcedure procedure = nullptr;
@@ -175,8 +174,7 @@ MessageResult QtDeliver(WindowHandle window, uint32_t message, uintptr_t wParam,
     return procedure(window, message, wParam, lParam);
 }
 
-MessageResult QtForward(WindowHandle window, uint32_t message, uintptr_t wParam,
-                        intptr_t lParam)
+MessageResult QtForward(WindowHandle window, uint32_t message, uintptr_t wParam, intptr_t lParam)
 {
     // While a long operation pumps its progress window, no other procedure may run.
     if (QtProgressPumping > 0) return 0;
@@ -284,8 +282,8 @@ void PlatformSetTimer(WindowHandle window, int id, int milliseconds)
     int free = -1;
     for (int i = 0; i < TIMER_COUNT; i++) {
         TimerEntry *entry = &Timers[i];
-        if (entry->timer != nullptr && entry->window == window &&
-            entry->serial == window->serial && entry->id == id) {
+        if (entry->timer != nullptr && entry->window == window && entry->serial == window->serial &&
+            entry->id == id) {
             entry->timer->start(milliseconds);
             return;
         }
@@ -326,7 +324,8 @@ void QtClientSize(WindowHandle window, int *width, int *height)
     if (!QtValid(window)) return;
     if (window->windowClass == CLASS_FRAME || window->windowClass == RECORD_WORKSPACE) {
         QWidget *area = QtWorkspaceArea;
-        if (window->windowClass == RECORD_WORKSPACE && area->isVisible()) area = QtWorkspaceArea->viewport();
+        if (window->windowClass == RECORD_WORKSPACE && area->isVisible())
+            area = QtWorkspaceArea->viewport();
         *width = area->width();
         *height = area->height();
         return;
@@ -370,7 +369,7 @@ static void ClientPosition(WindowHandle window, int *x, int *y)
 
 static uint32_t SizeKind(WindowHandle window)
 {
-    QWidget *outer = window->frame != nullptr                 ? (QWidget *)window->frame
+    QWidget *outer = window->frame != nullptr             ? (QWidget *)window->frame
                      : window->windowClass == CLASS_FRAME ? (QWidget *)QtMainWindow
                                                           : nullptr;
     if (outer == nullptr) return SIZE_RESTORED;
@@ -431,8 +430,8 @@ void ClientWidget::PictureFit(int width, int height)
     if (picture.width() == width && picture.height() == height) return;
     QImage fitted(width, height, QImage::Format_RGB32);
     uint32_t background = Alive() ? QtBackground(window) : 0x808080;
-    fitted.fill(QColor((int)(background >> 16), (int)((background >> 8) & 255),
-                       (int)(background & 255)));
+    fitted.fill(
+        QColor((int)(background >> 16), (int)((background >> 8) & 255), (int)(background & 255)));
     if (!picture.isNull()) {
         QPainter painter(&fitted);
         painter.drawImage(0, 0, picture);
@@ -744,8 +743,8 @@ static void ChildShow(WindowHandle window, int show)
     ActivationQuiet--;
 }
 
-static int MakeWidgets(PlatformWindow *window, const WindowCreate *request, int x, int y,
-                       int width, int height)
+static int MakeWidgets(PlatformWindow *window, const WindowCreate *request, int x, int y, int width,
+                       int height)
 {
     switch (request->windowClass) {
     case CLASS_FRAME:
@@ -976,7 +975,7 @@ void PlatformShowWindow(WindowHandle window, int show)
 int PlatformWindowState(WindowHandle window)
 {
     if (!QtValid(window)) return SHOW_HIDE;
-    QWidget *widget = window->frame != nullptr           ? (QWidget *)window->frame
+    QWidget *widget = window->frame != nullptr             ? (QWidget *)window->frame
                       : window->windowClass == CLASS_FRAME ? (QWidget *)QtMainWindow
                       : window->dock != nullptr            ? window->dock
                                                            : window->widget;

@@ -36,7 +36,7 @@ static void Pattern(Image *image)
                 if ((x + row) % 3 == 0)
                     bytes[x / 8] |= (uint8_t)(0x80 >> (x % 8));
                 else
-                    bytes[x / 8] &= (uint8_t)~(0x80 >> (x % 8));
+                    bytes[x / 8] &= (uint8_t) ~(0x80 >> (x % 8));
                 break;
             }
         }
@@ -116,7 +116,8 @@ TEST_F(UiTest, PicturesOfEachTypeAreDrawnPixelForPixel)
     PlatformDrawXorLine(context, 60, 10, 90, 37);
     PlatformEndDraw(window, context);
     UiSettle();
-    QImage banded = QtPlatformWidget(window)->grab().toImage().convertToFormat(QImage::Format_RGB32);
+    QImage banded =
+        QtPlatformWidget(window)->grab().toImage().convertToFormat(QImage::Format_RGB32);
     EXPECT_EQ(banded.pixel(5, 5) & 0xffffff, ~shot.pixel(5, 5) & 0xffffff);
     EXPECT_EQ(banded.pixel(49, 39) & 0xffffff, ~shot.pixel(49, 39) & 0xffffff);
     EXPECT_EQ(banded.pixel(5, 20) & 0xffffff, ~shot.pixel(5, 20) & 0xffffff);
@@ -127,7 +128,8 @@ TEST_F(UiTest, PicturesOfEachTypeAreDrawnPixelForPixel)
     PlatformDrawXorLine(context, 60, 10, 90, 37);
     PlatformEndDraw(window, context);
     UiSettle();
-    EXPECT_EQ(QtPlatformWidget(window)->grab().toImage().convertToFormat(QImage::Format_RGB32), shot);
+    EXPECT_EQ(QtPlatformWidget(window)->grab().toImage().convertToFormat(QImage::Format_RGB32),
+              shot);
 
     // Scrolling moves the pixels and repaints only the strip that came into view.
     static int paints;
@@ -145,7 +147,8 @@ TEST_F(UiTest, PicturesOfEachTypeAreDrawnPixelForPixel)
     EXPECT_EQ(paints, 1);
     EXPECT_EQ(painted.top, 284);
     EXPECT_EQ(painted.bottom, 300);
-    QImage scrolled = QtPlatformWidget(window)->grab().toImage().convertToFormat(QImage::Format_RGB32);
+    QImage scrolled =
+        QtPlatformWidget(window)->grab().toImage().convertToFormat(QImage::Format_RGB32);
     EXPECT_EQ(scrolled.pixel(7, 0), shot.pixel(7, 16));
 
     ImageFree(&Scene.color);
@@ -178,16 +181,19 @@ static void SampleRender(int zoom)
     Sample->sourceBottom = zoom > 0 ? 199 : Sample->image.height - 1;
     Sample->viewWidth = ViewSize(Sample->sourceRight + 1, zoom);
     Sample->viewHeight = ViewSize(Sample->sourceBottom + 1, zoom);
-    ASSERT_EQ(RenderView(&Sample->image, Sample, 0, 0, Sample->viewWidth - 1,
-                         Sample->viewHeight - 1, 0),
-              ERROR_NONE);
+    ASSERT_EQ(
+        RenderView(&Sample->image, Sample, 0, 0, Sample->viewWidth - 1, Sample->viewHeight - 1, 0),
+        ERROR_NONE);
 }
 
 TEST_F(UiTest, TheSamplePictureShowsInItsWindowAtTwoZooms)
 {
-    static const MenuItem MENU[] = {{-1, "&File", 0},  {1002, "&Open...\tCtrl+O", 1},
-                                    {-1, "&View", 0},  {1301, "Zoom &In\tCtrl++", 1},
-                                    {1302, "Zoom &Out\tCtrl+-", 1}, {0, nullptr, 0}};
+    static const MenuItem MENU[] = {{-1, "&File", 0},
+                                    {1002, "&Open...\tCtrl+O", 1},
+                                    {-1, "&View", 0},
+                                    {1301, "Zoom &In\tCtrl++", 1},
+                                    {1302, "Zoom &Out\tCtrl+-", 1},
+                                    {0, nullptr, 0}};
     PlatformSetMenu(MENU);
     int slot;
     ASSERT_EQ(SlotAllocate(&slot, &Sample), ERROR_NONE);

@@ -134,7 +134,10 @@ TEST_F(UiProgress, WorkWithoutCancelHasNoButtonAndRunsToTheEnd)
     // The bar is black to its right end once the last row is shown.
     QImage shot = QtPlatformWidget(ProgressWindow)->grab().toImage();
     const ProgressState *state = ProgressCurrent();
-    EXPECT_EQ(shot.pixel(state->barRect.right - 3, (state->barRect.top + state->barRect.bottom) / 2) & 0xffffff, 0u);
+    EXPECT_EQ(
+        shot.pixel(state->barRect.right - 3, (state->barRect.top + state->barRect.bottom) / 2) &
+            0xffffff,
+        0u);
     UiSaveScreenshot(shot, "progress-done");
     ProgressClose();
     ExpectGateOpen();

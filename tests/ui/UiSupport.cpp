@@ -11,8 +11,7 @@
 #include "core/Memory.h"
 
 std::vector<std::string> UiLog;
-MessageResult (*UiHook)(WindowHandle window, uint32_t message, uintptr_t wParam,
-                        intptr_t lParam);
+MessageResult (*UiHook)(WindowHandle window, uint32_t message, uintptr_t wParam, intptr_t lParam);
 
 static std::string Params(uint32_t message, uintptr_t wParam, intptr_t lParam)
 {
@@ -37,17 +36,16 @@ static std::string Params(uint32_t message, uintptr_t wParam, intptr_t lParam)
         return "(" + std::to_string((int16_t)(wParam >> 16)) + ";" +
                std::to_string(wParam & 0xffff) + ")";
     case MSG_KEY_DOWN:
-    case MSG_CHAR:
-        return "(" + std::to_string(wParam) + ";" + std::to_string(lParam) + ")";
+    case MSG_CHAR: return "(" + std::to_string(wParam) + ";" + std::to_string(lParam) + ")";
     case MSG_HSCROLL:
     case MSG_VSCROLL:
-    case MSG_TIMER: return "(" + std::to_string(wParam & 0xffff) + "," + std::to_string(wParam >> 16) + ")";
+    case MSG_TIMER:
+        return "(" + std::to_string(wParam & 0xffff) + "," + std::to_string(wParam >> 16) + ")";
     default: return "";
     }
 }
 
-MessageResult UiRecording(WindowHandle window, uint32_t message, uintptr_t wParam,
-                          intptr_t lParam)
+MessageResult UiRecording(WindowHandle window, uint32_t message, uintptr_t wParam, intptr_t lParam)
 {
     if (UiHook != nullptr) {
         MessageResult answer = UiHook(window, message, wParam, lParam);
@@ -83,8 +81,7 @@ int UiLogCount(const std::string &entry)
 
 WindowHandle UiChild(const char *title, int width, int height, uint32_t style)
 {
-    WindowCreate request = {CLASS_CHILD, 0, -1, title, style, 10, 20, width, height,
-                            nullptr, 0, 0};
+    WindowCreate request = {CLASS_CHILD, 0, -1, title, style, 10, 20, width, height, nullptr, 0, 0};
     return PlatformCreateWindow(&request);
 }
 
@@ -129,8 +126,8 @@ void UiTest::SetUp()
     UiHook = nullptr;
     for (int windowClass = 0; windowClass < CLASS_COUNT; windowClass++)
         PlatformRegisterClass(windowClass, UiRecording);
-    WindowCreate request = {CLASS_FRAME, 0, -1, "Frame", STYLE_SIZING, 0, 0, 1000, 700,
-                            nullptr, 0, 0};
+    WindowCreate request = {CLASS_FRAME, 0,       -1, "Frame", STYLE_SIZING, 0, 0, 1000,
+                            700,         nullptr, 0,  0};
     frame = PlatformCreateWindow(&request);
     ASSERT_NE(frame, nullptr);
     QMainWindow *main = QtPlatformMainWindow();

@@ -19,8 +19,7 @@ extern std::vector<std::string> UiLog;
 
 // Logs every message and answers as the default procedure; what a test wants beyond that
 // it does in UiHook, called first (a non-zero answer is returned without logging).
-MessageResult UiRecording(WindowHandle window, uint32_t message, uintptr_t wParam,
-                          intptr_t lParam);
+MessageResult UiRecording(WindowHandle window, uint32_t message, uintptr_t wParam, intptr_t lParam);
 extern MessageResult (*UiHook)(WindowHandle window, uint32_t message, uintptr_t wParam,
                                intptr_t lParam);
 

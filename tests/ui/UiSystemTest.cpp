@@ -15,8 +15,15 @@
 TEST_F(UiTest, TheStoreKeepsEveryValueAsWrittenAcrossANewQSettings)
 {
     // Texts of the settings grammar with what an INI file treats specially.
-    const char *values[] = {"1", "", "a, b", "x = \"y\"; #z", "C:\\Photos\\a.tif",
-                            "  blanks kept  ", "Gr\xc3\xbc\xc3\x9f" "e", "%20"};
+    const char *values[] = {"1",
+                            "",
+                            "a, b",
+                            "x = \"y\"; #z",
+                            "C:\\Photos\\a.tif",
+                            "  blanks kept  ",
+                            "Gr\xc3\xbc\xc3\x9f"
+                            "e",
+                            "%20"};
     const char *groups[] = {"Preferences", "State", "Color Settings"};
     for (int i = 0; i < (int)(sizeof values / sizeof values[0]); i++) {
         std::string name = "Value " + std::to_string(i);

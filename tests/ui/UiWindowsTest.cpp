@@ -23,7 +23,8 @@ static QWidget *Client(WindowHandle window)
     return QtPlatformWidget(window);
 }
 
-static const std::string Message(const char *title, uint32_t message, const std::string &params = "")
+static const std::string Message(const char *title, uint32_t message,
+                                 const std::string &params = "")
 {
     return std::string(title) + ":" + std::to_string(message) + params;
 }
@@ -221,14 +222,10 @@ TEST_F(UiTest, ControlsReportWhatTheUserDidToTheirParent)
 
 TEST_F(UiTest, MenusInitialiseBeforeAShortcutAndReportTheCommand)
 {
-    static const MenuItem MENU[] = {{-1, "&File", 0},
-                                    {1002, "&Open...\tCtrl+O", 1},
-                                    {1003, "&Save\tCtrl+S", 1},
-                                    {0, "", 1},
-                                    {1100, "&1: a.tif", 1},
-                                    {-1, "&Edit", 0},
-                                    {1201, "&Undo\tCtrl+Z", 1},
-                                    {0, nullptr, 0}};
+    static const MenuItem MENU[] = {{-1, "&File", 0},           {1002, "&Open...\tCtrl+O", 1},
+                                    {1003, "&Save\tCtrl+S", 1}, {0, "", 1},
+                                    {1100, "&1: a.tif", 1},     {-1, "&Edit", 0},
+                                    {1201, "&Undo\tCtrl+Z", 1}, {0, nullptr, 0}};
     PlatformSetMenu(MENU);
     // The frame disables Save each time the menus are brought up to date.
     UiHook = [](WindowHandle window, uint32_t message, uintptr_t, intptr_t) {
@@ -243,9 +240,9 @@ TEST_F(UiTest, MenusInitialiseBeforeAShortcutAndReportTheCommand)
     QTest::keyClick(Client(a), Qt::Key_O, Qt::ControlModifier);
     QTest::keyClick(Client(a), Qt::Key_S, Qt::ControlModifier);
     UiSettle();
-    std::vector<std::string> expected = {
-        Message("Frame", MSG_INIT_MENU), Message("Frame", MSG_COMMAND, "(1002,0)"),
-        Message("Frame", MSG_INIT_MENU)};
+    std::vector<std::string> expected = {Message("Frame", MSG_INIT_MENU),
+                                         Message("Frame", MSG_COMMAND, "(1002,0)"),
+                                         Message("Frame", MSG_INIT_MENU)};
     EXPECT_EQ(UiLog, expected);
 
     // The recent files list grows after its first item and shrinks.
@@ -324,9 +321,8 @@ TEST_F(UiTest, TheMessageDialogIsLaidOutAsToldAndAnswersWithTheButtonPressed)
                                 layout.dialogHeight - metrics.dialogBorder));
 
     // Esc answers Cancel.
-    QTimer::singleShot(50, []() {
-        QTest::keyClick(QApplication::activeModalWidget(), Qt::Key_Escape);
-    });
+    QTimer::singleShot(
+        50, []() { QTest::keyClick(QApplication::activeModalWidget(), Qt::Key_Escape); });
     EXPECT_EQ(MessageDialog(nullptr, "Attention", MESSAGE_YES_NO_CANCEL, text), ANSWER_CANCEL);
 }
 

@@ -1204,9 +1204,6 @@ static int GatePasses(QWidget *widget)
 }
 
 class GateObject : public QObject {
-  public:
-    const QEvent *lastKey = nullptr; // a key event climbs the parents: it is looked at once
-
   protected:
     bool eventFilter(QObject *object, QEvent *event) override
     {
@@ -1230,24 +1227,23 @@ class GateObject : public QObject {
         }
         QWidget *widget = object->isWidgetType() ? (QWidget *)object : nullptr;
         if (GateDepth > 0 && (widget == nullptr || !GatePasses(widget))) return true;
-        if (widget == nullptr || event == lastKey) return false;
+        // A key event that the focus did not take climbs to its parents: it is looked at
+        // once, on its way to the focus.
+        if (widget == nullptr || widget != QApplication::focusWidget()) return false;
+        QKeyEvent *key = (QKeyEvent *)event;
         if (type == QEvent::ShortcutOverride) {
-            lastKey = event;
             // A menu's shortcut is about to fire: the frame brings the menus up to date first,
             // as it does before a menu opens.
-            QKeyEvent *key = (QKeyEvent *)event;
             if (QtValid(QtFrameRecord) && QtMenuHasShortcut(QKeySequence(key->keyCombination())))
                 QtForward(QtFrameRecord, MSG_INIT_MENU, 0, 0);
             return false;
         }
         if (type == QEvent::KeyPress) {
-            lastKey = event;
-            uint32_t character = FilteredCharacter((QKeyEvent *)event);
+            uint32_t character = FilteredCharacter(key);
             if (character == 0 || !QtValid(QtFrameRecord) || QtProgressPumping > 0) return false;
             if (widget->window() != QtMainWindow || !IsInside(widget, QtWorkspaceArea))
                 return false;
-            uint32_t keys = QtKeysOf(((QKeyEvent *)event)->modifiers());
-            return QtDeliver(QtFrameRecord, MSG_CHAR, character, keys) != 0;
+            return QtDeliver(QtFrameRecord, MSG_CHAR, character, QtKeysOf(key->modifiers())) != 0;
         }
         return false;
     }

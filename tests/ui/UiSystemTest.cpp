@@ -14,7 +14,7 @@
 
 TEST_F(UiTest, TheStoreKeepsEveryValueAsWrittenAcrossANewQSettings)
 {
-    // Texts of the settings grammar with what an INI file treats specially.
+    // Texts of the settings grammar with the characters an INI file gives a meaning.
     const char *values[] = {"1",
                             "",
                             "a, b",

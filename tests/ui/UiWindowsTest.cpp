@@ -156,6 +156,8 @@ TEST_F(UiTest, TabReturnAndEscInTheWorkspaceGoToTheFrameFirst)
         return (MessageResult)0;
     };
     WindowHandle a = UiChild("a", 208, 228);
+    PlatformActivateWindow(a);
+    PlatformSetFocus(a);
     UiSettle();
     UiLog.clear();
     QTest::keyClick(Client(a), Qt::Key_Escape);

@@ -1230,8 +1230,8 @@ class GateObject : public QObject {
         // A key event that the focus did not take climbs to its parents: it is looked at
         // once, on its way to the focus.
         if (widget == nullptr || widget != QApplication::focusWidget()) return false;
-        QKeyEvent *key = (QKeyEvent *)event;
         if (type == QEvent::ShortcutOverride) {
+            QKeyEvent *key = (QKeyEvent *)event;
             // A menu's shortcut is about to fire: the frame brings the menus up to date first,
             // as it does before a menu opens.
             if (QtValid(QtFrameRecord) && QtMenuHasShortcut(QKeySequence(key->keyCombination())))
@@ -1239,6 +1239,7 @@ class GateObject : public QObject {
             return false;
         }
         if (type == QEvent::KeyPress) {
+            QKeyEvent *key = (QKeyEvent *)event;
             uint32_t character = FilteredCharacter(key);
             if (character == 0 || !QtValid(QtFrameRecord) || QtProgressPumping > 0) return false;
             if (widget->window() != QtMainWindow || !IsInside(widget, QtWorkspaceArea))

@@ -24,8 +24,8 @@ TEST_F(UiTest, TheFileDialogTakesTheRequestsFiltersAndAnswersWithPathsAndFilter)
     static QString title;
     static std::string chosen;
     chosen = path;
-    QTimer::singleShot(50, []() {
-        QFileDialog *dialog = qobject_cast<QFileDialog *>(QApplication::activeModalWidget());
+    UiWhenModal([](QWidget *modal) {
+        QFileDialog *dialog = qobject_cast<QFileDialog *>(modal);
         ASSERT_NE(dialog, nullptr);
         filters = dialog->nameFilters();
         title = dialog->windowTitle();
@@ -43,7 +43,7 @@ TEST_F(UiTest, TheFileDialogTakesTheRequestsFiltersAndAnswersWithPathsAndFilter)
     EXPECT_EQ(std::string(result.paths), path);
     EXPECT_EQ(result.paths[path.size() + 1], 0); // the list ends after the one path
 
-    QTimer::singleShot(50, []() { QApplication::activeModalWidget()->close(); });
+    UiWhenModal([](QWidget *dialog) { dialog->close(); });
     EXPECT_EQ(PlatformFileDialog(&request, &result), 0);
 }
 
@@ -54,8 +54,8 @@ TEST_F(UiTest, APopupMenuAnswersTheChosenId)
                                      {2002, "Zoom &Out", 0}, {0, nullptr, 0}};
     WindowHandle window = UiChild("a", 208, 228);
     UiSettle();
-    QTimer::singleShot(50, []() {
-        QMenu *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget());
+    UiWhenPopup([](QWidget *popup) {
+        QMenu *menu = qobject_cast<QMenu *>(popup);
         ASSERT_NE(menu, nullptr);
         QStringList labels;
         for (QAction *action : menu->actions())
@@ -64,7 +64,7 @@ TEST_F(UiTest, APopupMenuAnswersTheChosenId)
         QTest::keyClick(menu, Qt::Key_O); // the access key of Zoom Out
     });
     EXPECT_EQ(PlatformPopupMenu(window, ITEMS, 20, 30), 2002);
-    QTimer::singleShot(50, []() { QApplication::activePopupWidget()->close(); });
+    UiWhenPopup([](QWidget *popup) { popup->close(); });
     EXPECT_EQ(PlatformPopupMenu(window, ITEMS, 20, 30), 0);
 }
 

@@ -6,6 +6,7 @@
 #include <QElapsedTimer>
 #include <QMainWindow>
 #include <QTest>
+#include <QTimer>
 #include <cstring>
 
 #include "core/Memory.h"
@@ -94,6 +95,30 @@ void UiClickOnScreen(QWidget *widget, QPoint at, Qt::MouseButton button)
 void UiKeyOnScreen(Qt::Key key)
 {
     QTest::keyClick(QtPlatformMainWindow()->windowHandle(), key);
+}
+
+// Polls every few milliseconds for a widget, then acts on it once.
+static void WhenUp(QWidget *(*find)(void), void (*act)(QWidget *))
+{
+    QTimer *timer = new QTimer();
+    QObject::connect(timer, &QTimer::timeout, [timer, find, act]() {
+        QWidget *widget = find();
+        if (widget == nullptr || !widget->isVisible()) return;
+        timer->stop();
+        timer->deleteLater();
+        act(widget);
+    });
+    timer->start(10);
+}
+
+void UiWhenModal(void (*act)(QWidget *dialog))
+{
+    WhenUp([]() { return QApplication::activeModalWidget(); }, act);
+}
+
+void UiWhenPopup(void (*act)(QWidget *popup))
+{
+    WhenUp([]() { return QApplication::activePopupWidget(); }, act);
 }
 
 void UiSettle(int milliseconds)

@@ -35,6 +35,11 @@ WindowHandle UiChild(const char *title, int width, int height, uint32_t style = 
 void UiClickOnScreen(QWidget *widget, QPoint at, Qt::MouseButton button = Qt::LeftButton);
 void UiKeyOnScreen(Qt::Key key);
 
+// Calls act with the modal dialog (or pop-up menu) as soon as it is up, however long Qt
+// takes to show it on a busy machine.
+void UiWhenModal(void (*act)(QWidget *dialog));
+void UiWhenPopup(void (*act)(QWidget *popup));
+
 // Lets Qt deliver what is pending (posted messages, paints, layouts) for a moment.
 void UiSettle(int milliseconds = 20);
 

@@ -297,9 +297,7 @@ TEST_F(UiTest, TheMessageDialogIsLaidOutAsToldAndAnswersWithTheButtonPressed)
     static int buttonWidth;
     static QSize dialogSize;
     static QStringList labels;
-    QTimer::singleShot(50, []() {
-        QWidget *dialog = QApplication::activeModalWidget();
-        ASSERT_NE(dialog, nullptr);
+    UiWhenModal([](QWidget *dialog) {
         UiSaveScreenshot(dialog->grab().toImage(), "message-dialog");
         dialogSize = dialog->size();
         QPushButton *no = nullptr;

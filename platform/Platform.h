@@ -125,7 +125,7 @@ enum : uint32_t {
     MSG_RBUTTON_UP = 0x0205,
     MSG_MOUSE_WHEEL = 0x020A, // wParam: KEYS_* low 16, delta high 16 (120 a notch); lParam
     MSG_ACTIVATE = 0x0222,    // wParam: the window losing, lParam: the window gaining
-    MSG_DROP_FILES = 0x0233,  // wParam: const DroppedFiles *
+    MSG_DROP_FILES = 0x0233,  // wParam: const DroppedFiles *; lParam: the point
     MSG_DISPLAY_CHANGE = 0x007E,
 };
 
@@ -182,6 +182,12 @@ enum : uint32_t {
     KEY_RIGHT = 0x27,
     KEY_DOWN = 0x28,
     KEY_DELETE = 0x2E,
+};
+
+// The files of MSG_DROP_FILES, valid while the message is handled.
+struct DroppedFiles {
+    int32_t count;     // files dropped
+    const char *paths; // each ended by a zero byte, the list by an empty string
 };
 
 // Packing of positions and sizes into lParam, 16 signed bits each.

@@ -8,7 +8,8 @@ cd "$(dirname "$0")/.."
 
 sample=data/samples/sample.tif
 if [ -x build/vistel ] && { [ -n "${DISPLAY:-}" ] || [ -n "${WAYLAND_DISPLAY:-}" ]; }; then
-    exec build/vistel "$sample"
+    echo "Starting the editor on $sample"
+    exec build/vistel "$(pwd)/$sample"
 fi
 
 if [ -x build/vistel ]; then

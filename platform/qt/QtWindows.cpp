@@ -1,0 +1,1340 @@
+// Windows and messages on Qt: the record pool, the class procedures, creation and
+// destruction, posted messages, timers, activation and the widgets that turn Qt's events
+// into messages.
+//
+// The frame is a QMainWindow whose central widget is the workspace, a QMdiArea; children are
+// QMdiSubWindows around a client widget of ours; custom controls are client widgets inside
+// their parent. Qt only reports what happened: which window is active, what size a client
+// has and what was last reported are kept here, so that the messages come in the order and
+// number the shell's procedures expect (MSG_CREATE, MSG_SIZE, MSG_MOVE; MSG_DESTROY to a
+// window, then to its controls; MSG_ACTIVATE to the window losing and the window gaining).
+#include <QApplication>
+#include <QCloseEvent>
+#include <QDockWidget>
+#include <QEventLoop>
+#include <QMimeData>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QTimer>
+#include <QUrl>
+#include <QWindow>
+#include <algorithm>
+#include <cstdio>
+#include <cstring>
+
+#include "core/Memory.h"
+#include "platform/qt/QtInternal.h"
+#include "platform/qt/QtPlatform.h"
+
+PlatformWindow QtWindows[QT_WINDOW_COUNT];
+QMainWindow *QtMainWindow;
+QMdiArea *QtWorkspaceArea;
+WindowHandle QtFrameRecord;
+WindowHandle QtWorkspaceRecord;
+int QtProgressPumping;
+
+struct TimerEntry {
+    WindowHandle window;
+    uint32_t serial;
+    int id;
+    QTimer *timer; // null for a free entry
+};
+
+struct DeferredMessage {
+    WindowHandle window;
+    uint32_t serial;
+    uint32_t message;
+    uintptr_t wParam;
+    intptr_t lParam;
+};
+
+static const int TIMER_COUNT = 256;
+static const int DEFERRED_COUNT = 4096;
+static const int GATE_DEPTH = 64;
+static const int STAGGER = 24; // pixels between the default places of new children
+static const int DEFAULT_WIDTH = 400;
+static const int DEFAULT_HEIGHT = 400;
+static const size_t DROP_PATHS_MAX = 1 << 20; // bytes of dropped paths taken at once
+
+static WindowProcedure Procedures[CLASS_COUNT];
+static uint32_t NextSerial = 1;
+static TimerEntry Timers[TIMER_COUNT];
+static DeferredMessage Deferred[DEFERRED_COUNT];
+static int DeferredCount;
+static WindowHandle Active;
+static WindowHandle Capture;
+static int DefaultPlacement;
+// Above zero while the program itself shows, activates or destroys children: Qt's own
+// activation of a sub-window is then not the user's and sends nothing.
+static int ActivationQuiet;
+static QWidget *GateAllowed[GATE_DEPTH];
+static int GateDepth;
+static QObject *Dispatcher;
+static QObject *Gate;
+static int PostedEventType;
+static int FlushEventType;
+
+// ---------------------------------------------------------------------------------------
+// The pool.
+
+PlatformWindow *QtWindowAllocate(void)
+{
+    for (int i = 0; i < QT_WINDOW_COUNT; i++) {
+        PlatformWindow *window = &QtWindows[i];
+        if (window->used) continue;
+        memset(window, 0, sizeof *window);
+        window->used = 1;
+        window->serial = NextSerial++;
+        window->controlType = -1;
+        window->words[WORD_SLOT] = -1;
+        window->sentWidth = window->sentHeight = -1;
+        window->sentX = window->sentY = -32768;
+        return window;
+    }
+    return nullptr;
+}
+
+int QtValid(WindowHandle window)
+{
+    return window != nullptr && window >= QtWindows && window < QtWindows + QT_WINDOW_COUNT &&
+           window->used;
+}
+
+void QtWindowRelease(PlatformWindow *window)
+{
+    window->used = 0;
+    window->serial = NextSerial++;
+    window->widget = nullptr;
+    window->client = nullptr;
+    window->frame = nullptr;
+    window->dock = nullptr;
+}
+
+QString QtText(const char *text)
+{
+    return text != nullptr ? QString::fromUtf8(text) : QString();
+}
+
+void QtCopyText(const QString &text, char *out, int size)
+{
+    if (size <= 0) return;
+    QByteArray bytes = text.toUtf8();
+    int length = (int)bytes.size() < size - 1 ? (int)bytes.size() : size - 1;
+    // A cut never leaves half a character behind.
+    while (length > 0 && length < (int)bytes.size() && ((uint8_t)bytes[length] & 0xc0) == 0x80)
+        length--;
+    memcpy(out, bytes.constData(), (size_t)length);
+    out[length] = 0;
+}
+
+uint32_t QtKeysOf(Qt::KeyboardModifiers modifiers)
+{
+    uint32_t keys = 0;
+    if (modifiers & Qt::ShiftModifier) keys |= KEYS_SHIFT;
+    if (modifiers & Qt::ControlModifier) keys |= KEYS_CONTROL;
+    if (modifiers & Qt::AltModifier) keys |= KEYS_ALT;
+    return keys;
+}
+
+static uint32_t ButtonsOf(Qt::MouseButtons buttons)
+{
+    uint32_t bits = 0;
+    if (buttons & Qt::LeftButton) bits |= BUTTON_LEFT;
+    if (buttons & Qt::RightButton) bits |= BUTTON_RIGHT;
+    return bits;
+}
+
+WindowHandle QtRecordOfWidget(QWidget *widget)
+{
+    for (QWidget *at = widget; at != nullptr; at = at->parentWidget()) {
+        for (int i = 0; i < QT_WINDOW_COUNT; i++) {
+            PlatformWindow *window = &QtWindows[i];
+            if (window->used && (window->widget == at || (QWidget *)window->frame == at))
+                return window;
+        }
+    }
+    return nullptr;
+}
+
+// ---------------------------------------------------------------------------------------
+// Procedures.
+
+void PlatformRegisterClass(int windowClass, WindowProcedure procedure)
+{
+    if (windowClass >= 0 && windowClass < CLASS_COUNT) Procedures[windowClass] = procedure;
+}
+
+MessageResult QtDeliver(WindowHandle window, uint32_t message, uintptr_t wParam, intptr_t lParam)
+{
+    if (!QtValid(window)) return 0;
+    WindowProcedure procedure = nullptr;
+    if (window->windowClass >= 0 && window->windowClass < CLASS_COUNT)
+        procedure = Procedures[window->windowClass];
+    if (procedure == nullptr) return PlatformDefaultProcedure(window, message, wParam, lParam);
+    return procedure(window, message, wParam, lParam);
+}
+
+MessageResult QtForward(WindowHandle window, uint32_t message, uintptr_t wParam, intptr_t lParam)
+{
+    // While a long operation pumps its progress window, no other procedure may run.
+    if (QtProgressPumping > 0) return 0;
+    return QtDeliver(window, message, wParam, lParam);
+}
+
+MessageResult PlatformSendMessage(WindowHandle window, uint32_t message, uintptr_t wParam,
+                                  intptr_t lParam)
+{
+    return QtDeliver(window, message, wParam, lParam);
+}
+
+MessageResult PlatformDefaultProcedure(WindowHandle window, uint32_t message, uintptr_t wParam,
+                                       intptr_t lParam)
+{
+    (void)wParam;
+    (void)lParam;
+    if (message == MSG_CLOSE) PlatformDestroyWindow(window);
+    return 0;
+}
+
+// ---------------------------------------------------------------------------------------
+// Posted messages and timers go through one object; a posted message carries the serial of
+// its window, so that a message for a window that has gone is dropped.
+
+class PostedEvent : public QEvent {
+  public:
+    PostedEvent(const DeferredMessage &message)
+        : QEvent((QEvent::Type)PostedEventType), message(message)
+    {
+    }
+    DeferredMessage message;
+};
+
+static void DeliverPosted(const DeferredMessage &posted)
+{
+    if (!QtValid(posted.window) || posted.window->serial != posted.serial) return;
+    QtDeliver(posted.window, posted.message, posted.wParam, posted.lParam);
+}
+
+class DispatcherObject : public QObject {
+  protected:
+    void customEvent(QEvent *event) override
+    {
+        if (event->type() == PostedEventType) {
+            const DeferredMessage &posted = ((PostedEvent *)event)->message;
+            // Held back during a progress pump, and behind those held back until they
+            // have gone out, so that the order stays as posted.
+            if ((QtProgressPumping > 0 || DeferredCount > 0) && DeferredCount < DEFERRED_COUNT) {
+                Deferred[DeferredCount++] = posted;
+                return;
+            }
+            DeliverPosted(posted);
+        } else if (event->type() == FlushEventType) {
+            if (QtProgressPumping > 0) return; // a later release flushes them
+            // Messages posted while these go out queue behind them in Qt's queue.
+            int count = DeferredCount;
+            DeferredMessage *held = (DeferredMessage *)MemoryAlloc(sizeof(DeferredMessage) *
+                                                                   (size_t)(count > 0 ? count : 1));
+            if (held == nullptr) return;
+            memcpy(held, Deferred, sizeof(DeferredMessage) * (size_t)count);
+            DeferredCount = 0;
+            for (int i = 0; i < count; i++)
+                DeliverPosted(held[i]);
+            MemoryFree(held);
+        }
+    }
+};
+
+void PlatformPostMessage(WindowHandle window, uint32_t message, uintptr_t wParam, intptr_t lParam)
+{
+    if (!QtValid(window) || Dispatcher == nullptr) return;
+    DeferredMessage posted = {window, window->serial, message, wParam, lParam};
+    QCoreApplication::postEvent(Dispatcher, new PostedEvent(posted));
+}
+
+void QtReleaseDeferred(void)
+{
+    if (Dispatcher != nullptr && DeferredCount > 0)
+        QCoreApplication::postEvent(Dispatcher, new QEvent((QEvent::Type)FlushEventType));
+}
+
+static void TimerFire(int index)
+{
+    TimerEntry *entry = &Timers[index];
+    if (entry->timer == nullptr || QtProgressPumping > 0) return;
+    if (!QtValid(entry->window) || entry->window->serial != entry->serial) return;
+    QtDeliver(entry->window, MSG_TIMER, (uintptr_t)entry->id, 0);
+}
+
+static void TimerFree(TimerEntry *entry)
+{
+    if (entry->timer == nullptr) return;
+    entry->timer->stop();
+    // The timer may be inside its own signal: it goes once that has returned.
+    entry->timer->deleteLater();
+    entry->timer = nullptr;
+    entry->window = nullptr;
+}
+
+void PlatformSetTimer(WindowHandle window, int id, int milliseconds)
+{
+    if (!QtValid(window) || Dispatcher == nullptr) return;
+    if (milliseconds < 1) milliseconds = 1;
+    int free = -1;
+    for (int i = 0; i < TIMER_COUNT; i++) {
+        TimerEntry *entry = &Timers[i];
+        if (entry->timer != nullptr && entry->window == window && entry->serial == window->serial &&
+            entry->id == id) {
+            entry->timer->start(milliseconds);
+            return;
+        }
+        if (entry->timer == nullptr && free < 0) free = i;
+    }
+    if (free < 0) return;
+    TimerEntry *entry = &Timers[free];
+    entry->window = window;
+    entry->serial = window->serial;
+    entry->id = id;
+    entry->timer = new QTimer(Dispatcher);
+    QObject::connect(entry->timer, &QTimer::timeout, [free]() { TimerFire(free); });
+    entry->timer->start(milliseconds);
+}
+
+void PlatformKillTimer(WindowHandle window, int id)
+{
+    for (int i = 0; i < TIMER_COUNT; i++)
+        if (Timers[i].timer != nullptr && Timers[i].window == window && Timers[i].id == id)
+            TimerFree(&Timers[i]);
+}
+
+// ---------------------------------------------------------------------------------------
+// Geometry: a child's frame takes frameSize across and borderSize down, as the style draws
+// the frame of a QMdiSubWindow.
+
+static void FrameSizes(int *across, int *down)
+{
+    PlatformMetrics metrics;
+    PlatformGetMetrics(&metrics);
+    *across = metrics.frameSize;
+    *down = metrics.borderSize;
+}
+
+void QtClientSize(WindowHandle window, int *width, int *height)
+{
+    *width = *height = 0;
+    if (!QtValid(window)) return;
+    if (window->windowClass == CLASS_FRAME || window->windowClass == RECORD_WORKSPACE) {
+        QWidget *area = QtWorkspaceArea;
+        if (window->windowClass == RECORD_WORKSPACE && area->isVisible())
+            area = QtWorkspaceArea->viewport();
+        *width = area->width();
+        *height = area->height();
+        return;
+    }
+    if (window->frame != nullptr && !window->frame->isVisible()) {
+        // Qt lays out a hidden sub-window only when it is shown.
+        int across, down;
+        FrameSizes(&across, &down);
+        *width = window->frame->width() - across;
+        *height = window->frame->height() - down;
+    } else if (window->widget != nullptr) {
+        *width = window->widget->width();
+        *height = window->widget->height();
+    }
+    if (*width < 0) *width = 0;
+    if (*height < 0) *height = 0;
+}
+
+// The client's corner in its parent's client area.
+static void ClientPosition(WindowHandle window, int *x, int *y)
+{
+    *x = *y = 0;
+    if (window->frame != nullptr) {
+        int across, down;
+        FrameSizes(&across, &down);
+        QPoint corner = window->frame->pos();
+        if (window->frame->isVisible() && window->widget != nullptr)
+            corner += window->widget->pos();
+        else
+            corner += QPoint(across / 2, down - across / 2);
+        *x = corner.x();
+        *y = corner.y();
+    } else if (window->windowClass == CLASS_FRAME) {
+        *x = QtMainWindow->x();
+        *y = QtMainWindow->y();
+    } else if (window->widget != nullptr) {
+        *x = window->widget->x();
+        *y = window->widget->y();
+    }
+}
+
+static uint32_t SizeKind(WindowHandle window)
+{
+    QWidget *outer = window->frame != nullptr             ? (QWidget *)window->frame
+                     : window->windowClass == CLASS_FRAME ? (QWidget *)QtMainWindow
+                                                          : nullptr;
+    if (outer == nullptr) return SIZE_RESTORED;
+    if (outer->isMinimized()) return SIZE_MINIMIZED;
+    if (outer->isMaximized()) return SIZE_MAXIMIZED;
+    return SIZE_RESTORED;
+}
+
+void QtReportSize(WindowHandle window)
+{
+    if (!QtValid(window)) return;
+    int width, height;
+    QtClientSize(window, &width, &height);
+    uint32_t kind = SizeKind(window);
+    if (width == window->sentWidth && height == window->sentHeight && kind == window->sentSizeKind)
+        return;
+    window->sentWidth = width;
+    window->sentHeight = height;
+    window->sentSizeKind = kind;
+    if (window->client != nullptr && kind != SIZE_MINIMIZED) {
+        window->client->PictureFit(width, height);
+        PlatformInvalidate(window, nullptr);
+    }
+    QtDeliver(window, MSG_SIZE, kind, MakeParam(width, height));
+}
+
+void QtReportMove(WindowHandle window)
+{
+    if (!QtValid(window)) return;
+    int x, y;
+    ClientPosition(window, &x, &y);
+    if (x == window->sentX && y == window->sentY) return;
+    window->sentX = x;
+    window->sentY = y;
+    QtDeliver(window, MSG_MOVE, 0, MakeParam(x, y));
+}
+
+// ---------------------------------------------------------------------------------------
+// The widgets.
+
+ClientWidget::ClientWidget(WindowHandle window, QWidget *parent)
+    : QWidget(parent), window(window), serial(window->serial)
+{
+    setMouseTracking(true);
+    setFocusPolicy(Qt::StrongFocus);
+    setAttribute(Qt::WA_OpaquePaintEvent);
+}
+
+WindowHandle ClientWidget::Alive(void) const
+{
+    return QtValid(window) && window->serial == serial ? window : nullptr;
+}
+
+void ClientWidget::PictureFit(int width, int height)
+{
+    if (width < 1) width = 1;
+    if (height < 1) height = 1;
+    if (picture.width() == width && picture.height() == height) return;
+    QImage fitted(width, height, QImage::Format_RGB32);
+    uint32_t background = Alive() ? QtBackground(window) : 0x808080;
+    fitted.fill(
+        QColor((int)(background >> 16), (int)((background >> 8) & 255), (int)(background & 255)));
+    if (!picture.isNull()) {
+        QPainter painter(&fitted);
+        painter.drawImage(0, 0, picture);
+    }
+    picture = fitted;
+}
+
+bool ClientWidget::event(QEvent *event)
+{
+    // Tab belongs to the procedure, not to Qt's focus chain.
+    if (event->type() == QEvent::KeyPress) {
+        QKeyEvent *key = (QKeyEvent *)event;
+        if (key->key() == Qt::Key_Tab || key->key() == Qt::Key_Backtab) {
+            keyPressEvent(key);
+            return true;
+        }
+    }
+    return QWidget::event(event);
+}
+
+void ClientWidget::paintEvent(QPaintEvent *event)
+{
+    WindowHandle record = Alive();
+    // During a progress pump the window shows what it last drew and waits for its paint.
+    if (record != nullptr && QtProgressPumping == 0) QtPaintPending(record);
+    QPainter painter(this);
+    painter.drawImage(event->rect(), picture, event->rect());
+}
+
+void ClientWidget::resizeEvent(QResizeEvent *event)
+{
+    QWidget::resizeEvent(event);
+    WindowHandle record = Alive();
+    if (record != nullptr) QtReportSize(record);
+}
+
+void ClientWidget::moveEvent(QMoveEvent *event)
+{
+    QWidget::moveEvent(event);
+    WindowHandle record = Alive();
+    // A child reports the moves of its frame; a control its own.
+    if (record != nullptr && record->frame == nullptr) QtReportMove(record);
+}
+
+static void MouseMessage(ClientWidget *widget, uint32_t message, QMouseEvent *event)
+{
+    WindowHandle record = widget->Alive();
+    if (record == nullptr) return;
+    QPoint at = event->position().toPoint();
+    uint32_t keys = QtKeysOf(event->modifiers()) | ButtonsOf(event->buttons());
+    QtForward(record, message, keys, MakeParam(at.x(), at.y()));
+}
+
+void ClientWidget::mousePressEvent(QMouseEvent *event)
+{
+    if (event->button() == Qt::LeftButton) MouseMessage(this, MSG_LBUTTON_DOWN, event);
+    if (event->button() == Qt::RightButton) MouseMessage(this, MSG_RBUTTON_DOWN, event);
+}
+
+void ClientWidget::mouseReleaseEvent(QMouseEvent *event)
+{
+    if (event->button() == Qt::LeftButton) MouseMessage(this, MSG_LBUTTON_UP, event);
+    if (event->button() == Qt::RightButton) MouseMessage(this, MSG_RBUTTON_UP, event);
+}
+
+void ClientWidget::mouseDoubleClickEvent(QMouseEvent *event)
+{
+    if (event->button() == Qt::LeftButton) MouseMessage(this, MSG_LBUTTON_DOUBLE, event);
+    if (event->button() == Qt::RightButton) MouseMessage(this, MSG_RBUTTON_DOWN, event);
+}
+
+void ClientWidget::mouseMoveEvent(QMouseEvent *event)
+{
+    MouseMessage(this, MSG_MOUSE_MOVE, event);
+}
+
+void ClientWidget::wheelEvent(QWheelEvent *event)
+{
+    WindowHandle record = Alive();
+    if (record == nullptr) return;
+    int delta = event->angleDelta().y();
+    if (delta == 0) delta = event->angleDelta().x();
+    QPoint at = event->position().toPoint();
+    uint32_t keys = QtKeysOf(event->modifiers()) | ButtonsOf(event->buttons());
+    QtForward(record, MSG_MOUSE_WHEEL, keys | ((uintptr_t)(uint16_t)delta << 16),
+              MakeParam(at.x(), at.y()));
+}
+
+void ClientWidget::keyPressEvent(QKeyEvent *event)
+{
+    WindowHandle record = Alive();
+    if (record == nullptr) return;
+    uint32_t keys = QtKeysOf(event->modifiers());
+    uint32_t code = 0;
+    switch (event->key()) {
+    case Qt::Key_PageUp: code = KEY_PAGE_UP; break;
+    case Qt::Key_PageDown: code = KEY_PAGE_DOWN; break;
+    case Qt::Key_End: code = KEY_END; break;
+    case Qt::Key_Home: code = KEY_HOME; break;
+    case Qt::Key_Left: code = KEY_LEFT; break;
+    case Qt::Key_Up: code = KEY_UP; break;
+    case Qt::Key_Right: code = KEY_RIGHT; break;
+    case Qt::Key_Down: code = KEY_DOWN; break;
+    case Qt::Key_Delete: code = KEY_DELETE; break;
+    default: break;
+    }
+    if (code != 0) {
+        QtForward(record, MSG_KEY_DOWN, code, keys);
+        return;
+    }
+    uint32_t character = 0;
+    switch (event->key()) {
+    case Qt::Key_Tab:
+    case Qt::Key_Backtab: character = 9; break;
+    case Qt::Key_Return:
+    case Qt::Key_Enter: character = 13; break;
+    case Qt::Key_Escape: character = 27; break;
+    case Qt::Key_Backspace: character = 8; break;
+    default: {
+        // Characters typed, not the control codes that Ctrl with a letter makes: those are
+        // the menus' shortcuts.
+        QString text = event->text();
+        if (!text.isEmpty() && text[0].unicode() >= 32 && text[0].unicode() != 127 &&
+            !(event->modifiers() & Qt::ControlModifier))
+            character = text[0].unicode();
+    }
+    }
+    if (character == 0) {
+        event->ignore();
+        return;
+    }
+    QtForward(record, MSG_CHAR, character, keys);
+}
+
+void ClientWidget::focusInEvent(QFocusEvent *event)
+{
+    QWidget::focusInEvent(event);
+    WindowHandle record = Alive();
+    if (record != nullptr) QtForward(record, MSG_SET_FOCUS, 0, 0);
+}
+
+void ClientWidget::focusOutEvent(QFocusEvent *event)
+{
+    QWidget::focusOutEvent(event);
+    WindowHandle record = Alive();
+    if (record != nullptr) QtForward(record, MSG_KILL_FOCUS, 0, 0);
+}
+
+void ClientWidget::dragEnterEvent(QDragEnterEvent *event)
+{
+    if (event->mimeData()->hasUrls()) event->acceptProposedAction();
+}
+
+void ClientWidget::dropEvent(QDropEvent *event)
+{
+    WindowHandle record = Alive();
+    QPoint at = event->position().toPoint();
+    if (record != nullptr && QtDropFiles(record, event->mimeData(), at.x(), at.y()))
+        event->acceptProposedAction();
+}
+
+int QtDropFiles(WindowHandle window, const QMimeData *data, int x, int y)
+{
+    QList<QUrl> urls = data->urls();
+    size_t bytes = 1;
+    int count = 0;
+    for (const QUrl &url : urls) {
+        if (!url.isLocalFile()) continue;
+        bytes += (size_t)url.toLocalFile().toUtf8().size() + 1;
+        count++;
+        if (bytes > DROP_PATHS_MAX) return 0;
+    }
+    if (count == 0) return 0;
+    char *paths = (char *)MemoryAlloc(bytes);
+    if (paths == nullptr) return 0;
+    size_t at = 0;
+    for (const QUrl &url : urls) {
+        if (!url.isLocalFile()) continue;
+        QByteArray path = url.toLocalFile().toUtf8();
+        memcpy(paths + at, path.constData(), (size_t)path.size());
+        at += (size_t)path.size();
+        paths[at++] = 0;
+    }
+    paths[at] = 0;
+    DroppedFiles dropped = {count, paths};
+    QtForward(window, MSG_DROP_FILES, (uintptr_t)&dropped, MakeParam(x, y));
+    MemoryFree(paths);
+    return 1;
+}
+
+ChildFrame::ChildFrame(WindowHandle window, QWidget *parent)
+    : QMdiSubWindow(parent), window(window), serial(window->serial)
+{
+}
+
+WindowHandle ChildFrame::Alive(void) const
+{
+    return QtValid(window) && window->serial == serial ? window : nullptr;
+}
+
+void ChildFrame::closeEvent(QCloseEvent *event)
+{
+    // The procedure decides; its default destroys the window through the platform.
+    event->ignore();
+    WindowHandle record = Alive();
+    if (record != nullptr && record->windowClass != RECORD_PROGRESS)
+        QtForward(record, MSG_CLOSE, 0, 0);
+}
+
+void ChildFrame::moveEvent(QMoveEvent *event)
+{
+    QMdiSubWindow::moveEvent(event);
+    WindowHandle record = Alive();
+    if (record != nullptr && record->windowClass != RECORD_PROGRESS) QtReportMove(record);
+}
+
+void ChildFrame::changeEvent(QEvent *event)
+{
+    QMdiSubWindow::changeEvent(event);
+    if (event->type() != QEvent::WindowStateChange || Alive() == nullptr) return;
+    if (isMinimized()) {
+        QtReportSize(window);
+        return;
+    }
+    // A restored or maximised frame is laid out after this event; the size is reported
+    // once it is, and a change of state alone when the size stays.
+    WindowHandle record = window;
+    uint32_t recordSerial = serial;
+    QTimer::singleShot(0, this, [record, recordSerial]() {
+        if (QtValid(record) && record->serial == recordSerial) QtReportSize(record);
+    });
+}
+
+MainFrameWidget::MainFrameWidget()
+{
+    setAcceptDrops(true);
+}
+
+void MainFrameWidget::closeEvent(QCloseEvent *event)
+{
+    event->ignore();
+    if (QtValid(QtFrameRecord)) QtForward(QtFrameRecord, MSG_CLOSE, 0, 0);
+}
+
+void MainFrameWidget::changeEvent(QEvent *event)
+{
+    QMainWindow::changeEvent(event);
+    if (event->type() != QEvent::WindowStateChange) return;
+    QTimer::singleShot(0, this, []() {
+        if (QtValid(QtFrameRecord)) QtReportSize(QtFrameRecord);
+    });
+}
+
+void MainFrameWidget::dragEnterEvent(QDragEnterEvent *event)
+{
+    if (event->mimeData()->hasUrls()) event->acceptProposedAction();
+}
+
+void MainFrameWidget::dropEvent(QDropEvent *event)
+{
+    QPoint at = event->position().toPoint();
+    if (QtValid(QtFrameRecord) && QtDropFiles(QtFrameRecord, event->mimeData(), at.x(), at.y()))
+        event->acceptProposedAction();
+}
+
+WorkspaceWidget::WorkspaceWidget()
+{
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+}
+
+void WorkspaceWidget::resizeEvent(QResizeEvent *event)
+{
+    QMdiArea::resizeEvent(event);
+    if (QtValid(QtFrameRecord)) QtReportSize(QtFrameRecord);
+}
+
+// ---------------------------------------------------------------------------------------
+// Creation and destruction.
+
+static Qt::WindowFlags ChildFlags(uint32_t style)
+{
+    Qt::WindowFlags flags = Qt::SubWindow | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                            Qt::WindowSystemMenuHint | Qt::WindowCloseButtonHint;
+    if (style & STYLE_MINIMIZE) flags |= Qt::WindowMinimizeButtonHint;
+    if (style & STYLE_MAXIMIZE) flags |= Qt::WindowMaximizeButtonHint;
+    return flags;
+}
+
+// Places a child's frame; one the user may not size keeps the size it is given.
+static void FramePlace(WindowHandle window, int x, int y, int width, int height)
+{
+    if (!(window->style & STYLE_SIZING)) window->frame->setFixedSize(width, height);
+    window->frame->setGeometry(x, y, width, height);
+}
+
+// Shows a child without letting Qt's activation of it stand: activation is the program's.
+static void ChildShow(WindowHandle window, int show)
+{
+    ActivationQuiet++;
+    switch (show) {
+    case SHOW_MINIMIZED: window->frame->showMinimized(); break;
+    case SHOW_MAXIMIZED: window->frame->showMaximized(); break;
+    case SHOW_RESTORE: window->frame->showNormal(); break;
+    default: window->frame->show(); break;
+    }
+    QMdiSubWindow *active = QtValid(Active) && Active->frame != nullptr ? Active->frame : nullptr;
+    if (QtWorkspaceArea->activeSubWindow() != active) QtWorkspaceArea->setActiveSubWindow(active);
+    ActivationQuiet--;
+}
+
+static int MakeWidgets(PlatformWindow *window, const WindowCreate *request, int x, int y, int width,
+                       int height)
+{
+    switch (request->windowClass) {
+    case CLASS_FRAME:
+        window->widget = QtMainWindow;
+        QtMainWindow->setWindowTitle(QtText(window->title));
+        return 1;
+    case CLASS_CHILD:
+    case CLASS_DOCUMENT: {
+        window->frame = new ChildFrame(window, nullptr);
+        window->frame->setAttribute(Qt::WA_DeleteOnClose, false);
+        window->client = new ClientWidget(window, nullptr);
+        window->client->setAcceptDrops(true);
+        window->widget = window->client;
+        window->frame->setWidget(window->client);
+        window->frame->setWindowFlags(ChildFlags(request->style));
+        window->frame->setWindowTitle(QtText(window->title));
+        window->frame->hide();
+        QtWorkspaceArea->addSubWindow(window->frame);
+        window->frame->hide();
+        FramePlace(window, x, y, width, height);
+        return 1;
+    }
+    case CLASS_DOCK: {
+        QDockWidget *dock = new QDockWidget(QtText(window->title), QtMainWindow);
+        window->client = new ClientWidget(window, dock);
+        window->widget = window->client;
+        window->dock = dock;
+        dock->setWidget(window->client);
+        dock->resize(width, height);
+        QtMainWindow->addDockWidget(Qt::LeftDockWidgetArea, dock);
+        dock->hide();
+        return 1;
+    }
+    case CLASS_CONTROL: {
+        if (!QtValid(request->parent) || request->parent->widget == nullptr) return 0;
+        window->client = new ClientWidget(window, request->parent->widget);
+        window->widget = window->client;
+        window->client->setGeometry(x, y, width, height);
+        window->client->hide();
+        return 1;
+    }
+    default: return 0;
+    }
+}
+
+WindowHandle PlatformCreateWindow(const WindowCreate *request)
+{
+    if (QtMainWindow == nullptr) return nullptr;
+    if (request->windowClass == CLASS_FRAME && QtValid(QtFrameRecord)) return nullptr;
+    PlatformWindow *window = QtWindowAllocate();
+    if (window == nullptr) return nullptr;
+    uint32_t serial = window->serial;
+    window->windowClass = request->windowClass;
+    window->words[WORD_KIND] = request->kind;
+    window->words[WORD_SLOT] = request->slot;
+    window->style = request->style;
+    window->parent = request->parent;
+    window->controlId = request->controlId;
+    snprintf(window->title, sizeof window->title, "%s",
+             request->title != nullptr ? request->title : "");
+
+    int width = request->width == WINDOW_DEFAULT ? DEFAULT_WIDTH : request->width;
+    int height = request->height == WINDOW_DEFAULT ? DEFAULT_HEIGHT : request->height;
+    int x = request->x;
+    int y = request->y;
+    if (x == WINDOW_DEFAULT || y == WINDOW_DEFAULT) {
+        // New children without a place of their own stand staggered down and right.
+        x = y = (DefaultPlacement++ % 10) * STAGGER;
+    }
+    if (!MakeWidgets(window, request, x, y, width, height)) {
+        QtWindowRelease(window);
+        return nullptr;
+    }
+    if (request->windowClass == CLASS_FRAME) QtFrameRecord = window;
+
+    if (QtDeliver(window, MSG_CREATE, 0, (intptr_t)request) == -1) {
+        if (QtValid(window) && window->serial == serial) PlatformDestroyWindow(window);
+        return nullptr;
+    }
+    if (!QtValid(window) || window->serial != serial) return nullptr;
+    QtReportSize(window);
+    QtReportMove(window);
+    if (!(request->style & STYLE_HIDDEN) && QtValid(window) && window->serial == serial)
+        PlatformShowWindow(window, SHOW_NORMAL);
+    return QtValid(window) && window->serial == serial ? window : nullptr;
+}
+
+// The children of the workspace from front to back: Qt keeps them back to front.
+static QList<QMdiSubWindow *> FramesFrontToBack(void)
+{
+    QList<QMdiSubWindow *> frames = QtWorkspaceArea->subWindowList(QMdiArea::StackingOrder);
+    std::reverse(frames.begin(), frames.end());
+    return frames;
+}
+
+// The record of a frame when it is a child of the workspace that counts as one.
+static WindowHandle ChildOfFrame(QMdiSubWindow *frame)
+{
+    ChildFrame *child = dynamic_cast<ChildFrame *>(frame);
+    if (child == nullptr) return nullptr;
+    WindowHandle window = child->Alive();
+    if (window == nullptr || window->windowClass == RECORD_PROGRESS) return nullptr;
+    if (window->words[WORD_KIND] == PROGRESS_KIND) return nullptr;
+    return window;
+}
+
+void PlatformDestroyWindow(WindowHandle window)
+{
+    if (!QtValid(window) || window->windowClass == RECORD_WORKSPACE) return;
+    uint32_t serial = window->serial;
+    QtDeliver(window, MSG_DESTROY, 0, 0);
+    if (!QtValid(window) || window->serial != serial) return;
+    // Its controls, custom controls and owned windows go with it.
+    for (int i = 0; i < QT_WINDOW_COUNT; i++) {
+        PlatformWindow *child = &QtWindows[i];
+        if (child->used && child->parent == window) PlatformDestroyWindow(child);
+    }
+    for (int i = 0; i < TIMER_COUNT; i++)
+        if (Timers[i].timer != nullptr && Timers[i].window == window) TimerFree(&Timers[i]);
+    if (Capture == window) PlatformReleaseCapture();
+    QtModalWindowGone(window);
+    int wasActive = Active == window;
+    if (wasActive) Active = nullptr;
+
+    ActivationQuiet++;
+    if (window->windowClass == CLASS_FRAME) {
+        QtFrameRecord = nullptr;
+        QtMainWindow->hide();
+    } else if (window->frame != nullptr) {
+        // The widgets go once Qt has left the event that may have brought us here.
+        window->frame->hide();
+        window->frame->deleteLater();
+    } else if (window->dock != nullptr) {
+        window->dock->hide();
+        window->dock->deleteLater();
+    } else if (window->widget != nullptr) {
+        window->widget->hide();
+        window->widget->deleteLater();
+    }
+    ActivationQuiet--;
+    QtWindowRelease(window);
+
+    if (wasActive) {
+        WindowHandle next = PlatformFirstChild();
+        if (next != nullptr) PlatformActivateWindow(next);
+    }
+}
+
+int PlatformWindowExists(WindowHandle window)
+{
+    return QtValid(window);
+}
+
+// ---------------------------------------------------------------------------------------
+// Words, titles and places.
+
+intptr_t PlatformGetWindowWord(WindowHandle window, int index)
+{
+    if (!QtValid(window) || index < 0 || index >= WINDOW_WORD_COUNT) return 0;
+    return window->words[index];
+}
+
+void PlatformSetWindowWord(WindowHandle window, int index, intptr_t value)
+{
+    if (!QtValid(window) || index < 0 || index >= WINDOW_WORD_COUNT) return;
+    window->words[index] = value;
+}
+
+void PlatformSetWindowTitle(WindowHandle window, const char *title)
+{
+    if (!QtValid(window)) return;
+    snprintf(window->title, sizeof window->title, "%s", title != nullptr ? title : "");
+    QString text = QtText(window->title);
+    if (window->windowClass == CLASS_FRAME)
+        QtMainWindow->setWindowTitle(text);
+    else if (window->frame != nullptr)
+        window->frame->setWindowTitle(text);
+    else if (window->dock != nullptr)
+        window->dock->setWindowTitle(text);
+}
+
+void PlatformGetWindowTitle(WindowHandle window, char *text, int size)
+{
+    if (size <= 0) return;
+    if (!QtValid(window)) {
+        text[0] = 0;
+        return;
+    }
+    snprintf(text, (size_t)size, "%s", window->title);
+}
+
+int PlatformWindowClass(WindowHandle window)
+{
+    if (!QtValid(window)) return -1;
+    return window->windowClass >= 0 ? window->windowClass : -1;
+}
+
+WindowHandle PlatformWindowParent(WindowHandle window)
+{
+    return QtValid(window) ? window->parent : nullptr;
+}
+
+void PlatformShowWindow(WindowHandle window, int show)
+{
+    if (!QtValid(window) || window->windowClass == RECORD_WORKSPACE) return;
+    if (window->frame != nullptr) {
+        if (show == SHOW_HIDE)
+            window->frame->hide();
+        else if (show != SHOW_NORMAL || window->frame->isHidden())
+            ChildShow(window, show);
+        return;
+    }
+    QWidget *widget = window->windowClass == CLASS_FRAME ? QtMainWindow
+                      : window->dock != nullptr          ? window->dock
+                                                         : window->widget;
+    if (widget == nullptr) return;
+    switch (show) {
+    case SHOW_HIDE: widget->hide(); break;
+    case SHOW_MINIMIZED: widget->showMinimized(); break;
+    case SHOW_MAXIMIZED: widget->showMaximized(); break;
+    case SHOW_RESTORE: widget->showNormal(); break;
+    default:
+        if (widget->isHidden()) widget->show();
+        break;
+    }
+}
+
+int PlatformWindowState(WindowHandle window)
+{
+    if (!QtValid(window)) return SHOW_HIDE;
+    QWidget *widget = window->frame != nullptr             ? (QWidget *)window->frame
+                      : window->windowClass == CLASS_FRAME ? (QWidget *)QtMainWindow
+                      : window->dock != nullptr            ? window->dock
+                                                           : window->widget;
+    if (widget == nullptr) return SHOW_NORMAL;
+    if (widget->isHidden()) return SHOW_HIDE;
+    if (widget->isMinimized()) return SHOW_MINIMIZED;
+    if (widget->isMaximized()) return SHOW_MAXIMIZED;
+    return SHOW_NORMAL;
+}
+
+void PlatformMoveWindow(WindowHandle window, int x, int y, int width, int height)
+{
+    if (!QtValid(window) || window->windowClass == RECORD_WORKSPACE) return;
+    if (width < 0) width = 0;
+    if (height < 0) height = 0;
+    if (window->frame != nullptr)
+        FramePlace(window, x, y, width, height);
+    else if (window->windowClass == CLASS_FRAME)
+        QtMainWindow->setGeometry(x, y, width, height);
+    else if (window->dock != nullptr)
+        window->dock->resize(width, height);
+    else if (window->widget != nullptr)
+        window->widget->setGeometry(x, y, width, height);
+    // A hidden window hears of its new place now, not when it is first shown.
+    QtReportMove(window);
+    QtReportSize(window);
+}
+
+void PlatformGetWindowRect(WindowHandle window, Rect *rect)
+{
+    *rect = {0, 0, 0, 0};
+    if (!QtValid(window)) return;
+    QRect place;
+    if (window->frame != nullptr)
+        place = window->frame->geometry();
+    else if (window->windowClass == CLASS_FRAME)
+        place = QtMainWindow->geometry();
+    else if (window->windowClass == RECORD_WORKSPACE)
+        place = QRect(QPoint(0, 0), QtWorkspaceArea->size());
+    else if (window->dock != nullptr)
+        place = window->dock->geometry();
+    else if (window->widget != nullptr)
+        place = window->widget->geometry();
+    *rect = {place.x(), place.y(), place.x() + place.width(), place.y() + place.height()};
+}
+
+void PlatformGetClientRect(WindowHandle window, Rect *rect)
+{
+    int width, height;
+    QtClientSize(window, &width, &height);
+    *rect = {0, 0, width, height};
+}
+
+WindowHandle PlatformWorkspace(void)
+{
+    return QtWorkspaceRecord;
+}
+
+WindowHandle PlatformFirstChild(void)
+{
+    if (QtWorkspaceArea == nullptr) return nullptr;
+    for (QMdiSubWindow *frame : FramesFrontToBack()) {
+        WindowHandle window = ChildOfFrame(frame);
+        if (window != nullptr && window->parent == nullptr) return window;
+    }
+    return nullptr;
+}
+
+WindowHandle PlatformNextChild(WindowHandle window)
+{
+    if (!QtValid(window) || window->frame == nullptr) return nullptr;
+    int seen = 0;
+    for (QMdiSubWindow *frame : FramesFrontToBack()) {
+        WindowHandle child = ChildOfFrame(frame);
+        if (child == nullptr || child->parent != nullptr) continue;
+        if (seen) return child;
+        if (child == window) seen = 1;
+    }
+    return nullptr;
+}
+
+// ---------------------------------------------------------------------------------------
+// Activation and focus.
+
+void PlatformActivateWindow(WindowHandle window)
+{
+    if (ChildOfFrame(QtValid(window) ? window->frame : nullptr) == nullptr) return;
+    ActivationQuiet++;
+    window->frame->raise();
+    if (!window->frame->isHidden()) QtWorkspaceArea->setActiveSubWindow(window->frame);
+    ActivationQuiet--;
+    if (Active == window) return;
+    WindowHandle old = Active;
+    Active = window;
+    if (QtValid(old)) QtDeliver(old, MSG_ACTIVATE, (uintptr_t)old, (intptr_t)window);
+    QtDeliver(window, MSG_ACTIVATE, (uintptr_t)old, (intptr_t)window);
+}
+
+void QtFrameDispose(QMdiSubWindow *frame)
+{
+    ActivationQuiet++;
+    frame->hide();
+    frame->deleteLater();
+    // Qt activates some other sub-window; the active one stays the program's.
+    QMdiSubWindow *active = QtValid(Active) && Active->frame != nullptr ? Active->frame : nullptr;
+    if (active != nullptr && !active->isHidden()) QtWorkspaceArea->setActiveSubWindow(active);
+    ActivationQuiet--;
+}
+
+// The user activated a sub-window (a click, the keyboard, the window menu).
+static void SubWindowActivated(QMdiSubWindow *frame)
+{
+    if (ActivationQuiet > 0 || frame == nullptr) return;
+    WindowHandle window = ChildOfFrame(frame);
+    if (window == nullptr || window == Active) return;
+    PlatformActivateWindow(window);
+}
+
+WindowHandle PlatformActiveWindow(void)
+{
+    return QtValid(Active) ? Active : nullptr;
+}
+
+void PlatformSetFocus(WindowHandle window)
+{
+    if (!QtValid(window)) {
+        QWidget *focus = QApplication::focusWidget();
+        if (focus != nullptr) focus->clearFocus();
+        return;
+    }
+    if (window->widget != nullptr) window->widget->setFocus(Qt::OtherFocusReason);
+}
+
+WindowHandle PlatformFocusWindow(void)
+{
+    QWidget *focus = QApplication::focusWidget();
+    if (focus == nullptr) return nullptr;
+    WindowHandle window = QtRecordOfWidget(focus);
+    return window != nullptr && window->windowClass != RECORD_WORKSPACE ? window : nullptr;
+}
+
+void PlatformSetCapture(WindowHandle window)
+{
+    if (!QtValid(window) || window->widget == nullptr) return;
+    PlatformReleaseCapture();
+    Capture = window;
+    window->widget->grabMouse();
+}
+
+void PlatformReleaseCapture(void)
+{
+    QWidget *grabber = QWidget::mouseGrabber();
+    if (grabber != nullptr) grabber->releaseMouse();
+    Capture = nullptr;
+}
+
+uint32_t PlatformKeyState(void)
+{
+    return QtKeysOf(QGuiApplication::queryKeyboardModifiers());
+}
+
+int PlatformShiftDown(void)
+{
+    return (QGuiApplication::queryKeyboardModifiers() & Qt::ShiftModifier) != 0;
+}
+
+// ---------------------------------------------------------------------------------------
+// The input gate. While a progress window or a modal window is open, mouse and keys reach
+// only it and the windows outside the frame (message boxes, file dialogs, pop-up lists);
+// and the keys Tab, Return and Esc typed in the workspace first go to the frame as
+// MSG_CHAR, which takes them by answering non-zero (the main loop's key filter).
+
+static int IsInside(QWidget *widget, QWidget *allowed)
+{
+    for (QWidget *at = widget; at != nullptr; at = at->parentWidget())
+        if (at == allowed) return 1;
+    return 0;
+}
+
+static int IsUserInput(QEvent::Type type)
+{
+    switch (type) {
+    case QEvent::MouseButtonPress:
+    case QEvent::MouseButtonRelease:
+    case QEvent::MouseButtonDblClick:
+    case QEvent::MouseMove:
+    case QEvent::Wheel:
+    case QEvent::KeyPress:
+    case QEvent::KeyRelease:
+    case QEvent::ShortcutOverride:
+    case QEvent::Shortcut:
+    case QEvent::ContextMenu:
+    case QEvent::DragEnter:
+    case QEvent::DragMove:
+    case QEvent::Drop:
+    case QEvent::TouchBegin:
+    case QEvent::TouchUpdate:
+    case QEvent::TouchEnd:
+    case QEvent::TabletPress:
+    case QEvent::TabletRelease:
+    case QEvent::TabletMove: return 1;
+    default: return 0;
+    }
+}
+
+// The character of a key the frame's key filter looks at, or 0.
+static uint32_t FilteredCharacter(const QKeyEvent *key)
+{
+    switch (key->key()) {
+    case Qt::Key_Tab:
+    case Qt::Key_Backtab: return 9;
+    case Qt::Key_Return:
+    case Qt::Key_Enter: return 13;
+    case Qt::Key_Escape: return 27;
+    default: return 0;
+    }
+}
+
+// 1 when input may reach widget now: it is inside the window the gate lets through, or in
+// a window of its own outside the frame.
+static int GatePasses(QWidget *widget)
+{
+    if (GateDepth == 0) return 1;
+    QWidget *allowed = GateAllowed[(GateDepth < GATE_DEPTH ? GateDepth : GATE_DEPTH) - 1];
+    return IsInside(widget, allowed) || widget->window() != QtMainWindow;
+}
+
+class GateObject : public QObject {
+  protected:
+    bool eventFilter(QObject *object, QEvent *event) override
+    {
+        QEvent::Type type = event->type();
+        if (type == QEvent::Close && object == QtMainWindow && GateDepth > 0 &&
+            event->spontaneous())
+            return true;
+        if (!IsUserInput(type)) return false;
+        // Input from the screen reaches the main window's QWindow before any widget, and
+        // before Qt gives the focus to a widget clicked (which would activate its child):
+        // it is judged there by the widget it is meant for.
+        if (object->isWindowType()) {
+            if (GateDepth == 0 || QtMainWindow == nullptr) return false;
+            if ((QWindow *)object != QtMainWindow->windowHandle()) return false;
+            QWidget *target = QApplication::focusWidget();
+            if (event->isPointerEvent() && ((QPointerEvent *)event)->pointCount() > 0) {
+                QPointF at = ((QPointerEvent *)event)->points().first().position();
+                target = QtMainWindow->childAt(at.toPoint());
+            }
+            return !GatePasses(target != nullptr ? target : QtMainWindow);
+        }
+        QWidget *widget = object->isWidgetType() ? (QWidget *)object : nullptr;
+        if (GateDepth > 0 && (widget == nullptr || !GatePasses(widget))) return true;
+        // A key event that the focus did not take climbs to its parents: it is looked at
+        // once, on its way to the focus.
+        if (widget == nullptr || widget != QApplication::focusWidget()) return false;
+        if (type == QEvent::ShortcutOverride) {
+            QKeyEvent *key = (QKeyEvent *)event;
+            // A menu's shortcut is about to fire: the frame brings the menus up to date first,
+            // as it does before a menu opens.
+            if (QtValid(QtFrameRecord) && QtMenuHasShortcut(QKeySequence(key->keyCombination())))
+                QtForward(QtFrameRecord, MSG_INIT_MENU, 0, 0);
+            return false;
+        }
+        if (type == QEvent::KeyPress) {
+            QKeyEvent *key = (QKeyEvent *)event;
+            uint32_t character = FilteredCharacter(key);
+            if (character == 0 || !QtValid(QtFrameRecord) || QtProgressPumping > 0) return false;
+            if (widget->window() != QtMainWindow || !IsInside(widget, QtWorkspaceArea))
+                return false;
+            return QtDeliver(QtFrameRecord, MSG_CHAR, character, QtKeysOf(key->modifiers())) != 0;
+        }
+        return false;
+    }
+};
+
+void QtGatePush(QWidget *allowed)
+{
+    if (GateDepth < GATE_DEPTH) GateAllowed[GateDepth] = allowed;
+    GateDepth++;
+}
+
+void QtGatePop(QWidget *allowed)
+{
+    // Normally the innermost; a window that ends out of turn is taken out where it stands.
+    int depth = GateDepth < GATE_DEPTH ? GateDepth : GATE_DEPTH;
+    for (int i = depth - 1; i >= 0; i--) {
+        if (GateAllowed[i] != allowed) continue;
+        memmove(&GateAllowed[i], &GateAllowed[i + 1], sizeof(QWidget *) * (size_t)(depth - 1 - i));
+        GateDepth--;
+        return;
+    }
+}
+
+// ---------------------------------------------------------------------------------------
+// Start and stop.
+
+void QtWindowsStart(void)
+{
+    PostedEventType = QEvent::registerEventType();
+    FlushEventType = QEvent::registerEventType();
+    Dispatcher = new DispatcherObject();
+    GateObject *gate = new GateObject();
+    Gate = gate;
+    qApp->installEventFilter(gate);
+
+    MainFrameWidget *main = new MainFrameWidget();
+    WorkspaceWidget *area = new WorkspaceWidget();
+    main->setCentralWidget(area);
+    QtMainWindow = main;
+    QtWorkspaceArea = area;
+    QObject::connect(area, &QMdiArea::subWindowActivated, SubWindowActivated);
+
+    PlatformWindow *workspace = QtWindowAllocate();
+    if (workspace != nullptr) {
+        workspace->windowClass = RECORD_WORKSPACE;
+        workspace->widget = area;
+        snprintf(workspace->title, sizeof workspace->title, "%s", "workspace");
+    }
+    QtWorkspaceRecord = workspace;
+}
+
+void QtWindowsStop(void)
+{
+    // The program has finished with its windows: they go without further messages.
+    memset(Procedures, 0, sizeof Procedures);
+    for (int i = 0; i < QT_WINDOW_COUNT; i++) {
+        PlatformWindow *window = &QtWindows[i];
+        if (window->used && window->parent == nullptr && window->windowClass != RECORD_WORKSPACE)
+            PlatformDestroyWindow(window);
+    }
+    for (int i = 0; i < TIMER_COUNT; i++)
+        TimerFree(&Timers[i]);
+    memset(QtWindows, 0, sizeof QtWindows);
+    DeferredCount = 0;
+    GateDepth = 0;
+    Active = Capture = nullptr;
+    QtFrameRecord = QtWorkspaceRecord = nullptr;
+    qApp->removeEventFilter(Gate);
+    delete Gate;
+    delete QtMainWindow;
+    delete Dispatcher;
+    Gate = nullptr;
+    QtMainWindow = nullptr;
+    QtWorkspaceArea = nullptr;
+    Dispatcher = nullptr;
+    // The deferred deletions of the windows' widgets run now, while Qt is still up.
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+}
+
+QWidget *QtPlatformWidget(WindowHandle window)
+{
+    return QtValid(window) ? window->widget : nullptr;
+}
+
+QWidget *QtPlatformFrameWidget(WindowHandle window)
+{
+    return QtValid(window) ? window->frame : nullptr;
+}
+
+QMainWindow *QtPlatformMainWindow(void)
+{
+    return QtMainWindow;
+}

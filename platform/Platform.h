@@ -184,11 +184,6 @@ enum : uint32_t {
     KEY_DELETE = 0x2E,
 };
 
-// The files of MSG_DROP_FILES, valid while the message is handled.
-struct DroppedFiles {
-    int32_t count;     // files dropped
-    const char *paths; // each ended by a zero byte, the list by an empty string
-};
 
 // Packing of positions and sizes into lParam, 16 signed bits each.
 inline intptr_t MakeParam(int low, int high)

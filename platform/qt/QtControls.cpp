@@ -170,6 +170,14 @@ WindowHandle PlatformControl(WindowHandle parent, int id)
     return nullptr;
 }
 
+int PlatformControlId(WindowHandle control)
+{
+    if (!QtValid(control) ||
+        (control->windowClass != RECORD_CONTROL && control->windowClass != CLASS_CONTROL))
+        return -1;
+    return control->controlId;
+}
+
 void PlatformSetControlText(WindowHandle parent, int id, const char *text)
 {
     WindowHandle control = PlatformControl(parent, id);

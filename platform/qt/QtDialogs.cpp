@@ -274,6 +274,11 @@ int PlatformClipboardSetImage(const Image *image)
     return 1;
 }
 
+void PlatformClipboardClear(void)
+{
+    QGuiApplication::clipboard()->clear();
+}
+
 int PlatformClipboardHasImage(void)
 {
     const QMimeData *data = QGuiApplication::clipboard()->mimeData();

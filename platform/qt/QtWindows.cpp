@@ -616,8 +616,20 @@ int QtDropFiles(WindowHandle window, const QMimeData *data, int x, int y)
         paths[at++] = 0;
     }
     paths[at] = 0;
-    DroppedFiles dropped = {count, paths};
+    // The message carries a table of the paths, which point into the one block.
+    const char **table = (const char **)MemoryAlloc(sizeof(const char *) * (size_t)count);
+    if (table == nullptr) {
+        MemoryFree(paths);
+        return 0;
+    }
+    at = 0;
+    for (int i = 0; i < count; i++) {
+        table[i] = paths + at;
+        at += strlen(paths + at) + 1;
+    }
+    DroppedFiles dropped = {count, table};
     QtForward(window, MSG_DROP_FILES, (uintptr_t)&dropped, MakeParam(x, y));
+    MemoryFree(table);
     MemoryFree(paths);
     return 1;
 }

@@ -75,9 +75,8 @@ TEST_F(UiTest, DroppedFilesReachTheWindowUnderTheMouse)
     UiHook = [](WindowHandle, uint32_t message, uintptr_t wParam, intptr_t) {
         if (message == MSG_DROP_FILES) {
             const DroppedFiles *files = (const DroppedFiles *)wParam;
-            const char *path = files->paths;
-            for (int i = 0; i < files->count; i++, path += strlen(path) + 1)
-                dropped.push_back(path);
+            for (int i = 0; i < files->count; i++)
+                dropped.push_back(files->paths[i]);
         }
         return (MessageResult)0;
     };

@@ -1,8 +1,10 @@
 // vistel-cli convert between every file format of the program. Each input is made by an
 // independent tool (ImageMagick, cjpeg, netpbm, gifsicle, or libtiff for a camera raw DNG),
-// each result is read back by one (ImageMagick, or Ghostscript for EPS) and compared sample
-// by sample with what ImageMagick reads from the input: exactly, except where JPEG's loss or
-// the reduction to a GIF palette of a picture of many colors allows a measured error.
+// each result is read back by one (ImageMagick, netpbm for Targa and PCX, or Ghostscript for
+// EPS) and compared sample by sample with what the same tools read from the input: exactly,
+// except where JPEG's loss or the reduction to a GIF palette of a picture of many colors
+// allows a measured error. The netpbm tools read their files from standard input, so that no
+// file holds the path of the checkout it was made in.
 //
 // Every pair of formats that can hold a picture type is a test of its own, so that a failure
 // names its pair. Also: a 16-bit picture saved in an 8-bit format is reduced with a note on
@@ -89,7 +91,12 @@ std::string Reference(Kind kind)
 }
 
 // The command that makes a picture of a kind in a format from its reference, or "" when the
-// format cannot hold the kind. Each format is written by a tool other than ours.
+// format cannot hold the kind. Each format is written by a tool other than ours. Targa comes
+// from netpbm, since ImageMagick writes its rows top first under a header that says bottom
+// first; gray and binary PCX come from netpbm too, as the 8-bit file with a gray palette and
+// the 1-bit file users meet, where ImageMagick writes every picture as three 8-bit planes.
+// Gray GIF comes from netpbm as well, since ImageMagick requantizes the 195 grays of the
+// reference and the input would no longer be the reference picture.
 std::string MakingCommand(Kind kind, const std::string &extension, const std::string &path)
 {
     std::string in = Quote(Reference(kind));
@@ -98,36 +105,39 @@ std::string MakingCommand(Kind kind, const std::string &extension, const std::st
     switch (kind) {
     case KIND_GRAY:
         if (extension == "tif") return "convert " + in + " -compress none " + out;
-        if (extension == "jpg") return "cjpeg -grayscale -quality 95 " + in + quiet + out;
-        if (extension == "bmp") return "ppmtobmp -bpp 8 " + in + quiet + out;
-        if (extension == "tga" || extension == "pcx" || extension == "gif")
-            return "convert " + in + " " + out;
-        if (extension == "png") return "pnmtopng " + in + quiet + out;
+        if (extension == "jpg") return "cjpeg -grayscale -quality 95 < " + in + quiet + out;
+        if (extension == "bmp") return "ppmtobmp -bpp 8 < " + in + quiet + out;
+        if (extension == "tga") return "ppmtotga -mono < " + in + quiet + out;
+        if (extension == "pcx") return "ppmtopcx < " + in + quiet + out;
+        if (extension == "gif") return "pamtogif < " + in + quiet + out;
+        if (extension == "png") return "pnmtopng < " + in + quiet + out;
         if (extension == "fit") return "convert " + in + " -depth 8 FITS:" + out;
-        if (extension == "rle") return "pnmtorle " + in + quiet + out;
+        if (extension == "rle") return "pnmtorle < " + in + quiet + out;
         return "";
     case KIND_COLOR:
         if (extension == "tif") return "convert " + in + " -compress none " + out;
-        if (extension == "jpg") return "cjpeg -quality 95 " + in + quiet + out;
-        if (extension == "bmp") return "ppmtobmp -bpp 24 " + in + quiet + out;
-        if (extension == "tga" || extension == "pcx") return "convert " + in + " " + out;
+        if (extension == "jpg") return "cjpeg -quality 95 < " + in + quiet + out;
+        if (extension == "bmp") return "ppmtobmp -bpp 24 < " + in + quiet + out;
+        if (extension == "tga") return "ppmtotga -rgb -norle < " + in + quiet + out;
+        if (extension == "pcx") return "convert " + in + " " + out;
         if (extension == "gif") return "convert " + in + " gif:- | gifsicle -O2" + quiet + out;
-        if (extension == "png") return "pnmtopng " + in + quiet + out;
+        if (extension == "png") return "pnmtopng < " + in + quiet + out;
         return "";
     case KIND_BINARY:
         if (extension == "tif") return "convert " + in + " -compress none " + out;
-        if (extension == "bmp") return "ppmtobmp -bpp 1 " + in + quiet + out;
-        if (extension == "pcx" || extension == "gif") return "convert " + in + " " + out;
-        if (extension == "png") return "pnmtopng " + in + quiet + out;
+        if (extension == "bmp") return "ppmtobmp -bpp 1 < " + in + quiet + out;
+        if (extension == "pcx") return "ppmtopcx < " + in + quiet + out;
+        if (extension == "gif") return "convert " + in + " " + out;
+        if (extension == "png") return "pnmtopng < " + in + quiet + out;
         return "";
     case KIND_GRAY16:
         if (extension == "tif") return "convert " + in + " -depth 16 -compress none " + out;
-        if (extension == "png") return "pnmtopng " + in + quiet + out;
+        if (extension == "png") return "pnmtopng < " + in + quiet + out;
         if (extension == "fit") return "convert " + in + " -depth 16 FITS:" + out;
         return "";
     case KIND_COLOR48:
         if (extension == "tif") return "convert " + in + " -depth 16 -compress none " + out;
-        if (extension == "png") return "pnmtopng " + in + quiet + out;
+        if (extension == "png") return "pnmtopng < " + in + quiet + out;
         return "";
     }
     return "";
@@ -155,12 +165,19 @@ bool IsSixteen(Kind kind)
     return kind == KIND_GRAY16 || kind == KIND_COLOR48;
 }
 
-// The samples of a result as an independent reader sees them at 8 or 16 bits. An EPS file is
-// rendered by Ghostscript at the resolution its exact bounding box implies, so that each
-// sample is one device pixel; the bottom left of the page holds the picture.
-std::vector<int> ReadBack(const std::string &path, const std::string &extension, int channels,
-                          int depth)
+// The samples of a file as an independent reader sees them at 8 or 16 bits. ImageMagick
+// reads a Targa file top row first whatever its origin says, and a 1-bit PCX file with its
+// two colors swapped whatever its palette says, so netpbm reads those two formats. An EPS
+// file is rendered by Ghostscript at the resolution its exact bounding box implies, so that
+// each sample is one device pixel; the bottom left of the page holds the picture.
+std::vector<int> FileSamples(const std::string &path, const std::string &extension, int channels,
+                             int depth)
 {
+    if (extension == "tga" || extension == "pcx") {
+        std::string ppm = path + ".netpbm.ppm";
+        EXPECT_TRUE(ToolRuns(extension + "toppm < " + Quote(path) + " > " + Quote(ppm)));
+        return ToolSamples(ppm, channels, depth);
+    }
     if (extension != "eps") return ToolSamples(path, channels, depth);
     std::vector<uint8_t> bytes = TestReadFile(path);
     std::string text(bytes.begin(), bytes.end());
@@ -181,11 +198,14 @@ std::vector<int> ReadBack(const std::string &path, const std::string &extension,
     return ToolSamples(cropped, channels, depth);
 }
 
-// The sample depth ImageMagick finds in a file.
-int ToolDepth(const std::string &path)
+// The sample depth ImageMagick finds in a file. It gives 16 for every Utah RLE file, also
+// netpbm's of 8 bits, so an RLE file is decoded by netpbm first.
+int ToolDepth(const std::string &path, const std::string &extension)
 {
     std::string output;
-    TestRun("identify -format %z " + Quote(path), &output);
+    std::string command = "identify -format %z " + Quote(path);
+    if (extension == "rle") command = "rletopnm < " + Quote(path) + " | identify -format %z -";
+    EXPECT_EQ(TestRun(command, &output), 0) << command;
     return atoi(output.c_str());
 }
 
@@ -283,20 +303,27 @@ TEST_P(CliConvert, TheResultHoldsThePicture)
     int channels = IsColor(c.kind) ? 3 : 1;
     bool sixteen = IsSixteen(c.kind) && KeepsSixteen(c.to);
     int depth = sixteen ? 16 : 8;
-    // What the input holds, as ImageMagick reads it; a 16-bit input going to an 8-bit format
-    // is reduced by (v * 255 + 32767) / 65535, our conversion of every sample.
-    std::vector<int> expected = ToolSamples(input, channels, IsSixteen(c.kind) ? 16 : 8);
+    // What the input holds, as an independent reader reads it: the reference picture itself
+    // wherever the tool that made the input loses nothing, which keeps the readers of the test
+    // honest. A 16-bit input going to an 8-bit format is reduced by (v * 255 + 32767) / 65535,
+    // our conversion of every sample.
+    std::vector<int> expected = FileSamples(input, c.from, channels, IsSixteen(c.kind) ? 16 : 8);
+    if (std::string(c.from) != "jpg") {
+        EXPECT_TRUE(SamplesEqual(
+            ToolSamples(Reference(c.kind), channels, IsSixteen(c.kind) ? 16 : 8), expected))
+            << "the input as read is not the picture it was made from";
+    }
     if (IsSixteen(c.kind) && !sixteen) {
         for (int &v : expected)
             v = (v * 255 + 32767) / 65535;
     }
-    std::vector<int> actual = ReadBack(output, c.to, channels, depth);
+    std::vector<int> actual = FileSamples(output, c.to, channels, depth);
     ASSERT_EQ(actual.size(), (size_t)PICTURE_W * PICTURE_H * channels);
 
     // The note says so exactly when a 16-bit picture went to an 8-bit format.
     EXPECT_EQ(errors, IsSixteen(c.kind) && !sixteen ? ReducingNote(c.to) : "");
     if (IsSixteen(c.kind) && c.to != std::string("eps")) {
-        EXPECT_EQ(ToolDepth(output), depth);
+        EXPECT_EQ(ToolDepth(output, c.to), depth);
     }
 
     std::string to = c.to;
@@ -431,7 +458,7 @@ TEST_F(CliFormats, CameraRawFilesKeepTheir16BitsInTiff)
     ASSERT_EQ(RunCli("convert " + Quote(dng) + " " + Quote(Folder() + "/field.tif"), &errors), 0)
         << errors;
     EXPECT_EQ(errors, "");
-    EXPECT_EQ(ToolDepth(Folder() + "/field.tif"), 16);
+    EXPECT_EQ(ToolDepth(Folder() + "/field.tif", "tif"), 16);
     std::vector<int> samples = ToolSamples(Folder() + "/field.tif", 3, 16);
     ASSERT_EQ(samples.size(), 64u * 48u * 3u);
     for (int c = 0; c < 3; c++)
@@ -448,7 +475,7 @@ TEST_F(CliFormats, CameraRawFilesAreReducedForJpeg)
     ASSERT_EQ(RunCli("convert " + Quote(dng) + " " + Quote(Folder() + "/field.jpg"), &errors), 0)
         << errors;
     EXPECT_EQ(errors, ReducingNote("jpg"));
-    EXPECT_EQ(ToolDepth(Folder() + "/field.jpg"), 8);
+    EXPECT_EQ(ToolDepth(Folder() + "/field.jpg", "jpg"), 8);
     std::vector<int> samples = ToolSamples(Folder() + "/field.jpg", 3, 8);
     ASSERT_EQ(samples.size(), 64u * 48u * 3u);
     // 48192 * 255 / 65535 = 187.5: 187 or 188, and JPEG keeps a flat field within a level.

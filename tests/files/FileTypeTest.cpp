@@ -399,8 +399,11 @@ TEST_F(FileType, ContentIsRecognisedWhateverTheName)
         {"x.fits", "convert -size 8x8 xc:gray pgm:- | pnmtofits 2>/dev/null > %s", FILE_OPEN_FITS},
         {"x.rle", "convert -size 8x8 xc:gray pgm:- | pnmtorle 2>/dev/null > %s", FILE_OPEN_RLE},
         {"x.rle", "convert -size 8x8 xc:red ppm:- | pnmtorle 2>/dev/null > %s", FILE_OPEN_RLE},
-        // Targa has no signature, nor does the text of a PostScript file for us.
-        {"x.tga", "convert -size 8x8 xc:red %s", -1},
+        // Targa has no signature: its header is checked against the file's size, after every
+        // format that has one. PostScript is text to us, since we do not open it.
+        {"x.tga", "convert -size 8x8 xc:red %s", FILE_OPEN_TARGA},
+        {"x.tga", "convert -size 8x8 xc:gray pgm:- | ppmtotga -mono 2>/dev/null > %s",
+         FILE_OPEN_TARGA},
         {"x.eps", "convert -size 8x8 xc:red ppm:- | pnmtops 2>/dev/null > %s", -1},
         {"x.ppm", "convert -size 8x8 xc:red %s", -1},
     };

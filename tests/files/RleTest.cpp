@@ -95,7 +95,7 @@ TEST(RleReader, ReadsToolFilesAsTheToolsDo)
     for (int channels : {1, 3}) {
         SCOPED_TRACE(channels);
         std::string path = folder + "/tool.rle";
-        ToolRun("(pnmtorle " + Quote(channels == 1 ? gray : color) + " > " + Quote(path) + ")");
+        ToolRun("(pnmtorle < " + Quote(channels == 1 ? gray : color) + " > " + Quote(path) + ")");
         TestWindow window;
         ASSERT_EQ(ReadRleFile(path.c_str(), window.window, 0), ERROR_NONE);
         EXPECT_EQ(window.image().type, channels == 1 ? TYPE_GRAY8 : TYPE_COLOR24);
@@ -499,7 +499,7 @@ TEST(RleReaderHostile, TruncatedAndChangedFilesGiveCodes)
     for (const std::string &source : {gray, color}) {
         SCOPED_TRACE(source);
         std::string path = folder + "/good.rle";
-        ToolRun("(pnmtorle " + Quote(source) + " > " + Quote(path) + ")");
+        ToolRun("(pnmtorle < " + Quote(source) + " > " + Quote(path) + ")");
         std::vector<uint8_t> good = TestReadFile(path);
         int readable = DamageEverywhere(folder, good, ReadRleFile, ERROR_READ_RLE, 3,
                                         (24 << 20) + (int64_t)good.size() * 8192 * 3);

@@ -21,7 +21,7 @@ static std::string MakeTiff(const std::string &folder, const std::string &name, 
     }
     TestWriteFile(folder + "/" + name + ".ppm", bytes);
     std::string tiff = folder + "/" + name + ".tif";
-    EXPECT_EQ(TestRun("pnmtotiff -truecolor -color '" + folder + "/" + name + ".ppm' > '" + tiff +
+    EXPECT_EQ(TestRun("pnmtotiff -truecolor -color < '" + folder + "/" + name + ".ppm' > '" + tiff +
                       "' 2>/dev/null"),
               0);
     return tiff;

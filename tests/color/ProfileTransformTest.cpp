@@ -62,7 +62,7 @@ static void Tificc(const Image &picture, const std::string &options, const std::
     std::string in = folder + "/in";
     WritePpm(picture, in + ".ppm");
     std::string depth = picture.type == TYPE_COLOR48 ? " -w16" : " -w8";
-    std::string command = "pnmtotiff -truecolor -color '" + in + ".ppm' > '" + in +
+    std::string command = "pnmtotiff -truecolor -color < '" + in + ".ppm' > '" + in +
                           ".tif' 2>/dev/null && tificc" + depth + " " + options + " '" + in +
                           ".tif' '" + folder + "/out.tif' 2>/dev/null && tifftopnm -byrow '" +
                           folder + "/out.tif' > '" + folder + "/out.ppm' 2>/dev/null";

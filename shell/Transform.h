@@ -1,0 +1,77 @@
+// The protocol every transformation dialog follows: a modeless child with its own controls
+// and one shared row of buttons (Auto, Preview, Apply, OK, Cancel); Preview computes only
+// what a small preview window shows, Apply computes the whole picture at full depth into a
+// new image window, OK applies and closes, Cancel keeps earlier Applies. A transformation
+// gives its compute function, its controls and its settings; everything else is here.
+#pragma once
+
+#include <cstdint>
+
+#include "core/Compute.h"
+#include "core/Errors.h"
+#include "core/Helpers.h"
+#include "core/ImageWindow.h"
+#include "platform/Platform.h"
+
+// Ids of the shared buttons.
+enum : int32_t {
+    BUTTON_OK = 0,
+    BUTTON_CANCEL = 1,
+    BUTTON_PREVIEW = 2,
+    BUTTON_AUTO = 3,
+    BUTTON_APPLY = 4,
+};
+
+// The shared state: one transformation dialog exists at a time. DialogWindow and
+// CurrentOperation are in shell/Shell.h, OutputWidth and OutputHeight in shell/Display.h.
+extern WindowHandle InputWindow;  // the input image window, or null
+extern WindowHandle OutputWindow; // the preview or output window, or null
+extern double OutputResolution;   // resolution of the result
+extern int AutoPreview;           // the "Auto" check box
+extern int PreviewStale;          // the preview no longer shows the settings
+extern int SettingsDirty;         // the settings changed since the last Apply
+extern int ApplyCount;            // outputs of this dialog, to stagger new windows
+extern WindowHandle LastOutput;   // the window of the last Apply or OK, else null
+
+// Flags of CreateDialogWindow.
+enum : uint32_t {
+    DIALOG_SIZING = 1,      // a sizing frame
+    DIALOG_NO_MINIMIZE = 2, // no minimise button
+};
+
+// Makes the dialog child of kind titled title, width by height, centred horizontally at the
+// bottom of the workspace above one Margin. Null when it cannot be made.
+WindowHandle CreateDialogWindow(const char *title, int width, int height, int kind,
+                                uint32_t flags);
+
+// The row of buttons at x, y; returns the x after it. CreateTransformButtons resets the
+// shared flags, and posts a click on "Auto" when the defaultpreview preference is set.
+int CreateTransformButtons(WindowHandle dialog, int x, int y);
+int CreateApplyButtons(WindowHandle dialog, int x, int y);
+
+// The dialog's MSG_COMMAND goes here first; returns 1 when it was one of the buttons. profile
+// set: an Apply's output inherits the input's profile.
+int TransformCommand(WindowHandle dialog, uintptr_t wParam, intptr_t lParam, void *params,
+                     ComputeFunction compute, int profile);
+
+// One computation, of the preview (full 0, rectangle in view pixels or null for all of it)
+// or of the result (full 1). Returns 1 when the user aborted it, else 0; failures are shown.
+int RunTransformation(void *params, int full, const Rect *rectangle, ComputeFunction compute);
+
+// A setting changed; the input picture changed.
+void RefreshPreview(void *params, ComputeFunction compute);
+void InputChanged(void *params, ComputeFunction compute);
+
+// Destroys the output window, clears "Auto", marks the preview stale, enables "Preview".
+void ClosePreview(void);
+
+// Moves a window left and up as needed to stay inside its parent, by Margin.
+void KeepOnScreen(WindowHandle window);
+
+// The Cancel and OK paths, which MSG_CANCEL and MSG_APPLY reach.
+void CancelTransformation(WindowHandle dialog);
+void ApplyTransformation(WindowHandle dialog, void *params, ComputeFunction compute, int profile);
+
+// The preview window's procedure (kind 1).
+MessageResult PreviewWindowProcedure(WindowHandle window, uint32_t message, uintptr_t wParam,
+                                     intptr_t lParam);

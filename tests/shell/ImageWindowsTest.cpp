@@ -277,33 +277,47 @@ TEST_F(ImageWindows, TheRightButtonShowsTheViewMenuAndSendsTheChoiceToTheFrame)
 
 TEST_F(ImageWindows, KeysScrollByPageLineAndToTheCorners)
 {
-    // A picture far larger than its window, so that both bars have room to move.
+    // A picture far larger than its window, so that both bars have room to move. The window
+    // of 400 x 400 has a client area of 392 x 372; less twice the border of 16 and the bars
+    // of 16 the view is 344 x 324, so the ranges are 1656 and 1176, a line is 43 across and
+    // 40 down, and a page 301 across and 283 down.
     WindowHandle window = MakePicture(TYPE_GRAY8, 2000, 1500);
     ImageWindow *record = WindowRecord(window);
-    ASSERT_GT(record->scrollRangeX, 0);
-    ASSERT_GT(record->scrollRangeY, 0);
+    ASSERT_EQ(record->viewWidth, 344);
+    ASSERT_EQ(record->viewHeight, 324);
+    ASSERT_EQ(record->scrollRangeX, 1656);
+    ASSERT_EQ(record->scrollRangeY, 1176);
+    // A first layout has no old position to keep, and shows the middle of the picture.
+    EXPECT_EQ(record->scrollLeft, 828);
+    EXPECT_EQ(record->scrollTop, 588);
 
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_PAGE_DOWN, 0);
-    EXPECT_GT(record->scrollTop, 0);
-    EXPECT_EQ(record->scrollLeft, 0);
-    int pageDown = record->scrollTop;
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_END, 0);
-    int pageAcross = record->scrollLeft;
-    EXPECT_GT(pageAcross, 0);
-    EXPECT_EQ(record->scrollTop, pageDown);
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_LEFT, 0);
-    EXPECT_LT(record->scrollLeft, pageAcross);
-    EXPECT_GT(record->scrollLeft, 0);
-
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_END, KEYS_CONTROL);
-    EXPECT_EQ(record->scrollLeft, record->scrollRangeX);
-    EXPECT_EQ(record->scrollTop, record->scrollRangeY);
     PlatformSendMessage(window, MSG_KEY_DOWN, KEY_HOME, KEYS_CONTROL);
     EXPECT_EQ(record->scrollLeft, 0);
     EXPECT_EQ(record->scrollTop, 0);
+    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_PAGE_DOWN, 0);
+    EXPECT_EQ(record->scrollTop, 283);
+    EXPECT_EQ(record->scrollLeft, 0);
+    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_END, 0);
+    EXPECT_EQ(record->scrollLeft, 301);
+    EXPECT_EQ(record->scrollTop, 283);
+    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_LEFT, 0);
+    EXPECT_EQ(record->scrollLeft, 258);
+    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_HOME, 0);
+    EXPECT_EQ(record->scrollLeft, 0); // a page back, held at the edge
+    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_PAGE_UP, 0);
+    EXPECT_EQ(record->scrollTop, 0);
+
+    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_END, KEYS_CONTROL);
+    EXPECT_EQ(record->scrollLeft, 1656);
+    EXPECT_EQ(record->scrollTop, 1176);
+    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_RIGHT, 0);
+    EXPECT_EQ(record->scrollLeft, 1656);
+    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_UP, 0);
+    EXPECT_EQ(record->scrollTop, 1136);
+    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_HOME, KEYS_CONTROL);
     PlatformSendMessage(window, MSG_KEY_DOWN, KEY_DOWN, 0);
-    EXPECT_GT(record->scrollTop, 0);
-    EXPECT_LT(record->scrollTop, pageDown);
+    EXPECT_EQ(record->scrollLeft, 0);
+    EXPECT_EQ(record->scrollTop, 40);
 }
 
 // The phases a test tool receives, with the window and point.
@@ -374,16 +388,24 @@ TEST_F(ImageWindows, AWindowWaitingForAClickTakesItInsteadOfTheTool)
 
 TEST_F(ImageWindows, TheScrollToolDragsThePictureWithTheMouse)
 {
+    // The picture opens scrolled to its middle, (828, 588), with room to move every way.
     WindowHandle window = MakePicture(TYPE_GRAY8, 2000, 1500);
     ImageWindow *record = WindowRecord(window);
+    ASSERT_EQ(record->scrollLeft, 828);
+    ASSERT_EQ(record->scrollTop, 588);
     HeadlessMouse(window, MSG_LBUTTON_DOWN, 200, 200, KEYS_ALT);
     HeadlessMouse(window, MSG_MOUSE_MOVE, 150, 170, BUTTON_LEFT | KEYS_ALT);
-    EXPECT_EQ(record->scrollLeft, 50);
-    EXPECT_EQ(record->scrollTop, 30);
-    HeadlessMouse(window, MSG_LBUTTON_UP, 150, 170, 0);
+    EXPECT_EQ(record->scrollLeft, 878);
+    EXPECT_EQ(record->scrollTop, 618);
+    // Positions are measured from the press: back past it moves the other way.
+    HeadlessMouse(window, MSG_MOUSE_MOVE, 260, 210, BUTTON_LEFT | KEYS_ALT);
+    EXPECT_EQ(record->scrollLeft, 768);
+    EXPECT_EQ(record->scrollTop, 578);
+    HeadlessMouse(window, MSG_LBUTTON_UP, 260, 210, 0);
     // Without the button down, moving does nothing.
     HeadlessMouse(window, MSG_MOUSE_MOVE, 10, 10, KEYS_ALT);
-    EXPECT_EQ(record->scrollLeft, 50);
+    EXPECT_EQ(record->scrollLeft, 768);
+    EXPECT_EQ(record->scrollTop, 578);
 }
 
 TEST_F(ImageWindows, CharactersGoToTheOpenTransformationAfterTheFramesFilter)

@@ -33,6 +33,8 @@ TEST_F(ImageWindowScroll, UsersHearOfAScrollOnlyWhenThePositionMoved)
     WindowHandle dialog = MakeRecordingChild(KIND_GAMMA, "Gamma Adjust");
     ASSERT_EQ(MarkInUse(dialog, window, "Gamma Adjust", 1), ERROR_NONE);
     WindowHandle down = (WindowHandle)PlatformGetWindowWord(window, WORD_VSCROLL);
+    HeadlessScroll(down, SCROLL_TOP, 0); // the picture opens at its middle
+    ASSERT_EQ(WindowRecord(window)->scrollTop, 0);
     Recorded().clear();
     HeadlessScroll(down, SCROLL_LINE_UP, 0); // already at the top: nothing moves
     EXPECT_EQ(RecordedCount(dialog, MSG_INPUT_CHANGED), 0);

@@ -4,9 +4,7 @@
 
 using ImageWindowScroll = ShellTest;
 
-// Runs once the display's own ScrollImageWindow is linked in place of the temporary one,
-// which neither moves the source rectangle nor redraws.
-TEST_F(ImageWindowScroll, DISABLED_AThumbDragToTenScrollsToNineAtZoomThree)
+TEST_F(ImageWindowScroll, AThumbDragToTenScrollsToNineAtZoomThree)
 {
     WindowHandle window = MakePicture(TYPE_GRAY8, 400, 300);
     ImageWindow *record = WindowRecord(window);
@@ -25,6 +23,14 @@ TEST_F(ImageWindowScroll, DISABLED_AThumbDragToTenScrollsToNineAtZoomThree)
     HeadlessScroll(across, SCROLL_THUMB_POSITION, 12);
     EXPECT_EQ(record->scrollLeft, 12);
     EXPECT_EQ(record->sourceLeft, 4);
+
+    // The view shows it: its first three columns are picture column 4, the next three column
+    // 5, in the bottom row's block (row 0 of the view is the picture's row below the source).
+    int row = record->image.height - 1 - record->sourceBottom;
+    const uint8_t *picture = record->image.rows[row];
+    const uint8_t *view = record->view.rows[0];
+    for (int x = 0; x < 6; x++)
+        EXPECT_EQ(view[x], picture[4 + x / 3]) << "view column " << x;
 }
 
 TEST_F(ImageWindowScroll, UsersHearOfAScrollOnlyWhenThePositionMoved)

@@ -408,8 +408,9 @@ ErrorCode SaveImageAs(WindowHandle window, int startAtFile)
 
     OpenQueueHold();
     for (;;) {
-        FileDialogRequest request = {FILE_DIALOG_SAVE, "File Save", filters,
-                                     saveNumber - 1,   folder,      name};
+        // ConfirmOverwrite asks about an existing file, so the dialog must not ask as well.
+        FileDialogRequest request = {
+            FILE_DIALOG_SAVE_NO_PROMPT, "File Save", filters, saveNumber - 1, folder, name};
         FileDialogResult chosen;
         if (!PlatformFileDialog(&request, &chosen)) {
             result = ERROR_ABORTED;
@@ -752,7 +753,8 @@ ErrorCode SaveEmbeddedProfile(WindowHandle window)
 
     OpenQueueHold();
     for (;;) {
-        FileDialogRequest request = {FILE_DIALOG_SAVE, "Save Profile", FILTERS, 0, folder, name};
+        FileDialogRequest request = {
+            FILE_DIALOG_SAVE_NO_PROMPT, "Save Profile", FILTERS, 0, folder, name};
         FileDialogResult chosen;
         if (!PlatformFileDialog(&request, &chosen)) {
             result = ERROR_ABORTED;

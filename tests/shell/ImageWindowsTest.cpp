@@ -4,7 +4,9 @@
 #include <string>
 
 #include "core/Preferences.h"
+#include "files/FileType.h"
 #include "shell/Commands.h"
+#include "shell/FileFlow.h"
 #include "tests/shell/ShellTestSupport.h"
 
 using ImageWindows = ShellTest;
@@ -461,4 +463,54 @@ TEST_F(ImageWindows, FindImageWindowComparesFileNamesWithoutCase)
     EXPECT_EQ(FindImageWindow("/pictures/boat.tif"), window);
     EXPECT_EQ(FindImageWindow("/pictures/boat2.tif"), nullptr);
     EXPECT_EQ(FindImageWindow(""), nullptr);
+}
+
+static int FreeSlots(void)
+{
+    int count = 0;
+    for (int slot = 0; slot < SLOT_COUNT; slot++)
+        count += SlotRecord(slot)->free;
+    return count;
+}
+
+TEST_F(ImageWindows, ShowingAPictureKeepsItsZoomAndAFailureLeavesTheRecordToTheCaller)
+{
+    int slot = -1;
+    ImageWindow *record = nullptr;
+    ASSERT_EQ(SlotAllocate(&slot, &record), ERROR_NONE);
+    ASSERT_EQ(ImageAlloc(&record->image, TYPE_GRAY8, 300, 200, 300.0), ERROR_NONE);
+    TestFillPattern(&record->image, 1);
+    record->zoom = -3; // as the open flow chose it
+    WindowHandle window = nullptr;
+    ASSERT_EQ(ImageWindowShow(record, &window), ERROR_NONE);
+    EXPECT_EQ(record->zoom, -3);
+    EXPECT_EQ(record->viewWidth, 100);
+    EXPECT_EQ(record->viewHeight, 67);
+    EXPECT_EQ(Title(window), "Untitled " + std::to_string(slot + 1) + " (1:3)");
+
+    // With every window of the platform taken, no window comes, and the record with its
+    // picture stays the caller's.
+    std::string path = TestOutputFolder("ImageWindowsNoRoom") + "/a.tif";
+    ImageWindow written = {};
+    ASSERT_EQ(ImageAlloc(&written.image, TYPE_GRAY8, 6, 5, 200.0), ERROR_NONE);
+    ASSERT_EQ(FileSave(path.c_str(), FILE_SAVE_TIFF, &written, 90), ERROR_NONE);
+    ImageFree(&written.image);
+    ASSERT_EQ(SlotAllocate(&slot, &record), ERROR_NONE);
+    ASSERT_EQ(ImageAlloc(&record->image, TYPE_GRAY8, 30, 20, 300.0), ERROR_NONE);
+    record->zoom = 2;
+    while (HeadlessBareWindow(KIND_SPLASH, -1, "filler") != nullptr) {
+    }
+    window = (WindowHandle)1;
+    EXPECT_EQ(ImageWindowShow(record, &window), ERROR_NO_MEMORY);
+    EXPECT_EQ(window, nullptr);
+    EXPECT_EQ(record->free, 0);
+    EXPECT_EQ(record->image.width, 30);
+    EXPECT_EQ(record->zoom, 2);
+    SlotFree(slot);
+
+    // The open flow frees what it had made.
+    int free = FreeSlots();
+    EXPECT_EQ(OpenImageFile(path.c_str(), -1, &window), ERROR_NO_MEMORY);
+    EXPECT_EQ(window, nullptr);
+    EXPECT_EQ(FreeSlots(), free);
 }

@@ -14,6 +14,7 @@
 #include "core/Memory.h"
 #include "core/Progress.h"
 #include "shell/Commands.h"
+#include "shell/DialogLayout.h"
 #include "shell/FileFlow.h"
 #include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
@@ -473,22 +474,11 @@ static MessageResult SplashProcedure(WindowHandle window, uint32_t message, uint
 void ShowSplash(void)
 {
     if (SplashWindow != nullptr) return;
-    Rect workspace;
-    PlatformGetClientRect(PlatformWorkspace(), &workspace);
-    int x = (workspace.right - SPLASH_WIDTH) / 2;
-    int y = (workspace.bottom - SPLASH_HEIGHT) / 2;
-    WindowCreate request = {CLASS_CHILD,
-                            KIND_SPLASH,
-                            -1,
-                            "Vistel",
-                            STYLE_DIALOG,
-                            x < 0 ? 0 : x,
-                            y < 0 ? 0 : y,
-                            SPLASH_WIDTH,
-                            SPLASH_HEIGHT,
-                            nullptr,
-                            0,
-                            0};
+    int x, y;
+    WorkspaceCentre(SPLASH_WIDTH, SPLASH_HEIGHT, &x, &y);
+    WindowCreate request = {CLASS_CHILD,   KIND_SPLASH, -1, "Vistel",
+                            STYLE_DIALOG,  x,           y,  SPLASH_WIDTH,
+                            SPLASH_HEIGHT, nullptr,     0,  0};
     SplashWindow = PlatformCreateWindow(&request);
 }
 

@@ -429,6 +429,25 @@ MessageResult ImageWindowProcedure(WindowHandle window, uint32_t message, uintpt
 // ---------------------------------------------------------------------------------------
 // Making image windows.
 
+// A child of kind 0 for the picture in slot, at the staggered place of new windows; param
+// goes to its creation message. Null when the platform cannot make it.
+static WindowHandle ImageWindowMake(int slot, int width, int height, intptr_t param)
+{
+    WindowCreate request = {CLASS_CHILD,
+                            KIND_IMAGE,
+                            slot,
+                            "Untitled",
+                            STYLE_SIZING | STYLE_MINIMIZE | STYLE_MAXIMIZE | STYLE_CAPTION,
+                            WINDOW_DEFAULT,
+                            WINDOW_DEFAULT,
+                            width,
+                            height,
+                            nullptr,
+                            0,
+                            param};
+    return PlatformCreateWindow(&request);
+}
+
 ErrorCode NewImageWindow(WindowHandle parent, WindowHandle *window, int width, int height,
                          int commandId)
 {
@@ -444,19 +463,8 @@ ErrorCode NewImageWindow(WindowHandle parent, WindowHandle *window, int width, i
         if (height == -1) height = rect.bottom - rect.top;
     }
     if (parent == nullptr && (width <= 0 || height <= 0)) width = height = NEW_WINDOW_SIZE;
-    WindowCreate request = {CLASS_CHILD,
-                            KIND_IMAGE,
-                            slot,
-                            "Untitled",
-                            STYLE_SIZING | STYLE_MINIMIZE | STYLE_MAXIMIZE | STYLE_CAPTION,
-                            WINDOW_DEFAULT,
-                            WINDOW_DEFAULT,
-                            width,
-                            height,
-                            nullptr,
-                            0,
-                            commandId}; // the command that made it, for whoever wants it
-    *window = PlatformCreateWindow(&request);
+    // The command that made it goes along, for whoever wants it.
+    *window = ImageWindowMake(slot, width, height, commandId);
     if (*window == nullptr) {
         SlotFree(slot);
         return ERROR_NO_MEMORY;
@@ -472,24 +480,12 @@ ErrorCode ImageWindowShow(ImageWindow *record, WindowHandle *window)
     Rect workspace;
     PlatformGetClientRect(PlatformWorkspace(), &workspace);
     int width = ZoomedSize(record->image.width, record->zoom) + DisplayMetrics.frameSize +
-                2 * Prefs.borderWidth;
+                2 * DisplayBorder();
     int height = ZoomedSize(record->image.height, record->zoom) + DisplayMetrics.borderSize +
-                 2 * Prefs.borderWidth;
+                 2 * DisplayBorder();
     if (width > workspace.right) width = workspace.right;
     if (height > workspace.bottom) height = workspace.bottom;
-    WindowCreate request = {CLASS_CHILD,
-                            KIND_IMAGE,
-                            record->slot,
-                            "Untitled",
-                            STYLE_SIZING | STYLE_MINIMIZE | STYLE_MAXIMIZE | STYLE_CAPTION,
-                            WINDOW_DEFAULT,
-                            WINDOW_DEFAULT,
-                            width,
-                            height,
-                            nullptr,
-                            0,
-                            0};
-    *window = PlatformCreateWindow(&request);
+    *window = ImageWindowMake(record->slot, width, height, 0);
     if (*window == nullptr) return ERROR_NO_MEMORY;
     UpdateTitle(*window);
     PlatformActivateWindow(*window);

@@ -413,9 +413,15 @@ static MessageResult FrameProcedure(WindowHandle window, uint32_t message, uintp
         DismissSplash();
         UpdateMenus();
         return 0;
-    case MSG_COMMAND:
-        if (FrameCommand(wParam, lParam)) return 0;
+    case MSG_COMMAND: {
+        // Files handed over or dropped while a command runs (a modal dialog, a long operation
+        // whose progress window lets messages through) wait for it to end, and open then.
+        OpenQueueHold();
+        int handled = FrameCommand(wParam, lParam);
+        OpenQueueRelease();
+        if (handled) return 0;
         break;
+    }
     case MSG_TIMER: PlatformKillTimer(window, (int)wParam); return 0;
     case MSG_DISPLAY_CHANGE:
         ReadDisplayMetrics();
@@ -498,6 +504,7 @@ void Shutdown(void)
     WriteState();
     DismissSplash();
     DestroyAllChildren();
+    FileFlowReset(); // files still queued are not opened by a program that is ending
     UndoDiscard();
     InUseFree();
     // Pictures made without a window (an open that failed half way) go too.

@@ -305,6 +305,33 @@ TEST_F(Frame, FilesHandedOverOrDroppedDuringADialogWaitForItsEnd)
     EXPECT_EQ(std::string(Saved.recentFiles[1]), paths[0]);
 }
 
+// What the modal handler below hands over, and how many pictures were open meanwhile.
+static std::string HandedDuringModal;
+static int WindowsDuringModal;
+
+static void HandOverAndClose(WindowHandle dialog)
+{
+    char *text = (char *)MemoryAlloc(HandedDuringModal.size() + 1);
+    strcpy(text, HandedDuringModal.c_str());
+    PlatformSendMessage(FrameWindow, MSG_OPEN_FROM_CLIPBOARD, 0, (intptr_t)text);
+    WindowsDuringModal = ImageWindowCount();
+    HeadlessClick(dialog, 1);
+}
+
+TEST_F(Frame, FilesHandedOverDuringACommandOpenWhenItEnds)
+{
+    std::string folder = TestOutputFolder("FrameQueueCommand");
+    HandedDuringModal = WritePictures(folder, {"handed.tif"})[0];
+    MakePicture(TYPE_GRAY8, 20, 10);
+    // Window Info runs a modal loop in which the frame still gets its messages.
+    HeadlessSetModalHandler(HandOverAndClose);
+    HeadlessChooseMenu(COMMAND_WINDOW_INFO);
+    HeadlessSetModalHandler(nullptr);
+    EXPECT_EQ(WindowsDuringModal, 1);
+    EXPECT_EQ(ImageWindowCount(), 2);
+    EXPECT_NE(FindImageWindow(HandedDuringModal.c_str()), nullptr);
+}
+
 TEST(ShellLife, ASecondInstanceOnlyHandsOverAndEnds)
 {
     TestStart();

@@ -421,6 +421,9 @@ enum : int32_t {
     FILE_DIALOG_OPEN_MANY = 1, // several files may be chosen
     FILE_DIALOG_SAVE = 2,      // asks before replacing a file
     FILE_DIALOG_FOLDER = 3,
+    // A save dialog that does not ask about an existing file, for a caller that asks its
+    // own question (one that also knows of open windows showing the file).
+    FILE_DIALOG_SAVE_NO_PROMPT = 4,
 };
 
 struct FileDialogRequest {

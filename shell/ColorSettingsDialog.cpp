@@ -410,7 +410,7 @@ static MessageResult ColorDialogProcedure(WindowHandle window, uint32_t message,
 ErrorCode ShowColorSettingsDialog(void)
 {
     ChildKindRegister(KIND_COLOR_MANAGEMENT, ColorDialogProcedure);
-    WindowHandle window = DialogFind(KIND_COLOR_MANAGEMENT);
+    WindowHandle window = FindChildOfKind(KIND_COLOR_MANAGEMENT);
     if (window != nullptr) {
         PlatformActivateWindow(window);
         return ERROR_NONE;

@@ -9,7 +9,7 @@
 #include "core/Image.h"
 #include "core/Progress.h"
 #include "core/WholeImage.h"
-#include "shell/Display.h"
+#include "shell/Dialogs.h"
 #include "shell/FileFlow.h"
 #include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
@@ -51,6 +51,8 @@ static const MenuClassRun MENU_CLASSES[] = {
     {3020, 3022, 8},
     {1023, 1023, 9},
     {1006, 1007, 8 | NOT_ALBUM},
+    // Revert acts on the picture and its file as Save does.
+    {1009, 1009, 8 | NOT_ALBUM},
     // Commands that open a dialog or an operation of their own.
     {1001, 1001, 0 | NOT_DIALOG},
     {1004, 1004, 0 | NOT_DIALOG},
@@ -342,28 +344,13 @@ done:
     }
 }
 
-// The view commands: an image window zooms itself; a window of a dialog's kind gets the
-// command to handle as it likes.
+// The view commands go to the active window: an image window zooms itself, and a window of
+// a dialog's kind handles them as it likes. A preview's zoom belongs to its dialog.
 static int ViewCommand(int id)
 {
     if (ActiveWindow == nullptr) return 1;
-    int kind = (int)PlatformGetWindowWord(ActiveWindow, WORD_KIND);
-    if (kind > KIND_PREVIEW) {
-        PlatformSendMessage(ActiveWindow, MSG_COMMAND, (uintptr_t)(uint16_t)id, 0);
-        return 1;
-    }
-    ImageWindow *record = ActiveImage();
-    if (record == nullptr || !ImageIsPicture(record->image.type)) return 1;
-    switch (id) {
-    case COMMAND_ZOOM_IN: ZoomIn(ActiveWindow, record, 0, -1, -1); break;
-    case COMMAND_ZOOM_IN_RESIZE: ZoomIn(ActiveWindow, record, 1, -1, -1); break;
-    case COMMAND_ZOOM_OUT: ZoomOut(ActiveWindow, record, 0); break;
-    case COMMAND_ZOOM_ONE: ZoomOneToOne(ActiveWindow, record, 0, -1, -1); break;
-    case COMMAND_ZOOM_ONE_RESIZE: ZoomOneToOne(ActiveWindow, record, 1, -1, -1); break;
-    case COMMAND_ZOOM_FIT: ZoomToFitClient(ActiveWindow, record, PlatformWorkspace(), 0); break;
-    default: return 0; // the grid's dialog is not part of the program yet
-    }
-    UpdateTitle(ActiveWindow);
+    if (PlatformGetWindowWord(ActiveWindow, WORD_KIND) == KIND_PREVIEW) return 1;
+    PlatformSendMessage(ActiveWindow, MSG_COMMAND, (uintptr_t)(uint16_t)id, 0);
     return 1;
 }
 
@@ -405,6 +392,11 @@ int FrameCommand(uintptr_t wParam, intptr_t lParam)
     case COMMAND_SAVE_PROFILE:
         if (ActiveImage() != nullptr) ShowIfFailed(SaveEmbeddedProfile(ActiveWindow));
         return 1;
+    case COMMAND_REVERT:
+        if (ActiveImage() != nullptr) ShowIfFailed(RevertImage(ActiveWindow));
+        return 1;
+    case COMMAND_PREFERENCES: ShowIfFailed(ShowPreferencesDialog()); return 1;
+    case COMMAND_COLOR_MANAGEMENT: ShowIfFailed(ShowColorSettingsDialog()); return 1;
     case COMMAND_EXIT:
         if (FrameWindow != nullptr) PlatformSendMessage(FrameWindow, MSG_CLOSE, 0, 0);
         return 1;

@@ -14,6 +14,7 @@ enum : int32_t {
     COMMAND_SAVE = 1006,
     COMMAND_SAVE_AS = 1007,
     COMMAND_CLOSE = 1008,
+    COMMAND_REVERT = 1009, // the window's file read again, every change since dropped
     COMMAND_PREFERENCES = 1010,
     COMMAND_EXIT = 1011,
     COMMAND_PRINT = 1014,

@@ -103,21 +103,23 @@ void DialogLayout(WindowHandle window, const DialogRow *rows, int rowCount,
     // The whole window adds the dialog's frame; it stands in the middle of the workspace.
     int width = clientWidth + metrics.dialogFrame;
     int windowHeight = clientHeight + metrics.dialogBorder;
-    Rect workspace = {0, 0, metrics.screenWidth, metrics.screenHeight};
-    if (PlatformWorkspace() != nullptr) PlatformGetClientRect(PlatformWorkspace(), &workspace);
-    int x = (workspace.right - width) / 2;
-    int y = (workspace.bottom - windowHeight) / 2;
-    PlatformMoveWindow(window, x < 0 ? 0 : x, y < 0 ? 0 : y, width, windowHeight);
+    int x, y;
+    WorkspaceCentre(width, windowHeight, &x, &y);
+    PlatformMoveWindow(window, x, y, width, windowHeight);
     PlatformShowWindow(window, SHOW_NORMAL);
     PlatformActivateWindow(window);
 }
 
-WindowHandle DialogFind(int kind)
+void WorkspaceCentre(int width, int height, int *x, int *y)
 {
-    for (WindowHandle child = PlatformFirstChild(); child != nullptr;
-         child = PlatformNextChild(child))
-        if (PlatformGetWindowWord(child, WORD_KIND) == kind) return child;
-    return nullptr;
+    PlatformMetrics metrics;
+    PlatformGetMetrics(&metrics);
+    Rect workspace = {0, 0, metrics.screenWidth, metrics.screenHeight};
+    if (PlatformWorkspace() != nullptr) PlatformGetClientRect(PlatformWorkspace(), &workspace);
+    *x = (workspace.right - width) / 2;
+    *y = (workspace.bottom - height) / 2;
+    if (*x < 0) *x = 0;
+    if (*y < 0) *y = 0;
 }
 
 void TextShortenParts(const char *text, int maximum, char *head, char *tail)

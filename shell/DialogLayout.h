@@ -37,8 +37,9 @@ WindowHandle DialogCreate(int kind, const char *title);
 void DialogLayout(WindowHandle window, const DialogRow *rows, int rowCount,
                   const DialogButton *buttons, int buttonCount);
 
-// The first child of the workspace of kind, or null: a dialog that exists once.
-WindowHandle DialogFind(int kind);
+// The corner of a window of width by height in the middle of the workspace (the screen
+// before there is one), never above or left of it.
+void WorkspaceCentre(int width, int height, int *x, int *y);
 
 constexpr int TEXT_SHORTEN_MAX = 512; // characters a shortened text keeps at most
 

@@ -304,7 +304,7 @@ ErrorCode OpenImageFile(const char *path, int type, WindowHandle *window)
     }
     if (!FileExists(fullPath)) {
         ShowMessage("Error", "File does not exist: %s", fullPath);
-        RecentFilesMenuRemove(fullPath);
+        RemoveRecentFile(fullPath);
         goto done;
     }
 
@@ -314,7 +314,7 @@ ErrorCode OpenImageFile(const char *path, int type, WindowHandle *window)
     FileOperationActive = operating = 1;
     result = FileLoad(fullPath, type, record, 1);
     if (result != ERROR_NONE) goto done;
-    RecentFilesMenuAdd(fullPath);
+    AddRecentFile(fullPath);
     StrCopyLimit(fullPath, record->fileName, PATH_LENGTH - 1);
     if (CurrentColorSettings.enabled &&
         (record->image.type == TYPE_COLOR24 || record->image.type == TYPE_COLOR48)) {
@@ -372,7 +372,7 @@ static ErrorCode WritePicture(const char *path, int saveNumber, ImageWindow *rec
 static void SavedAs(WindowHandle window, ImageWindow *record, const char *path, int saveNumber)
 {
     LastSaveNumber = saveNumber;
-    RecentFilesMenuAdd(path);
+    AddRecentFile(path);
     PlatformSetWindowWord(window, WORD_MODIFIED, 0);
     StrCopyLimit(path, record->fileName, PATH_LENGTH - 1);
     record->fileType = OpenNumberOfSave(saveNumber);
@@ -408,8 +408,9 @@ ErrorCode SaveImageAs(WindowHandle window, int startAtFile)
 
     OpenQueueHold();
     for (;;) {
-        FileDialogRequest request = {FILE_DIALOG_SAVE, "File Save", filters,
-                                     saveNumber - 1,   folder,      name};
+        // ConfirmOverwrite asks about an existing file, so the dialog must not ask as well.
+        FileDialogRequest request = {
+            FILE_DIALOG_SAVE_NO_PROMPT, "File Save", filters, saveNumber - 1, folder, name};
         FileDialogResult chosen;
         if (!PlatformFileDialog(&request, &chosen)) {
             result = ERROR_ABORTED;
@@ -585,11 +586,12 @@ static int RecentIndex(const char *path)
     return -1;
 }
 
-void RecentFilesMenuAdd(const char *path)
+void AddRecentFile(const char *path)
 {
     int length = RecentLength();
     if (Saved.recentCount > length) Saved.recentCount = length;
-    if (length > 0) {
+    // A cut path would name another file, or none.
+    if (length > 0 && path[0] != 0 && strlen(path) < PATH_LENGTH) {
         // The entry that makes room: the path's own, else the first free one, else the last.
         int freed = RecentIndex(path);
         if (freed < 0) freed = Saved.recentCount < length ? Saved.recentCount++ : length - 1;
@@ -600,7 +602,7 @@ void RecentFilesMenuAdd(const char *path)
     RecentFilesMenuUpdate();
 }
 
-void RecentFilesMenuRemove(const char *path)
+void RemoveRecentFile(const char *path)
 {
     int index = RecentIndex(path);
     if (index >= 0) {
@@ -751,7 +753,8 @@ ErrorCode SaveEmbeddedProfile(WindowHandle window)
 
     OpenQueueHold();
     for (;;) {
-        FileDialogRequest request = {FILE_DIALOG_SAVE, "Save Profile", FILTERS, 0, folder, name};
+        FileDialogRequest request = {
+            FILE_DIALOG_SAVE_NO_PROMPT, "Save Profile", FILTERS, 0, folder, name};
         FileDialogResult chosen;
         if (!PlatformFileDialog(&request, &chosen)) {
             result = ERROR_ABORTED;

@@ -40,11 +40,12 @@ int ConfirmOverwrite(const char *path, WindowHandle window);
 // to stop (also when the reduction fails, which has then been shown).
 int Warn16BitLoss(WindowHandle owner, WindowHandle window);
 
-// The recent files of the saved state: a path goes to the front (moved there when it is in
-// the list, letter case aside; the last one drops out of a full list), or leaves the list.
-// Both update the menu.
-void RecentFilesMenuAdd(const char *path);
-void RecentFilesMenuRemove(const char *path);
+// The recent files, kept in the saved state so that they outlive the run: a path goes to
+// the front (moved there with its new spelling when it is in the list, letter case aside;
+// the last one drops out of a list as long as the preference allows), or leaves the list.
+// An empty path, or one too long to keep whole, is not added. Both update the menu.
+void AddRecentFile(const char *path);
+void RemoveRecentFile(const char *path);
 
 // The recent files of the File menu, from the saved state, with their menu items.
 void RecentFilesMenuUpdate(void);

@@ -229,13 +229,50 @@ WindowHandle FindChildOfKind(int kind)
     return nullptr;
 }
 
+// What a new zoom changes beyond the view: the title shows the zoom, and the dialogs that
+// use the picture follow what it shows.
+static void ImageWindowZoomed(WindowHandle window)
+{
+    UpdateTitle(window);
+    NotifyUsers(window);
+}
+
 static void ImageWindowScroll(WindowHandle window, uint32_t message, uintptr_t wParam)
 {
     ImageWindow *record = WindowRecord(window);
     if (record == nullptr || !ImageIsPicture(record->image.type)) return;
     ToolCall(CurrentTool, window, 0, 0, TOOL_PHASE_OVERLAY);
+    // A scroll leaves the zoom and so the title as they were.
     if (ScrollImageWindow(window, record, message, wParam)) NotifyUsers(window);
     ToolCall(CurrentTool, window, 0, 0, TOOL_PHASE_OVERLAY);
+}
+
+// The zoom commands of the menu and of the right button's menu. Returns 1 for one of them.
+static int ImageWindowCommand(WindowHandle window, int id)
+{
+    ImageWindow *record = WindowRecord(window);
+    if (record == nullptr || !ImageIsPicture(record->image.type)) return 0;
+    switch (id) {
+    case COMMAND_ZOOM_IN: ZoomIn(window, record, 0, -1, -1); break;
+    case COMMAND_ZOOM_IN_RESIZE: ZoomIn(window, record, 1, -1, -1); break;
+    case COMMAND_ZOOM_OUT: ZoomOut(window, record, 0); break;
+    case COMMAND_ZOOM_ONE: ZoomOneToOne(window, record, 0, -1, -1); break;
+    case COMMAND_ZOOM_ONE_RESIZE: ZoomOneToOne(window, record, 1, -1, -1); break;
+    case COMMAND_ZOOM_FIT: ZoomToFitClient(window, record, PlatformWorkspace(), 0); break;
+    default: return 0; // the grid's dialog is not part of the program yet
+    }
+    ImageWindowZoomed(window);
+    return 1;
+}
+
+static void ImageWindowWheel(WindowHandle window, uintptr_t wParam, intptr_t lParam)
+{
+    ImageWindow *record = WindowRecord(window);
+    if (record == nullptr || !ImageIsPicture(record->image.type)) return;
+    // A plain wheel comes back as scroll messages, which notify by themselves; Control zooms.
+    int zoom = record->zoom;
+    WheelImageWindow(window, record, wParam, lParam);
+    if (record->zoom != zoom) ImageWindowZoomed(window);
 }
 
 static void ImageWindowKey(WindowHandle window, uint32_t key, uint32_t modifiers)
@@ -379,10 +416,8 @@ MessageResult ImageWindowProcedure(WindowHandle window, uint32_t message, uintpt
             PlatformSendMessage(FrameWindow, MSG_COMMAND, (uintptr_t)(uint16_t)chosen, 0);
         return 0;
     }
-    case MSG_MOUSE_WHEEL:
-        if (record != nullptr && ImageIsPicture(record->image.type))
-            WheelImageWindow(window, record, wParam, lParam);
-        return 0;
+    case MSG_MOUSE_WHEEL: ImageWindowWheel(window, wParam, lParam); return 0;
+    case MSG_COMMAND: return ImageWindowCommand(window, (int)(wParam & 0xffff));
     case MSG_DROP_FILES: OpenDroppedFiles((const DroppedFiles *)wParam); return 0;
     case MSG_LBUTTON_DOWN:
     case MSG_MOUSE_MOVE:
@@ -393,6 +428,25 @@ MessageResult ImageWindowProcedure(WindowHandle window, uint32_t message, uintpt
 
 // ---------------------------------------------------------------------------------------
 // Making image windows.
+
+// A child of kind 0 for the picture in slot, at the staggered place of new windows; param
+// goes to its creation message. Null when the platform cannot make it.
+static WindowHandle ImageWindowMake(int slot, int width, int height, intptr_t param)
+{
+    WindowCreate request = {CLASS_CHILD,
+                            KIND_IMAGE,
+                            slot,
+                            "Untitled",
+                            STYLE_SIZING | STYLE_MINIMIZE | STYLE_MAXIMIZE | STYLE_CAPTION,
+                            WINDOW_DEFAULT,
+                            WINDOW_DEFAULT,
+                            width,
+                            height,
+                            nullptr,
+                            0,
+                            param};
+    return PlatformCreateWindow(&request);
+}
 
 ErrorCode NewImageWindow(WindowHandle parent, WindowHandle *window, int width, int height,
                          int commandId)
@@ -409,19 +463,8 @@ ErrorCode NewImageWindow(WindowHandle parent, WindowHandle *window, int width, i
         if (height == -1) height = rect.bottom - rect.top;
     }
     if (parent == nullptr && (width <= 0 || height <= 0)) width = height = NEW_WINDOW_SIZE;
-    WindowCreate request = {CLASS_CHILD,
-                            KIND_IMAGE,
-                            slot,
-                            "Untitled",
-                            STYLE_SIZING | STYLE_MINIMIZE | STYLE_MAXIMIZE | STYLE_CAPTION,
-                            WINDOW_DEFAULT,
-                            WINDOW_DEFAULT,
-                            width,
-                            height,
-                            nullptr,
-                            0,
-                            commandId}; // the command that made it, for whoever wants it
-    *window = PlatformCreateWindow(&request);
+    // The command that made it goes along, for whoever wants it.
+    *window = ImageWindowMake(slot, width, height, commandId);
     if (*window == nullptr) {
         SlotFree(slot);
         return ERROR_NO_MEMORY;
@@ -437,24 +480,12 @@ ErrorCode ImageWindowShow(ImageWindow *record, WindowHandle *window)
     Rect workspace;
     PlatformGetClientRect(PlatformWorkspace(), &workspace);
     int width = ZoomedSize(record->image.width, record->zoom) + DisplayMetrics.frameSize +
-                2 * Prefs.borderWidth;
+                2 * DisplayBorder();
     int height = ZoomedSize(record->image.height, record->zoom) + DisplayMetrics.borderSize +
-                 2 * Prefs.borderWidth;
+                 2 * DisplayBorder();
     if (width > workspace.right) width = workspace.right;
     if (height > workspace.bottom) height = workspace.bottom;
-    WindowCreate request = {CLASS_CHILD,
-                            KIND_IMAGE,
-                            record->slot,
-                            "Untitled",
-                            STYLE_SIZING | STYLE_MINIMIZE | STYLE_MAXIMIZE | STYLE_CAPTION,
-                            WINDOW_DEFAULT,
-                            WINDOW_DEFAULT,
-                            width,
-                            height,
-                            nullptr,
-                            0,
-                            0};
-    *window = PlatformCreateWindow(&request);
+    *window = ImageWindowMake(record->slot, width, height, 0);
     if (*window == nullptr) return ERROR_NO_MEMORY;
     UpdateTitle(*window);
     PlatformActivateWindow(*window);

@@ -328,7 +328,7 @@ static MessageResult PreferencesProcedure(WindowHandle window, uint32_t message,
 ErrorCode ShowPreferencesDialog(void)
 {
     ChildKindRegister(KIND_PREFERENCES, PreferencesProcedure);
-    WindowHandle window = DialogFind(KIND_PREFERENCES);
+    WindowHandle window = FindChildOfKind(KIND_PREFERENCES);
     if (window != nullptr) {
         PlatformActivateWindow(window);
         return ERROR_NONE;

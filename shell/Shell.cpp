@@ -14,9 +14,11 @@
 #include "core/Memory.h"
 #include "core/Progress.h"
 #include "shell/Commands.h"
+#include "shell/DialogLayout.h"
 #include "shell/FileFlow.h"
 #include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
+#include "shell/SettingsFile.h"
 #include "shell/Startup.h"
 #include "shell/WindowInfo.h"
 
@@ -85,6 +87,8 @@ ErrorCode Initialise(void)
     ShutdownDone = 0;
     InUseFree();
     UndoDiscard();
+    FileFlowReset();
+    RememberedFolderStart();
 
     // Preferences come first, since the state's recent files depend on their length.
     ReadPreferences();
@@ -112,6 +116,7 @@ static const MenuItem FRAME_MENU[] = {
     {0, "", 1},
     {COMMAND_SAVE, "&Save\tCtrl+S", 1},
     {COMMAND_SAVE_AS, "Save &As...", 1},
+    {COMMAND_REVERT, "&Revert", 1},
     {COMMAND_SAVE_PROFILE, "Save &Profile...", 1},
     {0, "", 1},
     {COMMAND_PREFERENCES, "Pre&ferences...", 1},
@@ -267,17 +272,18 @@ int SplitCommandLine(const char *commandLine, char *names, int capacity)
     return list.count;
 }
 
-static void CommandLineOpen(const char *name, void *context)
+static void CommandLineQueue(const char *name, void *context)
 {
     (void)context;
-    WindowHandle window = nullptr;
-    ErrorCode result = OpenImageFile(name, -1, &window);
-    if (result != ERROR_NONE) ShowError(result);
+    QueueOpen(name);
 }
 
 void OpenCommandLine(const char *commandLine)
 {
-    CommandLineSplit(commandLine, CommandLineOpen, nullptr);
+    // The names wait in the open queue, so that a line handed over while a dialog is up
+    // opens when it ends; otherwise the drain opens them now, each failure shown in turn.
+    CommandLineSplit(commandLine, CommandLineQueue, nullptr);
+    DrainOpenQueue();
 }
 
 // ---------------------------------------------------------------------------------------
@@ -306,21 +312,20 @@ int KeyFilter(uint32_t character)
 
 void OpenDroppedFiles(const DroppedFiles *files)
 {
-    if (files == nullptr) return;
-    WindowHandle first = nullptr;
+    if (files == nullptr || files->count <= 0) return;
+    // A file open already gives its window; the open flow knows that, so every file goes
+    // through the queue, which waits while a dialog holds it.
+    for (int i = 0; i < files->count; i++)
+        QueueOpen(files->paths[i]);
+    DrainOpenQueue();
+    // The first file that found a window comes to the front.
     for (int i = 0; i < files->count; i++) {
-        const char *path = files->paths[i];
-        WindowHandle window = FindImageWindow(path);
-        if (window == nullptr) {
-            ErrorCode result = OpenImageFile(path, -1, &window);
-            if (result != ERROR_NONE) {
-                ShowError(result);
-                continue;
-            }
+        WindowHandle window = FindImageWindow(files->paths[i]);
+        if (window != nullptr) {
+            PlatformActivateWindow(window);
+            break;
         }
-        if (first == nullptr) first = window;
     }
-    if (first != nullptr) PlatformActivateWindow(first);
 }
 
 int QueryCloseChildren(void)
@@ -408,9 +413,15 @@ static MessageResult FrameProcedure(WindowHandle window, uint32_t message, uintp
         DismissSplash();
         UpdateMenus();
         return 0;
-    case MSG_COMMAND:
-        if (FrameCommand(wParam, lParam)) return 0;
+    case MSG_COMMAND: {
+        // Files handed over or dropped while a command runs (a modal dialog, a long operation
+        // whose progress window lets messages through) wait for it to end, and open then.
+        OpenQueueHold();
+        int handled = FrameCommand(wParam, lParam);
+        OpenQueueRelease();
+        if (handled) return 0;
         break;
+    }
     case MSG_TIMER: PlatformKillTimer(window, (int)wParam); return 0;
     case MSG_DISPLAY_CHANGE:
         ReadDisplayMetrics();
@@ -469,22 +480,11 @@ static MessageResult SplashProcedure(WindowHandle window, uint32_t message, uint
 void ShowSplash(void)
 {
     if (SplashWindow != nullptr) return;
-    Rect workspace;
-    PlatformGetClientRect(PlatformWorkspace(), &workspace);
-    int x = (workspace.right - SPLASH_WIDTH) / 2;
-    int y = (workspace.bottom - SPLASH_HEIGHT) / 2;
-    WindowCreate request = {CLASS_CHILD,
-                            KIND_SPLASH,
-                            -1,
-                            "Vistel",
-                            STYLE_DIALOG,
-                            x < 0 ? 0 : x,
-                            y < 0 ? 0 : y,
-                            SPLASH_WIDTH,
-                            SPLASH_HEIGHT,
-                            nullptr,
-                            0,
-                            0};
+    int x, y;
+    WorkspaceCentre(SPLASH_WIDTH, SPLASH_HEIGHT, &x, &y);
+    WindowCreate request = {CLASS_CHILD,   KIND_SPLASH, -1, "Vistel",
+                            STYLE_DIALOG,  x,           y,  SPLASH_WIDTH,
+                            SPLASH_HEIGHT, nullptr,     0,  0};
     SplashWindow = PlatformCreateWindow(&request);
 }
 
@@ -504,6 +504,7 @@ void Shutdown(void)
     WriteState();
     DismissSplash();
     DestroyAllChildren();
+    FileFlowReset(); // files still queued are not opened by a program that is ending
     UndoDiscard();
     InUseFree();
     // Pictures made without a window (an open that failed half way) go too.

@@ -12,7 +12,8 @@
 enum : uint32_t {
     MSG_AMOUNT_CHANGED = 0x8002, // an Amount control changed; wParam its id
     MSG_CLICK = 0x800A,          // a waiting tool window gets a picture click
-    MSG_PREVIEW_REGION = 0x800D, // a preview needs a rectangle; lParam const Rect * or 0
+    MSG_PREVIEW_REGION = 0x800D, // a preview needs a rectangle: wParam the preview window,
+                                 // lParam const Rect * in view pixels, or 0 for all of it
     MSG_INPUT_CHOSEN = 0x8011,   // an input chooser changed; wParam its id
     MSG_KEY = 0x8015,            // a character typed in an image window, for the dialog
     MSG_NEXT_FIELD = 0x8023,     // Tab: wParam the control id of the focus

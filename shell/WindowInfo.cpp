@@ -12,6 +12,7 @@
 #include "core/FormatString.h"
 #include "core/Preferences.h"
 #include "files/FileType.h"
+#include "shell/DialogLayout.h"
 #include "shell/ImageWindows.h"
 #include "shell/Shell.h"
 
@@ -182,17 +183,15 @@ void ShowWindowInfo(WindowHandle window)
     int clientHeight = count * LineHeight + ButtonHeight + 3 * Margin;
     int width = clientWidth + DisplayMetrics.dialogFrame;
     int height = clientHeight + DisplayMetrics.dialogBorder;
-    Rect workspace;
-    PlatformGetClientRect(PlatformWorkspace(), &workspace);
-    int x = (workspace.right - width) / 2;
-    int y = (workspace.bottom - height) / 2;
+    int x, y;
+    WorkspaceCentre(width, height, &x, &y);
     WindowCreate request = {CLASS_CHILD,
                             KIND_WINDOW_INFO,
                             -1,
                             "Window Info",
                             STYLE_DIALOG | STYLE_CAPTION,
-                            x < 0 ? 0 : x,
-                            y < 0 ? 0 : y,
+                            x,
+                            y,
                             width,
                             height,
                             nullptr,

@@ -145,7 +145,7 @@ int HeadlessLastPopup(const MenuItem **items);
 
 struct HeadlessFileDialogRecord {
     int count;  // file dialogs shown since the reset
-    int mode;   // FILE_DIALOG_*
+    int mode;   // FILE_DIALOG_*; neither save mode asks anything here, the answer is taken
     int filter; // the filter shown first
     char title[128];
     char folder[PATH_LENGTH];

@@ -51,6 +51,8 @@ TEST(CommandTable, EachCommandHasTheClassOfTheMenuTable)
         {{4023}, 11 | bit7},
         // Negative is not in the table of old; it goes with Copy, which it resembles.
         {{4006}, 8 | bit7},
+        // Nor is Revert; it acts on the picture and its file as Save does.
+        {{1009}, 8 | bit6},
     };
     int expected[7000];
     for (int &value : expected)

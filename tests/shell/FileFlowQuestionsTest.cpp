@@ -112,7 +112,8 @@ TEST_F(FileQuestions, AProfileIsSavedOnlyAsIcm)
     EXPECT_EQ(SaveEmbeddedProfile(window), ERROR_ABORTED);
     const HeadlessFileDialogRecord *dialog = HeadlessLastFileDialog();
     EXPECT_STREQ(dialog->title, "Save Profile");
-    EXPECT_EQ(dialog->mode, FILE_DIALOG_SAVE);
+    // The flow asks about an existing file itself: the dialog must not ask too.
+    EXPECT_EQ(dialog->mode, FILE_DIALOG_SAVE_NO_PROMPT);
     EXPECT_STREQ(dialog->name, "Camera RGB.icm");
     EXPECT_EQ(std::string(dialog->folder), Path("user"));
     std::vector<std::string> filters = {"ICC Color Profile", "*.icm"};

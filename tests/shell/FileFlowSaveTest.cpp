@@ -39,7 +39,8 @@ TEST_F(FileSaving, SaveAsOffersTheTypesFromTiffToRleWithTheWindowsOwnFirst)
     EXPECT_EQ(SaveImageAs(window, 1), ERROR_ABORTED); // cancelled
     const HeadlessFileDialogRecord *dialog = HeadlessLastFileDialog();
     EXPECT_STREQ(dialog->title, "File Save");
-    EXPECT_EQ(dialog->mode, FILE_DIALOG_SAVE);
+    // The flow asks about an existing file itself: the dialog must not ask too.
+    EXPECT_EQ(dialog->mode, FILE_DIALOG_SAVE_NO_PROMPT);
     EXPECT_EQ(dialog->filter, 0);
     EXPECT_STREQ(dialog->name, "a.tif");
     EXPECT_EQ(std::string(dialog->folder), folder); // the file's own folder

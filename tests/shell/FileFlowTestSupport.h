@@ -43,7 +43,10 @@ class ShellFilesTest : public testing::Test {
         TestRun("mkdir -p '" + folder + "/system'");
         RememberedFolderStart();
         FileFlowReset();
+        // The image windows register as at start-up: their creation ties each record to its
+        // window, and their destruction frees the slot.
         PlatformRegisterClass(CLASS_CHILD, ChildProcedure);
+        ImageWindowsRegister();
         PlatformSetMenu(TEST_MENU);
     }
 

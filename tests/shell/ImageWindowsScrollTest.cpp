@@ -4,9 +4,7 @@
 
 using ImageWindowScroll = ShellTest;
 
-// Runs once the display's own ScrollImageWindow is linked in place of the temporary one,
-// which neither moves the source rectangle nor redraws.
-TEST_F(ImageWindowScroll, DISABLED_AThumbDragToTenScrollsToNineAtZoomThree)
+TEST_F(ImageWindowScroll, AThumbDragToTenScrollsToNineAtZoomThree)
 {
     WindowHandle window = MakePicture(TYPE_GRAY8, 400, 300);
     ImageWindow *record = WindowRecord(window);
@@ -25,6 +23,14 @@ TEST_F(ImageWindowScroll, DISABLED_AThumbDragToTenScrollsToNineAtZoomThree)
     HeadlessScroll(across, SCROLL_THUMB_POSITION, 12);
     EXPECT_EQ(record->scrollLeft, 12);
     EXPECT_EQ(record->sourceLeft, 4);
+
+    // The view shows it: its first three columns are picture column 4, the next three column
+    // 5, in the bottom row's block (row 0 of the view is the picture's row below the source).
+    int row = record->image.height - 1 - record->sourceBottom;
+    const uint8_t *picture = record->image.rows[row];
+    const uint8_t *view = record->view.rows[0];
+    for (int x = 0; x < 6; x++)
+        EXPECT_EQ(view[x], picture[4 + x / 3]) << "view column " << x;
 }
 
 TEST_F(ImageWindowScroll, UsersHearOfAScrollOnlyWhenThePositionMoved)
@@ -33,10 +39,38 @@ TEST_F(ImageWindowScroll, UsersHearOfAScrollOnlyWhenThePositionMoved)
     WindowHandle dialog = MakeRecordingChild(KIND_GAMMA, "Gamma Adjust");
     ASSERT_EQ(MarkInUse(dialog, window, "Gamma Adjust", 1), ERROR_NONE);
     WindowHandle down = (WindowHandle)PlatformGetWindowWord(window, WORD_VSCROLL);
+    HeadlessScroll(down, SCROLL_TOP, 0); // the picture opens at its middle
+    ASSERT_EQ(WindowRecord(window)->scrollTop, 0);
     Recorded().clear();
     HeadlessScroll(down, SCROLL_LINE_UP, 0); // already at the top: nothing moves
     EXPECT_EQ(RecordedCount(dialog, MSG_INPUT_CHANGED), 0);
     HeadlessScroll(down, SCROLL_LINE_DOWN, 0);
     EXPECT_EQ(RecordedCount(dialog, MSG_INPUT_CHANGED), 1);
     EXPECT_GT(WindowRecord(window)->scrollTop, 0);
+}
+
+TEST_F(ImageWindowScroll, TheWheelScrollsByLinesThroughTheWindowsOwnScrolling)
+{
+    // The view is 344 x 324 (see the key test), so a line is 40 down and 43 across.
+    WindowHandle window = MakePicture(TYPE_GRAY8, 2000, 1500);
+    ImageWindow *record = WindowRecord(window);
+    WindowHandle dialog = MakeRecordingChild(KIND_GAMMA, "Gamma Adjust");
+    ASSERT_EQ(MarkInUse(dialog, window, "Gamma Adjust", 1), ERROR_NONE);
+    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_HOME, KEYS_CONTROL);
+    Recorded().clear();
+
+    // A notch toward the user shows what lies below; two notches at once, two lines.
+    PlatformSendMessage(window, MSG_MOUSE_WHEEL, (uintptr_t)(uint16_t)-120 << 16, 0);
+    EXPECT_EQ(record->scrollTop, 40);
+    EXPECT_EQ(RecordedCount(dialog, MSG_INPUT_CHANGED), 1);
+    PlatformSendMessage(window, MSG_MOUSE_WHEEL, (uintptr_t)(uint16_t)-240 << 16, 0);
+    EXPECT_EQ(record->scrollTop, 120);
+    EXPECT_EQ(RecordedCount(dialog, MSG_INPUT_CHANGED), 3);
+    // With Shift it goes across; the view shows the columns the position says.
+    PlatformSendMessage(window, MSG_MOUSE_WHEEL, KEYS_SHIFT | (uintptr_t)(uint16_t)-120 << 16, 0);
+    EXPECT_EQ(record->scrollLeft, 43);
+    EXPECT_EQ(record->sourceLeft, 43);
+    const uint8_t *picture = record->image.rows[record->image.height - 1 - record->sourceBottom];
+    EXPECT_EQ(record->view.rows[0][0], picture[43]);
+    EXPECT_EQ(record->zoom, 1);
 }

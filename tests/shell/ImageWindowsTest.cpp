@@ -4,7 +4,9 @@
 #include <string>
 
 #include "core/Preferences.h"
+#include "files/FileType.h"
 #include "shell/Commands.h"
+#include "shell/FileFlow.h"
 #include "tests/shell/ShellTestSupport.h"
 
 using ImageWindows = ShellTest;
@@ -277,33 +279,47 @@ TEST_F(ImageWindows, TheRightButtonShowsTheViewMenuAndSendsTheChoiceToTheFrame)
 
 TEST_F(ImageWindows, KeysScrollByPageLineAndToTheCorners)
 {
-    // A picture far larger than its window, so that both bars have room to move.
+    // A picture far larger than its window, so that both bars have room to move. The window
+    // of 400 x 400 has a client area of 392 x 372; less twice the border of 16 and the bars
+    // of 16 the view is 344 x 324, so the ranges are 1656 and 1176, a line is 43 across and
+    // 40 down, and a page 301 across and 283 down.
     WindowHandle window = MakePicture(TYPE_GRAY8, 2000, 1500);
     ImageWindow *record = WindowRecord(window);
-    ASSERT_GT(record->scrollRangeX, 0);
-    ASSERT_GT(record->scrollRangeY, 0);
+    ASSERT_EQ(record->viewWidth, 344);
+    ASSERT_EQ(record->viewHeight, 324);
+    ASSERT_EQ(record->scrollRangeX, 1656);
+    ASSERT_EQ(record->scrollRangeY, 1176);
+    // A first layout has no old position to keep, and shows the middle of the picture.
+    EXPECT_EQ(record->scrollLeft, 828);
+    EXPECT_EQ(record->scrollTop, 588);
 
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_PAGE_DOWN, 0);
-    EXPECT_GT(record->scrollTop, 0);
-    EXPECT_EQ(record->scrollLeft, 0);
-    int pageDown = record->scrollTop;
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_END, 0);
-    int pageAcross = record->scrollLeft;
-    EXPECT_GT(pageAcross, 0);
-    EXPECT_EQ(record->scrollTop, pageDown);
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_LEFT, 0);
-    EXPECT_LT(record->scrollLeft, pageAcross);
-    EXPECT_GT(record->scrollLeft, 0);
-
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_END, KEYS_CONTROL);
-    EXPECT_EQ(record->scrollLeft, record->scrollRangeX);
-    EXPECT_EQ(record->scrollTop, record->scrollRangeY);
     PlatformSendMessage(window, MSG_KEY_DOWN, KEY_HOME, KEYS_CONTROL);
     EXPECT_EQ(record->scrollLeft, 0);
     EXPECT_EQ(record->scrollTop, 0);
+    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_PAGE_DOWN, 0);
+    EXPECT_EQ(record->scrollTop, 283);
+    EXPECT_EQ(record->scrollLeft, 0);
+    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_END, 0);
+    EXPECT_EQ(record->scrollLeft, 301);
+    EXPECT_EQ(record->scrollTop, 283);
+    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_LEFT, 0);
+    EXPECT_EQ(record->scrollLeft, 258);
+    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_HOME, 0);
+    EXPECT_EQ(record->scrollLeft, 0); // a page back, held at the edge
+    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_PAGE_UP, 0);
+    EXPECT_EQ(record->scrollTop, 0);
+
+    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_END, KEYS_CONTROL);
+    EXPECT_EQ(record->scrollLeft, 1656);
+    EXPECT_EQ(record->scrollTop, 1176);
+    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_RIGHT, 0);
+    EXPECT_EQ(record->scrollLeft, 1656);
+    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_UP, 0);
+    EXPECT_EQ(record->scrollTop, 1136);
+    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_HOME, KEYS_CONTROL);
     PlatformSendMessage(window, MSG_KEY_DOWN, KEY_DOWN, 0);
-    EXPECT_GT(record->scrollTop, 0);
-    EXPECT_LT(record->scrollTop, pageDown);
+    EXPECT_EQ(record->scrollLeft, 0);
+    EXPECT_EQ(record->scrollTop, 40);
 }
 
 // The phases a test tool receives, with the window and point.
@@ -374,16 +390,24 @@ TEST_F(ImageWindows, AWindowWaitingForAClickTakesItInsteadOfTheTool)
 
 TEST_F(ImageWindows, TheScrollToolDragsThePictureWithTheMouse)
 {
+    // The picture opens scrolled to its middle, (828, 588), with room to move every way.
     WindowHandle window = MakePicture(TYPE_GRAY8, 2000, 1500);
     ImageWindow *record = WindowRecord(window);
+    ASSERT_EQ(record->scrollLeft, 828);
+    ASSERT_EQ(record->scrollTop, 588);
     HeadlessMouse(window, MSG_LBUTTON_DOWN, 200, 200, KEYS_ALT);
     HeadlessMouse(window, MSG_MOUSE_MOVE, 150, 170, BUTTON_LEFT | KEYS_ALT);
-    EXPECT_EQ(record->scrollLeft, 50);
-    EXPECT_EQ(record->scrollTop, 30);
-    HeadlessMouse(window, MSG_LBUTTON_UP, 150, 170, 0);
+    EXPECT_EQ(record->scrollLeft, 878);
+    EXPECT_EQ(record->scrollTop, 618);
+    // Positions are measured from the press: back past it moves the other way.
+    HeadlessMouse(window, MSG_MOUSE_MOVE, 260, 210, BUTTON_LEFT | KEYS_ALT);
+    EXPECT_EQ(record->scrollLeft, 768);
+    EXPECT_EQ(record->scrollTop, 578);
+    HeadlessMouse(window, MSG_LBUTTON_UP, 260, 210, 0);
     // Without the button down, moving does nothing.
     HeadlessMouse(window, MSG_MOUSE_MOVE, 10, 10, KEYS_ALT);
-    EXPECT_EQ(record->scrollLeft, 50);
+    EXPECT_EQ(record->scrollLeft, 768);
+    EXPECT_EQ(record->scrollTop, 578);
 }
 
 TEST_F(ImageWindows, CharactersGoToTheOpenTransformationAfterTheFramesFilter)
@@ -439,4 +463,54 @@ TEST_F(ImageWindows, FindImageWindowComparesFileNamesWithoutCase)
     EXPECT_EQ(FindImageWindow("/pictures/boat.tif"), window);
     EXPECT_EQ(FindImageWindow("/pictures/boat2.tif"), nullptr);
     EXPECT_EQ(FindImageWindow(""), nullptr);
+}
+
+static int FreeSlots(void)
+{
+    int count = 0;
+    for (int slot = 0; slot < SLOT_COUNT; slot++)
+        count += SlotRecord(slot)->free;
+    return count;
+}
+
+TEST_F(ImageWindows, ShowingAPictureKeepsItsZoomAndAFailureLeavesTheRecordToTheCaller)
+{
+    int slot = -1;
+    ImageWindow *record = nullptr;
+    ASSERT_EQ(SlotAllocate(&slot, &record), ERROR_NONE);
+    ASSERT_EQ(ImageAlloc(&record->image, TYPE_GRAY8, 300, 200, 300.0), ERROR_NONE);
+    TestFillPattern(&record->image, 1);
+    record->zoom = -3; // as the open flow chose it
+    WindowHandle window = nullptr;
+    ASSERT_EQ(ImageWindowShow(record, &window), ERROR_NONE);
+    EXPECT_EQ(record->zoom, -3);
+    EXPECT_EQ(record->viewWidth, 100);
+    EXPECT_EQ(record->viewHeight, 67);
+    EXPECT_EQ(Title(window), "Untitled " + std::to_string(slot + 1) + " (1:3)");
+
+    // With every window of the platform taken, no window comes, and the record with its
+    // picture stays the caller's.
+    std::string path = TestOutputFolder("ImageWindowsNoRoom") + "/a.tif";
+    ImageWindow written = {};
+    ASSERT_EQ(ImageAlloc(&written.image, TYPE_GRAY8, 6, 5, 200.0), ERROR_NONE);
+    ASSERT_EQ(FileSave(path.c_str(), FILE_SAVE_TIFF, &written, 90), ERROR_NONE);
+    ImageFree(&written.image);
+    ASSERT_EQ(SlotAllocate(&slot, &record), ERROR_NONE);
+    ASSERT_EQ(ImageAlloc(&record->image, TYPE_GRAY8, 30, 20, 300.0), ERROR_NONE);
+    record->zoom = 2;
+    while (HeadlessBareWindow(KIND_SPLASH, -1, "filler") != nullptr) {
+    }
+    window = (WindowHandle)1;
+    EXPECT_EQ(ImageWindowShow(record, &window), ERROR_NO_MEMORY);
+    EXPECT_EQ(window, nullptr);
+    EXPECT_EQ(record->free, 0);
+    EXPECT_EQ(record->image.width, 30);
+    EXPECT_EQ(record->zoom, 2);
+    SlotFree(slot);
+
+    // The open flow frees what it had made.
+    int free = FreeSlots();
+    EXPECT_EQ(OpenImageFile(path.c_str(), -1, &window), ERROR_NO_MEMORY);
+    EXPECT_EQ(window, nullptr);
+    EXPECT_EQ(FreeSlots(), free);
 }

@@ -284,7 +284,7 @@ TEST_F(PreferencesDialog, ValuesTakeEffectAtOnce)
     // The recent list is cut to the new length, its menu with it, and the startup folder is
     // where the next file dialog starts.
     for (int i = 0; i < 5; i++)
-        RecentFilesMenuAdd(("/p/" + std::to_string(i) + ".tif").c_str());
+        AddRecentFile(("/p/" + std::to_string(i) + ".tif").c_str());
     WindowHandle picture = MakeWindow(TYPE_GRAY8, 4, 4, 1);
     HeadlessPaint(picture);
     Rect invalid;

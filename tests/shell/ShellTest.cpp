@@ -9,6 +9,7 @@
 #include "core/Progress.h"
 #include "files/FileType.h"
 #include "shell/Commands.h"
+#include "shell/FileFlow.h"
 #include "shell/Preferences.h"
 #include "tests/shell/ShellTestSupport.h"
 
@@ -279,6 +280,56 @@ TEST_F(Frame, ASecondStartHandsItsFilesOver)
     PlatformClipboardSetText(paths[0].c_str());
     PlatformSendMessage(FrameWindow, MSG_OPEN_FROM_CLIPBOARD, 0, 0);
     EXPECT_NE(FindImageWindow(paths[0].c_str()), nullptr);
+}
+
+TEST_F(Frame, FilesHandedOverOrDroppedDuringADialogWaitForItsEnd)
+{
+    std::string folder = TestOutputFolder("FrameQueue");
+    std::vector<std::string> paths = WritePictures(folder, {"handed.tif", "dropped.tif"});
+    // A dialog holds the queue while its loop runs the frame's messages.
+    OpenQueueHold();
+    char *text = (char *)MemoryAlloc(paths[0].size() + 1);
+    strcpy(text, paths[0].c_str());
+    PlatformSendMessage(FrameWindow, MSG_OPEN_FROM_CLIPBOARD, 0, (intptr_t)text);
+    const char *names[] = {paths[1].c_str()};
+    DroppedFiles files = {1, names};
+    PlatformSendMessage(FrameWindow, MSG_DROP_FILES, (uintptr_t)&files, 0);
+    EXPECT_EQ(ImageWindowCount(), 0);
+
+    // The dialog ends: both open, in the order they came.
+    OpenQueueRelease();
+    EXPECT_EQ(ImageWindowCount(), 2);
+    EXPECT_NE(FindImageWindow(paths[0].c_str()), nullptr);
+    EXPECT_EQ(ActiveWindow, FindImageWindow(paths[1].c_str()));
+    EXPECT_EQ(std::string(Saved.recentFiles[0]), paths[1]);
+    EXPECT_EQ(std::string(Saved.recentFiles[1]), paths[0]);
+}
+
+// What the modal handler below hands over, and how many pictures were open meanwhile.
+static std::string HandedDuringModal;
+static int WindowsDuringModal;
+
+static void HandOverAndClose(WindowHandle dialog)
+{
+    char *text = (char *)MemoryAlloc(HandedDuringModal.size() + 1);
+    strcpy(text, HandedDuringModal.c_str());
+    PlatformSendMessage(FrameWindow, MSG_OPEN_FROM_CLIPBOARD, 0, (intptr_t)text);
+    WindowsDuringModal = ImageWindowCount();
+    HeadlessClick(dialog, 1);
+}
+
+TEST_F(Frame, FilesHandedOverDuringACommandOpenWhenItEnds)
+{
+    std::string folder = TestOutputFolder("FrameQueueCommand");
+    HandedDuringModal = WritePictures(folder, {"handed.tif"})[0];
+    MakePicture(TYPE_GRAY8, 20, 10);
+    // Window Info runs a modal loop in which the frame still gets its messages.
+    HeadlessSetModalHandler(HandOverAndClose);
+    HeadlessChooseMenu(COMMAND_WINDOW_INFO);
+    HeadlessSetModalHandler(nullptr);
+    EXPECT_EQ(WindowsDuringModal, 1);
+    EXPECT_EQ(ImageWindowCount(), 2);
+    EXPECT_NE(FindImageWindow(HandedDuringModal.c_str()), nullptr);
 }
 
 TEST(ShellLife, ASecondInstanceOnlyHandsOverAndEnds)

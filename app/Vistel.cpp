@@ -2,9 +2,12 @@
 // instance already running and ends, and the first runs the shell's start-up, opens its
 // command line and enters the message loop.
 #include <QApplication>
+#include <cstdlib>
 #include <cstring>
 
+#include "core/File.h"
 #include "core/Memory.h"
+#include "core/Text.h"
 #include "platform/Platform.h"
 #include "platform/qt/QtPlatform.h"
 #include "shell/Shell.h"
@@ -41,11 +44,19 @@ int main(int argc, char **argv)
     if (QtPlatformStart() != ERROR_NONE) goto done;
     // A second start gives its files to the first and leaves.
     if (PlatformHandOverCommandLine(commandLine)) goto done;
+    // The read-only resources: VISTEL_DATA names another folder for them, for an installed
+    // program or a test.
+    {
+        const char *data = getenv("VISTEL_DATA");
+        StrCopyLimit(data != nullptr && data[0] != 0 ? data : VISTEL_DATA_FOLDER, ProgramDirectory,
+                     PATH_LENGTH - 2);
+        strcat(ProgramDirectory, "/");
+    }
     // What failed in start-up has said so where it could; the program just ends.
     if (Initialise() != ERROR_NONE) goto done;
     if (CreateFrame() != ERROR_NONE) goto done;
-    // TODO(#6): the splash for an empty command line, once the shell declares it.
-    if (commandLine[0] != 0) OpenCommandLine(commandLine);
+    // The files of the command line, or the splash when there are none.
+    StartupOpen(commandLine);
     code = PlatformRun();
     Shutdown();
 done:

@@ -201,6 +201,12 @@ int PlatformFileDialog(const FileDialogRequest *request, FileDialogResult *resul
         dialog.setAcceptMode(QFileDialog::AcceptSave);
         dialog.setFileMode(QFileDialog::AnyFile);
         break;
+    case FILE_DIALOG_SAVE_NO_PROMPT:
+        // The caller asks its own question about a file it would replace.
+        dialog.setAcceptMode(QFileDialog::AcceptSave);
+        dialog.setFileMode(QFileDialog::AnyFile);
+        dialog.setOption(QFileDialog::DontConfirmOverwrite, true);
+        break;
     case FILE_DIALOG_FOLDER:
         dialog.setFileMode(QFileDialog::Directory);
         dialog.setOption(QFileDialog::ShowDirsOnly, true);

@@ -12,7 +12,7 @@ static const int GRAY_THRESHOLD_SCALE = 1216; // the matrix's 1..64 to 0..13 for
 static const int COLOR_THRESHOLD_SCALE = 320; // to 0..51 for the cube's 5 steps
 
 // The ordered-dither matrix, by rows.
-static const uint8_t DITHER_MATRIX[64] = {
+static constexpr uint8_t DITHER_MATRIX[64] = {
     1,  33, 9,  41, 3,  35, 11, 43, //
     49, 17, 57, 25, 51, 19, 59, 27, //
     13, 45, 5,  37, 15, 47, 7,  39, //

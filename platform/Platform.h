@@ -43,6 +43,7 @@ int PlatformTextWidth(const char *text, int length);
 enum : int32_t {
     CURSOR_ARROW = 0,
     CURSOR_WAIT = 1,
+    CURSOR_HAND = 2, // a picture being dragged
 };
 
 void PlatformSetCursor(int cursor);

@@ -344,12 +344,12 @@ done:
     }
 }
 
-// The view commands go to the active window: an image window zooms itself, and a window of
-// a dialog's kind handles them as it likes. A preview's zoom belongs to its dialog.
+// The view commands go to the active window: an image window zooms itself, a preview zooms
+// and asks its dialog for the new view, and a window of a dialog's kind handles them as it
+// likes.
 static int ViewCommand(int id)
 {
     if (ActiveWindow == nullptr) return 1;
-    if (PlatformGetWindowWord(ActiveWindow, WORD_KIND) == KIND_PREVIEW) return 1;
     PlatformSendMessage(ActiveWindow, MSG_COMMAND, (uintptr_t)(uint16_t)id, 0);
     return 1;
 }

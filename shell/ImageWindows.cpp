@@ -91,7 +91,7 @@ void ToolRegister(int tool, ToolProcedure procedure)
     if (tool > 0 && tool < TOOL_COUNT) Tools[tool] = procedure;
 }
 
-static void ToolCall(int tool, WindowHandle window, int x, int y, int phase)
+void ToolCall(int tool, WindowHandle window, int x, int y, int phase)
 {
     if (tool > 0 && tool < TOOL_COUNT && Tools[tool] != nullptr) Tools[tool](window, x, y, phase);
 }
@@ -158,7 +158,7 @@ static WindowHandle ScrollBar(WindowHandle window, int word)
     return (WindowHandle)PlatformGetWindowWord(window, word);
 }
 
-static void ImageWindowCreate(WindowHandle window)
+void ImageWindowAttach(WindowHandle window)
 {
     ImageWindow *record = WindowRecord(window);
     if (record == nullptr) return;
@@ -176,6 +176,16 @@ static void ImageWindowCreate(WindowHandle window)
     PlatformSetWindowWord(window, WORD_VSCROLL, (intptr_t)down);
 }
 
+void ImageWindowPlaceBars(WindowHandle window, int width, int height)
+{
+    Rect bottomEdge = {0, height - DisplayMetrics.scrollHeight, width - DisplayMetrics.scrollWidth,
+                       height};
+    Rect rightEdge = {width - DisplayMetrics.scrollWidth, 0, width,
+                      height - DisplayMetrics.scrollHeight};
+    PlatformMoveControl(ScrollBar(window, WORD_HSCROLL), &bottomEdge);
+    PlatformMoveControl(ScrollBar(window, WORD_VSCROLL), &rightEdge);
+}
+
 static void ImageWindowSize(WindowHandle window, uint32_t kind, int width, int height)
 {
     ImageWindow *record = WindowRecord(window);
@@ -186,17 +196,10 @@ static void ImageWindowSize(WindowHandle window, uint32_t kind, int width, int h
         ImageFree(&record->screen);
         return;
     }
-    WindowHandle across = ScrollBar(window, WORD_HSCROLL);
-    WindowHandle down = ScrollBar(window, WORD_VSCROLL);
-    Rect bottomEdge = {0, height - DisplayMetrics.scrollHeight, width - DisplayMetrics.scrollWidth,
-                       height};
-    Rect rightEdge = {width - DisplayMetrics.scrollWidth, 0, width,
-                      height - DisplayMetrics.scrollHeight};
-    PlatformMoveControl(across, &bottomEdge);
-    PlatformMoveControl(down, &rightEdge);
+    ImageWindowPlaceBars(window, width, height);
     if (!ImageIsPicture(record->image.type)) {
-        PlatformShowWindow(across, SHOW_HIDE);
-        PlatformShowWindow(down, SHOW_HIDE);
+        PlatformShowWindow(ScrollBar(window, WORD_HSCROLL), SHOW_HIDE);
+        PlatformShowWindow(ScrollBar(window, WORD_VSCROLL), SHOW_HIDE);
         return;
     }
     ImageWindowLayout(window);
@@ -275,7 +278,7 @@ static void ImageWindowWheel(WindowHandle window, uintptr_t wParam, intptr_t lPa
     if (record->zoom != zoom) ImageWindowZoomed(window);
 }
 
-static void ImageWindowKey(WindowHandle window, uint32_t key, uint32_t modifiers)
+void ImageWindowKeyScroll(WindowHandle window, uint32_t key, uint32_t modifiers)
 {
     uint32_t message = MSG_VSCROLL;
     uint32_t code;
@@ -297,8 +300,8 @@ static void ImageWindowKey(WindowHandle window, uint32_t key, uint32_t modifiers
         if (modifiers & KEYS_CONTROL) {
             // Ctrl goes to a corner: top left for Home, bottom right for End.
             code = key == KEY_HOME ? SCROLL_TOP : SCROLL_BOTTOM;
-            ImageWindowScroll(window, MSG_HSCROLL, code);
-            ImageWindowScroll(window, MSG_VSCROLL, code);
+            PlatformSendMessage(window, MSG_HSCROLL, code, 0);
+            PlatformSendMessage(window, MSG_VSCROLL, code, 0);
             return;
         }
         message = MSG_HSCROLL;
@@ -306,7 +309,7 @@ static void ImageWindowKey(WindowHandle window, uint32_t key, uint32_t modifiers
         break;
     default: return;
     }
-    ImageWindowScroll(window, message, code);
+    PlatformSendMessage(window, message, code, 0);
 }
 
 // The tool that a press starts keeps the drag until the button goes up, even when Alt is
@@ -378,7 +381,7 @@ MessageResult ImageWindowProcedure(WindowHandle window, uint32_t message, uintpt
 {
     ImageWindow *record = WindowRecord(window);
     switch (message) {
-    case MSG_CREATE: ImageWindowCreate(window); return 0;
+    case MSG_CREATE: ImageWindowAttach(window); return 0;
     case MSG_CLOSE: {
         const char *user = InUseBy(window);
         if (user != nullptr) {
@@ -401,7 +404,7 @@ MessageResult ImageWindowProcedure(WindowHandle window, uint32_t message, uintpt
         return 0;
     case MSG_HSCROLL:
     case MSG_VSCROLL: ImageWindowScroll(window, message, wParam); return 0;
-    case MSG_KEY_DOWN: ImageWindowKey(window, (uint32_t)wParam, (uint32_t)lParam); return 0;
+    case MSG_KEY_DOWN: ImageWindowKeyScroll(window, (uint32_t)wParam, (uint32_t)lParam); return 0;
     case MSG_CHAR:
         // The frame's filter sees a character first (Tab, Return, Esc); the rest goes to the
         // open transformation, which may use keys of its own.
@@ -532,7 +535,10 @@ void UpdateTitle(WindowHandle window)
     char title[WINDOW_TITLE_MAX + 1];
     WindowTitle(window, name, sizeof name);
     const ImageWindow *record = WindowRecord(window);
-    if (record != nullptr && ImageIsPicture(record->image.type)) {
+    // A preview has no picture of its own but shows the result at a zoom all the same.
+    int zoomed = record != nullptr && (ImageIsPicture(record->image.type) ||
+                                       PlatformGetWindowWord(window, WORD_KIND) == KIND_PREVIEW);
+    if (zoomed) {
         if (record->zoom < 0)
             FormatString(title, sizeof title, "%s (1:%d)", name, -record->zoom);
         else

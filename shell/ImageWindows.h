@@ -59,12 +59,24 @@ typedef void (*ToolProcedure)(WindowHandle window, int x, int y, int phase);
 // Sets the procedure of a tool; the scroll tool is registered by the image windows.
 void ToolRegister(int tool, ToolProcedure procedure);
 
+// Runs a tool's procedure, when that tool has one.
+void ToolCall(int tool, WindowHandle window, int x, int y, int phase);
+
 // Registers the image window's procedure and the scroll tool; part of Initialise.
 void ImageWindowsRegister(void);
 
 // The procedure of image windows (kind 0).
 MessageResult ImageWindowProcedure(WindowHandle window, uint32_t message, uintptr_t wParam,
                                    intptr_t lParam);
+
+// What image and preview windows share: the record's window and the two hidden scroll bars
+// in words 0 and 1 (at creation); the bars along the bottom and right edges of a client
+// area of width by height; and the keys that scroll (arrows, pages, Home and End, with
+// Control the corners), sent to the window as scroll messages so that each kind scrolls by
+// its own rules.
+void ImageWindowAttach(WindowHandle window);
+void ImageWindowPlaceBars(WindowHandle window, int width, int height);
+void ImageWindowKeyScroll(WindowHandle window, uint32_t key, uint32_t modifiers);
 
 // The procedure of a kind of child; the child class dispatches by word 4 through this table,
 // which each module fills at start-up.

@@ -20,6 +20,7 @@
 #include "shell/Preferences.h"
 #include "shell/SettingsFile.h"
 #include "shell/Startup.h"
+#include "shell/Transform.h"
 #include "shell/WindowInfo.h"
 
 WindowHandle FrameWindow;
@@ -102,6 +103,7 @@ ErrorCode Initialise(void)
     PlatformRegisterClass(CLASS_DOCUMENT, ChildProcedure);
     PlatformRegisterClass(CLASS_DOCK, ChildProcedure);
     ImageWindowsRegister();
+    TransformRegister();
     ChildKindRegister(KIND_SPLASH, SplashProcedure);
     WindowInfoRegister();
     return ERROR_NONE;

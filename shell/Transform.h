@@ -72,6 +72,9 @@ void KeepOnScreen(WindowHandle window);
 void CancelTransformation(WindowHandle dialog);
 void ApplyTransformation(WindowHandle dialog, void *params, ComputeFunction compute, int profile);
 
+// Registers the preview window's procedure; part of Initialise.
+void TransformRegister(void);
+
 // The preview window's procedure (kind 1).
 MessageResult PreviewWindowProcedure(WindowHandle window, uint32_t message, uintptr_t wParam,
                                      intptr_t lParam);

@@ -23,7 +23,7 @@ QFont *QtSmallFont;
 
 static PlatformMetrics Metrics;
 static QSettings *Store;
-static int WaitCursorShown;
+static int OverrideCursor = CURSOR_ARROW; // the cursor set over every widget, if not the arrow
 
 void QtMetricsStart(void)
 {
@@ -77,12 +77,15 @@ int PlatformTextWidth(const char *text, int length)
 
 void PlatformSetCursor(int cursor)
 {
+    if (cursor == OverrideCursor) return;
+    if (OverrideCursor != CURSOR_ARROW) QApplication::restoreOverrideCursor();
+    OverrideCursor = CURSOR_ARROW;
     if (cursor == CURSOR_WAIT) {
-        if (!WaitCursorShown) QApplication::setOverrideCursor(Qt::WaitCursor);
-        WaitCursorShown = 1;
-    } else if (WaitCursorShown) {
-        QApplication::restoreOverrideCursor();
-        WaitCursorShown = 0;
+        QApplication::setOverrideCursor(Qt::WaitCursor);
+        OverrideCursor = cursor;
+    } else if (cursor == CURSOR_HAND) {
+        QApplication::setOverrideCursor(Qt::ClosedHandCursor);
+        OverrideCursor = cursor;
     }
 }
 

@@ -221,6 +221,10 @@ static void TextFit(const char *text, int width, char *fitted, int capacity)
     fitted[0] = 0;
 }
 
+// The labels of the last list shown. They outlive the menu, since a platform may keep the
+// items of its last pop-up (the headless one does, for tests to read).
+static char ListLabels[CHOOSER_LIST_MAX][LIST_LABEL_BYTES];
+
 // Offers first (when not null) and the titles of windows in a pop-up menu under the control
 // at its bottom left. Returns -1 for first, the index of a window, or -2 when nothing was
 // chosen. Item ids are 1 for first and 2 + index for the windows when first is given, else
@@ -228,20 +232,16 @@ static void TextFit(const char *text, int width, char *fitted, int capacity)
 static int ListChoose(WindowHandle control, const char *first, const WindowHandle *windows,
                       int count)
 {
-    int chosen = -2;
+    static MenuItem items[CHOOSER_LIST_MAX + 2];
     int base = first != nullptr ? 2 : 1;
-    MenuItem *items = (MenuItem *)MemoryAlloc(sizeof(MenuItem) * (size_t)(count + 2));
-    char *labels = (char *)MemoryAlloc((size_t)LIST_LABEL_BYTES * (size_t)(count + 1));
     int used = 0;
-    Rect client;
-    int id;
-    if (items == nullptr || labels == nullptr) goto done;
+    if (count > CHOOSER_LIST_MAX) count = CHOOSER_LIST_MAX;
     if (first != nullptr) items[used++] = {1, first, 1};
     for (int i = 0; i < count; i++) {
         char title[PATH_LENGTH + 32];
         WindowTitle(windows[i], title, sizeof title);
         // A title's & would become an access key in the menu: doubled, it shows as itself.
-        char *label = labels + (size_t)LIST_LABEL_BYTES * (size_t)i;
+        char *label = ListLabels[i];
         int at = 0;
         for (int c = 0; title[c] != 0 && c < WINDOW_TITLE_MAX && at < LIST_LABEL_BYTES - 2; c++) {
             if (title[c] == '&') label[at++] = '&';
@@ -251,16 +251,12 @@ static int ListChoose(WindowHandle control, const char *first, const WindowHandl
         items[used++] = {base + i, label, 1};
     }
     items[used] = {0, nullptr, 0};
+    Rect client;
     PlatformGetClientRect(control, &client);
-    id = PlatformPopupMenu(control, items, 0, client.bottom);
-    if (first != nullptr && id == 1)
-        chosen = -1;
-    else if (id >= base && id < base + count)
-        chosen = id - base;
-done:
-    MemoryFree(labels);
-    MemoryFree(items);
-    return chosen;
+    int id = PlatformPopupMenu(control, items, 0, client.bottom);
+    if (first != nullptr && id == 1) return -1;
+    if (id >= base && id < base + count) return id - base;
+    return -2;
 }
 
 // A shown image window of the workspace, and its picture, or null.

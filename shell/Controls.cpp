@@ -831,6 +831,7 @@ static MessageResult AmountMouse(WindowHandle window, AmountControl *record, uin
     int y = ParamHigh(lParam);
     switch (message) {
     case MSG_LBUTTON_DOWN:
+        if (record->comparing) return 0; // a second press before the release changes nothing
         PlatformSetFocus(window);
         if ((wParam & KEYS_SHIFT) || (PlatformKeyState() & KEYS_SHIFT)) {
             // Shift-press: the picture without the effect until the release, to compare.
@@ -1002,6 +1003,7 @@ void AmountSet(WindowHandle control, const AmountSetting *setting)
 {
     AmountControl *record = (AmountControl *)ControlRecord(control, CUSTOM_AMOUNT);
     if (record == nullptr) return;
+    if (record->comparing) PlatformReleaseCapture();
     record->comparing = 0;
     record->setting.bipolar = setting->bipolar != 0;
     StrCopyLimit(setting->label, record->setting.label, AMOUNT_LABEL_BYTES - 1);
@@ -1021,6 +1023,7 @@ void AmountSelect(WindowHandle control, WindowHandle mask)
     AmountControl *record = (AmountControl *)ControlRecord(control, CUSTOM_AMOUNT);
     if (record == nullptr) return;
     if (mask != nullptr && AmountFind(record, mask, nullptr) == nullptr) return;
+    if (record->comparing) PlatformReleaseCapture();
     record->comparing = 0;
     AmountChoose(control, record, mask);
 }

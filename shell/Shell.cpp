@@ -14,6 +14,7 @@
 #include "core/Memory.h"
 #include "core/Progress.h"
 #include "shell/Commands.h"
+#include "shell/Controls.h"
 #include "shell/DialogLayout.h"
 #include "shell/FileFlow.h"
 #include "shell/ImageWindows.h"
@@ -104,6 +105,7 @@ ErrorCode Initialise(void)
     PlatformRegisterClass(CLASS_DOCK, ChildProcedure);
     ImageWindowsRegister();
     TransformRegister();
+    ControlsRegister();
     ChildKindRegister(KIND_SPLASH, SplashProcedure);
     WindowInfoRegister();
     return ERROR_NONE;

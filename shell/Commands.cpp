@@ -14,6 +14,7 @@
 #include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
 #include "shell/Shell.h"
+#include "shell/TransformDialogs.h"
 #include "shell/WindowInfo.h"
 
 // A run of command ids and the class their items share.
@@ -420,6 +421,9 @@ int FrameCommand(uintptr_t wParam, intptr_t lParam)
     case COMMAND_BRING_DIALOGS: BringDialogsToTop(); return 1;
     case COMMAND_COPY:
     case COMMAND_NEGATIVE: WholeImageCommand(id); return 1;
+    case COMMAND_GAMMA: ShowIfFailed(OpenGammaDialog(ActiveWindow)); return 1;
+    case COMMAND_CONVERT: ShowIfFailed(OpenConvertDialog(ActiveWindow)); return 1;
+    case COMMAND_CHANGE_PROFILE: ShowIfFailed(OpenChangeProfileDialog(ActiveWindow)); return 1;
     case COMMAND_ABOUT:
         ShowMessage("About Vistel", "%s\nA photographic image editor.", FRAME_TITLE);
         return 1;

@@ -22,6 +22,7 @@
 #include "shell/SettingsFile.h"
 #include "shell/Startup.h"
 #include "shell/Transform.h"
+#include "shell/TransformDialogs.h"
 #include "shell/WindowInfo.h"
 
 WindowHandle FrameWindow;
@@ -106,6 +107,9 @@ ErrorCode Initialise(void)
     ImageWindowsRegister();
     TransformRegister();
     ControlsRegister();
+    GammaDialogRegister();
+    ConvertDialogRegister();
+    ChangeProfileDialogRegister();
     ChildKindRegister(KIND_SPLASH, SplashProcedure);
     WindowInfoRegister();
     return ERROR_NONE;
@@ -146,6 +150,10 @@ static const MenuItem FRAME_MENU[] = {
     {-1, "&Image", 0},
     {COMMAND_COPY, "&Copy", 1},
     {COMMAND_NEGATIVE, "&Negative", 1},
+    {0, "", 1},
+    {COMMAND_GAMMA, "&Gamma Adjust...", 1},
+    {COMMAND_CONVERT, "Con&vert...", 1},
+    {COMMAND_CHANGE_PROFILE, "Change Color &Profile...", 1},
     {-1, "&Mask", 0},
     {COMMAND_MASK_NEW, "&New", 1},
     {0, "", 1}, // the candidates of the active picture come after it

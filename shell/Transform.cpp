@@ -164,6 +164,48 @@ static void FitWindow(WindowHandle window)
         PlatformMoveWindow(window, x, y, width, height);
 }
 
+void TransformTakeInput(WindowHandle input)
+{
+    InputWindow = input;
+    const ImageWindow *record = input != nullptr ? WindowRecord(input) : nullptr;
+    if (record == nullptr) return;
+    OutputWidth = record->image.width;
+    OutputHeight = record->image.height;
+    OutputResolution = record->image.resolution;
+}
+
+int TransformDialogClientWidth(int buttonsRight, int contentWidth)
+{
+    // buttonsRight already holds the margin after the last button.
+    return Larger(buttonsRight, contentWidth + 2 * Margin);
+}
+
+void TransformDialogShow(WindowHandle dialog, int clientWidth, int clientHeight,
+                         const Rect *placement)
+{
+    int width = clientWidth + DisplayMetrics.dialogFrame;
+    int height = clientHeight + DisplayMetrics.dialogBorder;
+    Rect client;
+    PlatformGetClientRect(PlatformWorkspace(), &client);
+    int x = Larger(0, (client.right - width) / 2);
+    int y = Larger(0, client.bottom - height - Margin);
+    if (placement != nullptr) {
+        x = placement->left;
+        y = placement->top;
+    }
+    PlatformMoveWindow(dialog, x, y, width, height);
+    KeepOnScreen(dialog);
+    PlatformShowWindow(dialog, SHOW_NORMAL);
+    PlatformActivateWindow(dialog);
+}
+
+int TransformDialogText(WindowHandle dialog, int id, const char *text, int x, int y, int width)
+{
+    Rect rect = {x, y, x + width, y + LineHeight};
+    PlatformCreateControl(dialog, CONTROL_STATIC, id, text, ALIGN_LEFT, &rect);
+    return y + LineHeight + Margin;
+}
+
 // ---------------------------------------------------------------------------------------
 // The output window.
 

@@ -72,6 +72,23 @@ void KeepOnScreen(WindowHandle window);
 void CancelTransformation(WindowHandle dialog);
 void ApplyTransformation(WindowHandle dialog, void *params, ComputeFunction compute, int profile);
 
+// What every dialog with an input does as it opens: takes input as the input window and its
+// picture's size and resolution as those of the result.
+void TransformTakeInput(WindowHandle input);
+
+// The width of a dialog's client area: what its row of buttons needs (the x after it) or
+// contentWidth and the margins, whichever is more.
+int TransformDialogClientWidth(int buttonsRight, int contentWidth);
+
+// Gives a dialog its final size for a client area of clientWidth by clientHeight, keeps it
+// on screen (or puts it back where it stood last, when placement is not null), shows and
+// activates it.
+void TransformDialogShow(WindowHandle dialog, int clientWidth, int clientHeight,
+                         const Rect *placement);
+
+// A line of text in a dialog at x, y, width pixels wide; returns the y below it.
+int TransformDialogText(WindowHandle dialog, int id, const char *text, int x, int y, int width);
+
 // Registers the preview window's procedure; part of Initialise.
 void TransformRegister(void);
 

@@ -56,8 +56,8 @@ static void ChangeProfileTakeSource(WindowHandle dialog, ChangeProfileState *sta
     const uint8_t *bytes = state->settings.sourceProfile;
     int length = state->settings.sourceLength;
     if (bytes == nullptr) SrgbProfile(&bytes, &length);
-    if (bytes == nullptr || ProfileDescription(bytes, length, description, sizeof description) !=
-                                ERROR_NONE)
+    if (bytes == nullptr ||
+        ProfileDescription(bytes, length, description, sizeof description) != ERROR_NONE)
         StrCopyLimit("None", description, sizeof description - 1);
     char text[PROFILE_DESCRIPTION_MAX + 32];
     FormatString(text, sizeof text, "Current color profile: %s", description);
@@ -77,7 +77,8 @@ static void ChangeProfileTakeTarget(WindowHandle dialog, ChangeProfileState *sta
     if (index > 0 && *item != 0) {
         char path[PATH_LENGTH];
         ErrorCode result = FindProfileByDescription(item, path, sizeof path);
-        if (result == ERROR_NONE) result = ProfileFileRead(path, &state->target, &state->targetLength);
+        if (result == ERROR_NONE)
+            result = ProfileFileRead(path, &state->target, &state->targetLength);
         if (result == ERROR_NONE) {
             StrCopyLimit(item, state->settings.targetDescription, PROFILE_DESCRIPTION_MAX - 1);
         } else {
@@ -121,8 +122,8 @@ static void ChangeProfileCommand(WindowHandle dialog, ChangeProfileState *state,
     RefreshPreview(&state->settings, ChangeProfileCompute);
 }
 
-static MessageResult ChangeProfileProcedure(WindowHandle dialog, uint32_t message,
-                                            uintptr_t wParam, intptr_t lParam)
+static MessageResult ChangeProfileProcedure(WindowHandle dialog, uint32_t message, uintptr_t wParam,
+                                            intptr_t lParam)
 {
     ChangeProfileState *state = StateOf(dialog);
     switch (message) {
@@ -132,7 +133,6 @@ static MessageResult ChangeProfileProcedure(WindowHandle dialog, uint32_t messag
     case MSG_INPUT_CHOSEN: {
         WindowHandle chosen = InputChooserWindow(dialog, CHANGE_PROFILE_INPUT);
         if (state == nullptr || chosen == nullptr || chosen == InputWindow) return 0;
-        ClosePreview();
         if (InputWindow != nullptr) ClearInUse(dialog, InputWindow);
         TransformTakeInput(chosen);
         MarkInUse(dialog, chosen, "Change Color Profile", 1);
@@ -205,12 +205,13 @@ ErrorCode OpenChangeProfileDialog(WindowHandle input)
         return ERROR_NO_MEMORY;
     }
     PlatformSetWindowWord(dialog, WORD_POINTER, (intptr_t)state);
+    // The dialog's own mark comes first: a refused close names the transformation.
+    MarkInUse(dialog, input, "Change Color Profile", 1);
 
     int x = Margin;
     int y = Margin;
     int buttonsRight = CreateTransformButtons(dialog, x, y);
-    int width =
-        TransformDialogClientWidth(buttonsRight, CHANGE_PROFILE_CONTENT_WIDTH) - 2 * Margin;
+    int width = TransformDialogClientWidth(buttonsRight, CHANGE_PROFILE_CONTENT_WIDTH) - 2 * Margin;
     y += ButtonHeight + Margin;
     Rect chooser = {x, y, x + width, y + CHOOSER_HEIGHT};
     InputChooserCreate(dialog, CHANGE_PROFILE_INPUT, &chooser, input, ChangeProfileAccepts);
@@ -222,12 +223,14 @@ ErrorCode OpenChangeProfileDialog(WindowHandle input)
     int used = 0;
     for (int i = 0; i < CHANGE_PROFILE_CHOICES; i++)
         used += FormatString(changes + used, (int)sizeof changes - used - 1, "%s",
-                             CHANGE_PROFILE_LABELS[i]) + 1;
+                             CHANGE_PROFILE_LABELS[i]) +
+                1;
     changes[used] = 0;
     used = 0;
     for (int i = 0; i < COLOR_INTENT_COUNT; i++)
         used += FormatString(intents + used, (int)sizeof intents - used - 1, "%s",
-                             COLOR_INTENT_LABELS[i]) + 1;
+                             COLOR_INTENT_LABELS[i]) +
+                1;
     intents[used] = 0;
 
     Rect row = {x, y, x + width, y + ButtonHeight};
@@ -245,7 +248,6 @@ ErrorCode OpenChangeProfileDialog(WindowHandle input)
 
     ChangeProfileTakeSource(dialog, state);
     ChangeProfileTakeTarget(dialog, state, target);
-    MarkInUse(dialog, input, "Change Color Profile", 1);
     TransformDialogShow(dialog, width + 2 * Margin, y,
                         ChangeProfileUseDefaults ? nullptr : &ChangeProfilePlacement);
     return ERROR_NONE;

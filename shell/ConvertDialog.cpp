@@ -68,7 +68,6 @@ static MessageResult ConvertProcedure(WindowHandle dialog, uint32_t message, uin
     case MSG_INPUT_CHOSEN: {
         WindowHandle chosen = InputChooserWindow(dialog, CONVERT_INPUT);
         if (settings == nullptr || chosen == nullptr || chosen == InputWindow) return 0;
-        ClosePreview();
         if (InputWindow != nullptr) ClearInUse(dialog, InputWindow);
         TransformTakeInput(chosen);
         MarkInUse(dialog, chosen, "Convert", 1);
@@ -124,6 +123,8 @@ ErrorCode OpenConvertDialog(WindowHandle input)
         return ERROR_NO_MEMORY;
     }
     PlatformSetWindowWord(dialog, WORD_POINTER, (intptr_t)settings);
+    // The dialog's own mark comes first: a refused close names the transformation.
+    MarkInUse(dialog, input, "Convert", 1);
 
     int x = Margin;
     int y = Margin;
@@ -140,7 +141,6 @@ ErrorCode OpenConvertDialog(WindowHandle input)
     y += ButtonHeight + Margin;
     ConvertShowSource(dialog);
 
-    MarkInUse(dialog, input, "Convert", 1);
     TransformDialogShow(dialog, width + 2 * Margin, y,
                         ConvertUseDefaults ? nullptr : &ConvertPlacement);
     return ERROR_NONE;

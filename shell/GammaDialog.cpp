@@ -52,7 +52,8 @@ static void GammaShowTexts(WindowHandle dialog, const GammaSettings *settings, i
     char text[64];
     int index = settings->inputGammaIndex;
     if (index < 0 || index >= GAMMA_INPUT_COUNT) index = GAMMA_INPUT_COUNT - 1;
-    FormatString(text, sizeof text, "Output gamma: %2f", GAMMA_INPUT_VALUES[index] * settings->factor);
+    FormatString(text, sizeof text, "Output gamma: %2f",
+                 GAMMA_INPUT_VALUES[index] * settings->factor);
     PlatformSetControlText(dialog, GAMMA_OUTPUT_TEXT, text);
     if (factorToo) {
         FormatString(text, sizeof text, "Gamma factor: %2f", settings->factor);
@@ -66,7 +67,6 @@ static void GammaInputChosen(WindowHandle dialog, GammaSettings *settings)
 {
     WindowHandle chosen = InputChooserWindow(dialog, GAMMA_INPUT);
     if (chosen == nullptr || chosen == InputWindow) return;
-    ClosePreview();
     if (InputWindow != nullptr) ClearInUse(dialog, InputWindow);
     TransformTakeInput(chosen);
     MarkInUse(dialog, chosen, "Gamma Adjust", 1);
@@ -152,6 +152,8 @@ ErrorCode OpenGammaDialog(WindowHandle input)
         return ERROR_NO_MEMORY;
     }
     PlatformSetWindowWord(dialog, WORD_POINTER, (intptr_t)settings);
+    // The dialog's own mark comes first: a refused close names the transformation.
+    MarkInUse(dialog, input, "Gamma Adjust", 1);
 
     int x = Margin;
     int y = Margin;
@@ -165,8 +167,9 @@ ErrorCode OpenGammaDialog(WindowHandle input)
     char items[64];
     int used = 0;
     for (int i = 0; i < GAMMA_INPUT_COUNT; i++)
-        used += FormatString(items + used, (int)sizeof items - used - 1, "%2f",
-                             GAMMA_INPUT_VALUES[i]) + 1;
+        used +=
+            FormatString(items + used, (int)sizeof items - used - 1, "%2f", GAMMA_INPUT_VALUES[i]) +
+            1;
     items[used] = 0;
     Rect list = {x, y, x + width, y + ButtonHeight};
     PopupListCreate(dialog, GAMMA_INPUT_GAMMA, &list, "Input gamma:", items,
@@ -179,8 +182,8 @@ ErrorCode OpenGammaDialog(WindowHandle input)
     y += SliderHeight + Margin;
     GammaShowTexts(dialog, settings, 1);
 
-    MarkInUse(dialog, input, "Gamma Adjust", 1);
-    TransformDialogShow(dialog, width + 2 * Margin, y, GammaUseDefaults ? nullptr : &GammaPlacement);
+    TransformDialogShow(dialog, width + 2 * Margin, y,
+                        GammaUseDefaults ? nullptr : &GammaPlacement);
     return ERROR_NONE;
 }
 

@@ -41,8 +41,7 @@ enum : uint32_t {
 
 // Makes the dialog child of kind titled title, width by height, centred horizontally at the
 // bottom of the workspace above one Margin. Null when it cannot be made.
-WindowHandle CreateDialogWindow(const char *title, int width, int height, int kind,
-                                uint32_t flags);
+WindowHandle CreateDialogWindow(const char *title, int width, int height, int kind, uint32_t flags);
 
 // The row of buttons at x, y; returns the x after it. CreateTransformButtons resets the
 // shared flags, and posts a click on "Auto" when the defaultpreview preference is set.

@@ -1,0 +1,375 @@
+// The dialogs of Gamma Adjust, Convert and Change Color Profile, opened from the menu as a
+// user opens them: their controls and texts, what their results hold, settings kept between
+// openings, another input chosen, and results identical to vistel-cli's on the same file.
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+#include "color/ColorSettings.h"
+#include "color/Profiles.h"
+#include "core/Helpers.h"
+#include "core/Preferences.h"
+#include "files/TiffReader.h"
+#include "files/TiffWriter.h"
+#include "shell/Commands.h"
+#include "shell/Controls.h"
+#include "shell/Display.h"
+#include "shell/FileFlow.h"
+#include "shell/Transform.h"
+#include "shell/TransformDialogs.h"
+#include "tests/color/ProfileTestSupport.h"
+#include "tests/shell/ShellTestSupport.h"
+#include "transforms/Convert.h"
+
+namespace {
+
+class TransformDialogs : public ShellTest {
+  protected:
+    std::string folder;
+
+    void SetUp() override
+    {
+        ShellTest::SetUp();
+        const testing::TestInfo *info = testing::UnitTest::GetInstance()->current_test_info();
+        folder = TestOutputFolder(std::string(info->test_suite_name()) + "." + info->name());
+        // Two profiles to choose from, and a scanner's that no pixels can be made for.
+        TestRun("mkdir -p '" + folder + "/user' && cp '" + SYSTEM_ADOBE + "' '" + SYSTEM_BLUISH +
+                "' '" + folder + "/user/'");
+        TestWriteFile(folder + "/user/scanner.icc",
+                      TestProfileBytes("scnr", "RGB ", {TestDescTag("Test Scanner")}));
+        ProfileFoldersSet((folder + "/user").c_str(), "", "");
+        Prefs.stickySettings = 1;
+    }
+
+    void TearDown() override
+    {
+        ProfileFoldersDefault();
+        ShellTest::TearDown();
+    }
+
+  public:
+    // Texts of a dialog's control.
+    std::string Text(int id)
+    {
+        char text[512];
+        PlatformGetControlText(DialogWindow, id, text, sizeof text);
+        return text;
+    }
+
+    // The slider let go at position, as the mouse leaves it.
+    void SlideTo(int id, int position)
+    {
+        SliderSetPosition(DialogWindow, id, position);
+        WindowHandle slider = PlatformControl(DialogWindow, id);
+        PlatformSendMessage(DialogWindow, MSG_COMMAND, (uintptr_t)id | NOTIFY_MOVED << 16,
+                            (intptr_t)slider);
+        PlatformSendMessage(DialogWindow, MSG_COMMAND, (uintptr_t)id | NOTIFY_RELEASED << 16,
+                            (intptr_t)slider);
+    }
+
+    // The index of a list's item whose text starts with prefix, or -1.
+    int ItemIndex(int id, const char *prefix)
+    {
+        const char *item = HeadlessControlItems(DialogWindow, id);
+        for (int index = 0; item != nullptr && *item != 0; item += strlen(item) + 1, index++)
+            if (strncmp(item, prefix, strlen(prefix)) == 0) return index;
+        return -1;
+    }
+};
+
+// 1 when two pictures have the same type, size and samples (row padding aside).
+bool SamePixels(const Image *a, const Image *b)
+{
+    static const int PIXEL_BYTES[8] = {0, 0, 1, 3, 0, 0, 2, 6};
+    if (a->type != b->type || a->width != b->width || a->height != b->height) return false;
+    int bytes = a->type == TYPE_BINARY ? (a->width + 7) / 8 : a->width * PIXEL_BYTES[a->type & 7];
+    for (int y = 0; y < a->height; y++)
+        if (memcmp(a->rows[y], b->rows[y], (size_t)bytes) != 0) return false;
+    return true;
+}
+
+} // namespace
+
+TEST_F(TransformDialogs, GammaShowsItsFactorOnALogarithmicSlider)
+{
+    WindowHandle input = MakePicture(TYPE_GRAY8, 64, 48);
+    HeadlessChooseMenu(COMMAND_GAMMA);
+    ASSERT_NE(DialogWindow, nullptr);
+    EXPECT_EQ(CurrentOperation, KIND_GAMMA);
+    EXPECT_EQ(HeadlessFindWindow("Gamma Adjust"), DialogWindow);
+    EXPECT_STREQ(InUseBy(input), "Gamma Adjust");
+    EXPECT_EQ(InputChooserWindow(DialogWindow, GAMMA_INPUT), input);
+    // First opening: factor 1.0 in the middle, input gamma 2.22.
+    EXPECT_EQ(SliderPosition(DialogWindow, GAMMA_SLIDER), 512);
+    EXPECT_EQ(PopupListChoice(DialogWindow, GAMMA_INPUT_GAMMA), 3);
+    EXPECT_STREQ(HeadlessControlItems(DialogWindow, GAMMA_INPUT_GAMMA), "1.00");
+    EXPECT_EQ(Text(GAMMA_FACTOR_TEXT), "Gamma factor: 1.00");
+    EXPECT_EQ(Text(GAMMA_OUTPUT_TEXT), "Output gamma: 2.22");
+
+    // The ends are 1/e and e; the output gamma is the input gamma times the factor.
+    SlideTo(GAMMA_SLIDER, 1024);
+    EXPECT_EQ(Text(GAMMA_FACTOR_TEXT), "Gamma factor: 2.72");
+    EXPECT_EQ(Text(GAMMA_OUTPUT_TEXT), "Output gamma: 6.03");
+    SlideTo(GAMMA_SLIDER, 0);
+    EXPECT_EQ(Text(GAMMA_FACTOR_TEXT), "Gamma factor: 0.37");
+    EXPECT_EQ(Text(GAMMA_OUTPUT_TEXT), "Output gamma: 0.82");
+    // The input gamma changes the text and nothing else: no preview goes stale for it.
+    HeadlessClick(DialogWindow, BUTTON_PREVIEW);
+    ASSERT_EQ(PreviewStale, 0);
+    HeadlessChoose(DialogWindow, GAMMA_INPUT_GAMMA, 1);
+    EXPECT_EQ(Text(GAMMA_OUTPUT_TEXT), "Output gamma: 0.52");
+    EXPECT_EQ(PreviewStale, 0);
+    // The slider's release does.
+    SlideTo(GAMMA_SLIDER, 700);
+    EXPECT_EQ(PreviewStale, 1);
+}
+
+TEST_F(TransformDialogs, GammaAppliesTheTableOfTheSliderAtFullDepth)
+{
+    WindowHandle input = MakePicture(TYPE_COLOR48, 50, 40);
+    HeadlessChooseMenu(COMMAND_GAMMA);
+    SlideTo(GAMMA_SLIDER, 300);
+    HeadlessClick(DialogWindow, BUTTON_OK);
+    EXPECT_EQ(DialogWindow, nullptr);
+    EXPECT_EQ(InUseBy(input), nullptr);
+    ASSERT_NE(LastOutput, nullptr);
+    const Image &result = WindowRecord(LastOutput)->image;
+    const Image &picture = WindowRecord(input)->image;
+    ASSERT_EQ(result.type, TYPE_COLOR48);
+    double factor = exp(300 / 512.0 - 1.0);
+    for (int y = 0; y < 40; y += 13)
+        for (int x = 0; x < 150; x += 7) {
+            int s = ((const uint16_t *)picture.rows[y])[x];
+            EXPECT_EQ(((const uint16_t *)result.rows[y])[x],
+                      Round(pow(s / 65535.0, factor) * 65535.0));
+        }
+}
+
+TEST_F(TransformDialogs, GammaRefusesBinaryAndKeepsItsSettingsUnlessShiftIsHeld)
+{
+    WindowHandle binary = MakePicture(TYPE_BINARY, 20, 20);
+    EXPECT_EQ(OpenGammaDialog(binary), ERROR_ILLEGAL_TYPE);
+    EXPECT_EQ(DialogWindow, nullptr);
+
+    WindowHandle input = MakePicture(TYPE_GRAY8, 20, 20);
+    ASSERT_EQ(OpenGammaDialog(input), ERROR_NONE);
+    SlideTo(GAMMA_SLIDER, 900);
+    HeadlessChoose(DialogWindow, GAMMA_INPUT_GAMMA, 2);
+    PlatformSendMessage(DialogWindow, MSG_CANCEL, 0, 0);
+    ASSERT_EQ(DialogWindow, nullptr);
+
+    ASSERT_EQ(OpenGammaDialog(input), ERROR_NONE);
+    EXPECT_EQ(SliderPosition(DialogWindow, GAMMA_SLIDER), 900);
+    EXPECT_EQ(PopupListChoice(DialogWindow, GAMMA_INPUT_GAMMA), 2);
+    PlatformSendMessage(DialogWindow, MSG_CANCEL, 0, 0);
+
+    HeadlessSetShift(1);
+    ASSERT_EQ(OpenGammaDialog(input), ERROR_NONE);
+    HeadlessSetShift(0);
+    EXPECT_EQ(SliderPosition(DialogWindow, GAMMA_SLIDER), 512);
+    PlatformSendMessage(DialogWindow, MSG_CANCEL, 0, 0);
+
+    // Without sticky settings every opening starts afresh.
+    ASSERT_EQ(OpenGammaDialog(input), ERROR_NONE);
+    SlideTo(GAMMA_SLIDER, 100);
+    PlatformSendMessage(DialogWindow, MSG_CANCEL, 0, 0);
+    Prefs.stickySettings = 0;
+    ASSERT_EQ(OpenGammaDialog(input), ERROR_NONE);
+    EXPECT_EQ(SliderPosition(DialogWindow, GAMMA_SLIDER), 512);
+    PlatformSendMessage(DialogWindow, MSG_CANCEL, 0, 0);
+}
+
+TEST_F(TransformDialogs, AnotherInputMovesTheMarkAndTheSizeOfTheResult)
+{
+    WindowHandle first = MakePicture(TYPE_GRAY8, 30, 20);
+    WindowHandle second = MakePicture(TYPE_COLOR24, 70, 50);
+    PlatformActivateWindow(first);
+    HeadlessChooseMenu(COMMAND_GAMMA);
+    HeadlessClick(DialogWindow, BUTTON_AUTO);
+    ASSERT_NE(OutputWindow, nullptr);
+    EXPECT_EQ(OutputWidth, 30);
+
+    WindowHandle chooser = PlatformControl(DialogWindow, GAMMA_INPUT);
+    const MenuItem *items = nullptr;
+    HeadlessQueuePopupChoice(0);
+    HeadlessMouse(chooser, MSG_LBUTTON_DOWN, 20, 10, BUTTON_LEFT);
+    HeadlessMouse(chooser, MSG_LBUTTON_UP, 20, 10, 0);
+    ASSERT_GE(HeadlessLastPopup(&items), 2);
+    // The list shows the front window first; pick the second picture by its place.
+    int pick = -1;
+    for (int i = 0; items[i].label != nullptr; i++) {
+        char title[WINDOW_TITLE_MAX + 1];
+        PlatformGetWindowTitle(second, title, sizeof title);
+        if (strncmp(items[i].label, title, 8) == 0) pick = items[i].id;
+    }
+    ASSERT_GT(pick, 0);
+    HeadlessQueuePopupChoice(pick);
+    HeadlessMouse(chooser, MSG_LBUTTON_DOWN, 20, 10, BUTTON_LEFT);
+    HeadlessMouse(chooser, MSG_LBUTTON_UP, 20, 10, 0);
+    EXPECT_EQ(InputWindow, second);
+    EXPECT_EQ(OutputWidth, 70);
+    EXPECT_EQ(OutputHeight, 50);
+    EXPECT_NE(InUseBy(second), nullptr);
+    EXPECT_EQ(InUseBy(first), nullptr);
+    // "Auto" was on with a preview: it stays on, and the preview shows the new input.
+    EXPECT_EQ(AutoPreview, 1);
+    ASSERT_NE(OutputWindow, nullptr);
+    EXPECT_EQ(WindowRecord(OutputWindow)->view.type, TYPE_COLOR24);
+}
+
+TEST_F(TransformDialogs, ConvertNamesTheSourceAndMakesTheChosenType)
+{
+    WindowHandle input = MakePicture(TYPE_COLOR48, 40, 30);
+    HeadlessChooseMenu(COMMAND_CONVERT);
+    ASSERT_EQ(CurrentOperation, KIND_CONVERT);
+    EXPECT_EQ(HeadlessFindWindow("Convert"), DialogWindow);
+    EXPECT_EQ(Text(CONVERT_FROM_TEXT), "Convert from: 48-bit Color");
+    EXPECT_EQ(ItemIndex(CONVERT_TARGET, "1-bit Binary"), 0);
+    EXPECT_EQ(ItemIndex(CONVERT_TARGET, "48-bit Color"), 4);
+
+    // A preview of a 16-bit target is 8-bit; the result is 16-bit.
+    HeadlessChoose(DialogWindow, CONVERT_TARGET, CONVERT_GRAY16);
+    HeadlessClick(DialogWindow, BUTTON_PREVIEW);
+    EXPECT_EQ(WindowRecord(OutputWindow)->view.type, TYPE_GRAY8);
+    HeadlessClick(DialogWindow, BUTTON_APPLY);
+    ASSERT_NE(ActiveWindow, input);
+    EXPECT_EQ(WindowRecord(ActiveWindow)->image.type, TYPE_GRAY16);
+    HeadlessChoose(DialogWindow, CONVERT_TARGET, CONVERT_BINARY);
+    HeadlessClick(DialogWindow, BUTTON_OK);
+    ASSERT_NE(LastOutput, nullptr);
+    EXPECT_EQ(WindowRecord(LastOutput)->image.type, TYPE_BINARY);
+    EXPECT_EQ(DialogWindow, nullptr);
+}
+
+TEST_F(TransformDialogs, ConvertToColorTakesTheWorkingSpace)
+{
+    WindowHandle input = MakePicture(TYPE_GRAY8, 20, 10);
+    ImageWindow *record = WindowRecord(input);
+    ASSERT_EQ(OpenConvertDialog(input), ERROR_NONE);
+    EXPECT_EQ(Text(CONVERT_FROM_TEXT), "Convert from: 8-bit Black and White");
+    HeadlessChoose(DialogWindow, CONVERT_TARGET, CONVERT_COLOR24);
+    HeadlessClick(DialogWindow, BUTTON_OK);
+    ASSERT_NE(LastOutput, nullptr);
+    const ImageWindow *result = WindowRecord(LastOutput);
+    int length = 0;
+    const uint8_t *working = ColorProfileBytes(COLOR_PROFILE_WORKING, &length);
+    if (working == nullptr) {
+        EXPECT_EQ(result->profile, nullptr);
+    } else {
+        ASSERT_EQ(result->profileSize, length);
+        EXPECT_EQ(memcmp(result->profile, working, (size_t)length), 0);
+    }
+    EXPECT_EQ(record->profile, nullptr); // the input never changes
+    EXPECT_EQ(result->image.rows[3][0 * 3 + 2], record->image.rows[3][0]);
+}
+
+TEST_F(TransformDialogs, ChangeColorProfileConvertsAndGivesTheResultItsTarget)
+{
+    WindowHandle input = MakePicture(TYPE_COLOR24, 40, 30);
+    HeadlessChooseMenu(COMMAND_CHANGE_PROFILE);
+    ASSERT_EQ(CurrentOperation, KIND_CHANGE_PROFILE);
+    // A picture without a profile counts as sRGB.
+    char srgb[PROFILE_DESCRIPTION_MAX];
+    const uint8_t *bytes;
+    int length;
+    ASSERT_EQ(SrgbProfile(&bytes, &length), ERROR_NONE);
+    ASSERT_EQ(ProfileDescription(bytes, length, srgb, sizeof srgb), ERROR_NONE);
+    EXPECT_EQ(Text(CHANGE_PROFILE_CURRENT), std::string("Current color profile: ") + srgb);
+    EXPECT_EQ(ItemIndex(CHANGE_PROFILE_TARGET, "None"), 0);
+    EXPECT_STREQ(HeadlessControlItems(DialogWindow, CHANGE_PROFILE_CHANGE),
+                 "Image Data and Profile Setting");
+
+    int adobe = ItemIndex(CHANGE_PROFILE_TARGET, "Compatible with Adobe RGB");
+    ASSERT_GT(adobe, 0);
+    HeadlessChoose(DialogWindow, CHANGE_PROFILE_TARGET, adobe);
+    HeadlessClick(DialogWindow, BUTTON_APPLY);
+    WindowHandle converted = ActiveWindow;
+    ASSERT_NE(converted, input);
+    const ImageWindow *result = WindowRecord(converted);
+    std::vector<uint8_t> expected = TestReadFile(SYSTEM_ADOBE);
+    ASSERT_EQ(result->profileSize, (int)expected.size());
+    EXPECT_EQ(memcmp(result->profile, expected.data(), expected.size()), 0);
+    EXPECT_FALSE(SamePixels(&result->image, &WindowRecord(input)->image));
+
+    // The profile only: same pixels, new profile.
+    HeadlessChoose(DialogWindow, CHANGE_PROFILE_CHANGE, 2);
+    HeadlessClick(DialogWindow, BUTTON_APPLY);
+    result = WindowRecord(ActiveWindow);
+    EXPECT_TRUE(SamePixels(&result->image, &WindowRecord(input)->image));
+    EXPECT_EQ(result->profileSize, (int)expected.size());
+
+    // A scanner's profile takes no pixels: code 21, and the dialog stays.
+    HeadlessChoose(DialogWindow, CHANGE_PROFILE_CHANGE, 0);
+    HeadlessChoose(DialogWindow, CHANGE_PROFILE_TARGET,
+                   ItemIndex(CHANGE_PROFILE_TARGET, "Test Scanner"));
+    HeadlessClick(DialogWindow, BUTTON_OK);
+    EXPECT_STREQ(HeadlessLastMessage()->text, "Cannot convert image data to scanner profile");
+    EXPECT_NE(DialogWindow, nullptr);
+    EXPECT_EQ(WindowRecord(input)->profile, nullptr);
+}
+
+TEST_F(TransformDialogs, ChangeColorProfileTakesOnlyColorPictures)
+{
+    WindowHandle input = MakePicture(TYPE_GRAY16, 10, 10);
+    EXPECT_EQ(OpenChangeProfileDialog(input), ERROR_ILLEGAL_TYPE);
+    EXPECT_EQ(DialogWindow, nullptr);
+}
+
+// The editor's Apply and vistel-cli run the same compute functions on the same file: the
+// pixels come out identical.
+TEST_F(TransformDialogs, ApplyInTheEditorEqualsTheCommandLine)
+{
+    std::string in = folder + "/in.tif";
+    ASSERT_EQ(TestRun("convert -size 97x61 plasma:fractal -seed 7 -depth 16 -type TrueColor "
+                      "-compress none '" +
+                      in + "'"),
+              0);
+    WindowHandle input = nullptr;
+    ASSERT_EQ(OpenImageFile(in.c_str(), -1, &input), ERROR_NONE);
+    ASSERT_NE(input, nullptr);
+
+    // The factor of the slider's position, with every digit a double holds.
+    char factor[40];
+    snprintf(factor, sizeof factor, "%.17g", exp(700 / 512.0 - 1.0));
+    std::vector<uint8_t> adobe = TestReadFile(SYSTEM_ADOBE);
+    static char adobeName[PROFILE_DESCRIPTION_MAX];
+    ASSERT_EQ(ProfileDescription(adobe.data(), (int)adobe.size(), adobeName, sizeof adobeName),
+              ERROR_NONE);
+
+    struct Case {
+        const char *name;
+        std::string arguments;
+        void (*drive)(TransformDialogs *test, WindowHandle input);
+    } cases[] = {
+        {"gamma", std::string("gamma --factor ") + factor,
+         [](TransformDialogs *test, WindowHandle window) {
+             ASSERT_EQ(OpenGammaDialog(window), ERROR_NONE);
+             test->SlideTo(GAMMA_SLIDER, 700);
+         }},
+        {"convert", "convert --to gray16",
+         [](TransformDialogs *, WindowHandle window) {
+             ASSERT_EQ(OpenConvertDialog(window), ERROR_NONE);
+             HeadlessChoose(DialogWindow, CONVERT_TARGET, CONVERT_GRAY16);
+         }},
+        {"profile", "profile --to '" + SYSTEM_ADOBE + "'",
+         [](TransformDialogs *test, WindowHandle window) {
+             ASSERT_EQ(OpenChangeProfileDialog(window), ERROR_NONE);
+             HeadlessChoose(DialogWindow, CHANGE_PROFILE_TARGET,
+                            test->ItemIndex(CHANGE_PROFILE_TARGET, adobeName));
+         }},
+    };
+    for (Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        c.drive(this, input);
+        ASSERT_NE(DialogWindow, nullptr);
+        HeadlessClick(DialogWindow, BUTTON_OK);
+        ASSERT_NE(LastOutput, nullptr);
+        std::string out = folder + "/" + c.name + ".tif";
+        ASSERT_EQ(TestRun(TestCliPath() + " " + c.arguments + " '" + in + "' '" + out + "'"), 0);
+        Image cli = {};
+        ASSERT_EQ(ReadTiffFile(out.c_str(), &cli, 0), ERROR_NONE);
+        EXPECT_TRUE(SamePixels(&cli, &WindowRecord(LastOutput)->image));
+        ImageFree(&cli);
+    }
+}

@@ -817,7 +817,9 @@ WindowHandle PlatformControl(WindowHandle parent, int id)
 
 int PlatformControlId(WindowHandle control)
 {
-    if (!Valid(control) || control->controlType < 0) return -1;
+    // Custom controls are windows of their own class with an id, as the platform's are.
+    if (!Valid(control) || (control->controlType < 0 && control->windowClass != CLASS_CONTROL))
+        return -1;
     return control->controlId;
 }
 

@@ -191,18 +191,12 @@ TEST_F(TransformDialogs, AnotherInputMovesTheMarkAndTheSizeOfTheResult)
     EXPECT_EQ(OutputWidth, 30);
 
     WindowHandle chooser = PlatformControl(DialogWindow, GAMMA_INPUT);
-    const MenuItem *items = nullptr;
-    HeadlessQueuePopupChoice(0);
-    HeadlessMouse(chooser, MSG_LBUTTON_DOWN, 20, 10, BUTTON_LEFT);
-    HeadlessMouse(chooser, MSG_LBUTTON_UP, 20, 10, 0);
-    ASSERT_GE(HeadlessLastPopup(&items), 2);
-    // The list shows the front window first; pick the second picture by its place.
+    // The list holds the pictures front to back, the menu's ids counting from 1.
+    WindowHandle listed[8];
+    int count = InputChooserCandidates(nullptr, listed, 8);
     int pick = -1;
-    for (int i = 0; items[i].label != nullptr; i++) {
-        char title[WINDOW_TITLE_MAX + 1];
-        PlatformGetWindowTitle(second, title, sizeof title);
-        if (strncmp(items[i].label, title, 8) == 0) pick = items[i].id;
-    }
+    for (int i = 0; i < count; i++)
+        if (listed[i] == second) pick = i + 1;
     ASSERT_GT(pick, 0);
     HeadlessQueuePopupChoice(pick);
     HeadlessMouse(chooser, MSG_LBUTTON_DOWN, 20, 10, BUTTON_LEFT);

@@ -18,6 +18,7 @@
 #include "shell/FileFlow.h"
 #include "shell/ImageWindows.h"
 #include "shell/SettingsFile.h"
+#include "shell/SettingsOptions.h"
 
 static const int PROFILE_LIST_CAPACITY = 32768; // bytes of the items of one profile list
 static const int SMALL_LIST_CAPACITY = 512;
@@ -263,37 +264,11 @@ static void SettingsLoad(WindowHandle window, ColorDialogState *state)
     ControlsFromSettings(window, state);
 }
 
-// A save dialog asking again until the path has the extension of kind (a SETTINGS_KIND_*).
-// Returns 1 with the path, 0 when cancelled.
-static int SavePathAsk(const char *title, const char *filters, const char *name, int kind,
-                       char *path)
-{
-    char folder[PATH_LENGTH];
-    FileDialogResult chosen;
-    int ok = 0;
-    RememberedFolderGet(FOLDER_SHARED, folder, sizeof folder);
-    OpenQueueHold();
-    for (;;) {
-        FileDialogRequest request = {FILE_DIALOG_SAVE, title, filters, 0, folder, name};
-        if (!PlatformFileDialog(&request, &chosen)) break;
-        StrCopyLimit(chosen.paths, path, PATH_LENGTH - 1);
-        RememberedFolderSet(FOLDER_SHARED, path);
-        if (SettingsSavePathCheck(path, kind)) {
-            ShowMessage("Error", "%s", SETTINGS_FILE_KINDS[kind].extensionMessage);
-            continue;
-        }
-        ok = 1;
-        break;
-    }
-    OpenQueueRelease();
-    return ok;
-}
-
 static void SettingsSave(ColorDialogState *state)
 {
     char path[PATH_LENGTH];
-    if (!SavePathAsk("Save Color Management Settings", COLOR_FILE_FILTERS, "",
-                     SETTINGS_KIND_COLOR_MANAGEMENT, path))
+    if (!SettingsSavePathAsk("Save Color Management Settings", COLOR_FILE_FILTERS, "",
+                             SETTINGS_KIND_COLOR_MANAGEMENT, FOLDER_SHARED, path))
         return;
     ShowError(WriteColorManagementFile(path, &state->edited));
 }
@@ -329,8 +304,8 @@ static void ProfileListPrint(void)
     SafeFile safe;
 
     SafeFileReset(&safe);
-    if (!SavePathAsk("Print Profile List", TEXT_FILE_FILTERS, "Profiles.txt", SETTINGS_KIND_TEXT,
-                     path))
+    if (!SettingsSavePathAsk("Print Profile List", TEXT_FILE_FILTERS, "Profiles.txt",
+                             SETTINGS_KIND_TEXT, FOLDER_SHARED, path))
         return;
     list = (char *)MemoryAlloc(PROFILE_LIST_CAPACITY);
     if (list == nullptr) {

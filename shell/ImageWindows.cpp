@@ -73,8 +73,11 @@ MessageResult ChildProcedure(WindowHandle window, uint32_t message, uintptr_t wP
         if (ActiveWindow == window) ActiveWindow = nullptr;
         if (ToolTarget == window) ToolTarget = nullptr;
         if (DialogWindow == window) {
+            // However a transformation's dialog ends (OK, Cancel, the frame closing), the
+            // files that waited for it may open now.
             DialogWindow = nullptr;
             CurrentOperation = 0;
+            OpenQueueRelease();
         }
         if (SplashWindow == window) SplashWindow = nullptr;
         ClearInUse(window, nullptr);

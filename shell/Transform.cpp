@@ -469,17 +469,17 @@ int RunTransformation(void *params, int full, const Rect *rectangle, ComputeFunc
 // ---------------------------------------------------------------------------------------
 // The buttons.
 
-// The end of a dialog, by OK or Cancel: the input is free again, the dialog goes, and the
-// files that waited for it open.
+// The end of a dialog, by OK or Cancel: the input is free again and the dialog goes.
 static void FinishTransformation(WindowHandle dialog)
 {
     ClearInUse(dialog, nullptr);
+    // The child class's destruction clears DialogWindow and CurrentOperation and opens the
+    // files that waited.
     PlatformDestroyWindow(dialog);
     OutputWindow = nullptr;
     DialogWindow = nullptr;
     CurrentOperation = 0;
     InputWindow = nullptr;
-    OpenQueueRelease();
 }
 
 // Apply: the whole result into a new window that then belongs to the user. Returns 1 when

@@ -367,3 +367,23 @@ TEST_F(TransformDialogs, ApplyInTheEditorEqualsTheCommandLine)
         ImageFree(&cli);
     }
 }
+
+TEST_F(TransformDialogs, FilesDroppedWhileADialogIsOpenWaitForItsEnd)
+{
+    WindowHandle input = MakePicture(TYPE_GRAY8, 20, 10);
+    std::string path = folder + "/waiting.tif";
+    ASSERT_EQ(SaveTiffFile(path.c_str(), &WindowRecord(input)->image), ERROR_NONE);
+    ASSERT_EQ(OpenGammaDialog(input), ERROR_NONE);
+    QueueOpen(path.c_str());
+    EXPECT_EQ(FindImageWindow(path.c_str()), nullptr);
+    HeadlessClick(DialogWindow, BUTTON_CANCEL);
+    EXPECT_NE(FindImageWindow(path.c_str()), nullptr);
+
+    // The same when the dialog goes with the frame rather than by its own buttons.
+    ASSERT_EQ(OpenConvertDialog(input), ERROR_NONE);
+    std::string second = folder + "/second.tif";
+    ASSERT_EQ(SaveTiffFile(second.c_str(), &WindowRecord(input)->image), ERROR_NONE);
+    QueueOpen(second.c_str());
+    PlatformDestroyWindow(DialogWindow);
+    EXPECT_NE(FindImageWindow(second.c_str()), nullptr);
+}

@@ -84,34 +84,3 @@ void SwapRedBlue48(const uint8_t *in, uint8_t *out, int64_t pixels)
 #endif
     SwapRedBlue48Plain(in + 6 * done, out + 6 * done, pixels - done);
 }
-
-// The shuffles read each sixteen bytes before they write them, and the byte of the next
-// pixel that a store carries is written back unchanged, so they work in place too; the plain
-// loops need the first sample kept aside.
-void SwapRedBlue24InPlace(uint8_t *pixels, int64_t count)
-{
-    int64_t done = 0;
-#ifdef SWAP_HAS_SHUFFLE
-    if (SwapShuffleAvailable()) done = SwapRedBlue24Shuffle(pixels, pixels, count);
-#endif
-    for (uint8_t *p = pixels + 3 * done; done < count; done++, p += 3) {
-        uint8_t first = p[0];
-        p[0] = p[2];
-        p[2] = first;
-    }
-}
-
-void SwapRedBlue48InPlace(uint8_t *pixels, int64_t count)
-{
-    int64_t done = 0;
-#ifdef SWAP_HAS_SHUFFLE
-    if (SwapShuffleAvailable()) done = SwapRedBlue48Shuffle(pixels, pixels, count);
-#endif
-    for (uint8_t *p = pixels + 6 * done; done < count; done++, p += 6) {
-        uint8_t first0 = p[0], first1 = p[1];
-        p[0] = p[4];
-        p[1] = p[5];
-        p[4] = first0;
-        p[5] = first1;
-    }
-}

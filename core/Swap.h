@@ -11,7 +11,3 @@ void SwapRedBlue24(const uint8_t *in, uint8_t *out, int64_t pixels);
 
 // The same for pixels of three 16-bit samples.
 void SwapRedBlue48(const uint8_t *in, uint8_t *out, int64_t pixels);
-
-// The same two swaps in place, over count pixels at pixels.
-void SwapRedBlue24InPlace(uint8_t *pixels, int64_t count);
-void SwapRedBlue48InPlace(uint8_t *pixels, int64_t count);

@@ -670,65 +670,6 @@ static void TiffBlockInvert(uint8_t *block, int64_t bytes)
         block[i] = (uint8_t)~block[i];
 }
 
-// 1 when the rows of an uncompressed file can be read straight into the picture's rows and
-// turned into its layout where they lie: the file's row fits the picture's, and its pixels
-// are the picture's or the picture's with red and blue exchanged. This spares a pass over
-// the whole picture through a block, which is most of the cost of a large plain file.
-static int TiffRowsInPlace(const TiffDecode *state, int64_t fileRowBytes, const Image *image)
-{
-    if (state->compressed || fileRowBytes > image->rowBytes) return 0;
-    if (state->predictor && state->imageType == TYPE_BINARY) return 0; // refused on the way
-    switch (state->imageType) {
-    case TYPE_BINARY: return 1;
-    case TYPE_GRAY8: return state->bitsPerSample == 8;
-    case TYPE_GRAY16: return state->littleEndian;
-    case TYPE_COLOR24: return state->samplesPerPixel == 3;
-    case TYPE_COLOR48: return state->littleEndian && state->samplesPerPixel == 3;
-    default: return 0;
-    }
-}
-
-// One uncompressed strip read row by row into the picture, from *currentRow downward, each
-// row turned into the picture's layout in place, with the predictor and a progress step or a
-// pump after each. When the file ends early, what it gave stays and the rest is black, as it
-// is through a block; a first read that gets nothing is a failure.
-static ErrorCode TiffStripDirect(const TiffDecode *state, FileHandle file, int64_t byteCount,
-                                 int64_t fileRowBytes, Image *image, int64_t *currentRow,
-                                 int showProgress)
-{
-    int64_t stripRows =
-        state->rowsPerStrip < *currentRow + 1 ? state->rowsPerStrip : *currentRow + 1;
-    int64_t remaining = byteCount;
-    int ended = 0;
-    for (int64_t r = 0; r < stripRows && *currentRow >= 0; r++) {
-        uint8_t *out = image->rows[*currentRow];
-        int64_t bytes = remaining < fileRowBytes ? (remaining > 0 ? remaining : 0) : fileRowBytes;
-        int64_t got = 0;
-        if (!ended && bytes > 0) {
-            ErrorCode read = FileRead(file, out, bytes, &got);
-            if (read != ERROR_NONE && !(read == ERROR_END_OF_FILE && r > 0))
-                return ERROR_READ_TIFF; // a failed read is silent
-            remaining -= got;
-            if (got < bytes) ended = 1;
-        }
-        if (got < fileRowBytes) memset(out + got, 0, (size_t)(fileRowBytes - got));
-        if (state->inverted) TiffBlockInvert(out, fileRowBytes);
-        if (state->imageType == TYPE_COLOR24)
-            SwapRedBlue24InPlace(out, state->width);
-        else if (state->imageType == TYPE_COLOR48)
-            SwapRedBlue48InPlace(out, state->width);
-        if (state->predictor) TiffRowIntegrate(state->imageType, state->width, out);
-        if (showProgress) {
-            ErrorCode result = ProgressStep((int)(state->height - 1 - *currentRow));
-            if (result != ERROR_NONE) return result;
-        } else {
-            PlatformPumpMessages();
-        }
-        (*currentRow)--;
-    }
-    return ERROR_NONE;
-}
-
 ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress)
 {
     ErrorCode result = ERROR_NONE;
@@ -743,7 +684,6 @@ ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress)
     int64_t directoryOffset = 0;
     int64_t fileRowBytes = 0;
     int64_t rowsPerBlock = 0;
-    int direct = 0;
     int64_t currentRow = 0;
     Image oriented;
 
@@ -830,7 +770,6 @@ ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress)
         }
     }
 
-    direct = TiffRowsInPlace(&state, fileRowBytes, image);
     currentRow = state.height - 1;
     if (showProgress) {
         ProgressOpen(0, state.height - 1, "TIFF Read", 1);
@@ -845,11 +784,7 @@ ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress)
             goto done;
         }
         MemoryRelease(&block);
-        if (direct) {
-            result = TiffStripDirect(&state, file, byteCount, fileRowBytes, image, &currentRow,
-                                     showProgress);
-            if (result != ERROR_NONE) goto done;
-        } else if (!state.compressed) {
+        if (!state.compressed) {
             int64_t stripRows =
                 state.rowsPerStrip < currentRow + 1 ? state.rowsPerStrip : currentRow + 1;
             int64_t blockRows = rowsPerBlock < stripRows ? rowsPerBlock : stripRows;

@@ -34,26 +34,3 @@ TEST(SwapRedBlue, EveryLengthSwapsTheOuterSamplesOnly)
         }
     }
 }
-
-TEST(SwapRedBlue, InPlaceEqualsTheCopy)
-{
-    TestStart();
-    for (int pixels = 0; pixels <= 40; pixels++) {
-        SCOPED_TRACE(pixels);
-        for (int bytes : {3, 6}) {
-            std::vector<uint8_t> in((size_t)pixels * bytes);
-            for (size_t i = 0; i < in.size(); i++)
-                in[i] = (uint8_t)(i * 53 + 7);
-            std::vector<uint8_t> copied(in.size());
-            std::vector<uint8_t> inPlace = in;
-            if (bytes == 3) {
-                SwapRedBlue24(in.data(), copied.data(), pixels);
-                SwapRedBlue24InPlace(inPlace.data(), pixels);
-            } else {
-                SwapRedBlue48(in.data(), copied.data(), pixels);
-                SwapRedBlue48InPlace(inPlace.data(), pixels);
-            }
-            EXPECT_EQ(inPlace, copied);
-        }
-    }
-}

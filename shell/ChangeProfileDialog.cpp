@@ -102,10 +102,8 @@ static int ChangeProfileListIndex(const char *list, const char *description)
     return 0;
 }
 
-static void ChangeProfileCommand(WindowHandle dialog, ChangeProfileState *state, uintptr_t wParam,
-                                 intptr_t lParam)
+static void ChangeProfileCommand(WindowHandle dialog, ChangeProfileState *state, uintptr_t wParam)
 {
-    if (TransformCommand(dialog, wParam, lParam, &state->settings, ChangeProfileCompute, 0)) return;
     if ((wParam >> 16) != NOTIFY_CHANGED) return;
     switch ((int)(wParam & 0xffff)) {
     case CHANGE_PROFILE_CHANGE:
@@ -122,43 +120,28 @@ static void ChangeProfileCommand(WindowHandle dialog, ChangeProfileState *state,
     RefreshPreview(&state->settings, ChangeProfileCompute);
 }
 
+// The settings are the first field of the state, so the shared handling takes the state.
+static void ChangeProfileInputTaken(WindowHandle dialog, void *params)
+{
+    ChangeProfileTakeSource(dialog, (ChangeProfileState *)params);
+}
+
+// The result's profile is the compute function's own doing: Apply does not inherit one.
+static const TransformDialogKind CHANGE_PROFILE_KIND = {
+    "Change Color Profile", ChangeProfileCompute, 0, CHANGE_PROFILE_INPUT, ChangeProfileInputTaken};
+
 static MessageResult ChangeProfileProcedure(WindowHandle dialog, uint32_t message, uintptr_t wParam,
                                             intptr_t lParam)
 {
     ChangeProfileState *state = StateOf(dialog);
+    // The input's profile may have changed with its pixels.
+    if (state != nullptr && (message == MSG_REFRESH || message == MSG_INPUT_CHANGED))
+        ChangeProfileTakeSource(dialog, state);
+    if (TransformDialogMessage(dialog, message, wParam, lParam, &CHANGE_PROFILE_KIND, state))
+        return 0;
     switch (message) {
     case MSG_COMMAND:
-        if (state != nullptr) ChangeProfileCommand(dialog, state, wParam, lParam);
-        return 0;
-    case MSG_INPUT_CHOSEN: {
-        WindowHandle chosen = InputChooserWindow(dialog, CHANGE_PROFILE_INPUT);
-        if (state == nullptr || chosen == nullptr || chosen == InputWindow) return 0;
-        if (InputWindow != nullptr) ClearInUse(dialog, InputWindow);
-        TransformTakeInput(chosen);
-        MarkInUse(dialog, chosen, "Change Color Profile", 1);
-        ChangeProfileTakeSource(dialog, state);
-        InputChanged(&state->settings, ChangeProfileCompute);
-        return 0;
-    }
-    case MSG_PREVIEW_REGION:
-        if (state != nullptr && OutputWindow != nullptr) {
-            PreviewStale = 1;
-            RunTransformation(&state->settings, 0, (const Rect *)lParam, ChangeProfileCompute);
-        }
-        return 0;
-    case MSG_REFRESH:
-    case MSG_INPUT_CHANGED:
-        // The input's profile may have changed with its pixels.
-        if (state != nullptr) {
-            ChangeProfileTakeSource(dialog, state);
-            if (message == MSG_REFRESH) RefreshPreview(&state->settings, ChangeProfileCompute);
-        }
-        return 0;
-    case MSG_CLOSE:
-    case MSG_CANCEL: CancelTransformation(dialog); return 0;
-    case MSG_APPLY:
-        if (state != nullptr)
-            ApplyTransformation(dialog, &state->settings, ChangeProfileCompute, 0);
+        if (state != nullptr) ChangeProfileCommand(dialog, state, wParam);
         return 0;
     case MSG_DESTROY:
         if (state != nullptr) {
@@ -206,7 +189,7 @@ ErrorCode OpenChangeProfileDialog(WindowHandle input)
     }
     PlatformSetWindowWord(dialog, WORD_POINTER, (intptr_t)state);
     // The dialog's own mark comes first: a refused close names the transformation.
-    MarkInUse(dialog, input, "Change Color Profile", 1);
+    MarkInUse(dialog, input, CHANGE_PROFILE_KIND.name, 1);
 
     int x = Margin;
     int y = Margin;

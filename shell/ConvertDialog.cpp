@@ -51,43 +51,27 @@ static ConvertSettings *ConvertOf(WindowHandle dialog)
     return (ConvertSettings *)PlatformGetWindowWord(dialog, WORD_POINTER);
 }
 
+static void ConvertInputTaken(WindowHandle dialog, void *params)
+{
+    (void)params;
+    ConvertShowSource(dialog);
+}
+
+static const TransformDialogKind CONVERT_KIND = {"Convert", ConvertCompute, 1, CONVERT_INPUT,
+                                                 ConvertInputTaken};
+
 static MessageResult ConvertProcedure(WindowHandle dialog, uint32_t message, uintptr_t wParam,
                                       intptr_t lParam)
 {
     ConvertSettings *settings = ConvertOf(dialog);
+    if (TransformDialogMessage(dialog, message, wParam, lParam, &CONVERT_KIND, settings)) return 0;
     switch (message) {
-    case MSG_COMMAND: {
-        if (settings == nullptr) return 0;
-        if (TransformCommand(dialog, wParam, lParam, settings, ConvertCompute, 1)) return 0;
-        if ((int)(wParam & 0xffff) == CONVERT_TARGET && (wParam >> 16) == NOTIFY_CHANGED) {
+    case MSG_COMMAND:
+        if (settings != nullptr && (int)(wParam & 0xffff) == CONVERT_TARGET &&
+            (wParam >> 16) == NOTIFY_CHANGED) {
             settings->target = PopupListChoice(dialog, CONVERT_TARGET);
             RefreshPreview(settings, ConvertCompute);
         }
-        return 0;
-    }
-    case MSG_INPUT_CHOSEN: {
-        WindowHandle chosen = InputChooserWindow(dialog, CONVERT_INPUT);
-        if (settings == nullptr || chosen == nullptr || chosen == InputWindow) return 0;
-        if (InputWindow != nullptr) ClearInUse(dialog, InputWindow);
-        TransformTakeInput(chosen);
-        MarkInUse(dialog, chosen, "Convert", 1);
-        ConvertShowSource(dialog);
-        InputChanged(settings, ConvertCompute);
-        return 0;
-    }
-    case MSG_PREVIEW_REGION:
-        if (settings != nullptr && OutputWindow != nullptr) {
-            PreviewStale = 1;
-            RunTransformation(settings, 0, (const Rect *)lParam, ConvertCompute);
-        }
-        return 0;
-    case MSG_REFRESH:
-        if (settings != nullptr) RefreshPreview(settings, ConvertCompute);
-        return 0;
-    case MSG_CLOSE:
-    case MSG_CANCEL: CancelTransformation(dialog); return 0;
-    case MSG_APPLY:
-        if (settings != nullptr) ApplyTransformation(dialog, settings, ConvertCompute, 1);
         return 0;
     case MSG_DESTROY:
         if (settings != nullptr) ConvertSaved = *settings;
@@ -124,7 +108,7 @@ ErrorCode OpenConvertDialog(WindowHandle input)
     }
     PlatformSetWindowWord(dialog, WORD_POINTER, (intptr_t)settings);
     // The dialog's own mark comes first: a refused close names the transformation.
-    MarkInUse(dialog, input, "Convert", 1);
+    MarkInUse(dialog, input, CONVERT_KIND.name, 1);
 
     int x = Margin;
     int y = Margin;

@@ -61,23 +61,14 @@ static void GammaShowTexts(WindowHandle dialog, const GammaSettings *settings, i
     }
 }
 
-// Another input was chosen: the preview goes, the in-use mark moves, and the result takes
-// the new picture's size.
-static void GammaInputChosen(WindowHandle dialog, GammaSettings *settings)
-{
-    WindowHandle chosen = InputChooserWindow(dialog, GAMMA_INPUT);
-    if (chosen == nullptr || chosen == InputWindow) return;
-    if (InputWindow != nullptr) ClearInUse(dialog, InputWindow);
-    TransformTakeInput(chosen);
-    MarkInUse(dialog, chosen, "Gamma Adjust", 1);
-    InputChanged(settings, GammaCompute);
-}
+static const TransformDialogKind GAMMA_KIND = {"Gamma Adjust", GammaCompute, 1, GAMMA_INPUT,
+                                               nullptr};
 
-static void GammaCommand(WindowHandle dialog, uintptr_t wParam, intptr_t lParam)
+// The dialog's own controls; the buttons are the shared handling's.
+static void GammaCommand(WindowHandle dialog, uintptr_t wParam)
 {
     GammaSettings *settings = GammaOf(dialog);
     if (settings == nullptr) return;
-    if (TransformCommand(dialog, wParam, lParam, settings, GammaCompute, 1)) return;
     int id = (int)(wParam & 0xffff);
     uint32_t notification = (uint32_t)(wParam >> 16) & 0xffff;
     if (id == GAMMA_INPUT_GAMMA && notification == NOTIFY_CHANGED) {
@@ -98,25 +89,9 @@ static MessageResult GammaProcedure(WindowHandle dialog, uint32_t message, uintp
                                     intptr_t lParam)
 {
     GammaSettings *settings = GammaOf(dialog);
+    if (TransformDialogMessage(dialog, message, wParam, lParam, &GAMMA_KIND, settings)) return 0;
     switch (message) {
-    case MSG_COMMAND: GammaCommand(dialog, wParam, lParam); return 0;
-    case MSG_INPUT_CHOSEN:
-        if (settings != nullptr) GammaInputChosen(dialog, settings);
-        return 0;
-    case MSG_PREVIEW_REGION:
-        if (settings != nullptr && OutputWindow != nullptr) {
-            PreviewStale = 1;
-            RunTransformation(settings, 0, (const Rect *)lParam, GammaCompute);
-        }
-        return 0;
-    case MSG_REFRESH:
-        if (settings != nullptr) RefreshPreview(settings, GammaCompute);
-        return 0;
-    case MSG_CLOSE:
-    case MSG_CANCEL: CancelTransformation(dialog); return 0;
-    case MSG_APPLY:
-        if (settings != nullptr) ApplyTransformation(dialog, settings, GammaCompute, 1);
-        return 0;
+    case MSG_COMMAND: GammaCommand(dialog, wParam); return 0;
     case MSG_DESTROY:
         if (settings != nullptr) GammaSaved = *settings;
         PlatformGetWindowRect(dialog, &GammaPlacement);
@@ -153,7 +128,7 @@ ErrorCode OpenGammaDialog(WindowHandle input)
     }
     PlatformSetWindowWord(dialog, WORD_POINTER, (intptr_t)settings);
     // The dialog's own mark comes first: a refused close names the transformation.
-    MarkInUse(dialog, input, "Gamma Adjust", 1);
+    MarkInUse(dialog, input, GAMMA_KIND.name, 1);
 
     int x = Margin;
     int y = Margin;

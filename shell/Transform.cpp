@@ -16,6 +16,7 @@
 #include "core/Preferences.h"
 #include "core/Progress.h"
 #include "shell/Commands.h"
+#include "shell/Controls.h"
 #include "shell/Display.h"
 #include "shell/FileFlow.h"
 #include "shell/ImageWindows.h"
@@ -620,6 +621,40 @@ void InputChanged(void *params, ComputeFunction compute)
     }
     SettingsDirty = 1;
     ActivateDialogOnTop();
+}
+
+int TransformDialogMessage(WindowHandle dialog, uint32_t message, uintptr_t wParam, intptr_t lParam,
+                           const TransformDialogKind *kind, void *params)
+{
+    // A dialog's settings go at its destruction; nothing is computed after that.
+    if (params == nullptr) return 0;
+    switch (message) {
+    case MSG_COMMAND:
+        return TransformCommand(dialog, wParam, lParam, params, kind->compute, kind->profile);
+    case MSG_INPUT_CHOSEN: {
+        if ((int)wParam != kind->chooserId) return 1;
+        WindowHandle chosen = InputChooserWindow(dialog, kind->chooserId);
+        if (chosen == nullptr || chosen == InputWindow) return 1;
+        // The in-use mark moves with the input; the preview goes with the old one.
+        if (InputWindow != nullptr) ClearInUse(dialog, InputWindow);
+        TransformTakeInput(chosen);
+        MarkInUse(dialog, chosen, kind->name, 1);
+        if (kind->inputTaken != nullptr) kind->inputTaken(dialog, params);
+        InputChanged(params, kind->compute);
+        return 1;
+    }
+    case MSG_PREVIEW_REGION:
+        if (OutputWindow != nullptr) {
+            PreviewStale = 1;
+            RunTransformation(params, 0, (const Rect *)lParam, kind->compute);
+        }
+        return 1;
+    case MSG_REFRESH: RefreshPreview(params, kind->compute); return 1;
+    case MSG_CLOSE:
+    case MSG_CANCEL: CancelTransformation(dialog); return 1;
+    case MSG_APPLY: ApplyTransformation(dialog, params, kind->compute, kind->profile); return 1;
+    default: return 0;
+    }
 }
 
 // ---------------------------------------------------------------------------------------

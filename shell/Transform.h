@@ -88,6 +88,23 @@ void TransformDialogShow(WindowHandle dialog, int clientWidth, int clientHeight,
 // A line of text in a dialog at x, y, width pixels wide; returns the y below it.
 int TransformDialogText(WindowHandle dialog, int id, const char *text, int x, int y, int width);
 
+// What a transformation's dialog tells the shared message handling about itself.
+struct TransformDialogKind {
+    const char *name;        // its name in the in-use list, as the title
+    ComputeFunction compute; // its computation
+    int32_t profile;         // 1: an Apply's output inherits the input's profile
+    int32_t chooserId;       // the id of its input chooser
+    // After another input was taken (the input window and the result's size are set): the
+    // dialog shows what depends on the input. May be null.
+    void (*inputTaken)(WindowHandle dialog, void *params);
+};
+
+// The messages every transformation dialog answers the same way: the buttons, another
+// input chosen, a region the preview asks for, a refresh, Esc, Return and closing. Returns
+// 1 when message was one of them; the dialog's procedure handles the rest itself.
+int TransformDialogMessage(WindowHandle dialog, uint32_t message, uintptr_t wParam, intptr_t lParam,
+                           const TransformDialogKind *kind, void *params);
+
 // Registers the preview window's procedure; part of Initialise.
 void TransformRegister(void);
 

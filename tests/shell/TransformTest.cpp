@@ -41,24 +41,14 @@ ErrorCode RecordingCompute(const Image *source, Image *destination, ImageWindow 
                         destinationHeight, sourceX, sourceY, zoom, x0, y0, x1, y1, w, h);
 }
 
+// A dialog with no controls of its own: everything goes through the shared handling.
+const TransformDialogKind TEST_KIND = {"Test", RecordingCompute, 1, 103, nullptr};
+
 MessageResult TestDialogProcedure(WindowHandle window, uint32_t message, uintptr_t wParam,
                                   intptr_t lParam)
 {
-    switch (message) {
-    case MSG_COMMAND:
-        TransformCommand(window, wParam, lParam, &Settings, RecordingCompute, 1);
-        return 0;
-    case MSG_PREVIEW_REGION:
-        if (OutputWindow != nullptr) {
-            PreviewStale = 1;
-            RunTransformation(&Settings, 0, (const Rect *)lParam, RecordingCompute);
-        }
-        return 0;
-    case MSG_CLOSE:
-    case MSG_CANCEL: CancelTransformation(window); return 0;
-    case MSG_APPLY: ApplyTransformation(window, &Settings, RecordingCompute, 1); return 0;
-    default: return PlatformDefaultProcedure(window, message, wParam, lParam);
-    }
+    if (TransformDialogMessage(window, message, wParam, lParam, &TEST_KIND, &Settings)) return 0;
+    return PlatformDefaultProcedure(window, message, wParam, lParam);
 }
 
 class Transform : public ShellTest {

@@ -9,6 +9,7 @@
 
 #include <cmath>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <png.h>
 #include <zlib.h>
@@ -32,6 +33,10 @@ static const int64_t PNG_INFLATE_SLACK = 65536;
 // them we read: far more than any honest file has.
 static const png_alloc_size_t PNG_CHUNK_MAX = 16u << 20;
 static const png_uint_32 PNG_CHUNK_COUNT_MAX = 1000;
+// The most libpng may ask for at once while it reads: a chunk of PNG_CHUNK_MAX, or a row of
+// the widest picture at 16-bit color with alpha, with room to spare. Some of its paths size a
+// buffer from a chunk's declared length alone; a damaged length must not become a gigabyte.
+static const png_alloc_size_t PNG_READ_ALLOCATION_MAX = 64u << 20;
 // How our files are compressed. Gray and color rows go through libpng's adaptive filters and
 // then zlib's run-length strategy (Z_RLE): what the filters leave of a photograph has few
 // long repeats for a full search to find, and on 24-megapixel photographs this gives files
@@ -332,6 +337,21 @@ static ErrorCode PngProgress(PngReadState *state, int pass, int passes, int y, i
     return ProgressStep((int)(((int64_t)pass * height + y) / passes));
 }
 
+// libpng's memory while it reads, refused beyond PNG_READ_ALLOCATION_MAX: libpng then
+// reports the chunk as too large, or fails the read, through its usual error paths.
+static png_voidp PngReadAllocate(png_structp png, png_alloc_size_t bytes)
+{
+    (void)png;
+    if (bytes > PNG_READ_ALLOCATION_MAX) return nullptr;
+    return malloc((size_t)bytes);
+}
+
+static void PngReadFree(png_structp png, png_voidp memory)
+{
+    (void)png;
+    free(memory);
+}
+
 // Decodes the open file into image. The one function of the reader that sets the jump; all
 // it holds is in state, which its caller frees whatever happens.
 static ErrorCode PngDecode(PngReadState *state, Image *image, int showProgress, int64_t fileSize)
@@ -342,7 +362,8 @@ static ErrorCode PngDecode(PngReadState *state, Image *image, int showProgress, 
     uint8_t paletteGray[256] = {};
     uint8_t paletteColor[256][3] = {};
 
-    state->png = png_create_read_struct(PNG_LIBPNG_VER_STRING, state, PngFailure, PngWarning);
+    state->png = png_create_read_struct_2(PNG_LIBPNG_VER_STRING, state, PngFailure, PngWarning,
+                                          nullptr, PngReadAllocate, PngReadFree);
     if (state->png == nullptr) return ERROR_NO_MEMORY;
     state->info = png_create_info_struct(state->png);
     if (state->info == nullptr) return ERROR_NO_MEMORY;

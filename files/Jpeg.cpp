@@ -25,7 +25,6 @@
 #include "core/Preferences.h"
 #include "core/Progress.h"
 #include "files/Metadata.h"
-#include "transforms/Orient.h"
 
 static const int64_t JPEG_PROGRESS_PIXELS = 100000;
 // Every 8 x 8 block of the first component costs at least one bit of Huffman code for its DC
@@ -47,10 +46,6 @@ static const int64_t JPEG_PROFILE_MAX = (int64_t)255 * 65519;
 // at high quality expects; below it the usual 4:2:0 halves chroma both ways.
 static const int JPEG_FULL_CHROMA_QUALITY = 90;
 static const double JPEG_CENTIMETRE_FACTOR = 2.540005; // the program's inches per cm
-
-// The Orient code that shows an EXIF orientation (1 to 8) in Image rows, counted from the
-// bottom, as EXIF means it (the same reading as for TIFF files through libtiff).
-static const int JPEG_ORIENT_CODES[9] = {0, 0, 4, 2, 6, 5, 1, 7, 3};
 
 // The user comment's character code for plain ASCII text, and for text in no named code.
 static const uint8_t COMMENT_CODE_ASCII[8] = {'A', 'S', 'C', 'I', 'I', 0, 0, 0};
@@ -299,10 +294,8 @@ ErrorCode ReadJpegFile(const char *path, ImageWindow *window, int showProgress)
 {
     ErrorCode result = ERROR_NONE;
     JpegReadState state = {};
-    Image oriented;
     int64_t fileSize = 0;
 
-    ImageClear(&oriented);
     state.file = FILE_HANDLE_NONE;
     state.picture.orientation = 1;
     result = FileOpenRead(path, &state.file);
@@ -314,27 +307,8 @@ ErrorCode ReadJpegFile(const char *path, ImageWindow *window, int showProgress)
     result = JpegDecode(&state, &window->image, showProgress, fileSize);
     if (result != ERROR_NONE) goto done;
 
-    if (state.picture.orientation != 1) {
-        result = OrientImageCode(&window->image, &oriented,
-                                 JPEG_ORIENT_CODES[state.picture.orientation], 0);
-        if (result != ERROR_NONE) goto done;
-        ImageFree(&window->image);
-        window->image = oriented; // the turned picture takes the record's place
-        ImageClear(&oriented);
-    }
-
-    // Everything read: the comments join the window's list and the profile replaces its own.
-    {
-        FileComment **end = &window->comments;
-        while (*end != nullptr)
-            end = &(*end)->next;
-        *end = state.comments;
-        state.comments = nullptr;
-    }
-    MemoryRelease(&window->profile);
-    window->profile = state.profile;
-    window->profileSize = state.profileSize;
-    state.profile = nullptr;
+    result = MetadataHandOver(window, state.picture.orientation, &state.comments, &state.profile,
+                              state.profileSize);
 
 done:
     if (state.progressOpen) ProgressClose();
@@ -343,7 +317,6 @@ done:
     MemoryFree(state.cmykRow);
     MemoryFree(state.profile);
     FreeFileComments(&state.comments);
-    ImageFree(&oriented);
     if (result != ERROR_NONE) ImageFree(&window->image);
     return result;
 }

@@ -18,6 +18,7 @@
 
 #include "core/Memory.h"
 #include "files/TiffComments.h"
+#include "transforms/Orient.h"
 
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
@@ -353,4 +354,35 @@ ErrorCode MetadataWriteExif(const FileComment *comments, size_t maxSize, ErrorCo
         *size = 0;
     }
     return result;
+}
+
+// The Orient code that shows an EXIF orientation (1 to 8) in Image rows, counted from the
+// bottom, as EXIF means it (the same reading as for TIFF files through libtiff).
+static const int METADATA_ORIENT_CODES[9] = {0, 0, 4, 2, 6, 5, 1, 7, 3};
+
+ErrorCode MetadataHandOver(ImageWindow *window, int orientation, FileComment **comments,
+                           uint8_t **profile, int32_t profileSize)
+{
+    if (orientation > 1 && orientation <= 8) {
+        Image oriented;
+        ImageClear(&oriented);
+        ErrorCode result =
+            OrientImageCode(&window->image, &oriented, METADATA_ORIENT_CODES[orientation], 0);
+        if (result != ERROR_NONE) {
+            ImageFree(&oriented);
+            return result;
+        }
+        ImageFree(&window->image);
+        window->image = oriented; // the turned picture takes the record's place
+    }
+    FileComment **end = &window->comments;
+    while (*end != nullptr)
+        end = &(*end)->next;
+    *end = *comments;
+    *comments = nullptr;
+    MemoryRelease(&window->profile);
+    window->profile = *profile;
+    window->profileSize = *profile != nullptr ? profileSize : 0;
+    *profile = nullptr;
+    return ERROR_NONE;
 }

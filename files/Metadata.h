@@ -13,6 +13,7 @@
 
 #include "core/Errors.h"
 #include "core/FileComment.h"
+#include "core/ImageWindow.h"
 
 // What a block says about the picture itself rather than about its taking.
 struct MetadataPicture {
@@ -37,3 +38,10 @@ ErrorCode MetadataReadExif(const uint8_t *block, size_t size, FileComment **comm
 // maxSize. ERROR_NO_MEMORY, or failure when exiv2 refuses the fields.
 ErrorCode MetadataWriteExif(const FileComment *comments, size_t maxSize, ErrorCode failure,
                             uint8_t **block, size_t *size);
+
+// What a reader does once a picture and its metadata are read: turns window's picture as the
+// EXIF orientation (1 to 8) says, appends *comments to the window's list and gives it
+// *profile in place of its own. Both are taken over (the pointers are cleared). Returns
+// OrientImageCode's code; the comments and profile are not taken then.
+ErrorCode MetadataHandOver(ImageWindow *window, int orientation, FileComment **comments,
+                           uint8_t **profile, int32_t profileSize);

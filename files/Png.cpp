@@ -19,7 +19,6 @@
 #include "core/Preferences.h"
 #include "core/Progress.h"
 #include "files/Metadata.h"
-#include "transforms/Orient.h"
 
 static const int64_t PNG_PROGRESS_PIXELS = 100000;
 // The largest width or height we let libpng accept: far beyond any photograph, and our rows
@@ -48,10 +47,6 @@ static const int PNG_COMPRESSION_LEVEL = 6;
 // Texts longer than this are compressed (zTXt, or a compressed iTXt).
 static const size_t PNG_TEXT_COMPRESS_FROM = 1024;
 static const double PNG_CENTIMETRE_FACTOR = 2.540005; // the program's inches per cm
-
-// The Orient code that shows an EXIF orientation (1 to 8) in Image rows counted from the
-// bottom, as EXIF means it.
-static const int PNG_ORIENT_CODES[9] = {0, 0, 4, 2, 6, 5, 1, 7, 3};
 
 static const int USER_COMMENT_ID = 37;
 static const int DATE_TIME_ID = 2;
@@ -488,10 +483,8 @@ ErrorCode ReadPngFile(const char *path, ImageWindow *window, int showProgress)
 {
     ErrorCode result = ERROR_NONE;
     PngReadState state = {};
-    Image oriented;
     int64_t fileSize = 0;
 
-    ImageClear(&oriented);
     ImageClear(&state.indices);
     state.file = FILE_HANDLE_NONE;
     state.picture.orientation = 1;
@@ -507,27 +500,8 @@ ErrorCode ReadPngFile(const char *path, ImageWindow *window, int showProgress)
     result = PngReadComments(&state);
     if (result != ERROR_NONE) goto done;
 
-    if (state.picture.orientation != 1) {
-        result = OrientImageCode(&window->image, &oriented,
-                                 PNG_ORIENT_CODES[state.picture.orientation], 0);
-        if (result != ERROR_NONE) goto done;
-        ImageFree(&window->image);
-        window->image = oriented; // the turned picture takes the record's place
-        ImageClear(&oriented);
-    }
-
-    // Everything read: the comments join the window's list and the profile replaces its own.
-    {
-        FileComment **end = &window->comments;
-        while (*end != nullptr)
-            end = &(*end)->next;
-        *end = state.comments;
-        state.comments = nullptr;
-    }
-    MemoryRelease(&window->profile);
-    window->profile = state.profile;
-    window->profileSize = state.profileSize;
-    state.profile = nullptr;
+    result = MetadataHandOver(window, state.picture.orientation, &state.comments, &state.profile,
+                              state.profileSize);
 
 done:
     if (state.progressOpen) ProgressClose();
@@ -536,7 +510,6 @@ done:
     ImageFree(&state.indices);
     MemoryFree(state.profile);
     FreeFileComments(&state.comments);
-    ImageFree(&oriented);
     if (result != ERROR_NONE) ImageFree(&window->image);
     return result;
 }

@@ -61,15 +61,20 @@ ErrorCode ProfileTransformMake(const uint8_t *sourceBytes, int sourceLength,
     cmsHPROFILE target = nullptr;
     cmsUInt32Number inputFormat = inputType == TYPE_COLOR48 ? FORMAT_BGR_16 : FORMAT_BGR_8;
     cmsUInt32Number outputFormat = outputType == TYPE_COLOR48 ? FORMAT_BGR_16 : FORMAT_BGR_8;
+    cmsUInt32Number flags = ColorIntentFlags(intentIndex);
 
     *transform = nullptr;
     result = ProfileOpenBytes(sourceBytes, sourceLength, &source);
     if (result != ERROR_NONE) goto done;
     result = ProfileOpenBytes(targetBytes, targetLength, &target);
     if (result != ERROR_NONE) goto done;
+    // The engine remembers the last pixel it converted and compares each new one with it
+    // first. Neighbouring 16-bit pixels of a photograph are seldom equal, so at 16 bits that
+    // comparison costs more than it saves (3 % of a 48-bit picture's conversion); at 8 bits
+    // the two measure alike, and the memory stays. The results are the same either way.
+    if (inputType == TYPE_COLOR48) flags |= cmsFLAGS_NOCACHE;
     *transform = cmsCreateTransform(source, inputFormat, target, outputFormat,
-                                    (cmsUInt32Number)ColorIntentEngine(intentIndex),
-                                    ColorIntentFlags(intentIndex));
+                                    (cmsUInt32Number)ColorIntentEngine(intentIndex), flags);
     if (*transform == nullptr) result = ERROR_CREATE_TRANSFORM;
 done:
     if (target != nullptr) cmsCloseProfile(target);

@@ -157,13 +157,11 @@ ErrorCode ConvertImageToProfile(ImageWindow *window, const uint8_t *targetBytes,
     ErrorCode result = ERROR_NONE;
     Image *image = &window->image;
     void *transform = nullptr;
-    uint8_t *buffer = nullptr;
     uint8_t *copy = nullptr;
     const uint8_t *srgb = nullptr;
     int srgbLength = 0;
     int progress = 0;
     int waitCursor = 0;
-    int rowLength;
 
     if (!CurrentColorSettings.enabled || !IsColorType(image->type) || image->rows == nullptr)
         return ERROR_NONE;
@@ -190,13 +188,7 @@ ErrorCode ConvertImageToProfile(ImageWindow *window, const uint8_t *targetBytes,
         }
         memcpy(copy, targetBytes, (size_t)targetLength);
     }
-    buffer = (uint8_t *)MemoryAlloc((size_t)image->rowBytes);
-    if (buffer == nullptr) {
-        result = ERROR_NO_MEMORY;
-        goto done;
-    }
 
-    rowLength = image->width * (image->type == TYPE_COLOR48 ? 6 : 3);
     if (showProgress && (int64_t)image->width * image->height >= PROGRESS_PIXELS) {
         ProgressOpen(0, image->height - 1, "Convert Color Space", 0);
         progress = 1;
@@ -204,9 +196,9 @@ ErrorCode ConvertImageToProfile(ImageWindow *window, const uint8_t *targetBytes,
         SetWaitCursor();
         waitCursor = 1;
     }
+    // Pixels in and out have one size, so the engine converts each row where it lies.
     for (int row = 0; row < image->height; row++) {
-        memcpy(buffer, image->rows[row], (size_t)rowLength);
-        ProfileTransformRow(transform, buffer, image->rows[row], image->width);
+        ProfileTransformRow(transform, image->rows[row], image->rows[row], image->width);
         // Without a Cancel button a step cannot abort, and half a picture converted would
         // be worse than either.
         if (progress) (void)ProgressStep(row);
@@ -222,7 +214,6 @@ done:
     if (progress) ProgressClose();
     if (waitCursor) SetArrowCursor();
     MemoryFree(copy);
-    MemoryFree(buffer);
     ProfileTransformFree(&transform);
     return result;
 }

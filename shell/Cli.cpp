@@ -96,8 +96,8 @@ ErrorCode CliApplyInPlace(ImageWindow *record, ComputeFunction compute, void *pa
 {
     Image *picture = &record->image;
     ErrorCode result =
-        compute(picture, picture, record, params, 1, picture->width, picture->height, 0, 0, 1, 0,
-                0, picture->width - 1, picture->height - 1, picture->width, picture->height);
+        compute(picture, picture, record, params, 1, picture->width, picture->height, 0, 0, 1, 0, 0,
+                picture->width - 1, picture->height - 1, picture->width, picture->height);
     // The record is its own source: what a new picture would inherit, it has already, but
     // for a profile that a picture of its type does not carry.
     if (result == ERROR_NONE && inherit) result = InheritProfile(record, record);

@@ -2,9 +2,10 @@
 // that core/Progress keeps, with a Cancel button when the work may be aborted.
 //
 // A long operation runs on the main thread and pumps this window at every step, which lets
-// Qt run when QT_PUMP_INTERVAL has passed since it last did. While it is open the input gate lets mouse and keys reach only this window, and while it pumps no
-// other procedure runs: other windows show what they last drew, and posted messages and
-// timers wait until the window has gone.
+// Qt run when QT_PUMP_INTERVAL has passed since it last did. While it is open the input gate
+// lets mouse and keys reach only this window, and while it pumps no other procedure runs:
+// other windows show what they last drew, and posted messages and timers wait until the
+// window has gone.
 #include <QApplication>
 #include <QPainter>
 #include <QPushButton>

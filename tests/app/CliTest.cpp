@@ -275,7 +275,9 @@ TEST(CliInPlace, GivesWhatApplyIntoANewPictureGives)
             if (applied == ERROR_NONE) {
                 ExpectImagesNear(made->image, inPlace->image, 0);
                 ASSERT_EQ(inPlace->profileSize, made->profileSize);
-                EXPECT_EQ(memcmp(inPlace->profile, made->profile, (size_t)made->profileSize), 0);
+                if (made->profileSize > 0) // gray and binary results carry none
+                    EXPECT_EQ(memcmp(inPlace->profile, made->profile, (size_t)made->profileSize),
+                              0);
                 for (ImageWindow *record : {made, inPlace}) { // the one comment, once
                     ASSERT_NE(record->comments, nullptr);
                     EXPECT_STREQ((const char *)record->comments->value, "Ada");

@@ -92,15 +92,18 @@ ErrorCode ProgressStep(int value)
     int repaint = value == State.first; // the first step paints at once
 
     // Extend the bar; a value outside the range moves it only to the range's end. Black
-    // is only ever added, so a step back leaves the bar where it stood.
+    // is only ever added, so a step back leaves the bar where it stood. A step that adds
+    // no pixel column asks for no paint: most rows of a big picture move the bar by less.
     int from = Limit(State.current, State.first, State.last);
     int to = Limit(value, State.first, State.last);
     if (from < to) {
         int64_t width = State.barRect.right - State.barRect.left;
         int64_t range = (int64_t)State.last - State.first;
         int filled = State.barRect.left + (int)(((int64_t)to - State.first) * width / range);
-        if (filled > State.barFilled) State.barFilled = filled;
-        repaint = 1;
+        if (filled > State.barFilled) {
+            State.barFilled = filled;
+            repaint = 1;
+        }
     }
     State.current = value;
 

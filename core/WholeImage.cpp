@@ -16,6 +16,7 @@
 // its comments, its origin and its file type.
 static ErrorCode WindowCopyBelongings(const ImageWindow *source, ImageWindow *destination)
 {
+    if (source == destination) return ERROR_NONE; // worked in place: they are its own
     ErrorCode result = CopyImageProfile(source, destination);
     if (result != ERROR_NONE) return result;
     return CopyImageExtras(source, destination);

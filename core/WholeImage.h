@@ -12,7 +12,8 @@
 ErrorCode WindowCopy(const ImageWindow *source, ImageWindow *destination);
 
 // The Negative command: inverted samples, the profile and the extras into destination, with
-// progress titled "Negative". Codes as for WindowCopy.
+// progress titled "Negative". Codes as for WindowCopy. Source and destination may be one
+// record (vistel-cli), whose picture is then inverted in place.
 ErrorCode ImageNegative(const ImageWindow *source, ImageWindow *destination);
 
 // A 16-bit picture to its 8-bit type through Depth16To8, into a record other than the

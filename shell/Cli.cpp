@@ -92,17 +92,15 @@ done:
     return result;
 }
 
-static ErrorCode CliNegative(ImageWindow *input, ImageWindow **made)
+ErrorCode CliApplyInPlace(ImageWindow *record, ComputeFunction compute, void *params, int inherit)
 {
-    ImageWindow *output = nullptr;
-    int slot = -1;
-    ErrorCode result = SlotAllocate(&slot, &output);
-    if (result == ERROR_NONE) result = ImageNegative(input, output);
-    if (result != ERROR_NONE) {
-        SlotFree(slot);
-        output = nullptr;
-    }
-    *made = output;
+    Image *picture = &record->image;
+    ErrorCode result =
+        compute(picture, picture, record, params, 1, picture->width, picture->height, 0, 0, 1, 0, 0,
+                picture->width - 1, picture->height - 1, picture->width, picture->height);
+    // The record is its own source: what a new picture would inherit, it has already, but
+    // for a profile that a picture of its type does not carry.
+    if (result == ERROR_NONE && inherit) result = InheritProfile(record, record);
     return result;
 }
 
@@ -266,12 +264,14 @@ int CliMain(int argc, char **argv)
 
     result = CliOpen(inputPath, &input);
     if (result != ERROR_NONE) goto done;
+    // Gamma Adjust and Negative change each sample where it stands, so the input's own
+    // picture takes the result: the input is never shown again, and one picture is held.
     if (strcmp(operation, "gamma") == 0)
-        result = CliApply(input, GammaCompute, &gamma, 1, &output);
+        result = CliApplyInPlace(input, GammaCompute, &gamma, 1);
     else if (strcmp(operation, "convert") == 0 && convert.target >= 0)
         result = CliApply(input, ConvertCompute, &convert, 1, &output);
     else if (strcmp(operation, "negative") == 0)
-        result = CliNegative(input, &output);
+        result = ImageNegative(input, input);
     if (result != ERROR_NONE) goto done;
     result = CliSave(outputPath, saveNumber, output != nullptr ? output : input);
 done:

@@ -45,7 +45,6 @@ int CliProfile(int argc, char **argv)
     ErrorCode result = ERROR_NONE;
     ChangeProfileSettings settings;
     ImageWindow *input = nullptr;
-    ImageWindow *output = nullptr;
     uint8_t *target = nullptr;
     int targetLength = 0;
     const char *targetPath = nullptr;
@@ -82,12 +81,12 @@ int CliProfile(int argc, char **argv)
     settings.sourceLength = input->profileSize;
     settings.targetProfile = target;
     settings.targetLength = targetLength;
-    // The compute function gives the result its new profile itself.
-    result = CliApply(input, ChangeProfileCompute, &settings, 0, &output);
+    // The pixels change where they stand, and the compute function gives the record its new
+    // profile itself, once the transform holds what it needs of the old one.
+    result = CliApplyInPlace(input, ChangeProfileCompute, &settings, 0);
     if (result != ERROR_NONE) goto done;
-    result = CliSave(argv[argc - 1], saveNumber, output);
+    result = CliSave(argv[argc - 1], saveNumber, input);
 done:
-    if (output != nullptr) SlotFree(output->slot);
     if (input != nullptr) SlotFree(input->slot);
     MemoryFree(target);
     return result == ERROR_NONE ? 0 : CliFail(result);

@@ -19,6 +19,16 @@ ErrorCode CliOpen(const char *path, ImageWindow **opened);
 ErrorCode CliApply(ImageWindow *input, ComputeFunction compute, void *params, int inherit,
                    ImageWindow **made);
 
+// Runs compute over the whole picture of record as CliApply does, but with the record's own
+// picture as source and destination, so that a run holds one picture instead of two; the
+// input is never shown again. Only for a compute function whose result has the source's type
+// and size and whose row loop reads a source row and then writes that same row, each sample
+// at the place it was read from (Gamma Adjust, Change Color Profile): at zoom 1 the row
+// reader and writer both hand out the picture's own rows, so nothing is overwritten before it
+// is read. With inherit set the profile follows the rules of a new picture. A failure leaves
+// the picture half changed, and the caller saves nothing.
+ErrorCode CliApplyInPlace(ImageWindow *record, ComputeFunction compute, void *params, int inherit);
+
 // The save type an output path's extension names, or FILE_SAVE_NONE.
 int CliSaveNumber(const char *path);
 

@@ -36,7 +36,7 @@ static void ChangeProfileCopyRow(const uint8_t *in, uint8_t *out, int samples, i
         const uint16_t *wide = (const uint16_t *)in;
         for (int i = 0; i < samples; i++)
             out[i] = Depth16To8[wide[i]];
-    } else {
+    } else if (in != out) {
         memcpy(out, in, (size_t)samples * (sourceType == TYPE_COLOR48 ? 2 : 1));
     }
 }
@@ -99,6 +99,8 @@ ErrorCode ChangeProfileCompute(const Image *source, Image *destination, ImageWin
         SetWaitCursor();
         waitCursor = 1;
     }
+    // The engine converts a pixel before it writes it, and in and out pixels have one size at
+    // full, so vistel-cli may give one picture as source and destination.
     for (int row = 0; row < h; row++) {
         const uint8_t *in = RowReaderNext(&reader);
         uint8_t *out = RowWriterRow(&writer);

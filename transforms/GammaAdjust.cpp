@@ -28,7 +28,7 @@ ErrorCode GammaShortCut(const Image *source, Image *destination, ImageWindow *wi
                         int x0, int y0, int x1, int y1, int *taken)
 {
     *taken = 1;
-    if (full) return ImageCopy(source, destination, 1);
+    if (full) return source == destination ? ERROR_NONE : ImageCopy(source, destination, 1);
     if (window != nullptr && destination == &window->view)
         return RenderView(source, window, x0, y0, x1, y1, 1);
     *taken = 0;
@@ -126,6 +126,8 @@ ErrorCode GammaCompute(const Image *source, Image *destination, ImageWindow *win
         waitCursor = 1;
     }
 
+    // Each sample is read before the one at its place is written, so that vistel-cli may
+    // give one picture as source and destination.
     for (int row = 0; row < h; row++) {
         const uint8_t *in = RowReaderNext(&reader);
         uint8_t *out = RowWriterRow(&writer);

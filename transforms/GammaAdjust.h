@@ -18,7 +18,8 @@ struct GammaSettings {
 void GammaSettingsDefault(GammaSettings *settings);
 
 // The short cut of a transformation that changes nothing, shared with Convert: Apply copies
-// source into destination with progress titled "Copy"; a preview that draws into its own
+// source into destination with progress titled "Copy", and has nothing to do when the two
+// are one picture; a preview that draws into its own
 // window's view renders the rectangle x0..x1, y0..y1 there as the display does. Sets *taken
 // to 0, and does nothing, for a preview into any other destination, which the caller then
 // computes through its row loop. Returns the copy's or the rendering's code.

@@ -81,6 +81,13 @@ extern QFont *QtSmallFont;
 // forwarded to their procedures then, and posted messages and timers wait.
 extern int QtProgressPumping;
 
+// Letting Qt run costs far more than a row of work: the pumps of long work look at the clock
+// and yield at most this often, a frame at 60 Hz, so that batch work is not slowed by them.
+constexpr uint32_t QT_PUMP_INTERVAL = 16; // milliseconds
+
+// 1 when QT_PUMP_INTERVAL or more has passed since *last, which then becomes now.
+int QtPumpDue(uint32_t *last);
+
 // A cleared record from the pool, marked used, or null when the pool is full.
 PlatformWindow *QtWindowAllocate(void);
 

@@ -1,10 +1,11 @@
 // The progress window on Qt: a small child of the workspace painted from the ProgressState
 // that core/Progress keeps, with a Cancel button when the work may be aborted.
 //
-// A long operation runs on the main thread and pumps this window at every step. While it is
-// open the input gate lets mouse and keys reach only this window, and while it pumps no
-// other procedure runs: other windows show what they last drew, and posted messages and
-// timers wait until the window has gone.
+// A long operation runs on the main thread and pumps this window at every step, which lets
+// Qt run when QT_PUMP_INTERVAL has passed since it last did. While it is open the input gate
+// lets mouse and keys reach only this window, and while it pumps no other procedure runs:
+// other windows show what they last drew, and posted messages and timers wait until the
+// window has gone.
 #include <QApplication>
 #include <QPainter>
 #include <QPushButton>
@@ -12,6 +13,11 @@
 #include "platform/qt/QtInternal.h"
 
 static const int DIVIDERS = 10; // the bar is split in tenths
+
+// When the one progress window last painted at once and last let Qt run; a new window may
+// do both at its first step.
+static uint32_t LastPaint;
+static uint32_t LastPump;
 
 class ProgressWidget : public QWidget {
   public:
@@ -71,6 +77,7 @@ WindowHandle PlatformProgressCreate(const char *title, int width, int height,
     window->windowClass = RECORD_PROGRESS;
     window->words[WORD_KIND] = PROGRESS_KIND;
     window->progress = state;
+    LastPaint = LastPump = PlatformTickCount() - QT_PUMP_INTERVAL;
     snprintf(window->title, sizeof window->title, "%s", title != nullptr ? title : "");
 
     ChildFrame *frame = new ChildFrame(window, nullptr);
@@ -115,8 +122,9 @@ WindowHandle PlatformProgressCreate(const char *title, int width, int height,
 void PlatformProgressRepaint(WindowHandle window)
 {
     if (!QtValid(window) || window->windowClass != RECORD_PROGRESS) return;
-    // The operation does not return to the loop between steps: paint now.
-    if (window->widget->isVisible())
+    // The operation does not return to the loop between steps: paint now, but not more
+    // often than the pump runs; until then the change waits for the next pump to paint it.
+    if (window->widget->isVisible() && QtPumpDue(&LastPaint))
         window->widget->repaint();
     else
         window->widget->update();
@@ -125,6 +133,9 @@ void PlatformProgressRepaint(WindowHandle window)
 int PlatformProgressPump(WindowHandle window)
 {
     if (!QtValid(window) || window->windowClass != RECORD_PROGRESS) return 0;
+    // A press is only ever seen while Qt runs, so a step between two pumps has nothing to
+    // report.
+    if (!QtPumpDue(&LastPump)) return 0;
     // Space and Return press Cancel, whatever had the focus before.
     QPushButton *cancel = CancelButton(window);
     if (cancel != nullptr && !cancel->hasFocus()) cancel->setFocus(Qt::OtherFocusReason);

@@ -95,9 +95,19 @@ uint32_t PlatformTickCount(void)
     return (uint32_t)std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
 }
 
+int QtPumpDue(uint32_t *last)
+{
+    uint32_t now = PlatformTickCount();
+    if (now - *last < QT_PUMP_INTERVAL) return 0; // unsigned: the wrap does no harm
+    *last = now;
+    return 1;
+}
+
 void PlatformPumpMessages(void)
 {
-    QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
+    // Readers call this every few kilobytes.
+    static uint32_t lastPump = PlatformTickCount() - QT_PUMP_INTERVAL;
+    if (QtPumpDue(&lastPump)) QCoreApplication::processEvents(QEventLoop::ExcludeUserInputEvents);
 }
 
 // ---------------------------------------------------------------------------------------

@@ -5,7 +5,15 @@
 
 #include <cmath>
 
-#include "tests/support/TestSupport.h"
+#include "color/ColorSettings.h"
+#include "core/FileComment.h"
+#include "core/Memory.h"
+#include "core/WholeImage.h"
+#include "shell/CliCommon.h"
+#include "tests/color/ProfileTestSupport.h"
+#include "tests/transforms/PictureTestSupport.h"
+#include "transforms/ChangeProfile.h"
+#include "transforms/GammaAdjust.h"
 
 class Cli : public ::testing::Test {
   protected:
@@ -184,4 +192,103 @@ TEST_F(Cli, AFailedSaveKeepsTheOldFile)
     EXPECT_EQ(
         RunCli("negative '" + Path("in.tif") + "' '" + Path("nowhere/out.tif") + "'", &errors), 1);
     EXPECT_EQ(errors, "vistel-cli: Cannot create file\n");
+}
+
+// What vistel-cli holds of an opened file: a record with a picture of type in the pattern of
+// seed, an Adobe RGB profile and one comment.
+static ImageWindow *InPlaceRecord(int type, int seed, const std::vector<uint8_t> &profile)
+{
+    int slot;
+    ImageWindow *record = nullptr;
+    EXPECT_EQ(SlotAllocate(&slot, &record), ERROR_NONE);
+    PictureMake(&record->image, type, 203, 131, seed);
+    record->profile = (uint8_t *)MemoryAlloc(profile.size());
+    memcpy(record->profile, profile.data(), profile.size());
+    record->profileSize = (int)profile.size();
+    EXPECT_EQ(AddFileComment(record, "Artist", 3, 4, 0, "Ada"), ERROR_NONE);
+    return record;
+}
+
+// The transformations vistel-cli runs in the input's own picture give, for every picture
+// type, what Apply gives into a new one: pixels, profile and comments.
+TEST(CliInPlace, GivesWhatApplyIntoANewPictureGives)
+{
+    TestStart();
+    ColorSettingsDefault(&CurrentColorSettings);
+    std::vector<uint8_t> adobe = TestReadFile(SYSTEM_ADOBE);
+    std::vector<uint8_t> wide = TestReadFile(SYSTEM_WIDE);
+    GammaSettings gamma[3];
+    const double factors[3] = {1.0, 2.0, 0.45};
+    for (int i = 0; i < 3; i++) {
+        GammaSettingsDefault(&gamma[i]);
+        gamma[i].factor = factors[i];
+    }
+    struct Case {
+        const char *name;
+        ComputeFunction compute; // null for Negative
+        GammaSettings *gamma;    // null for Change Color Profile
+        int intent;
+    } cases[] = {
+        {"gamma 1", GammaCompute, &gamma[0], 0},
+        {"gamma 2", GammaCompute, &gamma[1], 0},
+        {"gamma 0.45", GammaCompute, &gamma[2], 0},
+        {"profile", ChangeProfileCompute, nullptr, COLOR_INTENT_FULL_GAMUT},
+        {"profile, black point", ChangeProfileCompute, nullptr, COLOR_INTENT_IDENTICAL_BLACK},
+        {"negative", nullptr, nullptr, 0},
+    };
+    for (const Case &c : cases) {
+        for (int type : PICTURE_TYPES) {
+            SCOPED_TRACE(testing::Message() << c.name << ", type " << type);
+            ImageWindow *input = InPlaceRecord(type, 7, adobe);
+            ImageWindow *inPlace = InPlaceRecord(type, 7, adobe);
+            ImageWindow *made = nullptr;
+            Image original;
+            ImageClear(&original);
+            ASSERT_EQ(ImageDuplicate(&input->image, &original), ERROR_NONE);
+            ChangeProfileSettings profiles[2]; // each run reads the profile of its own record
+            ImageWindow *records[2] = {input, inPlace};
+            for (int i = 0; i < 2; i++) {
+                ChangeProfileSettingsDefault(&profiles[i]);
+                profiles[i].intent = c.intent;
+                profiles[i].sourceProfile = records[i]->profile;
+                profiles[i].sourceLength = records[i]->profileSize;
+                profiles[i].targetProfile = wide.data();
+                profiles[i].targetLength = (int)wide.size();
+            }
+            ErrorCode applied, changed;
+            if (c.compute == nullptr) {
+                int slot;
+                ASSERT_EQ(SlotAllocate(&slot, &made), ERROR_NONE);
+                applied = ImageNegative(input, made);
+                changed = ImageNegative(inPlace, inPlace);
+            } else {
+                void *params = c.gamma;
+                void *params2 = c.gamma;
+                if (c.gamma == nullptr) {
+                    params = &profiles[0];
+                    params2 = &profiles[1];
+                }
+                applied = CliApply(input, c.compute, params, c.gamma != nullptr, &made);
+                changed = CliApplyInPlace(inPlace, c.compute, params2, c.gamma != nullptr);
+            }
+            EXPECT_EQ(changed, applied);
+            if (applied == ERROR_NONE) {
+                ExpectImagesNear(made->image, inPlace->image, 0);
+                ASSERT_EQ(inPlace->profileSize, made->profileSize);
+                if (made->profileSize > 0) // gray and binary results carry none
+                    EXPECT_EQ(memcmp(inPlace->profile, made->profile, (size_t)made->profileSize),
+                              0);
+                for (ImageWindow *record : {made, inPlace}) { // the one comment, once
+                    ASSERT_NE(record->comments, nullptr);
+                    EXPECT_STREQ((const char *)record->comments->value, "Ada");
+                    EXPECT_EQ(record->comments->next, nullptr);
+                }
+            }
+            ExpectImagesNear(original, input->image, 0); // Apply left its input alone
+            ImageFree(&original);
+            if (made != nullptr) SlotFree(made->slot);
+            SlotFree(input->slot);
+            SlotFree(inPlace->slot);
+        }
+    }
 }

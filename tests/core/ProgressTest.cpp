@@ -134,6 +134,27 @@ TEST(Progress, BarGrowsWithTheRangeAndNeverBack)
     ProgressClose();
 }
 
+TEST(Progress, StepsThatAddNoPixelColumnDoNotPaint)
+{
+    TestStart();
+    HeadlessSetTicks(0); // the time left, once shown, stays the same
+    ProgressOpen(0, 9999, "Copy", 1);
+    const HeadlessProgressRecord *record = HeadlessProgressAt(0);
+    ProgressStep(0); // the first step paints
+    ProgressStep(1); // the time left appears
+    EXPECT_EQ(record->repaints, 2);
+    // 214 pixels for 9999 rows: the first column is reached at 47 (47 * 214 / 9999 = 1.006).
+    for (int row = 2; row <= 46; row++)
+        ProgressStep(row);
+    EXPECT_EQ(ProgressCurrent()->barFilled, 76);
+    EXPECT_EQ(record->repaints, 2);
+    ProgressStep(47);
+    EXPECT_EQ(ProgressCurrent()->barFilled, 77);
+    EXPECT_EQ(record->repaints, 3);
+    EXPECT_EQ(record->pumps, 48); // the pump still runs at every step
+    ProgressClose();
+}
+
 TEST(Progress, TimeLeftAtHalfway)
 {
     TestStart();

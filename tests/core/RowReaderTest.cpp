@@ -136,6 +136,35 @@ TEST(RowReader, BinaryArrivesAsBytes0And255AtEveryZoom)
     ImageFree(&image);
 }
 
+// What a compute function given one picture as source and destination relies on: at zoom 1
+// the reader delivers the very row the writer then hands out, so a loop that reads a sample
+// before it writes the one at that place never reads a result; binary rows arrive as a copy.
+TEST(RowReader, AtZoomOneReadsTheRowTheWriterWritesNext)
+{
+    TestStart();
+    for (int type : {TYPE_BINARY, TYPE_GRAY8, TYPE_COLOR24, TYPE_GRAY16, TYPE_COLOR48}) {
+        SCOPED_TRACE(type);
+        Image image = {};
+        ASSERT_EQ(ImageAlloc(&image, type, 13, 4, 72.0), ERROR_NONE);
+        RowReader reader;
+        RowWriter writer;
+        RowReaderReset(&reader);
+        RowWriterReset(&writer);
+        ASSERT_EQ(RowReaderOpen(&image, 0, 0, 1, 13, &reader), ERROR_NONE);
+        ASSERT_EQ(RowWriterOpen(&image, 1, 0, 12, 0, 1, &writer), ERROR_NONE);
+        for (int row = 0; row < 4; row++) {
+            const uint8_t *in = RowReaderNext(&reader);
+            uint8_t *out = RowWriterRow(&writer);
+            EXPECT_EQ(out, image.rows[row]);
+            EXPECT_EQ(in, type == TYPE_BINARY ? reader.buffer : out);
+            RowWriterPut(&writer);
+        }
+        RowReaderClose(&reader);
+        RowWriterClose(&writer);
+        ImageFree(&image);
+    }
+}
+
 TEST(RowWriter, WritesInPlaceAtZoomOneAndDropsRowsPastTheTop)
 {
     TestStart();

@@ -81,7 +81,8 @@ TEST_F(UiProgress, CancelStopsANegativeUnderWayAndNothingElseGetsInput)
     ImageWindow *source, *negative;
     ASSERT_EQ(SlotAllocate(&sourceSlot, &source), ERROR_NONE);
     ASSERT_EQ(SlotAllocate(&resultSlot, &negative), ERROR_NONE);
-    ASSERT_EQ(ImageAlloc(&source->image, TYPE_COLOR48, 3000, 2000, 300), ERROR_NONE);
+    // Large enough that the work lasts several of the pump's 16 ms turns.
+    ASSERT_EQ(ImageAlloc(&source->image, TYPE_COLOR48, 4000, 3000, 300), ERROR_NONE);
     for (int y = 0; y < source->image.height; y++)
         memset(source->image.rows[y], y & 255, (size_t)source->image.rowBytes);
 
@@ -103,7 +104,9 @@ TEST_F(UiProgress, CancelStopsATiffRead)
     int slot;
     ImageWindow *record;
     ASSERT_EQ(SlotAllocate(&slot, &record), ERROR_NONE);
-    ASSERT_EQ(ImageAlloc(&record->image, TYPE_COLOR24, 2400, 1600, 300), ERROR_NONE);
+    // Large enough that the read lasts several of the pump's 16 ms turns, so that Cancel is
+    // clicked well before its end.
+    ASSERT_EQ(ImageAlloc(&record->image, TYPE_COLOR48, 4000, 3000, 300), ERROR_NONE);
     for (int y = 0; y < record->image.height; y++)
         memset(record->image.rows[y], (y * 7) & 255, (size_t)record->image.rowBytes);
     std::string folder = std::string(VISTEL_TEST_OUTPUT) + "/ui";

@@ -1,0 +1,103 @@
+#!/usr/bin/env bash
+# Times vistel-cli against libtiff's tiffcp and Little CMS's tificc on the same 6000 x 4000
+# TIFF files at 24 and 48 bits, taking turns within one run so that a busy machine disturbs
+# both sides alike, and prints the medians and their ratios:
+#
+#   gamma --factor 1   a copy through the picture record   against tiffcp
+#   gamma --factor 2   a table lookup of every sample      against tiffcp
+#   profile            sRGB to Adobe RGB, perceptual       against tificc -t0 -e
+#
+#   bench/compare-tiff.sh [BUILD_FOLDER] [RUNS]      (RUNS 7 unless given)
+#
+# Each run is measured by the shell's time (wall, user and system seconds, to the
+# millisecond) and /usr/bin/time (the peak resident memory and the minor page faults). The
+# pictures are made once by ImageMagick (a plasma fractal, blurred, with a little noise, as a
+# photograph might be) and written by pnmtotiff, one row a strip as libtiff's tools lay them
+# out, uncompressed, without a profile, into a work folder in memory, where the outputs go
+# too.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+build=${1:-build}
+runs=${2:-7}
+cli=$(realpath "$build/vistel-cli")
+[ -x "$cli" ] || { echo "no $cli: build first (scripts/build.sh $build)" >&2; exit 1; }
+target=/usr/share/color/icc/compatibleWithAdobeRGB1998.icc
+[ -s "$target" ] || { echo "no $target: run scripts/install-deps.sh" >&2; exit 1; }
+if [ -d /dev/shm ] && [ -w /dev/shm ]; then
+    work=/dev/shm/vistel-compare-tiff
+else
+    work=/tmp/vistel-compare-tiff
+fi
+mkdir -p "$work"
+cd "$work"
+
+if [ ! -s photo48.tif ] || [ ! -s photo24.tif ]; then
+    echo "Making the 6000 x 4000 pictures in $work ..." >&2
+    convert -seed 7 -size 6000x4000 plasma:fractal -blur 0x2 -attenuate 0.15 +noise Gaussian \
+        -depth 16 photo48.ppm
+    convert photo48.ppm -depth 8 photo24.ppm
+    # pnmtotiff writes no SampleFormat, which every reader takes as unsigned integers.
+    pnmtotiff -truecolor photo48.ppm >photo48.tif 2>/dev/null
+    pnmtotiff -truecolor photo24.ppm >photo24.tif 2>/dev/null
+    rm -f photo48.ppm photo24.ppm
+fi
+
+# The commands, by name; "@IN" stands for the input file.
+names=(gamma1 gamma2 tiffcp profile tificc)
+declare -A commands=(
+    [gamma1]="$cli gamma --factor 1 @IN out-gamma1.tif"
+    [gamma2]="$cli gamma --factor 2 @IN out-gamma2.tif"
+    [tiffcp]="tiffcp @IN out-tiffcp.tif"
+    [profile]="$cli profile --to $target --intent 0 @IN out-profile.tif"
+    [tificc]="tificc -t0 -e -o$target @IN out-tificc.tif"
+)
+
+# Runs every command once on a file, in turn, appending "wall user sys kilobytes faults" to
+# one line file per command and depth.
+measure() {
+    local depth=$1 name command
+    for name in "${names[@]}"; do
+        command=${commands[$name]//@IN/photo$depth.tif}
+        { time /usr/bin/time -o memory.txt -f '%M %R' $command >/dev/null 2>err.txt; } \
+            2>time.txt || { echo "failed: $command" >&2; cat err.txt >&2; exit 1; }
+        echo "$(cat time.txt) $(cat memory.txt)" >>"times-$depth-$name.txt"
+    done
+}
+
+TIMEFORMAT='%3R %3U %3S'
+rm -f times-*.txt
+for ((run = 0; run < runs; run++)); do
+    measure 24
+    measure 48
+done
+
+# The median of column $2 (1 wall, 2 user, 3 sys, 4 kB, 5 faults, 6 user + sys) of a file.
+median() {
+    awk -v c="$2" '{ v = c == 6 ? $2 + $3 : $c; print v }' "$1" | sort -g |
+        awk '{ a[NR] = $1 } END { print NR % 2 ? a[(NR + 1) / 2] : (a[NR / 2] + a[NR / 2 + 1]) / 2 }'
+}
+# The smallest and largest system time of a file, as "min-max".
+spread() {
+    sort -g -k3 "$1" | awk 'NR == 1 { low = $3 } { high = $3 } END { printf "%.3f-%.3f", low, high }'
+}
+
+echo "Medians of $runs runs taken in turn; 6000 x 4000 pixels, uncompressed TIFF in $work"
+for depth in 24 48; do
+    echo
+    printf '%-8s %-8s %7s %7s %7s %11s %9s %8s\n' "$depth-bit" "" wall user sys "sys range" "peak MB" faults
+    for name in "${names[@]}"; do
+        f=times-$depth-$name.txt
+        printf '%-8s %-8s %7.3f %7.3f %7.3f %11s %9.0f %8.0f\n' "" "$name" "$(median "$f" 1)" \
+            "$(median "$f" 2)" "$(median "$f" 3)" "$(spread "$f")" \
+            "$(awk -v k="$(median "$f" 4)" 'BEGIN { print k / 1024 }')" "$(median "$f" 5)"
+    done
+    for pair in gamma1:tiffcp gamma2:tiffcp profile:tificc; do
+        ours=${pair%:*}
+        theirs=${pair#*:}
+        awk -v n="$ours / $theirs" -v ow="$(median "times-$depth-$ours.txt" 1)" \
+            -v tw="$(median "times-$depth-$theirs.txt" 1)" \
+            -v oc="$(median "times-$depth-$ours.txt" 6)" \
+            -v tc="$(median "times-$depth-$theirs.txt" 6)" \
+            'BEGIN { printf "  %-18s wall %5.2f   user + sys %5.2f\n", n, ow / tw, oc / tc }'
+    done
+done

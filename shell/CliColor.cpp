@@ -49,6 +49,7 @@ int CliProfile(int argc, char **argv)
     uint8_t *target = nullptr;
     int targetLength = 0;
     const char *targetPath = nullptr;
+    const char *failedPath = nullptr; // the file a failure is about, when it names one
     int intent = COLOR_INTENT_FULL_GAMUT;
     int saveNumber;
     int at = 1;
@@ -86,11 +87,13 @@ int CliProfile(int argc, char **argv)
     result = CliApply(input, ChangeProfileCompute, &settings, 0, &output);
     if (result != ERROR_NONE) goto done;
     result = CliSave(argv[argc - 1], saveNumber, output);
+    if (result != ERROR_NONE) failedPath = argv[argc - 1]; // the messages of a save name no file
 done:
     if (output != nullptr) SlotFree(output->slot);
     if (input != nullptr) SlotFree(input->slot);
     MemoryFree(target);
-    return result == ERROR_NONE ? 0 : CliFail(result);
+    if (result == ERROR_NONE) return 0;
+    return failedPath != nullptr ? CliFailFile(result, failedPath) : CliFail(result);
 }
 
 // Three XYZ numbers from argv[at..at + 2] in s15Fixed16 form; 0 when they are not numbers
@@ -183,5 +186,5 @@ int CliMakeDisplayProfile(int argc, char **argv)
     ErrorCode result = CreateDisplayProfile(
         argv[at], description, gammaTimes256, &colorants, withCurves ? curves[0] : nullptr,
         withCurves ? curves[1] : nullptr, withCurves ? curves[2] : nullptr);
-    return result == ERROR_NONE ? 0 : CliFail(result);
+    return result == ERROR_NONE ? 0 : CliFailFile(result, argv[at]);
 }

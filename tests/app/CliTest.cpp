@@ -183,14 +183,27 @@ TEST_F(Cli, FailuresGiveTheMessageAndANonZeroStatus)
     EXPECT_EQ(errors, "vistel-cli: Unknown file type\n");
 }
 
-TEST_F(Cli, AFailedSaveKeepsTheOldFile)
+TEST_F(Cli, AFailedSaveNamesItsFileAndKeepsTheOldOne)
 {
     ASSERT_EQ(TestRun("convert -size 20x20 xc:red -compress none '" + Path("in.tif") + "'"), 0);
-    // The output's folder does not exist: nothing may be left behind.
-    std::string errors;
-    EXPECT_EQ(
-        RunCli("negative '" + Path("in.tif") + "' '" + Path("nowhere/out.tif") + "'", &errors), 1);
-    EXPECT_EQ(errors, "vistel-cli: Cannot create file\n");
+    TestWriteFile(Path("locked.tif"), {'o', 'l', 'd'});
+    ASSERT_EQ(chmod(Path("locked.tif").c_str(), 0444), 0);
+    struct Case {
+        const char *output;
+        const char *message;
+    } cases[] = {
+        {"nowhere/out.tif", "Cannot create file"},
+        {"locked.tif", "Can't create or delete read-only file"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.output);
+        std::string errors;
+        EXPECT_EQ(RunCli("negative '" + Path("in.tif") + "' '" + Path(c.output) + "'", &errors), 1);
+        EXPECT_EQ(errors, "vistel-cli: " + Path(c.output) + ": " + c.message + "\n");
+    }
+    EXPECT_EQ(TestReadFile(Path("locked.tif")), std::vector<uint8_t>({'o', 'l', 'd'}));
+    EXPECT_EQ(TestFolderFiles(folder),
+              (std::vector<std::string>{"in.tif", "locked.tif", "stderr.txt"}));
 }
 
 // The size of the temporary file of a save in folder, or -1 while there is none.

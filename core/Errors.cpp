@@ -186,6 +186,12 @@ void ShowError(ErrorCode code)
                   noted ? text : ErrorText(code));
 }
 
+void ShowFileError(ErrorCode code, const char *path)
+{
+    ErrorFileNote(code, path);
+    ShowError(code);
+}
+
 void ShowMessage(const char *title, const char *format, ...)
 {
     char text[2000];

@@ -169,6 +169,9 @@ void ShowError(ErrorCode code);
 // note never reaches a later message about something else.
 void ErrorFileNote(ErrorCode code, const char *path);
 
+// ShowError for a failure about the file at path: the path is the message's first line.
+void ShowFileError(ErrorCode code, const char *path);
+
 // The text of a failure about a file: the path, a line break, and the message of code. A
 // path too long for capacity (MESSAGE_TEXT_MAX + 1 for a message box) loses its beginning,
 // shown as "...", so that the message and the file's own name stay whole.

@@ -60,8 +60,10 @@ void SafeFileReset(SafeFile *safe);
 // Creates the temporary file in the folder of the file that path names, after links. Returns
 // ERROR_READ_ONLY_FILE for an existing file that is not writable: one without any write
 // permission (even for root, since the mark is the user's decision) or one the system does
-// not let us write; otherwise the codes of FileCreate. It also removes what earlier saves of
-// the same name left when their process was killed (see SAFE_FILE_STALE_SECONDS).
+// not let us write; ERROR_CREATE_FILE for a name that is not a plain file (a folder, a
+// device), a loop of links or a name too long; otherwise the codes of FileCreate. It also
+// removes what earlier saves of the same name left when their process was killed (see
+// SAFE_FILE_STALE_SECONDS).
 ErrorCode SafeFileCreate(const char *path, SafeFile *safe);
 
 // For a library that writes only to a name it creates itself (cfitsio): after the library

@@ -39,6 +39,8 @@ int main(int argc, char **argv)
 {
     QApplication application(argc, argv);
     int code = 0;
+    // Ctrl-C or a kill in the middle of a save leaves no temporary file behind.
+    SafeFileCatchSignals();
     char *commandLine = CommandLineJoin(argc, argv);
     if (commandLine == nullptr) return 1;
     if (QtPlatformStart() != ERROR_NONE) goto done;

@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "core/File.h"
 #include "core/FormatString.h"
 #include "core/Text.h"
 #include "platform/Platform.h"
@@ -142,12 +143,53 @@ const char *ErrorText(ErrorCode code)
     return ERROR_MESSAGES[code];
 }
 
+// The file the next message of NotedCode is about; empty when there is none.
+static ErrorCode NotedCode;
+static char NotedPath[PATH_LENGTH];
+
+void ErrorFileNote(ErrorCode code, const char *path)
+{
+    NotedCode = code;
+    StrCopyLimit(path, NotedPath, PATH_LENGTH - 1);
+}
+
+void ErrorFileText(ErrorCode code, const char *path, char *text, int capacity)
+{
+    static const char CUT[] = "...";
+    const char *message = ErrorText(code);
+    int messageLength = (int)strlen(message);
+    int pathLength = (int)strlen(path);
+    int room = capacity - 1 - messageLength - 1; // for the path: all but the line break
+    if (room < (int)sizeof CUT) {
+        StrCopyLimit(message, text, capacity - 1);
+        return;
+    }
+    text[0] = 0;
+    if (pathLength > room) {
+        strcpy(text, CUT);
+        path += pathLength - (room - (int)strlen(CUT));
+    }
+    strcat(text, path);
+    strcat(text, "\n");
+    strcat(text, message);
+}
+
 void ShowError(ErrorCode code)
 {
+    char text[MESSAGE_TEXT_MAX + 1];
+    int noted = NotedPath[0] != 0 && NotedCode == code;
+    if (noted) ErrorFileText(code, NotedPath, text, sizeof text);
+    NotedPath[0] = 0;
     if (code == ERROR_NONE) return;
     // An abort is the user's decision, not a failure, so it alone is not called an error.
     MessageDialog(nullptr, code == ERROR_ABORTED ? "Attention" : "Error", MESSAGE_OK,
-                  ErrorText(code));
+                  noted ? text : ErrorText(code));
+}
+
+void ShowFileError(ErrorCode code, const char *path)
+{
+    ErrorFileNote(code, path);
+    ShowError(code);
 }
 
 void ShowMessage(const char *title, const char *format, ...)

@@ -161,7 +161,21 @@ constexpr int MESSAGE_TITLE_MAX = 80;
 const char *ErrorText(ErrorCode code);
 
 // Shows the message of a code: nothing for 0, "Attention" for an abort, "Error" otherwise.
+// A code noted with ErrorFileNote is shown with its file's path as the first line.
 void ShowError(ErrorCode code);
+
+// Notes that a failure of code concerns the file at path, so that the next ShowError of that
+// code names the file (ErrorFileText). ShowError forgets the note whatever it shows, so a
+// note never reaches a later message about something else.
+void ErrorFileNote(ErrorCode code, const char *path);
+
+// ShowError for a failure about the file at path: the path is the message's first line.
+void ShowFileError(ErrorCode code, const char *path);
+
+// The text of a failure about a file: the path, a line break, and the message of code. A
+// path too long for capacity (MESSAGE_TEXT_MAX + 1 for a message box) loses its beginning,
+// shown as "...", so that the message and the file's own name stay whole.
+void ErrorFileText(ErrorCode code, const char *path, char *text, int capacity);
 
 // Formats a message with FormatString (2000 characters at most) and shows it with OK.
 void ShowMessage(const char *title, const char *format, ...);

@@ -40,24 +40,56 @@ ErrorCode FileTell(FileHandle file, int64_t *offset);
 ErrorCode FileSize(FileHandle file, int64_t *size);
 
 // A file written beside its final name and renamed over it only when everything succeeded,
-// so that a failed save never destroys what the user had.
+// so that a failed save never destroys what the user had. A symbolic link is followed: its
+// target is replaced and the link stays. The new file keeps the old one's permissions, and
+// its owner and group where the system lets us. While it is written, the temporary file
+// NAME.vistel-XXXXXX is listed where SIGINT, SIGTERM and SIGHUP find it (SafeFileCatchSignals).
 struct SafeFile {
     FileHandle file;
-    char path[PATH_LENGTH];      // the name the file will have
+    int slot;                    // place in the list of temporary files, or -1 for none
+    int mode;                    // permission bits the finished file gets
+    int64_t owner;               // user of the file replaced, -1 for a new file
+    int64_t group;               // its group, -1 for a new file
+    char path[PATH_LENGTH];      // the name the file will have: a link's target, not the link
     char temporary[PATH_LENGTH]; // the name it has while it is written
 };
 
 // Resets the record; SafeFileAbandon may then be called whatever happens.
 void SafeFileReset(SafeFile *safe);
 
-// Creates the temporary file in the folder of path. Codes as FileCreate.
+// Creates the temporary file in the folder of the file that path names, after links. Returns
+// ERROR_READ_ONLY_FILE for an existing file that is not writable: one without any write
+// permission (even for root, since the mark is the user's decision) or one the system does
+// not let us write; ERROR_CREATE_FILE for a name that is not a plain file (a folder, a
+// device), a loop of links or a name too long; otherwise the codes of FileCreate. It also
+// removes what earlier saves of the same name left when their process was killed (see
+// SAFE_FILE_STALE_SECONDS).
 ErrorCode SafeFileCreate(const char *path, SafeFile *safe);
 
-// Flushes, closes and renames the temporary file over path.
+// For a library that writes only to a name it creates itself (cfitsio): after the library
+// has made the file anew under safe->temporary, takes it as the file to commit.
+// ERROR_OPEN_FILE when it cannot be opened.
+ErrorCode SafeFileTakeOver(SafeFile *safe);
+
+// Flushes and syncs the temporary file, gives it the old file's permissions, renames it over
+// the final name and syncs the folder. ERROR_WRITE_FILE when the data cannot be written or
+// synced, ERROR_CLOSE_FILE, or the codes of FileCreate for a failed rename. On failure the
+// temporary file is gone and the old file is as it was.
 ErrorCode SafeFileCommit(SafeFile *safe);
 
 // Closes and removes the temporary file if it is still there; harmless after a commit.
 void SafeFileAbandon(SafeFile *safe);
+
+// A temporary file untouched this long, and not locked by a running save, belongs to a save
+// whose process died without cleaning up (a kill -9, a power cut); the next save of the same
+// name removes it.
+constexpr int SAFE_FILE_STALE_SECONDS = 600;
+
+// Installs the handler that removes the temporary files of saves in progress on SIGINT,
+// SIGTERM and SIGHUP and then ends the program by the signal's own default action. A signal
+// that is ignored (a program started with nohup) stays ignored. Called once at start-up by
+// each program.
+void SafeFileCatchSignals(void);
 
 // 16 and 32-bit values of a byte buffer in a file's byte order.
 inline uint16_t BytesGet16(const uint8_t *buffer, int64_t offset, int littleEndian)

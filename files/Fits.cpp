@@ -15,7 +15,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <fitsio.h>
-#include <sys/stat.h>
 
 #include "core/Compute.h"
 #include "core/File.h"
@@ -376,7 +375,6 @@ ErrorCode SaveFitsFile(const char *path, ImageWindow *window)
     SafeFile safe;
     fitsfile *fits = nullptr;
     uint8_t *buffer = nullptr; // one row of 16-bit values in the machine's order
-    struct stat created;       // the temporary file as SafeFileCreate made it
     int fitsStatus = 0;
     int progressOpen = 0;
     int wide = image->type == TYPE_GRAY16;
@@ -392,16 +390,19 @@ ErrorCode SaveFitsFile(const char *path, ImageWindow *window)
         result = ERROR_NO_MEMORY;
         goto done;
     }
-    // The temporary file SafeFileCreate made carries the permissions the final file should
-    // have. cfitsio's disk-file call refuses to create over an existing file, so the empty
-    // file is removed and cfitsio makes it anew under the same name.
+    // cfitsio's disk-file call refuses to create over an existing file, so the empty file
+    // SafeFileCreate made is removed and cfitsio makes it anew under the same name, which
+    // stays listed for removal on a failure or a signal. The commit then works on it.
     result = SafeFileCreate(path, &safe);
     if (result != ERROR_NONE) goto done;
-    if (stat(safe.temporary, &created) != 0) created.st_mode = 0644;
     FileClose(&safe.file);
     remove(safe.temporary);
     if (fits_create_diskfile(&fits, safe.temporary, &fitsStatus) != 0) {
         fits = nullptr;
+        result = ERROR_WRITE_FITS;
+        goto done;
+    }
+    if (SafeFileTakeOver(&safe) != ERROR_NONE) {
         result = ERROR_WRITE_FITS;
         goto done;
     }
@@ -437,13 +438,6 @@ ErrorCode SaveFitsFile(const char *path, ImageWindow *window)
         goto done;
     }
     fits = nullptr;
-    chmod(safe.temporary, created.st_mode & 07777);
-    // The commit flushes, closes and renames through the handle of the finished file.
-    result = FileOpenRead(safe.temporary, &safe.file);
-    if (result != ERROR_NONE) {
-        result = ERROR_WRITE_FITS;
-        goto done;
-    }
     result = SafeFileCommit(&safe);
 done:
     if (progressOpen) ProgressClose();

@@ -189,6 +189,12 @@ int CliFail(ErrorCode code)
     return CLI_EXIT_FAILED;
 }
 
+int CliFailFile(ErrorCode code, const char *path)
+{
+    fprintf(stderr, "vistel-cli: %s: %s\n", path, ErrorText(code));
+    return CLI_EXIT_FAILED;
+}
+
 int CliUsage(const char *problem, const char *usage)
 {
     if (problem != nullptr) fprintf(stderr, "vistel-cli: %s\n\n", problem);
@@ -206,7 +212,8 @@ int CliMain(int argc, char **argv)
     const char *operation;
     const char *inputPath;
     const char *outputPath;
-    int first; // index of the first file argument
+    const char *failedPath = nullptr; // the file a failure is about, when it names one
+    int first;                        // index of the first file argument
     int saveNumber;
 
     if (result != ERROR_NONE) return CliFail(result);
@@ -274,8 +281,10 @@ int CliMain(int argc, char **argv)
         result = ImageNegative(input, input);
     if (result != ERROR_NONE) goto done;
     result = CliSave(outputPath, saveNumber, output != nullptr ? output : input);
+    if (result != ERROR_NONE) failedPath = outputPath; // the messages of a save name no file
 done:
     if (output != nullptr) SlotFree(output->slot);
     if (input != nullptr) SlotFree(input->slot);
-    return result == ERROR_NONE ? 0 : CliFail(result);
+    if (result == ERROR_NONE) return 0;
+    return failedPath != nullptr ? CliFailFile(result, failedPath) : CliFail(result);
 }

@@ -48,6 +48,7 @@ int CliProfile(int argc, char **argv)
     uint8_t *target = nullptr;
     int targetLength = 0;
     const char *targetPath = nullptr;
+    const char *failedPath = nullptr; // the file a failure is about, when it names one
     int intent = COLOR_INTENT_FULL_GAMUT;
     int saveNumber;
     int at = 1;
@@ -86,10 +87,12 @@ int CliProfile(int argc, char **argv)
     result = CliApplyInPlace(input, ChangeProfileCompute, &settings, 0);
     if (result != ERROR_NONE) goto done;
     result = CliSave(argv[argc - 1], saveNumber, input);
+    if (result != ERROR_NONE) failedPath = argv[argc - 1]; // the messages of a save name no file
 done:
     if (input != nullptr) SlotFree(input->slot);
     MemoryFree(target);
-    return result == ERROR_NONE ? 0 : CliFail(result);
+    if (result == ERROR_NONE) return 0;
+    return failedPath != nullptr ? CliFailFile(result, failedPath) : CliFail(result);
 }
 
 // Three XYZ numbers from argv[at..at + 2] in s15Fixed16 form; 0 when they are not numbers
@@ -182,5 +185,5 @@ int CliMakeDisplayProfile(int argc, char **argv)
     ErrorCode result = CreateDisplayProfile(
         argv[at], description, gammaTimes256, &colorants, withCurves ? curves[0] : nullptr,
         withCurves ? curves[1] : nullptr, withCurves ? curves[2] : nullptr);
-    return result == ERROR_NONE ? 0 : CliFail(result);
+    return result == ERROR_NONE ? 0 : CliFailFile(result, argv[at]);
 }

@@ -40,5 +40,9 @@ ErrorCode CliSave(const char *path, int saveNumber, ImageWindow *record);
 // Prints "vistel-cli: <message of code>" on stderr and returns CLI_EXIT_FAILED.
 int CliFail(ErrorCode code);
 
+// Prints "vistel-cli: PATH: <message of code>" on stderr, for a failure about the file at
+// path, and returns CLI_EXIT_FAILED.
+int CliFailFile(ErrorCode code, const char *path);
+
 // Prints the problem (if any) and usage on stderr and returns CLI_EXIT_USAGE.
 int CliUsage(const char *problem, const char *usage);

@@ -270,7 +270,7 @@ static void SettingsSave(ColorDialogState *state)
     if (!SettingsSavePathAsk("Save Color Management Settings", COLOR_FILE_FILTERS, "",
                              SETTINGS_KIND_COLOR_MANAGEMENT, FOLDER_SHARED, path))
         return;
-    ShowError(WriteColorManagementFile(path, &state->edited));
+    ShowFileError(WriteColorManagementFile(path, &state->edited), path);
 }
 
 // One line of the profile list for a description: the description, the device class, the
@@ -325,7 +325,7 @@ static void ProfileListPrint(void)
 done:
     SafeFileAbandon(&safe);
     MemoryFree(list);
-    ShowError(result);
+    ShowFileError(result, path);
 }
 
 // Kept settings become those of the run: written to the store, loaded, and every window

@@ -357,7 +357,8 @@ static void InitialName(WindowHandle window, const ImageWindow *record, int save
     AddDefaultExtension(name, FileTypeBySave(saveNumber)->defaultExtension);
 }
 
-// The writer, with the flag that turns away an open meanwhile.
+// The writer, with the flag that turns away an open meanwhile. The messages of failed saves
+// do not name the file, so the message shown for this one starts with its path.
 static ErrorCode WritePicture(const char *path, int saveNumber, ImageWindow *record)
 {
     int quality = Saved.jpegQuality[0];
@@ -365,6 +366,7 @@ static ErrorCode WritePicture(const char *path, int saveNumber, ImageWindow *rec
     FileOperationActive = 1;
     ErrorCode result = FileSave(path, saveNumber, record, quality);
     FileOperationActive = 0;
+    if (result != ERROR_NONE && result != ERROR_ABORTED) ErrorFileNote(result, path);
     return result;
 }
 
@@ -723,6 +725,7 @@ static ErrorCode ProfileWrite(const char *path, const uint8_t *bytes, int length
     if (result == ERROR_NONE) result = FileWrite(safe.file, bytes, length);
     if (result == ERROR_NONE) result = SafeFileCommit(&safe);
     SafeFileAbandon(&safe);
+    if (result != ERROR_NONE && result != ERROR_ABORTED) ErrorFileNote(result, path);
     return result;
 }
 
@@ -785,6 +788,7 @@ void FileFlowReset(void)
     QueueLast = nullptr;
     LastSaveNumber = 0;
     FileOperationActive = 0;
+    ErrorFileNote(ERROR_NONE, ""); // no path from an earlier run reaches a message
     QueueHolds = 0;
     Draining = 0;
 }

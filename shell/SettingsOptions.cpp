@@ -175,7 +175,7 @@ static void OptionsSave(const SettingsOptions *options, const void *settings)
         if (options->cancelSaveShowsError) ShowError(ERROR_CREATE_FILE);
         return;
     }
-    ShowError(SettingsFileSave(path, options->writer, settings));
+    ShowFileError(SettingsFileSave(path, options->writer, settings), path);
 }
 
 void SettingsOptionsRun(WindowHandle dialog, int item, const SettingsOptions *options,

@@ -384,7 +384,7 @@ TEST_F(CliFormats, ATypeAFormatCannotHoldGivesItsMessage)
         std::string errors;
         EXPECT_EQ(RunCli("convert " + Quote(Input(c.kind, "tif")) + " " + Quote(output), &errors),
                   1);
-        EXPECT_EQ(errors, std::string("vistel-cli: ") + c.message + "\n");
+        EXPECT_EQ(errors, "vistel-cli: " + output + ": " + c.message + "\n");
         EXPECT_TRUE(TestReadFile(output).empty());
     }
 }
@@ -406,7 +406,7 @@ TEST_F(CliFormats, FlashPixAndPhotoCdAnswerWithTheirCodes)
         std::string output = Folder() + "/out.fpx";
         EXPECT_EQ(RunCli("convert " + Quote(Input(kind, "tif")) + " " + Quote(output), &errors), 1);
         std::string note = kind == KIND_GRAY16 ? ReducingNote("fpx") : "";
-        EXPECT_EQ(errors, note + "vistel-cli: Problem writing FlashPix file\n");
+        EXPECT_EQ(errors, note + "vistel-cli: " + output + ": Problem writing FlashPix file\n");
         EXPECT_TRUE(TestReadFile(output).empty());
     }
 }
@@ -464,7 +464,8 @@ TEST_F(CliFormats, CameraRawFilesKeepTheir16BitsInTiff)
     for (int c = 0; c < 3; c++)
         EXPECT_NEAR(samples[(24 * 64 + 32) * 3 + c], 48192, 8);
     EXPECT_EQ(RunCli("convert " + Quote(dng) + " " + Quote(Folder() + "/field.fit"), &errors), 1);
-    EXPECT_EQ(errors, "vistel-cli: Only grayscale images can be saved in FITS format\n");
+    EXPECT_EQ(errors, "vistel-cli: " + Folder() +
+                          "/field.fit: Only grayscale images can be saved in FITS format\n");
 }
 
 TEST_F(CliFormats, CameraRawFilesAreReducedForJpeg)

@@ -1,9 +1,16 @@
 // vistel-cli run as a program, on files made by ImageMagick and checked by ImageMagick and
 // exiftool: the same transformations, the comments and the profile passed on, exit statuses
-// and messages on failure.
+// and messages on failure, and what a failed or interrupted save leaves.
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <csignal>
+#include <cstring>
+#include <sys/ptrace.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "color/ColorSettings.h"
 #include "core/FileComment.h"
@@ -184,14 +191,102 @@ TEST_F(Cli, FailuresGiveTheMessageAndANonZeroStatus)
     EXPECT_EQ(errors, "vistel-cli: Unknown file type\n");
 }
 
-TEST_F(Cli, AFailedSaveKeepsTheOldFile)
+TEST_F(Cli, AFailedSaveNamesItsFileAndKeepsTheOldOne)
 {
     ASSERT_EQ(TestRun("convert -size 20x20 xc:red -compress none '" + Path("in.tif") + "'"), 0);
-    // The output's folder does not exist: nothing may be left behind.
-    std::string errors;
-    EXPECT_EQ(
-        RunCli("negative '" + Path("in.tif") + "' '" + Path("nowhere/out.tif") + "'", &errors), 1);
-    EXPECT_EQ(errors, "vistel-cli: Cannot create file\n");
+    TestWriteFile(Path("locked.tif"), {'o', 'l', 'd'});
+    ASSERT_EQ(chmod(Path("locked.tif").c_str(), 0444), 0);
+    struct Case {
+        const char *output;
+        const char *message;
+    } cases[] = {
+        {"nowhere/out.tif", "Cannot create file"},
+        {"locked.tif", "Can't create or delete read-only file"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.output);
+        std::string errors;
+        EXPECT_EQ(RunCli("negative '" + Path("in.tif") + "' '" + Path(c.output) + "'", &errors), 1);
+        EXPECT_EQ(errors, "vistel-cli: " + Path(c.output) + ": " + c.message + "\n");
+    }
+    EXPECT_EQ(TestReadFile(Path("locked.tif")), std::vector<uint8_t>({'o', 'l', 'd'}));
+    EXPECT_EQ(TestFolderFiles(folder),
+              (std::vector<std::string>{"in.tif", "locked.tif", "stderr.txt"}));
+}
+
+// The size of the temporary file of a save in folder, or -1 while there is none.
+static off_t TemporarySize(const std::string &folder)
+{
+    for (const std::string &name : TestFolderFiles(folder)) {
+        struct stat status;
+        if (name.find(".vistel-") != std::string::npos &&
+            stat((folder + "/" + name).c_str(), &status) == 0)
+            return status.st_size;
+    }
+    return -1;
+}
+
+// Runs vistel-cli under our trace, stops it once its temporary file in folder holds bytes,
+// makes signalNumber pending and lets it go; returns its wait status. The trace makes the
+// moment certain: the signal arrives before the program runs another instruction of the
+// save, whatever the speed of the machine.
+static int CliSignalledDuringSave(const std::vector<std::string> &arguments,
+                                  const std::string &folder, off_t bytes, int signalNumber)
+{
+    std::string program = TestCliPath();
+    std::vector<char *> argv = {program.data()};
+    for (const std::string &argument : arguments)
+        argv.push_back(const_cast<char *>(argument.c_str()));
+    argv.push_back(nullptr);
+    pid_t child = fork();
+    if (child == 0) {
+        ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+        execv(program.c_str(), argv.data()); // stops at once for the tracer
+        _exit(127);
+    }
+    int status = 0;
+    waitpid(child, &status, 0); // stopped at its start
+    ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
+    int pending = 0; // a signal of the program's own, passed on
+    int sent = 0;
+    for (;;) {
+        ptrace(PTRACE_SYSCALL, child, nullptr, (void *)(intptr_t)pending);
+        pending = 0;
+        if (waitpid(child, &status, 0) != child || !WIFSTOPPED(status)) return status;
+        int stop = WSTOPSIG(status);
+        if (stop == (SIGTRAP | 0x80)) { // at a system call
+            if (!sent && TemporarySize(folder) >= bytes) {
+                syscall(SYS_tgkill, child, child, signalNumber);
+                sent = 1;
+            }
+        } else if (sent && stop == signalNumber) {
+            break; // the signal is about to be delivered
+        } else {
+            pending = stop;
+        }
+    }
+    ptrace(PTRACE_DETACH, child, nullptr, (void *)(intptr_t)signalNumber);
+    waitpid(child, &status, 0);
+    return status;
+}
+
+TEST_F(Cli, ASaveStoppedByASignalLeavesNoTemporaryFile)
+{
+    ASSERT_EQ(TestRun("convert -size 2000x1500 gradient:red-blue -depth 8 -compress none '" +
+                      Path("in.tif") + "'"),
+              0);
+    const std::vector<uint8_t> old = {'o', 'l', 'd'};
+    for (int signalNumber : {SIGINT, SIGTERM, SIGHUP}) {
+        SCOPED_TRACE(strsignal(signalNumber));
+        TestWriteFile(Path("out.tif"), old);
+        // 9 MB to write; the signal comes when 1 MB is in the temporary file.
+        int status = CliSignalledDuringSave({"negative", Path("in.tif"), Path("out.tif")}, folder,
+                                            1 << 20, signalNumber);
+        ASSERT_TRUE(WIFSIGNALED(status)) << "status " << status;
+        EXPECT_EQ(WTERMSIG(status), signalNumber); // the default action ended it
+        EXPECT_EQ(TestReadFile(Path("out.tif")), old);
+        EXPECT_EQ(TestFolderFiles(folder), (std::vector<std::string>{"in.tif", "out.tif"}));
+    }
 }
 
 // What vistel-cli holds of an opened file: a record with a picture of type in the pattern of

@@ -92,6 +92,41 @@ TEST(ShowError, NothingForZeroAttentionForAbortErrorOtherwise)
     EXPECT_EQ(HeadlessMessageCount(), 5);
 }
 
+TEST(ShowError, ANotedFileIsTheFirstLineOfTheNextMessageOfItsCodeOnly)
+{
+    TestStart();
+    ErrorFileNote(ERROR_CREATE_FILE, "/x/y.tif");
+    ShowError(ERROR_CREATE_FILE);
+    EXPECT_STREQ(HeadlessLastMessage()->title, "Error");
+    EXPECT_STREQ(HeadlessLastMessage()->text, "/x/y.tif\nCannot create file");
+    EXPECT_EQ(HeadlessLastMessage()->layout.lineCount, 2);
+    // The note is used once, and never for another code.
+    ShowError(ERROR_CREATE_FILE);
+    EXPECT_STREQ(HeadlessLastMessage()->text, "Cannot create file");
+    ErrorFileNote(ERROR_WRITE_PNG, "/x/y.png");
+    ShowError(ERROR_NO_MEMORY);
+    ShowError(ERROR_WRITE_PNG);
+    EXPECT_STREQ(HeadlessLastMessage()->text, "Problem writing PNG file");
+}
+
+TEST(ErrorFileText, ALongPathLosesItsBeginningAndTheMessageStaysWhole)
+{
+    char text[MESSAGE_TEXT_MAX + 1];
+    ErrorFileText(ERROR_READ_ONLY_FILE, "/a/b.tif", text, sizeof text);
+    EXPECT_STREQ(text, "/a/b.tif\nCan't create or delete read-only file");
+    // 37 characters of message, a line break and 302 of path fill the 340 exactly.
+    std::string path = "/" + std::string(400, 'd') + "/picture.tif";
+    ErrorFileText(ERROR_READ_ONLY_FILE, path.c_str(), text, sizeof text);
+    std::string expected =
+        "..." + path.substr(path.size() - 299) + "\nCan't create or delete read-only file";
+    EXPECT_EQ(std::string(text), expected);
+    EXPECT_EQ(strlen(text), (size_t)MESSAGE_TEXT_MAX);
+    // Without room for a path the message stands alone.
+    char small[12];
+    ErrorFileText(ERROR_NO_MEMORY, "/a/b.tif", small, sizeof small);
+    EXPECT_STREQ(small, "Out of memo");
+}
+
 TEST(ShowMessage, FormatsWithTheOwnFormatter)
 {
     TestStart();

@@ -3,7 +3,6 @@
 // that must leave the user's old file alone.
 #include <csignal>
 #include <cstring>
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <map>
 #include <sys/resource.h>
@@ -103,21 +102,6 @@ TestWindow MakeWindow(int type, int width, int height, double resolution, int se
 void AddText(ImageWindow *window, int id, const char *text, int flags)
 {
     ASSERT_EQ(AddFileComment(window, "text", id, (int)strlen(text), flags, text), ERROR_NONE);
-}
-
-// The files in folder, sorted.
-std::vector<std::string> FolderFiles(const std::string &folder)
-{
-    std::vector<std::string> names;
-    DIR *directory = opendir(folder.c_str());
-    if (directory == nullptr) return names;
-    while (struct dirent *entry = readdir(directory)) {
-        std::string name = entry->d_name;
-        if (name != "." && name != "..") names.push_back(name);
-    }
-    closedir(directory);
-    std::sort(names.begin(), names.end());
-    return names;
 }
 
 // The fields exiftool -j -G1 -a -n prints, as "Group:Name" -> the value's JSON text without
@@ -863,7 +847,7 @@ TEST(TiffWriter, EveryTypeOpensProgressAndAnAbortKeepsTheOldFile)
             HeadlessAbortAtPump(height / 2);
             EXPECT_EQ(SaveTiffFile(path.c_str(), &made.window->image), ERROR_ABORTED);
             EXPECT_EQ(TestReadFile(path), old);
-            EXPECT_EQ(FolderFiles(folder), std::vector<std::string>{"picture.tif"});
+            EXPECT_EQ(TestFolderFiles(folder), std::vector<std::string>{"picture.tif"});
             // Even a tiny picture shows the window, and it can be cancelled.
             ASSERT_EQ(HeadlessProgressCount(), 1);
             EXPECT_STREQ(HeadlessProgressAt(0)->title, "TIFF Write");
@@ -875,7 +859,7 @@ TEST(TiffWriter, EveryTypeOpensProgressAndAnAbortKeepsTheOldFile)
             // Without the abort the same save replaces the old file.
             EXPECT_EQ(SaveTiffFile(path.c_str(), &made.window->image), ERROR_NONE);
             EXPECT_NE(TestReadFile(path), old);
-            EXPECT_EQ(FolderFiles(folder), std::vector<std::string>{"picture.tif"});
+            EXPECT_EQ(TestFolderFiles(folder), std::vector<std::string>{"picture.tif"});
             SlotFree(made.slot);
         }
     }
@@ -938,7 +922,7 @@ TEST(TiffWriter, FailuresReturnTheirCodesAndLeaveNothingBehind)
         SlotFree(slot); // frees other too
     }
     EXPECT_EQ(access((folder + "/other.tif").c_str(), F_OK), -1);
-    EXPECT_EQ(FolderFiles(folder), (std::vector<std::string>{"direct.tif", "locked", "plain"}));
+    EXPECT_EQ(TestFolderFiles(folder), (std::vector<std::string>{"direct.tif", "locked", "plain"}));
     SlotFree(made.slot);
 }
 
@@ -976,6 +960,6 @@ TEST(TiffWriter, FullDiskFailsEntriesWith57AndRowsWith6)
     EXPECT_EQ(direct, ERROR_WRITE_FILE);
     EXPECT_EQ(saved6, ERROR_WRITE_FILE);
     EXPECT_EQ(TestReadFile(path), old);
-    EXPECT_EQ(FolderFiles(folder), (std::vector<std::string>{"direct.tif", "p.tif"}));
+    EXPECT_EQ(TestFolderFiles(folder), (std::vector<std::string>{"direct.tif", "p.tif"}));
     SlotFree(made.slot);
 }

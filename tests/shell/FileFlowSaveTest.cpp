@@ -6,6 +6,8 @@
 #include "files/FileType.h"
 #include "files/TiffReader.h"
 
+#include <sys/stat.h>
+
 class FileSaving : public ShellFilesTest {
   protected:
     // The picture of a TIFF file.
@@ -292,11 +294,30 @@ TEST_F(FileSaving, SaveWritesTheWindowsOwnFileWithoutAsking)
     ExpectImagesNear(record->image, saved, 0);
     ImageFree(&saved);
 
-    // A write that fails keeps the modified flag.
-    strcpy(record->fileName, Path("missing/a.tif").c_str());
-    PlatformSetWindowWord(window, WORD_MODIFIED, 1);
-    EXPECT_NE(SaveImage(window), ERROR_NONE);
-    EXPECT_EQ(PlatformGetWindowWord(window, WORD_MODIFIED), 1);
+    // A write that fails keeps the modified flag, and its message names the file above the
+    // text of its code.
+    struct Case {
+        const char *name;
+        ErrorCode code;
+        const char *message;
+    } cases[] = {
+        {"missing/a.tif", ERROR_CREATE_FILE, "Cannot create file"},
+        {"a.tif", ERROR_READ_ONLY_FILE, "Can't create or delete read-only file"},
+    };
+    ASSERT_EQ(chmod(a.c_str(), 0444), 0);
+    std::vector<uint8_t> old = TestReadFile(a);
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        strcpy(record->fileName, Path(c.name).c_str());
+        PlatformSetWindowWord(window, WORD_MODIFIED, 1);
+        ErrorCode result = SaveImage(window);
+        EXPECT_EQ(result, c.code);
+        EXPECT_EQ(PlatformGetWindowWord(window, WORD_MODIFIED), 1);
+        ShowError(result);
+        EXPECT_STREQ(HeadlessLastMessage()->title, "Error");
+        EXPECT_EQ(std::string(HeadlessLastMessage()->text), Path(c.name) + "\n" + c.message);
+    }
+    EXPECT_EQ(TestReadFile(a), old);
 }
 
 TEST_F(FileSaving, RevertReadsTheFileAgainOverEveryChange)

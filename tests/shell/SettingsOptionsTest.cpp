@@ -372,13 +372,14 @@ TEST_F(SettingsOptionsTest, SaveAsAsksAgainOnAnotherExtensionAndAddsItsOwn)
     EXPECT_EQ(ShownText(window), DEFAULT_SHOWN);
 }
 
-TEST_F(SettingsOptionsTest, SaveFailureShowsCreateFailure)
+TEST_F(SettingsOptionsTest, SaveFailureShowsCreateFailureUnderThePath)
 {
     WindowHandle window = Open();
     Choose(window, SETTINGS_OPTIONS_SAVE, {Path("no-such-folder/x.crv")});
     ASSERT_EQ(HeadlessMessageCount(), 1);
     EXPECT_STREQ(HeadlessLastMessage()->title, "Error");
-    EXPECT_STREQ(HeadlessLastMessage()->text, ErrorText(ERROR_CREATE_FILE));
+    EXPECT_EQ(std::string(HeadlessLastMessage()->text),
+              Path("no-such-folder/x.crv") + "\n" + ErrorText(ERROR_CREATE_FILE));
 }
 
 TEST_F(SettingsOptionsTest, CancelledSaveShowsCreateFailureOnlyWhenAsked)

@@ -1,8 +1,10 @@
 // Shared test support.
 #include "tests/support/TestSupport.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <dirent.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -152,4 +154,18 @@ void TestWriteFile(const std::string &path, const std::vector<uint8_t> &bytes)
     // An empty vector may have no data at all, which fwrite must not be given.
     if (!bytes.empty()) fwrite(bytes.data(), 1, bytes.size(), file);
     fclose(file);
+}
+
+std::vector<std::string> TestFolderFiles(const std::string &folder)
+{
+    std::vector<std::string> names;
+    DIR *directory = opendir(folder.c_str());
+    if (directory == nullptr) return names;
+    while (struct dirent *entry = readdir(directory)) {
+        std::string name = entry->d_name;
+        if (name != "." && name != "..") names.push_back(name);
+    }
+    closedir(directory);
+    std::sort(names.begin(), names.end());
+    return names;
 }

@@ -30,6 +30,9 @@ void TestFillPattern(Image *image, int seed);
 // Runs a shell command; returns its exit status and, if output is given, its stdout.
 int TestRun(const std::string &command, std::string *output = nullptr);
 
+// The names in a folder, sorted, without "." and "..".
+std::vector<std::string> TestFolderFiles(const std::string &folder);
+
 // The whole content of a file.
 std::vector<uint8_t> TestReadFile(const std::string &path);
 void TestWriteFile(const std::string &path, const std::vector<uint8_t> &bytes);

@@ -151,6 +151,25 @@ static ErrorCode TiffReadAt(FileHandle file, int64_t fileSize, int64_t offset, v
     return FileReadExact(file, buffer, bytes);
 }
 
+// 1 when every value of a SHORT entry is want: one or two stand in the value field, more
+// at the offset it holds. A count of none or more than four (the most samples a pixel of ours
+// has), another field type, or values outside the file answer 0.
+static int TiffShortsAll(FileHandle file, int64_t fileSize, const uint8_t *entry,
+                         int littleEndian, int want)
+{
+    uint8_t values[8] = {};
+    uint32_t count = BytesGet32(entry, 4, littleEndian);
+    if (BytesGet16(entry, 2, littleEndian) != FIELD_SHORT || count < 1 || count > 4) return 0;
+    if (count <= 2)
+        memcpy(values, entry + 8, 4);
+    else if (TiffReadAt(file, fileSize, BytesGet32(entry, 8, littleEndian), values,
+                        2 * (int64_t)count) != ERROR_NONE)
+        return 0;
+    for (uint32_t i = 0; i < count; i++)
+        if (BytesGet16(values, 2 * i, littleEndian) != want) return 0;
+    return 1;
+}
+
 int ProbeTiffFile(FileHandle file)
 {
     uint8_t header[TIFF_HEADER_BYTES] = {};
@@ -213,11 +232,14 @@ int ProbeTiffFile(FileHandle file)
         case TAG_PLANAR_CONFIGURATION: refused = scalar != 1; break;
         // Tiles and samples that are not unsigned integers are libtiff's: our strip reader
         // would find no strips or read signed and floating-point samples as unsigned ones.
+        // SampleFormat has a value for each sample, and every one of them must say unsigned.
         case TAG_TILE_WIDTH:
         case TAG_TILE_LENGTH:
         case TAG_TILE_OFFSETS:
         case TAG_TILE_BYTE_COUNTS: refused = 1; break;
-        case TAG_SAMPLE_FORMAT: refused = scalar != 1; break;
+        case TAG_SAMPLE_FORMAT:
+            refused = !TiffShortsAll(file, fileSize, entry, littleEndian, 1);
+            break;
         default: break;
         }
         if (refused) {

@@ -520,7 +520,7 @@ static const int TOOL_HEIGHT = 37;
 
 // Makes the source picture name (gray1, gray4, gray8, gray16, rgb8, rgb16, rgba8, rgba16,
 // graya8, graya16, palette4, palette8, rgb16planar, smooth8, smoothgray8) in folder with convert,
-// once; returns its path.
+// or rgb8vips, rgb16vips, rgb16signed with vips, once; returns its path.
 static std::string ToolSource(const std::string &folder, const std::string &name)
 {
     std::string path = folder + "/" + name + ".tif";
@@ -538,6 +538,12 @@ static std::string ToolSource(const std::string &folder, const std::string &name
         PnmWrite(a16, TOOL_WIDTH, TOOL_HEIGHT, 1, 16, 14);
         PnmWrite(c8, TOOL_WIDTH, TOOL_HEIGHT, 3, 8, 15);
         PnmWrite(c16, TOOL_WIDTH, TOOL_HEIGHT, 3, 16, 16);
+    }
+    // vips, like every libtiff-based writer, gives SampleFormat one value for each sample.
+    if (name == "rgb8vips" || name == "rgb16vips" || name == "rgb16signed") {
+        std::string source = Quote(name == "rgb8vips" ? c8 : c16) + " " + Quote(path);
+        ToolRun(name == "rgb16signed" ? "vips cast " + source + " short" : "vips copy " + source);
+        return path;
     }
     const std::string alpha = " -alpha off -compose copy_opacity -composite ";
     std::string command;
@@ -634,6 +640,10 @@ static const ToolCase TOOL_CASES[] = {
     {"rgb16", "-B", TIFF_PROBE_OWN, TYPE_COLOR48},
     {"rgb16", "-B -c lzw:2 -r 4", TIFF_PROBE_OWN, TYPE_COLOR48},
     {"rgb16", "-c none -r 3", TIFF_PROBE_OWN, TYPE_COLOR48},
+    // SampleFormat with a value for each sample, all of them unsigned.
+    {"rgb8vips", "", TIFF_PROBE_OWN, TYPE_COLOR24},
+    {"rgb16vips", "", TIFF_PROBE_OWN, TYPE_COLOR48},
+    {"rgb16vips", "-c lzw:2 -r 4", TIFF_PROBE_OWN, TYPE_COLOR48},
     // Four samples: the fourth (alpha) is dropped.
     {"rgba8", "", TIFF_PROBE_OWN, TYPE_COLOR24},
     {"rgba8", "-c lzw:2", TIFF_PROBE_OWN, TYPE_COLOR24},
@@ -667,6 +677,7 @@ static const ToolCase TOOL_CASES[] = {
     {"rgb16planar", "", TIFF_PROBE_REFUSED, TYPE_EMPTY},
     {"rgb16", "-t -w 16 -l 16", TIFF_PROBE_REFUSED, TYPE_EMPTY},
     {"gray16", "-c zip", TIFF_PROBE_REFUSED, TYPE_EMPTY},
+    {"rgb16signed", "", TIFF_PROBE_REFUSED, TYPE_EMPTY},
 };
 
 TEST(TiffReader, ReadsToolFilesAsImageMagickDoes)
@@ -905,6 +916,29 @@ TEST(TiffReader, ProbeDependsOnWhetherBitsPerSampleComesFirst)
     unsorted.entries.pop_back();
     unsorted.entries.insert(unsorted.entries.begin(), planar);
     EXPECT_EQ(ProbePath(BuiltFile(folder, "unsorted", unsorted)), TIFF_PROBE_LIBRARY);
+}
+
+TEST(TiffReader, ProbeReadsEverySampleFormatValue)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("TiffReader.SampleFormat");
+    struct Case {
+        std::vector<uint32_t> formats; // three or four values stand at an offset
+        int unsignedSamples;
+    } cases[] = {{{1}, 1},       {{1, 1, 1}, 1}, {{1, 1, 1, 1}, 1}, {{1, 1, 3}, 0},
+                 {{3, 1, 1}, 0}, {{2, 2, 2}, 0}, {{1, 1, 1, 2}, 0}};
+    for (int bits : {8, 16}) {
+        std::vector<uint8_t> data = RandomBytes(4 * 3 * 3 * bits / 8, 3);
+        for (const Case &c : cases) {
+            SCOPED_TRACE(::testing::Message() << bits << " bits, " << c.formats.size()
+                                              << " values, the last " << c.formats.back());
+            TestTiff tiff = TestTiffMake(4, 3, bits, 3, data, 3);
+            tiff.entries.push_back({339, TEST_SHORT, c.formats});
+            int refused = bits == 16 ? TIFF_PROBE_REFUSED : TIFF_PROBE_LIBRARY;
+            EXPECT_EQ(ProbePath(BuiltFile(folder, "f", tiff)),
+                      c.unsignedSamples ? TIFF_PROBE_OWN : refused);
+        }
+    }
 }
 
 TEST(TiffReader, RecomputesWrongByteCountsOfUncompressedStrips)

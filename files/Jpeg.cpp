@@ -334,6 +334,12 @@ static void JpegPutExif(JpegWriteState *state)
 
 // Encodes the window's picture into the open temporary file. The one function of the writer
 // that sets the jump; what it holds is in state.
+// JFIF's density for a resolution: whole dots per inch, 1 to 65535.
+static int JpegDensity(double resolution)
+{
+    return resolution < 1.0 ? 1 : resolution > 65535.0 ? 65535 : (int)Round(resolution);
+}
+
 static ErrorCode JpegEncode(JpegWriteState *state, const ImageWindow *window, int quality)
 {
     jpeg_compress_struct *info = &state->info;
@@ -364,11 +370,9 @@ static ErrorCode JpegEncode(JpegWriteState *state, const ImageWindow *window, in
             info->comp_info[i].v_samp_factor = 1;
         }
     }
-    // JFIF keeps whole dots per inch.
-    double dpi = image->resolution;
     info->write_JFIF_header = TRUE;
     info->density_unit = 1;
-    info->X_density = (UINT16)(dpi < 1.0 ? 1 : dpi > 65535.0 ? 65535 : (int)Round(dpi));
+    info->X_density = (UINT16)JpegDensity(image->resolution);
     info->Y_density = info->X_density;
 
     jpeg_start_compress(info, TRUE);
@@ -408,8 +412,8 @@ ErrorCode SaveJpegFile(const char *path, ImageWindow *window, int quality)
     }
     if (quality < JPEG_QUALITY_MIN) quality = JPEG_QUALITY_MIN;
     if (quality > JPEG_QUALITY_MAX) quality = JPEG_QUALITY_MAX;
-    result = MetadataWriteExif(window->comments, JPEG_EXIF_MAX, ERROR_WRITE_JPEG, &state.exif,
-                               &state.exifSize);
+    result = MetadataWriteExif(window->comments, JpegDensity(window->image.resolution),
+                               JPEG_EXIF_MAX, ERROR_WRITE_JPEG, &state.exif, &state.exifSize);
     if (result != ERROR_NONE) goto done;
     result = SafeFileCreate(path, &state.safe);
     if (result != ERROR_NONE) goto done;

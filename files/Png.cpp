@@ -681,8 +681,8 @@ ErrorCode SavePngFile(const char *path, ImageWindow *window)
         result = ERROR_SAVE_TYPE_PNG;
         goto done;
     }
-    result = MetadataWriteExif(window->comments, METADATA_MAX_BLOCK, ERROR_WRITE_PNG, &state.exif,
-                               &state.exifSize);
+    result = MetadataWriteExif(window->comments, 0, METADATA_MAX_BLOCK, ERROR_WRITE_PNG,
+                               &state.exif, &state.exifSize);
     if (result != ERROR_NONE) goto done;
     result = SafeFileCreate(path, &state.safe);
     if (result != ERROR_NONE) goto done;

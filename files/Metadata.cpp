@@ -17,6 +17,7 @@
 #pragma GCC diagnostic pop
 
 #include "core/Memory.h"
+#include "files/RasterInput.h"
 #include "files/TiffComments.h"
 #include "transforms/Orient.h"
 
@@ -369,8 +370,8 @@ ErrorCode MetadataWriteExif(const FileComment *comments, int jpegDensity, size_t
 // bottom, as EXIF means it (the same reading as for TIFF files through libtiff).
 static const int METADATA_ORIENT_CODES[9] = {0, 0, 4, 2, 6, 5, 1, 7, 3};
 
-ErrorCode MetadataHandOver(ImageWindow *window, int orientation, FileComment **comments,
-                           uint8_t **profile, int32_t profileSize)
+ErrorCode MetadataHandOver(ImageWindow *window, int orientation, FileDamage *damage,
+                           FileComment **comments, uint8_t **profile, int32_t profileSize)
 {
     if (orientation > 1 && orientation <= 8) {
         Image oriented;
@@ -381,6 +382,8 @@ ErrorCode MetadataHandOver(ImageWindow *window, int orientation, FileComment **c
             ImageFree(&oriented);
             return result;
         }
+        if (damage != nullptr)
+            FileDamageOrient(damage, METADATA_ORIENT_CODES[orientation], window->image.height);
         ImageFree(&window->image);
         window->image = oriented; // the turned picture takes the record's place
     }

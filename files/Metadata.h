@@ -42,8 +42,9 @@ ErrorCode MetadataWriteExif(const FileComment *comments, int jpegDensity, size_t
                             ErrorCode failure, uint8_t **block, size_t *size);
 
 // What a reader does once a picture and its metadata are read: turns window's picture as the
-// EXIF orientation (1 to 8) says, appends *comments to the window's list and gives it
-// *profile in place of its own. Both are taken over (the pointers are cleared). Returns
-// OrientImageCode's code; the comments and profile are not taken then.
-ErrorCode MetadataHandOver(ImageWindow *window, int orientation, FileComment **comments,
-                           uint8_t **profile, int32_t profileSize);
+// EXIF orientation (1 to 8) says, and with it the rows damage says are missing, appends
+// *comments to the window's list and gives it *profile in place of its own. Both are taken
+// over (the pointers are cleared). Returns OrientImageCode's code; the comments and profile
+// are not taken then.
+ErrorCode MetadataHandOver(ImageWindow *window, int orientation, FileDamage *damage,
+                           FileComment **comments, uint8_t **profile, int32_t profileSize);

@@ -58,13 +58,14 @@ std::string ExiftoolFile(const std::string &folder, const std::string &name, int
     std::string order = bigEndian ? "MM " : "II ";
     remove(path.c_str());
     if (extension == "jpg")
-        EXPECT_EQ(TestRun("convert -seed 4 -size 40x30 plasma:fractal ppm:- | cjpeg > " +
-                          Quoted(base)),
-                  0);
+        EXPECT_EQ(
+            TestRun("convert -seed 4 -size 40x30 plasma:fractal ppm:- | cjpeg > " + Quoted(base)),
+            0);
     else
-        EXPECT_EQ(TestRun("convert -seed 4 -size 40x30 plasma:fractal -depth 8 -define tiff:endian=" +
-                          std::string(bigEndian ? "msb " : "lsb ") + Quoted(base)),
-                  0);
+        EXPECT_EQ(
+            TestRun("convert -seed 4 -size 40x30 plasma:fractal -depth 8 -define tiff:endian=" +
+                    std::string(bigEndian ? "msb " : "lsb ") + Quoted(base)),
+            0);
     // A TIFF's EXIF takes the byte order of its file.
     EXPECT_EQ(TestRun("exiftool -q -o " + Quoted(path) +
                       (extension == "jpg" ? " -ExifByteOrder=" + order : " ") + assignments + " " +
@@ -186,7 +187,7 @@ TEST(Metadata, JpegExifGivesTheCommentsTheTiffReaderMakesOfTheSameBlock)
         ASSERT_GE(expected.size(), 30u);
 
         TestWindow jpeg = EmptyWindow();
-        ASSERT_EQ(ReadJpegFile(path.c_str(), jpeg.window, 0), ERROR_NONE);
+        ASSERT_EQ(ReadJpegFile(path.c_str(), jpeg.window, 0, nullptr), ERROR_NONE);
         EXPECT_EQ(CommentRecords(jpeg.window->comments), expected);
 
         FileComment *list = nullptr;
@@ -211,10 +212,9 @@ TEST(Metadata, ExiftoolFieldsSurviveOpenAndSaveAsTiffAndAsJpeg)
 {
     TestStart();
     std::string folder = TestOutputFolder("Metadata.Survive");
-    const char *const descriptive[] = {"IFD0:Artist",       "IFD0:Make",     "IFD0:Model",
-                                       "IFD0:ImageDescription", "IFD0:Software",
-                                       "IFD0:ModifyDate",   "IFD0:HostComputer",
-                                       "IFD0:Copyright"};
+    const char *const descriptive[] = {"IFD0:Artist",           "IFD0:Make",     "IFD0:Model",
+                                       "IFD0:ImageDescription", "IFD0:Software", "IFD0:ModifyDate",
+                                       "IFD0:HostComputer",     "IFD0:Copyright"};
     const std::string order = "Invalid TIFF directory; tags are not sorted in ascending order";
     for (int bigEndian : {0, 1}) {
         std::map<std::string, std::string> originals;

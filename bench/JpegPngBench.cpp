@@ -87,7 +87,8 @@ static void BM_JpegLoad(benchmark::State &state)
     ImageWindow *loaded;
     SlotAllocate(&slot, &loaded);
     for (auto _ : state) {
-        if (ReadJpegFile(path.c_str(), loaded, 0) != ERROR_NONE) state.SkipWithError("load failed");
+        if (ReadJpegFile(path.c_str(), loaded, 0, nullptr) != ERROR_NONE)
+            state.SkipWithError("load failed");
         state.PauseTiming();
         SlotFree(slot);
         SlotAllocate(&slot, &loaded);
@@ -121,7 +122,8 @@ static void BM_PngLoad(benchmark::State &state)
     ImageWindow *loaded;
     SlotAllocate(&slot, &loaded);
     for (auto _ : state) {
-        if (ReadPngFile(path.c_str(), loaded, 0) != ERROR_NONE) state.SkipWithError("load failed");
+        if (ReadPngFile(path.c_str(), loaded, 0, nullptr) != ERROR_NONE)
+            state.SkipWithError("load failed");
         state.PauseTiming();
         SlotFree(slot);
         SlotAllocate(&slot, &loaded);

@@ -101,7 +101,7 @@ static void BenchRead(benchmark::State &state)
     Image image;
     ImageClear(&image);
     for (auto _ : state) {
-        ErrorCode result = ReadTiffFile(path.c_str(), &image, 0);
+        ErrorCode result = ReadTiffFile(path.c_str(), &image, 0, nullptr);
         if (result != ERROR_NONE) state.SkipWithError("read failed");
         ImageFree(&image); // a fresh picture each time, as opening a file makes one
     }

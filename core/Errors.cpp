@@ -1,6 +1,7 @@
 // The table of messages and the dialogs that show them.
 #include "core/Errors.h"
 
+#include <climits>
 #include <cstring>
 
 #include "core/File.h"
@@ -139,6 +140,7 @@ static const char *const ERROR_MESSAGES[ERROR_COUNT] = {
 
 const char *ErrorText(ErrorCode code)
 {
+    if (code == ERROR_FILE_DAMAGED) return "File is damaged";
     if (code < 0 || code >= ERROR_COUNT) return "Unrecognized Error";
     return ERROR_MESSAGES[code];
 }
@@ -172,6 +174,41 @@ void ErrorFileText(ErrorCode code, const char *path, char *text, int capacity)
     strcat(text, path);
     strcat(text, "\n");
     strcat(text, message);
+}
+
+void FileDamageClear(FileDamage *damage)
+{
+    damage->first = -1;
+    damage->last = -1;
+    damage->columns = 0;
+    damage->colors = 0;
+}
+
+void FileDamageRows(FileDamage *damage, int64_t first, int64_t last)
+{
+    if (first < 0 || last < first || last > INT32_MAX) return;
+    if (damage->first < 0 || first < damage->first) damage->first = (int32_t)first;
+    if (last > damage->last) damage->last = (int32_t)last;
+}
+
+int FileDamaged(const FileDamage *damage)
+{
+    return damage->first >= 0 || damage->colors;
+}
+
+void FileDamageText(const FileDamage *damage, char *text, int size)
+{
+    const char *lines = damage->columns ? "columns" : "rows";
+    const char *line = damage->columns ? "column" : "row";
+    const char *colors = damage->colors ? " and its colors" : "";
+    if (damage->first < 0)
+        FormatString(text, size, "%s: its colors are missing", ErrorText(ERROR_FILE_DAMAGED));
+    else if (damage->first == damage->last)
+        FormatString(text, size, "%s: %s %d%s %s missing", ErrorText(ERROR_FILE_DAMAGED), line,
+                     damage->first, colors, damage->colors ? "are" : "is");
+    else
+        FormatString(text, size, "%s: %s %d to %d%s are missing", ErrorText(ERROR_FILE_DAMAGED),
+                     lines, damage->first, damage->last, colors);
 }
 
 void ShowError(ErrorCode code)

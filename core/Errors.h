@@ -140,6 +140,11 @@ enum : int32_t {
     ERROR_COUNT = 126, // size of the message table
 };
 
+// Codes of our own, beyond the table, with messages of their own.
+enum : int32_t {
+    ERROR_FILE_DAMAGED = 200, // a file ends before its pixels do
+};
+
 // Buttons of MessageDialog, from left to right, and the results they give.
 enum : int32_t {
     MESSAGE_OK = 0,            // "OK"
@@ -203,3 +208,26 @@ void MessageDialogLayout(const char *text, int kind, MessageLayout *layout);
 
 // The labels of the buttons of a kind, left to right; returns their count.
 int MessageDialogButtons(int kind, const char *labels[3], int results[3]);
+
+// What a picture lacks when its file ends before its pixels do, as the user sees the picture:
+// the rows from first to last, counted from the top from 0 (after a quarter turn they are
+// columns, counted from the left), and whether its colors went with a palette that is lost.
+// Every missing row lies in the span; rows in it may have been read.
+struct FileDamage {
+    int32_t first; // -1 when no row is missing
+    int32_t last;
+    int32_t columns; // 1 when first and last count columns
+    int32_t colors;  // 1 when the colors are lost
+};
+
+// Nothing missing.
+void FileDamageClear(FileDamage *damage);
+
+// Adds rows first..last (from the top) to the span of missing rows.
+void FileDamageRows(FileDamage *damage, int64_t first, int64_t last);
+
+// 1 when anything is missing.
+int FileDamaged(const FileDamage *damage);
+
+// What the user is told, e.g. "File is damaged: rows 120 to 399 are missing".
+void FileDamageText(const FileDamage *damage, char *text, int size);

@@ -250,8 +250,8 @@ static ErrorCode BmpHeaderRead(FileHandle file, BmpInfo *info)
     if (info->compression == BMP_RLE8 || info->compression == BMP_RLE4) {
         if (!RasterBackedByFile((int64_t)info->width * info->height, available, BMP_RLE_RATIO))
             return ERROR_READ_BMP;
-    } else if (info->stride * info->height > available) {
-        return ERROR_READ_BMP;
+    } else if (!RasterBackedByFile(info->stride * info->height, available, RASTER_DAMAGED_RATIO)) {
+        return ERROR_READ_BMP; // far more than a file that ended early
     }
 
     // An embedded profile of the V5 header, counted from the start of that header. One that
@@ -300,8 +300,9 @@ static ErrorCode BmpStep(int showProgress, int row)
 
 // Uncompressed rows, in file order. Rows that need no change are read straight into the
 // picture: 24 bits always, 8 bits onto a gray palette and 1 bit onto a black-and-white one
-// after a lookup or an inversion in place.
-static ErrorCode BmpReadRows(FileHandle file, const BmpInfo *info, Image *picture, int showProgress)
+// after a lookup or an inversion in place. Where the file ends, the rows left go to found.
+static ErrorCode BmpReadRows(FileHandle file, const BmpInfo *info, Image *picture, int showProgress,
+                             FileDamage *found)
 {
     ErrorCode result = ERROR_NONE;
     uint8_t *fileRow = nullptr;
@@ -339,12 +340,13 @@ static ErrorCode BmpReadRows(FileHandle file, const BmpInfo *info, Image *pictur
 
     for (int i = 0; i < info->height; i++) {
         uint8_t *out = picture->rows[info->topDown ? info->height - 1 - i : i];
+        // The file's stride equals the picture's row bytes for the direct kinds. A read that
+        // comes up short is where the file ends: this row and the rest are missing.
+        if (FileReadExact(file, direct ? out : fileRow, info->stride) != ERROR_NONE) {
+            RasterRowsMissingFrom(picture, i, info->topDown, found);
+            break;
+        }
         if (direct) {
-            // The file's stride equals the picture's row bytes for these three kinds.
-            if (FileReadExact(file, out, info->stride) != ERROR_NONE) {
-                result = ERROR_READ_BMP;
-                goto done;
-            }
             if (info->bits == 8 && !identity) {
                 for (int x = 0; x < info->width; x++)
                     out[x] = palette->red[out[x]];
@@ -353,10 +355,6 @@ static ErrorCode BmpReadRows(FileHandle file, const BmpInfo *info, Image *pictur
                     out[b] = (uint8_t)~out[b];
             }
         } else {
-            if (FileReadExact(file, fileRow, info->stride) != ERROR_NONE) {
-                result = ERROR_READ_BMP;
-                goto done;
-            }
             if (info->bits <= 8) {
                 IndexRowUnpack(fileRow, info->bits, info->width, indices);
                 IndexRowStore(palette, info->type, indices, info->width, out);
@@ -377,8 +375,9 @@ done:
 // delta or end of picture; pixels the codes skip keep index 0. Runs past the right edge are
 // cut, and a delta or end of line past the last row ends the picture, so nothing is ever
 // written outside it. Each step takes at least two bytes of the stream, so the loop ends
-// with the file.
-static ErrorCode BmpReadRle(FileHandle file, const BmpInfo *info, Image *picture, int showProgress)
+// with the file; where it ends, the rows not yet stored go to found.
+static ErrorCode BmpReadRle(FileHandle file, const BmpInfo *info, Image *picture, int showProgress,
+                            FileDamage *found)
 {
     ErrorCode result = ERROR_NONE;
     ByteStream stream;
@@ -401,10 +400,7 @@ static ErrorCode BmpReadRle(FileHandle file, const BmpInfo *info, Image *picture
         int count = ByteStreamGet(&stream);
         int value = ByteStreamGet(&stream);
         int rowsToEnd = 0; // rows to store before the next code
-        if (value < 0) {
-            result = ERROR_READ_BMP; // the codes stop before the picture ends
-            goto done;
-        }
+        if (value < 0) break; // the codes stop before the picture ends
         if (count > 0) {
             // A run: one index, or for RLE4 two that alternate.
             for (int k = 0; k < count && x < width; k++, x++)
@@ -417,10 +413,7 @@ static ErrorCode BmpReadRle(FileHandle file, const BmpInfo *info, Image *picture
         case 2: {                                      // delta: right and up
             int dx = ByteStreamGet(&stream);
             int dy = ByteStreamGet(&stream);
-            if (dy < 0) {
-                result = ERROR_READ_BMP;
-                goto done;
-            }
+            if (dy < 0) goto ended;
             rowsToEnd = dy;
             x = x + dx < width ? x + dx : width;
             break;
@@ -431,19 +424,13 @@ static ErrorCode BmpReadRle(FileHandle file, const BmpInfo *info, Image *picture
             for (int k = 0; k < value; k++) {
                 if (!rle4 || (k & 1) == 0) {
                     byte = ByteStreamGet(&stream);
-                    if (byte < 0) {
-                        result = ERROR_READ_BMP;
-                        goto done;
-                    }
+                    if (byte < 0) goto ended;
                 }
                 if (x < width)
                     indices[x++] = (uint8_t)(rle4 ? (k & 1 ? byte & 15 : byte >> 4) : byte);
             }
             int bytes = rle4 ? (value + 1) / 2 : value;
-            if ((bytes & 1) != 0 && ByteStreamGet(&stream) < 0) {
-                result = ERROR_READ_BMP;
-                goto done;
-            }
+            if ((bytes & 1) != 0 && ByteStreamGet(&stream) < 0) goto ended;
             break;
         }
         }
@@ -458,6 +445,9 @@ static ErrorCode BmpReadRle(FileHandle file, const BmpInfo *info, Image *picture
         }
         if (value == 0) x = 0;
     }
+ended:
+    // The rows not stored when the file ended, the one being gathered among them.
+    RasterRowsMissingFrom(picture, row, info->topDown, found);
 done:
     ByteStreamClose(&stream);
     MemoryFree(indices);
@@ -481,15 +471,17 @@ static void BmpProfileRead(FileHandle file, const BmpInfo *info, ImageWindow *wi
     window->profileSize = (int32_t)info->profileSize;
 }
 
-ErrorCode ReadBmpFile(const char *path, ImageWindow *window, int showProgress)
+ErrorCode ReadBmpFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
+    FileDamage found;
     FileHandle file = FILE_HANDLE_NONE;
     BmpInfo info;
     Image picture;
     int progressOpen = 0;
 
     ImageClear(&picture);
+    FileDamageClear(&found);
     memset(&info, 0, sizeof info);
     result = FileOpenRead(path, &file);
     if (result != ERROR_NONE) goto done;
@@ -504,9 +496,10 @@ ErrorCode ReadBmpFile(const char *path, ImageWindow *window, int showProgress)
         progressOpen = 1;
     }
     if (info.compression == BMP_RLE8 || info.compression == BMP_RLE4)
-        result = BmpReadRle(file, &info, &picture, progressOpen);
+        result = BmpReadRle(file, &info, &picture, progressOpen, &found);
     else
-        result = BmpReadRows(file, &info, &picture, progressOpen);
+        result = BmpReadRows(file, &info, &picture, progressOpen, &found);
+    result = RasterDamageResult(result, &found, damage, ERROR_READ_BMP);
     if (result == ERROR_NONE) BmpProfileRead(file, &info, window);
 done:
     if (progressOpen) ProgressClose();

@@ -14,10 +14,11 @@
 
 // Reads a BMP file into window->image: binary for a black-and-white palette, 8-bit gray for a
 // gray palette, else 24-bit color. The resolution comes from the horizontal pels per metre,
-// and an embedded profile of a color picture goes to window->profile. Returns ERROR_READ_BMP
-// for any damage (the window's picture is then empty), ERROR_OPEN_FILE, ERROR_ABORTED, or the
-// allocation's code.
-ErrorCode ReadBmpFile(const char *path, ImageWindow *window, int showProgress);
+// and an embedded profile of a color picture goes to window->profile. A file that ends before
+// its rows do gives the rows it holds, the others black, and *damage says which are missing.
+// Returns ERROR_READ_BMP for any other damage, or for that one when damage is null (the
+// window's picture is then empty), ERROR_OPEN_FILE, ERROR_ABORTED, or the allocation's code.
+ErrorCode ReadBmpFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage);
 
 // Writes a binary, 8-bit gray or 24-bit picture as an uncompressed BMP file through a
 // temporary file. Returns ERROR_SAVE_TYPE_BMP for other types, ERROR_WRITE_BMP when writing

@@ -215,9 +215,11 @@ const char *FileSaveExtensionMessage(int saveNumber)
     return SAVE_EXTENSIONS[saveNumber].message;
 }
 
-ErrorCode FileLoad(const char *path, int openNumber, ImageWindow *window, int showProgress)
+ErrorCode FileLoadPartial(const char *path, int openNumber, ImageWindow *window, int showProgress,
+                          FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
+    FileDamageClear(damage);
     if (openNumber == FILE_OPEN_ALL) {
         // Camera raw files are mostly TIFF files inside; their extension tells them apart.
         openNumber = DetectFileType(path);
@@ -228,18 +230,18 @@ ErrorCode FileLoad(const char *path, int openNumber, ImageWindow *window, int sh
     // Each step runs only when the one before succeeded.
     switch (openNumber) {
     case FILE_OPEN_TIFF:
-        result = ReadTiffFile(path, &window->image, showProgress);
+        result = ReadTiffFile(path, &window->image, showProgress, damage);
         if (result == ERROR_NONE) result = ReadTiffComments(path, window);
         if (result == ERROR_NONE) result = ReadTiffColorProfile(path, window);
         break;
-    case FILE_OPEN_JPEG: result = ReadJpegFile(path, window, showProgress); break;
-    case FILE_OPEN_PNG: result = ReadPngFile(path, window, showProgress); break;
-    case FILE_OPEN_BMP: result = ReadBmpFile(path, window, showProgress); break;
-    case FILE_OPEN_TARGA: result = ReadTargaFile(path, window, showProgress); break;
-    case FILE_OPEN_PCX: result = ReadPcxFile(path, window, showProgress); break;
-    case FILE_OPEN_RLE: result = ReadRleFile(path, window, showProgress); break;
-    case FILE_OPEN_GIF: result = ReadGifFile(path, window, showProgress); break;
-    case FILE_OPEN_FITS: result = ReadFitsFile(path, window, showProgress); break;
+    case FILE_OPEN_JPEG: result = ReadJpegFile(path, window, showProgress, damage); break;
+    case FILE_OPEN_PNG: result = ReadPngFile(path, window, showProgress, damage); break;
+    case FILE_OPEN_BMP: result = ReadBmpFile(path, window, showProgress, damage); break;
+    case FILE_OPEN_TARGA: result = ReadTargaFile(path, window, showProgress, damage); break;
+    case FILE_OPEN_PCX: result = ReadPcxFile(path, window, showProgress, damage); break;
+    case FILE_OPEN_RLE: result = ReadRleFile(path, window, showProgress, damage); break;
+    case FILE_OPEN_GIF: result = ReadGifFile(path, window, showProgress, damage); break;
+    case FILE_OPEN_FITS: result = ReadFitsFile(path, window, showProgress, damage); break;
     case FILE_OPEN_RAW: result = ReadRawFile(path, window, showProgress); break;
     case FILE_OPEN_FLASHPIX: result = ERROR_READ_FLASHPIX; break;
     case FILE_OPEN_PHOTOCD: result = ERROR_READ_PHOTOCD_IMAGE; break;
@@ -247,6 +249,15 @@ ErrorCode FileLoad(const char *path, int openNumber, ImageWindow *window, int sh
     }
     if (result == ERROR_NONE) window->fileType = openNumber;
     return result;
+}
+
+ErrorCode FileLoad(const char *path, int openNumber, ImageWindow *window, int showProgress)
+{
+    FileDamage damage;
+    ErrorCode result = FileLoadPartial(path, openNumber, window, showProgress, &damage);
+    if (result != ERROR_NONE || !FileDamaged(&damage)) return result;
+    ImageFree(&window->image); // a failed read leaves no picture
+    return ERROR_FILE_DAMAGED;
 }
 
 ErrorCode FileSave(const char *path, int saveNumber, ImageWindow *window, int jpegQuality)

@@ -83,7 +83,14 @@ int FileSaveExtensionAccepted(int saveNumber, const char *path);
 const char *FileSaveExtensionMessage(int saveNumber);
 
 // Reads a file of an open number into the window: picture, comments and profile, as far as
-// the format has them. FILE_OPEN_ALL recognises the file by its content first.
+// the format has them. FILE_OPEN_ALL recognises the file by its content first. A file that
+// ends before its pixels do gives what it holds, and *damage says what is missing (nothing
+// for a whole file).
+ErrorCode FileLoadPartial(const char *path, int openNumber, ImageWindow *window, int showProgress,
+                          FileDamage *damage);
+
+// The same for callers that take whole pictures only: a damaged file is ERROR_FILE_DAMAGED,
+// and the window gets no picture.
 ErrorCode FileLoad(const char *path, int openNumber, ImageWindow *window, int showProgress);
 
 // Writes the window's picture in a save type. The caller has already reduced a 16-bit

@@ -21,6 +21,7 @@
 #include "core/Memory.h"
 #include "core/Preferences.h"
 #include "core/Progress.h"
+#include "files/RasterInput.h"
 
 static const int FITS_MOST_HDUS = 1000;           // cfitsio's own limit of extensions in a file
 static const int FITS_BLOCK = 2880;               // bytes of a header or data block
@@ -194,8 +195,10 @@ static int FitsImageDescribe(fitsfile *fits, int hdu, int64_t fileSize, FitsLayo
     if (naxes[0] < 1 || naxes[1] < 1 || naxes[0] > (1 << 24) || naxes[1] > (1 << 24)) return 0;
     int sampleBytes = (bitpix < 0 ? -bitpix : bitpix) / 8;
     if (sampleBytes != 1 && sampleBytes != 2 && sampleBytes != 4 && sampleBytes != 8) return 0;
-    // The data stand in the file uncompressed: a picture larger than the file is damaged.
-    if (naxes[0] * naxes[1] > fileSize / sampleBytes) return 0;
+    // The data stand in the file uncompressed: a file that ends early opens with what it
+    // holds, but one that claims far more than it holds is refused.
+    if (!RasterBackedByFile(naxes[0] * naxes[1] * sampleBytes, fileSize, RASTER_DAMAGED_RATIO))
+        return 0;
 
     double zero = FitsKeyRead(fits, "BZERO", 0.0);
     double scale = FitsKeyRead(fits, "BSCALE", 1.0);
@@ -219,7 +222,8 @@ static int FitsImageDescribe(fitsfile *fits, int hdu, int64_t fileSize, FitsLayo
     return 1;
 }
 
-// Whether every defined value of a floating-point picture lies in 0..1. Reads it once.
+// Whether every defined value of a floating-point picture lies in 0..1. Reads it once, as
+// far as the file holds it.
 static ErrorCode FitsFloatsNormalised(fitsfile *fits, const FitsLayout *layout, double *buffer,
                                       int progressOpen, int *normalised)
 {
@@ -229,7 +233,7 @@ static ErrorCode FitsFloatsNormalised(fitsfile *fits, const FitsLayout *layout, 
         long first[3] = {1, (long)(y + 1), 1};
         if (fits_read_pix(fits, TDOUBLE, first, layout->width, nullptr, buffer, nullptr, &status) !=
             0)
-            return ERROR_READ_FITS;
+            return ERROR_NONE; // the rows the file lacks are missing from the picture too
         for (int64_t x = 0; x < layout->width; x++) {
             double v = buffer[x];
             if (std::isfinite(v) && (v < 0.0 || v > 1.0)) *normalised = 0;
@@ -252,9 +256,10 @@ static int FitsLevel(double value, const FitsLayout *layout)
     return (int)(value + 0.5);
 }
 
-// Reads the rows of the chosen HDU into image; FITS row 1 is our row 0, the bottom.
+// Reads the rows of the chosen HDU into image; FITS row 1 is our row 0, the bottom. A row
+// the file cannot give is where it ends: that row and those above it go to found.
 static ErrorCode FitsRowsRead(fitsfile *fits, const FitsLayout *layout, double *buffer,
-                              int progressOpen, int progressBase, Image *image)
+                              int progressOpen, int progressBase, Image *image, FileDamage *found)
 {
     for (int64_t y = 0; y < layout->height; y++) {
         int status = 0;
@@ -285,7 +290,10 @@ static ErrorCode FitsRowsRead(fitsfile *fits, const FitsLayout *layout, double *
             }
             break;
         }
-        if (status != 0) return ERROR_READ_FITS;
+        if (status != 0) {
+            RasterRowsMissingFrom(image, y, 0, found);
+            break;
+        }
         if (progressOpen) {
             ErrorCode result = ProgressStep(progressBase + (int)y);
             if (result != ERROR_NONE) return result;
@@ -294,9 +302,10 @@ static ErrorCode FitsRowsRead(fitsfile *fits, const FitsLayout *layout, double *
     return ERROR_NONE;
 }
 
-ErrorCode ReadFitsFile(const char *path, ImageWindow *window, int showProgress)
+ErrorCode ReadFitsFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
+    FileDamage found;
     FileHandle file = FILE_HANDLE_NONE;
     fitsfile *fits = nullptr;
     double *buffer = nullptr; // one row of doubles, or of 16-bit values
@@ -309,6 +318,7 @@ ErrorCode ReadFitsFile(const char *path, ImageWindow *window, int showProgress)
     int hdu = 0;
 
     ImageClear(&image);
+    FileDamageClear(&found);
     // Our own open first: it tells a missing file from a damaged one, gives the size, and
     // finds the picture before cfitsio reads any header.
     result = FileOpenRead(path, &file);
@@ -349,7 +359,8 @@ ErrorCode ReadFitsFile(const char *path, ImageWindow *window, int showProgress)
         if (normalised) layout.factor = 65535.0;
     }
     result = FitsRowsRead(fits, &layout, buffer, progressOpen, (passes - 1) * (int)layout.height,
-                          &image);
+                          &image, &found);
+    result = RasterDamageResult(result, &found, damage, ERROR_READ_FITS);
     if (result != ERROR_NONE) goto done;
     ImageFree(&window->image);
     window->image = image; // the storage moves with the record

@@ -20,6 +20,7 @@
 #include "core/Preferences.h"
 #include "core/Progress.h"
 #include "files/GifPalette.h"
+#include "files/RasterInput.h"
 
 static const int GIF_COMMENT_ID = 3; // Description, as in the main directory of a TIFF file
 static const int GIF_COMMENT_FLAGS = COMMENT_MAIN | 2 | 4; // what a TIFF read gives it
@@ -38,6 +39,7 @@ struct GifFrame {
     int width;
     int height;
     uint8_t *indices;
+    uint8_t *rowRead; // 1 for each row the file gave: it may end in any pass
     int colorCount;
     GifColorType colors[256];
 };
@@ -119,8 +121,9 @@ static ErrorCode GifFrameRead(GifFileType *gif, int64_t fileSize, int showProgre
     pixels = (size_t)frame->width * (size_t)frame->height; // both at most 65535
     if ((int64_t)pixels > GIF_SMALL_PIXELS && (int64_t)pixels / GIF_PIXELS_PER_BYTE > fileSize)
         return ERROR_READ_GIF;
-    frame->indices = (uint8_t *)MemoryAlloc(pixels);
-    if (frame->indices == nullptr) return ERROR_NO_MEMORY;
+    frame->indices = (uint8_t *)MemoryAllocZero(pixels);
+    frame->rowRead = (uint8_t *)MemoryAllocZero((size_t)frame->height);
+    if (frame->indices == nullptr || frame->rowRead == nullptr) return ERROR_NO_MEMORY;
 
     if (showProgress && (int64_t)pixels >= PROGRESS_PIXELS) {
         ProgressOpen(0, frame->height - 1, "GIF Read", 1);
@@ -130,11 +133,11 @@ static ErrorCode GifFrameRead(GifFileType *gif, int64_t fileSize, int showProgre
         int start = gif->Image.Interlace ? GIF_PASS_START[pass] : 0;
         int step = gif->Image.Interlace ? GIF_PASS_STEP[pass] : 1;
         for (int y = start; y < frame->height; y += step) {
+            // A line the file cannot give ends the frame: the file ended, or its codes did.
             if (DGifGetLine(gif, frame->indices + (size_t)y * frame->width, frame->width) ==
-                GIF_ERROR) {
-                result = ERROR_READ_GIF;
+                GIF_ERROR)
                 goto done;
-            }
+            frame->rowRead[y] = 1;
             if (progressOpen && (result = ProgressStep(rowsRead)) != ERROR_NONE) goto done;
             rowsRead++;
         }
@@ -144,9 +147,10 @@ done:
     return result;
 }
 
-// Turns the frame into a picture of the type its used colors call for. ERROR_READ_GIF for an
-// index beyond the palette, which no color stands for.
-static ErrorCode GifFrameStore(const GifFrame *frame, Image *image)
+// Turns the frame into a picture of the type the colors of its rows call for; rows the file
+// did not give are black and go to found. ERROR_READ_GIF for an index beyond the palette,
+// which no color stands for.
+static ErrorCode GifFrameStore(const GifFrame *frame, Image *image, FileDamage *found)
 {
     int used[256] = {0};
     int gray = 1;
@@ -155,7 +159,7 @@ static ErrorCode GifFrameStore(const GifFrame *frame, Image *image)
     size_t pixels = (size_t)frame->width * (size_t)frame->height;
 
     for (size_t i = 0; i < pixels; i++)
-        used[frame->indices[i]] = 1;
+        if (frame->rowRead[i / (size_t)frame->width]) used[frame->indices[i]] = 1;
     for (int i = 0; i < 256; i++) {
         if (!used[i]) continue;
         if (i >= frame->colorCount) return ERROR_READ_GIF;
@@ -189,13 +193,15 @@ static ErrorCode GifFrameStore(const GifFrame *frame, Image *image)
             }
             break;
         }
+        if (!frame->rowRead[y]) RasterRowsMissing(image, y, y, found);
     }
     return ERROR_NONE;
 }
 
-ErrorCode ReadGifFile(const char *path, ImageWindow *window, int showProgress)
+ErrorCode ReadGifFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
+    FileDamage found;
     FileHandle file = FILE_HANDLE_NONE;
     GifFileType *gif = nullptr;
     GifFrame frame;
@@ -206,7 +212,9 @@ ErrorCode ReadGifFile(const char *path, ImageWindow *window, int showProgress)
     int error = 0;
 
     frame.indices = nullptr;
+    frame.rowRead = nullptr;
     ImageClear(&image);
+    FileDamageClear(&found);
     result = FileOpenRead(path, &file);
     if (result != ERROR_NONE) goto done;
     if (FileSize(file, &fileSize) != ERROR_NONE) {
@@ -248,7 +256,8 @@ ErrorCode ReadGifFile(const char *path, ImageWindow *window, int showProgress)
         result = ERROR_READ_GIF;
         goto done;
     }
-    result = GifFrameStore(&frame, &image);
+    result = GifFrameStore(&frame, &image, &found);
+    result = RasterDamageResult(result, &found, damage, ERROR_READ_GIF);
     if (result != ERROR_NONE) goto done;
 
     // The comment, cut at a zero byte, with its terminator counted as TIFF counts it.
@@ -267,6 +276,7 @@ done:
     if (gif != nullptr) DGifCloseFile(gif, &error);
     FileClose(&file);
     MemoryFree(frame.indices);
+    MemoryFree(frame.rowRead);
     MemoryFree(comment.text);
     ImageFree(&image);
     if (result != ERROR_NONE) ImageFree(&window->image);

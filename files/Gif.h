@@ -10,10 +10,12 @@
 // decides the type: binary when the colors it uses are only black and white, 8-bit gray
 // when they are all gray, 24-bit color otherwise. The picture is the frame's own rectangle,
 // without the rest of the logical screen around it. Transparency is ignored. Comment
-// extensions become one Description comment. ERROR_OPEN_FILE when the file cannot be
+// extensions become one Description comment. A frame whose lines stop early (the file ends,
+// or its codes do) gives the lines it holds, the others black, and *damage says which are
+// missing; with damage null that is ERROR_READ_GIF. ERROR_OPEN_FILE when the file cannot be
 // opened, ERROR_ABORTED on Cancel, ERROR_NO_MEMORY, ERROR_READ_GIF for anything else; on
 // failure window->image is left empty.
-ErrorCode ReadGifFile(const char *path, ImageWindow *window, int showProgress);
+ErrorCode ReadGifFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage);
 
 // Writes window->image as a GIF file with the Description comment, if any, as a comment
 // extension. Binary and gray pictures keep their values exactly; color pictures are reduced

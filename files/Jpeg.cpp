@@ -25,6 +25,7 @@
 #include "core/Preferences.h"
 #include "core/Progress.h"
 #include "files/Metadata.h"
+#include "files/RasterInput.h"
 
 static const int64_t JPEG_PROGRESS_PIXELS = 100000;
 // Every 8 x 8 block of the first component costs at least one bit of Huffman code for its DC
@@ -58,6 +59,8 @@ struct JpegFailure {
     jmp_buf jump;
     int badProfile; // a damaged ICC segment was reported
     int endMissing; // the file ended before its end marker
+    int rowsBegun;  // the rows of a file of one scan are being read
+    int damagedFrom; // the first row (from the top) that came after damaged data, or -1
     ErrorCode code; // what a jump returns
 };
 
@@ -73,6 +76,7 @@ struct JpegReadState {
     uint8_t *profile;      // MemoryAlloc'd copy of the embedded profile
     int32_t profileSize;
     MetadataPicture picture;
+    FileDamage damage; // the rows a file that ended early did not give
 };
 
 struct JpegWriteState {
@@ -94,11 +98,12 @@ static void JpegFailureExit(j_common_ptr info)
 static void JpegSilence(j_common_ptr) {}
 
 // Warnings while reading. Damaged entropy data, data that stops short or a broken
-// progression are errors to us; junk between segments, an unknown Adobe transform or JFIF
-// version cost nothing of the picture; a damaged profile is noted for the profile step. The
-// end of the file is only noted: the decoder reads ahead, so a file that lacks nothing but
-// its end marker reports it too, and data that was really missing is reported as a
-// premature end of a data segment.
+// progression are errors to us, but for the rows of a file of one scan: those that came out
+// before are whole, and the rest are missing. Junk between segments, an unknown Adobe
+// transform or JFIF version cost nothing of the picture; a damaged profile is noted for the
+// profile step. The end of the file is only noted: the decoder reads ahead, so a file that
+// lacks nothing but its end marker reports it too, and data that was really missing is
+// reported as a premature end of a data segment.
 static void JpegReadMessage(j_common_ptr info, int level)
 {
     JpegFailure *failure = (JpegFailure *)info->err;
@@ -109,7 +114,11 @@ static void JpegReadMessage(j_common_ptr info, int level)
     case JWRN_JFIF_MAJOR: return;
     case JWRN_BOGUS_ICC: failure->badProfile = 1; return;
     case JWRN_JPEG_EOF: failure->endMissing = 1; return;
-    default: longjmp(failure->jump, 1);
+    default:
+        if (!failure->rowsBegun) longjmp(failure->jump, 1);
+        if (failure->damagedFrom < 0)
+            failure->damagedFrom = (int)((j_decompress_ptr)info)->output_scanline;
+        return;
     }
 }
 
@@ -193,7 +202,8 @@ static double JpegResolution(const JpegReadState *state)
 }
 
 // Decodes the open file into image. This is the one function of the reader that sets the
-// jump; all it holds is in state, which its caller frees whatever happens.
+// jump; all it holds is in state, which its caller frees whatever happens. Rows of a file of
+// one scan that came after damaged data, as where the file ends, go to state->damage.
 static ErrorCode JpegDecode(JpegReadState *state, Image *image, int showProgress, int64_t fileSize)
 {
     jpeg_decompress_struct *info = &state->info;
@@ -205,6 +215,7 @@ static ErrorCode JpegDecode(JpegReadState *state, Image *image, int showProgress
     state->failure.manager.emit_message = JpegReadMessage;
     state->failure.manager.output_message = JpegSilence;
     state->failure.code = ERROR_READ_JPEG;
+    state->failure.damagedFrom = -1;
     if (setjmp(state->failure.jump)) return state->failure.code;
 
     state->created = 1; // destroying a record that failed half way through creation is safe
@@ -270,6 +281,8 @@ static ErrorCode JpegDecode(JpegReadState *state, Image *image, int showProgress
         ProgressOpen(0, image->height - 1, "JPEG Read", 1);
         state->progressOpen = 1;
     }
+    // The decoder goes on past damaged data with gray rows, which we make black below.
+    state->failure.rowsBegun = !state->multipleScans;
     while (info->output_scanline < info->output_height) {
         int y = (int)info->output_scanline;
         uint8_t *row = image->rows[image->height - 1 - y];
@@ -287,15 +300,18 @@ static ErrorCode JpegDecode(JpegReadState *state, Image *image, int showProgress
     // picture would be coarse or colorless, so it is refused. Nothing after the rows is
     // needed, so the file is not read on to its end.
     if (state->failure.endMissing && state->multipleScans) return ERROR_READ_JPEG;
+    if (state->failure.damagedFrom >= 0)
+        RasterRowsMissing(image, state->failure.damagedFrom, image->height - 1, &state->damage);
     return ERROR_NONE;
 }
 
-ErrorCode ReadJpegFile(const char *path, ImageWindow *window, int showProgress)
+ErrorCode ReadJpegFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
     JpegReadState state = {};
     int64_t fileSize = 0;
 
+    FileDamageClear(&state.damage);
     state.file = FILE_HANDLE_NONE;
     state.picture.orientation = 1;
     result = FileOpenRead(path, &state.file);
@@ -305,10 +321,11 @@ ErrorCode ReadJpegFile(const char *path, ImageWindow *window, int showProgress)
         goto done;
     }
     result = JpegDecode(&state, &window->image, showProgress, fileSize);
+    result = RasterDamageResult(result, &state.damage, damage, ERROR_READ_JPEG);
     if (result != ERROR_NONE) goto done;
 
-    result = MetadataHandOver(window, state.picture.orientation, &state.comments, &state.profile,
-                              state.profileSize);
+    result = MetadataHandOver(window, state.picture.orientation, damage, &state.comments,
+                              &state.profile, state.profileSize);
 
 done:
     if (state.progressOpen) ProgressClose();
@@ -330,6 +347,12 @@ static void JpegPutExif(JpegWriteState *state)
         jpeg_write_m_byte(&state->info, byte);
     for (size_t i = 0; i < state->exifSize; i++)
         jpeg_write_m_byte(&state->info, state->exif[i]);
+}
+
+// JFIF's density for a resolution: whole dots per inch, 1 to 65535.
+static int JpegDensity(double resolution)
+{
+    return resolution < 1.0 ? 1 : resolution > 65535.0 ? 65535 : (int)Round(resolution);
 }
 
 // Encodes the window's picture into the open temporary file. The one function of the writer
@@ -364,11 +387,9 @@ static ErrorCode JpegEncode(JpegWriteState *state, const ImageWindow *window, in
             info->comp_info[i].v_samp_factor = 1;
         }
     }
-    // JFIF keeps whole dots per inch.
-    double dpi = image->resolution;
     info->write_JFIF_header = TRUE;
     info->density_unit = 1;
-    info->X_density = (UINT16)(dpi < 1.0 ? 1 : dpi > 65535.0 ? 65535 : (int)Round(dpi));
+    info->X_density = (UINT16)JpegDensity(image->resolution);
     info->Y_density = info->X_density;
 
     jpeg_start_compress(info, TRUE);
@@ -408,8 +429,8 @@ ErrorCode SaveJpegFile(const char *path, ImageWindow *window, int quality)
     }
     if (quality < JPEG_QUALITY_MIN) quality = JPEG_QUALITY_MIN;
     if (quality > JPEG_QUALITY_MAX) quality = JPEG_QUALITY_MAX;
-    result = MetadataWriteExif(window->comments, JPEG_EXIF_MAX, ERROR_WRITE_JPEG, &state.exif,
-                               &state.exifSize);
+    result = MetadataWriteExif(window->comments, JpegDensity(window->image.resolution),
+                               JPEG_EXIF_MAX, ERROR_WRITE_JPEG, &state.exif, &state.exifSize);
     if (result != ERROR_NONE) goto done;
     result = SafeFileCreate(path, &state.safe);
     if (result != ERROR_NONE) goto done;

@@ -12,11 +12,14 @@ constexpr int JPEG_QUALITY_MAX = 100;
 // (CMYK through a plain conversion), turned upright as EXIF's orientation says. Appends the
 // EXIF fields (and a COM text as "User Comment") to window->comments and sets window->profile
 // for color pictures with an embedded profile. With showProgress and 100000 pixels or more a
-// "JPEG Read" bar runs. ERROR_OPEN_FILE, ERROR_ABORTED, ERROR_NO_MEMORY or
-// ERROR_IMAGE_TOO_WIDE for a picture too large to hold, ERROR_READ_JPEG_PROFILE for damaged
-// profile segments, ERROR_READ_JPEG for anything else; on failure the image is left empty
-// and the window's comments and profile as they were.
-ErrorCode ReadJpegFile(const char *path, ImageWindow *window, int showProgress);
+// "JPEG Read" bar runs. A file of one scan whose data ends early (or is damaged) gives the
+// rows that came before, the others black, and *damage says which are missing (as the
+// turned picture shows them); with damage null that is ERROR_READ_JPEG, as for a progressive
+// file that ends early, whose rows all lack detail. ERROR_OPEN_FILE, ERROR_ABORTED,
+// ERROR_NO_MEMORY or ERROR_IMAGE_TOO_WIDE for a picture too large to hold,
+// ERROR_READ_JPEG_PROFILE for damaged profile segments, ERROR_READ_JPEG for anything else;
+// on failure the image is left empty and the window's comments and profile as they were.
+ErrorCode ReadJpegFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage);
 
 // Writes the window's 8-bit gray or 24-bit color picture at quality 1..100 (clamped), with
 // its resolution, its comments as EXIF and, for color, its profile. Other types give

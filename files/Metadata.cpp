@@ -17,6 +17,7 @@
 #pragma GCC diagnostic pop
 
 #include "core/Memory.h"
+#include "files/RasterInput.h"
 #include "files/TiffComments.h"
 #include "transforms/Orient.h"
 
@@ -54,18 +55,13 @@ static const MetadataMainField MAIN_FIELDS[] = {
 };
 
 // Fields the TIFF comment reader names apart from the writer's tables: the vertical focal
-// plane resolution has an id of its own, the latitude shares the id of its N/S reference, and
-// four GPS fields are read that the TIFF writer never writes. A JPEG save writes all of them
-// back under their own tags, so that nothing read from a JPEG is lost when it is saved again.
+// plane resolution has an id of its own, and the latitude shares the id of its N/S reference.
+// A save writes both back under their own tags, so that nothing read is lost.
 static const TiffTagEntry EXIF_OWN_FIELDS[] = {
     {41487, TIFF_FIELD_RATIONAL, 1, 168, "Vertical Res"},
 };
 static const TiffTagEntry GPS_OWN_FIELDS[] = {
     {2, TIFF_FIELD_RATIONAL, 3, 42, "GPS Lat"},
-    {27, TIFF_FIELD_UNDEFINED, 0, 219, "GPS Processing Method"},
-    {28, TIFF_FIELD_UNDEFINED, 0, 220, "GPS Area Info"},
-    {29, TIFF_FIELD_ASCII, 0, 221, "GPS Date"},
-    {30, TIFF_FIELD_SHORT, 1, 222, "GPS Differential"},
 };
 static const int EXIF_OWN_COUNT = (int)(sizeof EXIF_OWN_FIELDS / sizeof EXIF_OWN_FIELDS[0]);
 static const int GPS_OWN_COUNT = (int)(sizeof GPS_OWN_FIELDS / sizeof GPS_OWN_FIELDS[0]);
@@ -173,20 +169,23 @@ static int MetadataWritePlace(const FileComment *comment, MetadataPlace *place)
     return 0;
 }
 
-// The type and value count under which a comment's bytes are written. A comment keeps no
-// field type, so numbers are told by length: a SHORT field whose value is twice as long as
-// its shorts were a LONG in the file (pixel dimensions often are). 0 when the length fits
-// no reading of the field.
+// The type under which a comment's bytes are written, all of them. A comment keeps no field
+// type; the TIFF writer's rule tells a pixel dimension that was a LONG in its file
+// (TiffTagWriteForm). 0 when the length fits no reading of the field.
 static int MetadataWriteType(const MetadataPlace *place, int length, Exiv2::TypeId *type,
                              long *bytes)
 {
+    const TiffTagEntry row = {place->tag, place->fieldType, place->count, 0, ""};
+    int fieldType;
+    uint32_t count;
+    TiffTagWriteForm(&row, length, &fieldType, &count);
     *bytes = length;
     switch (place->fieldType) {
     case TIFF_FIELD_ASCII: *type = Exiv2::asciiString; return 1;
     case TIFF_FIELD_BYTE: *type = Exiv2::unsignedByte; return length > 0;
     case TIFF_FIELD_UNDEFINED: *type = Exiv2::undefined; return length > 0;
     case TIFF_FIELD_SHORT:
-        if (length == 4 * place->count && length != 2 * place->count) {
+        if (fieldType == TIFF_FIELD_LONG) {
             *type = Exiv2::unsignedLong;
             return 1;
         }
@@ -270,6 +269,8 @@ ErrorCode MetadataReadExif(const uint8_t *block, size_t size, FileComment **comm
                 // them, exactly as the file has them.
                 if (bytes > 0 && datum.copy(value, numeric ? native : fileOrder) != bytes) continue;
                 value[bytes] = 0;
+                if (fileOrder == Exiv2::bigEndian && group == GROUP_EXIF)
+                    TiffUserCommentToLittleEndian(datum.tag(), value, bytes);
                 result = FileCommentAppend(&read, name, id, (int)bytes, flags, value);
                 if (result != ERROR_NONE) break;
                 budget -= bytes;
@@ -312,8 +313,8 @@ static void MetadataAddComment(Exiv2::ExifData *data, const FileComment *comment
     data->add(key, value.get());
 }
 
-ErrorCode MetadataWriteExif(const FileComment *comments, size_t maxSize, ErrorCode failure,
-                            uint8_t **block, size_t *size)
+ErrorCode MetadataWriteExif(const FileComment *comments, int jpegDensity, size_t maxSize,
+                            ErrorCode failure, uint8_t **block, size_t *size)
 {
     ErrorCode result = ERROR_NONE;
     const Exiv2::ByteOrder native = NativeOrder();
@@ -326,6 +327,15 @@ ErrorCode MetadataWriteExif(const FileComment *comments, size_t maxSize, ErrorCo
         Exiv2::Blob blob;
         for (const FileComment *comment = comments; comment != nullptr; comment = comment->next)
             MetadataAddComment(&data, comment, native);
+        // The picture's own fields come from the picture, not from comments: JFIF's density
+        // in inches, and centred chroma, which is what JFIF means.
+        if (!data.empty() && jpegDensity > 0) {
+            Exiv2::URational density((uint32_t)jpegDensity, 1);
+            data["Exif.Image.XResolution"] = density;
+            data["Exif.Image.YResolution"] = density;
+            data["Exif.Image.ResolutionUnit"] = (uint16_t)2;
+            data["Exif.Image.YCbCrPositioning"] = (uint16_t)1;
+        }
         if (!data.empty()) Exiv2::ExifParser::encode(blob, Exiv2::littleEndian, data);
         // A maker note can be large enough to burst a JPEG segment; the picture and the
         // other fields matter more, so it goes first, and if that does not help, the block.
@@ -360,8 +370,8 @@ ErrorCode MetadataWriteExif(const FileComment *comments, size_t maxSize, ErrorCo
 // bottom, as EXIF means it (the same reading as for TIFF files through libtiff).
 static const int METADATA_ORIENT_CODES[9] = {0, 0, 4, 2, 6, 5, 1, 7, 3};
 
-ErrorCode MetadataHandOver(ImageWindow *window, int orientation, FileComment **comments,
-                           uint8_t **profile, int32_t profileSize)
+ErrorCode MetadataHandOver(ImageWindow *window, int orientation, FileDamage *damage,
+                           FileComment **comments, uint8_t **profile, int32_t profileSize)
 {
     if (orientation > 1 && orientation <= 8) {
         Image oriented;
@@ -372,6 +382,8 @@ ErrorCode MetadataHandOver(ImageWindow *window, int orientation, FileComment **c
             ImageFree(&oriented);
             return result;
         }
+        if (damage != nullptr)
+            FileDamageOrient(damage, METADATA_ORIENT_CODES[orientation], window->image.height);
         ImageFree(&window->image);
         window->image = oriented; // the turned picture takes the record's place
     }

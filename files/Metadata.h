@@ -33,15 +33,18 @@ ErrorCode MetadataReadExif(const uint8_t *block, size_t size, FileComment **comm
                            MetadataPicture *picture);
 
 // Encodes every comment that has a place in EXIF as a little-endian block of at most maxSize
-// bytes. *block receives MemoryAlloc'd bytes for the caller to free, or null with *size 0
-// when no comment has a place, or when even without the maker note the block would exceed
-// maxSize. ERROR_NO_MEMORY, or failure when exiv2 refuses the fields.
-ErrorCode MetadataWriteExif(const FileComment *comments, size_t maxSize, ErrorCode failure,
-                            uint8_t **block, size_t *size);
+// bytes. A block for a JPEG (jpegDensity, its JFIF dots per inch, above 0) also gets the
+// resolution and chroma positioning that EXIF asks of a JPEG's main directory. *block
+// receives MemoryAlloc'd bytes for the caller to free, or null with *size 0 when no comment
+// has a place, or when even without the maker note the block would exceed maxSize.
+// ERROR_NO_MEMORY, or failure when exiv2 refuses the fields.
+ErrorCode MetadataWriteExif(const FileComment *comments, int jpegDensity, size_t maxSize,
+                            ErrorCode failure, uint8_t **block, size_t *size);
 
 // What a reader does once a picture and its metadata are read: turns window's picture as the
-// EXIF orientation (1 to 8) says, appends *comments to the window's list and gives it
-// *profile in place of its own. Both are taken over (the pointers are cleared). Returns
-// OrientImageCode's code; the comments and profile are not taken then.
-ErrorCode MetadataHandOver(ImageWindow *window, int orientation, FileComment **comments,
-                           uint8_t **profile, int32_t profileSize);
+// EXIF orientation (1 to 8) says, and with it the rows damage says are missing, appends
+// *comments to the window's list and gives it *profile in place of its own. Both are taken
+// over (the pointers are cleared). Returns OrientImageCode's code; the comments and profile
+// are not taken then.
+ErrorCode MetadataHandOver(ImageWindow *window, int orientation, FileDamage *damage,
+                           FileComment **comments, uint8_t **profile, int32_t profileSize);

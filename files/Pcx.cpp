@@ -41,6 +41,7 @@ struct PcxInfo {
     int32_t dotsPerInch;
     int64_t dataEnd; // the first byte after the rows: the palette's mark, or the file's end
     int32_t type;
+    int32_t paletteLost; // 1 for an 8-bit file that should end in a palette and does not
     IndexPalette palette;
 };
 
@@ -63,6 +64,7 @@ static ErrorCode PcxHeaderRead(FileHandle file, PcxInfo *info)
         return ERROR_READ_PCX;
     if (header[0] != PCX_MANUFACTURER || header[2] > 1) return ERROR_READ_PCX;
     info->encoded = header[2];
+    int version = header[1];
     info->bits = header[3];
     info->planes = header[65];
     int xMin = BytesGet16(header, 4, 1);
@@ -104,6 +106,9 @@ static ErrorCode PcxHeaderRead(FileHandle file, PcxInfo *info)
                 info->palette.blue[i] = palette[3 + 3 * i];
             }
         } else {
+            // Version 5 files have their palette; one without it was cut off, unless the
+            // rows end where the file does (PcxPaletteLost decides once they are read).
+            info->paletteLost = version == 5;
             IndexPaletteGray(&info->palette);
         }
         info->type = IndexPaletteType(&info->palette);
@@ -140,8 +145,8 @@ static ErrorCode PcxHeaderRead(FileHandle file, PcxInfo *info)
     if (info->encoded) {
         if (!RasterBackedByFile(rowBytes * info->height, available, PCX_RLE_RATIO))
             return ERROR_READ_PCX;
-    } else if (rowBytes * info->height > available) {
-        return ERROR_READ_PCX;
+    } else if (!RasterBackedByFile(rowBytes * info->height, available, RASTER_DAMAGED_RATIO)) {
+        return ERROR_READ_PCX; // far more than a file that ended early
     }
     return ERROR_NONE;
 }
@@ -228,8 +233,11 @@ static void PcxRowStore(const PcxInfo *info, const uint8_t *line, uint8_t *indic
     IndexRowStore(&info->palette, info->type, indices, width, out);
 }
 
-// The rows, top row of the picture first.
-static ErrorCode PcxReadRows(FileHandle file, const PcxInfo *info, Image *picture, int showProgress)
+// The rows, top row of the picture first. Where the file ends before the rows do, the rows
+// left go to found; so do the colors of an 8-bit file whose palette was cut off: the rows all
+// there and what follows them the start of a palette, or rows missing as well.
+static ErrorCode PcxReadRows(FileHandle file, const PcxInfo *info, Image *picture, int showProgress,
+                             FileDamage *found)
 {
     ErrorCode result = ERROR_NONE;
     ByteStream stream;
@@ -249,11 +257,16 @@ static ErrorCode PcxReadRows(FileHandle file, const PcxInfo *info, Image *pictur
     if (result != ERROR_NONE) goto done;
     for (int i = 0; i < info->height; i++) {
         if (!PcxLineRead(&stream, info, &run, line, lineBytes)) {
-            result = ERROR_READ_PCX;
-            goto done;
+            RasterRowsMissingFrom(picture, i, 1, found);
+            break;
         }
         PcxRowStore(info, line, indices, picture->rows[info->height - 1 - i]);
         if (showProgress && (result = ProgressStep(i)) != ERROR_NONE) goto done;
+    }
+    if (info->paletteLost) {
+        // Rows that end with the file leave a file without a palette, a gray one.
+        int next = ByteStreamGet(&stream);
+        found->colors = found->first >= 0 || next == PCX_PALETTE_MARK;
     }
 done:
     ByteStreamClose(&stream);
@@ -262,15 +275,17 @@ done:
     return result;
 }
 
-ErrorCode ReadPcxFile(const char *path, ImageWindow *window, int showProgress)
+ErrorCode ReadPcxFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
+    FileDamage found;
     FileHandle file = FILE_HANDLE_NONE;
     PcxInfo info;
     Image picture;
     int progressOpen = 0;
 
     ImageClear(&picture);
+    FileDamageClear(&found);
     result = FileOpenRead(path, &file);
     if (result != ERROR_NONE) goto done;
     result = PcxHeaderRead(file, &info);
@@ -282,7 +297,8 @@ ErrorCode ReadPcxFile(const char *path, ImageWindow *window, int showProgress)
         ProgressOpen(0, info.height - 1, "PCX Read", 1);
         progressOpen = 1;
     }
-    result = PcxReadRows(file, &info, &picture, progressOpen);
+    result = PcxReadRows(file, &info, &picture, progressOpen, &found);
+    result = RasterDamageResult(result, &found, damage, ERROR_READ_PCX);
 done:
     if (progressOpen) ProgressClose();
     FileClose(&file);

@@ -14,9 +14,12 @@
 // Reads a PCX file into window->image: binary for black-and-white palettes (and 1-bit files
 // whose header leaves its two colors alike), 8-bit gray for gray palettes and 8-bit files
 // without one, else 24-bit color. The resolution
-// comes from the header's horizontal dots per inch. Returns ERROR_READ_PCX for any damage (the
-// window's picture is then empty), ERROR_OPEN_FILE, ERROR_ABORTED, or the allocation's code.
-ErrorCode ReadPcxFile(const char *path, ImageWindow *window, int showProgress);
+// comes from the header's horizontal dots per inch. A file that ends before its rows do gives
+// the rows it holds, the others black, and *damage says which are missing, and whether the
+// colors went with a palette cut off (the picture is then gray). Returns ERROR_READ_PCX for
+// any other damage, or for that one when damage is null (the window's picture is then
+// empty), ERROR_OPEN_FILE, ERROR_ABORTED, or the allocation's code.
+ErrorCode ReadPcxFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage);
 
 // Writes a binary, 8-bit gray or 24-bit picture as a PCX file through a temporary file.
 // Returns ERROR_SAVE_TYPE_PCX for other types, ERROR_WRITE_PCX when writing fails or the

@@ -19,6 +19,7 @@
 #include "core/Preferences.h"
 #include "core/Progress.h"
 #include "files/Metadata.h"
+#include "files/RasterInput.h"
 
 static const int64_t PNG_PROGRESS_PIXELS = 100000;
 // The largest width or height we let libpng accept: far beyond any photograph, and our rows
@@ -86,7 +87,15 @@ struct PngReadState {
     FileHandle file;
     int progressOpen;
     int reachedEnd; // every row is in; only the chunks after them were being read
-    Image indices;  // palette indices of a color palette picture, before they become color
+    int rowsBegun;  // rows are being read: a failure leaves the ones that came whole
+    int interlaced;
+    int pass; // the pass and the row (from the top) being read
+    int row;
+    int paletteType; // what palette indices become, TYPE_GRAY8 or TYPE_COLOR24; 0 for none
+    uint8_t paletteGray[256];
+    uint8_t paletteColor[256][3];
+    FileDamage damage; // the rows a file that ended early did not give
+    Image indices;     // palette indices of a color palette picture, before they become color
     FileComment *comments;
     uint8_t *profile;
     int32_t profileSize;
@@ -347,6 +356,39 @@ static void PngReadFree(png_structp png, png_voidp memory)
     free(memory);
 }
 
+// Indices of a palette picture become their colors, or in place their grays. An index past
+// the palette's end is black.
+static void PngPaletteApply(PngReadState *state, Image *image)
+{
+    if (state->paletteType == 0) return;
+    const Image *target = state->paletteType == TYPE_COLOR24 ? &state->indices : image;
+    for (int y = 0; y < image->height; y++) {
+        uint8_t *row = image->rows[y];
+        const uint8_t *index = target->rows[y];
+        if (state->paletteType == TYPE_GRAY8) {
+            for (int x = 0; x < image->width; x++)
+                row[x] = state->paletteGray[index[x]];
+        } else {
+            for (int x = 0; x < image->width; x++)
+                memcpy(row + 3 * x, state->paletteColor[index[x]], 3);
+        }
+    }
+}
+
+// The end of a file that failed among its rows: the rows that came whole stay, the others
+// are black and go to the damage. Rows of an interlaced file come whole in its last passes:
+// odd rows in the seventh, even rows in the sixth.
+static ErrorCode PngRowsEnded(PngReadState *state, Image *image)
+{
+    PngPaletteApply(state, image);
+    for (int top = 0; top < image->height; top++) {
+        int last = !state->interlaced ? 0 : (top & 1) ? 6 : 5;
+        if (state->pass > last || (state->pass == last && top < state->row)) continue;
+        RasterRowsMissing(image, top, top, &state->damage);
+    }
+    return ERROR_NONE;
+}
+
 // Decodes the open file into image. The one function of the reader that sets the jump; all
 // it holds is in state, which its caller frees whatever happens.
 static ErrorCode PngDecode(PngReadState *state, Image *image, int showProgress, int64_t fileSize)
@@ -354,15 +396,16 @@ static ErrorCode PngDecode(PngReadState *state, Image *image, int showProgress, 
     ErrorCode result = ERROR_NONE;
     png_uint_32 width, height;
     int depth, colorType, interlace;
-    uint8_t paletteGray[256] = {};
-    uint8_t paletteColor[256][3] = {};
 
     state->png = png_create_read_struct_2(PNG_LIBPNG_VER_STRING, state, PngFailure, PngWarning,
                                           nullptr, PngReadAllocate, PngReadFree);
     if (state->png == nullptr) return ERROR_NO_MEMORY;
     state->info = png_create_info_struct(state->png);
     if (state->info == nullptr) return ERROR_NO_MEMORY;
-    if (setjmp(png_jmpbuf(state->png))) return state->reachedEnd ? ERROR_NONE : ERROR_READ_PNG;
+    if (setjmp(png_jmpbuf(state->png))) {
+        if (state->reachedEnd) return ERROR_NONE;
+        return state->rowsBegun ? PngRowsEnded(state, image) : ERROR_READ_PNG;
+    }
 
     // Declared past the jump, so that nothing live across it can be clobbered.
     int type;
@@ -400,10 +443,10 @@ static ErrorCode PngDecode(PngReadState *state, Image *image, int showProgress, 
         png_get_PLTE(state->png, state->info, &entries, &count);
         // An index past the palette's end is black.
         for (int i = 0; i < count && i < 256; i++) {
-            paletteColor[i][0] = entries[i].blue;
-            paletteColor[i][1] = entries[i].green;
-            paletteColor[i][2] = entries[i].red;
-            paletteGray[i] = entries[i].red;
+            state->paletteColor[i][0] = entries[i].blue;
+            state->paletteColor[i][1] = entries[i].green;
+            state->paletteColor[i][2] = entries[i].red;
+            state->paletteGray[i] = entries[i].red;
             if (entries[i].red != entries[i].green || entries[i].red != entries[i].blue) gray = 0;
         }
         type = gray ? TYPE_GRAY8 : TYPE_COLOR24;
@@ -442,6 +485,7 @@ static ErrorCode PngDecode(PngReadState *state, Image *image, int showProgress, 
         if (result != ERROR_NONE) return result;
         target = &state->indices;
     }
+    if (palette) state->paletteType = type;
     // What libpng gives a row must fit the row it goes to.
     if (png_get_rowbytes(state->png, state->info) > (png_size_t)target->rowBytes)
         return ERROR_READ_PNG;
@@ -450,27 +494,18 @@ static ErrorCode PngDecode(PngReadState *state, Image *image, int showProgress, 
         ProgressOpen(0, (int)height - 1, "PNG Read", 1);
         state->progressOpen = 1;
     }
+    state->interlaced = passes > 1;
+    state->rowsBegun = 1;
     for (int pass = 0; pass < passes; pass++) {
         for (int y = 0; y < (int)height; y++) {
+            state->pass = pass;
+            state->row = y;
             png_read_row(state->png, target->rows[height - 1 - y], nullptr);
             result = PngProgress(state, pass, passes, y, (int)height);
             if (result != ERROR_NONE) return result;
         }
     }
-    // Indices become their colors, or in place their grays.
-    if (palette) {
-        for (int y = 0; y < (int)height; y++) {
-            uint8_t *row = image->rows[y];
-            const uint8_t *index = target->rows[y];
-            if (type == TYPE_GRAY8) {
-                for (int x = 0; x < (int)width; x++)
-                    row[x] = paletteGray[index[x]];
-            } else {
-                for (int x = 0; x < (int)width; x++)
-                    memcpy(row + 3 * x, paletteColor[index[x]], 3);
-            }
-        }
-    }
+    PngPaletteApply(state, image);
 
     // The chunks after the rows may hold more text. A file cut short among them has given
     // its whole picture, and keeps it.
@@ -479,13 +514,14 @@ static ErrorCode PngDecode(PngReadState *state, Image *image, int showProgress, 
     return ERROR_NONE;
 }
 
-ErrorCode ReadPngFile(const char *path, ImageWindow *window, int showProgress)
+ErrorCode ReadPngFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
     PngReadState state = {};
     int64_t fileSize = 0;
 
     ImageClear(&state.indices);
+    FileDamageClear(&state.damage);
     state.file = FILE_HANDLE_NONE;
     state.picture.orientation = 1;
     result = FileOpenRead(path, &state.file);
@@ -495,13 +531,14 @@ ErrorCode ReadPngFile(const char *path, ImageWindow *window, int showProgress)
         goto done;
     }
     result = PngDecode(&state, &window->image, showProgress, fileSize);
+    result = RasterDamageResult(result, &state.damage, damage, ERROR_READ_PNG);
     if (result != ERROR_NONE) goto done;
     // Comments may stand before the rows and after them.
     result = PngReadComments(&state);
     if (result != ERROR_NONE) goto done;
 
-    result = MetadataHandOver(window, state.picture.orientation, &state.comments, &state.profile,
-                              state.profileSize);
+    result = MetadataHandOver(window, state.picture.orientation, damage, &state.comments,
+                              &state.profile, state.profileSize);
 
 done:
     if (state.progressOpen) ProgressClose();
@@ -681,8 +718,8 @@ ErrorCode SavePngFile(const char *path, ImageWindow *window)
         result = ERROR_SAVE_TYPE_PNG;
         goto done;
     }
-    result = MetadataWriteExif(window->comments, METADATA_MAX_BLOCK, ERROR_WRITE_PNG, &state.exif,
-                               &state.exifSize);
+    result = MetadataWriteExif(window->comments, 0, METADATA_MAX_BLOCK, ERROR_WRITE_PNG,
+                               &state.exif, &state.exifSize);
     if (result != ERROR_NONE) goto done;
     result = SafeFileCreate(path, &state.safe);
     if (result != ERROR_NONE) goto done;

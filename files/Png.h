@@ -17,10 +17,12 @@
 // 24-bit color otherwise; alpha and transparency are dropped. Appends EXIF and text comments,
 // sets window->profile for color pictures with an iCCP chunk, and turns the picture upright
 // as EXIF's orientation says. With showProgress and 100000 pixels or more a "PNG Read" bar
-// runs. ERROR_OPEN_FILE, ERROR_ABORTED, ERROR_NO_MEMORY or ERROR_IMAGE_TOO_WIDE for a
-// picture too large to hold, ERROR_READ_PNG for anything else; on failure the image is left
-// empty and the window's comments and profile as they were.
-ErrorCode ReadPngFile(const char *path, ImageWindow *window, int showProgress);
+// runs. A file that ends among its rows gives the rows that came whole, the others black,
+// and *damage says which are missing (as the turned picture shows them); with damage null
+// that is ERROR_READ_PNG. ERROR_OPEN_FILE, ERROR_ABORTED, ERROR_NO_MEMORY or
+// ERROR_IMAGE_TOO_WIDE for a picture too large to hold, ERROR_READ_PNG for anything else; on
+// failure the image is left empty and the window's comments and profile as they were.
+ErrorCode ReadPngFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage);
 
 // Writes the window's binary, 8-bit gray or 24-bit color picture with its resolution, text
 // comments, EXIF and, for color, its profile. Other types give ERROR_SAVE_TYPE_PNG; a failed

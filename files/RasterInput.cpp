@@ -183,3 +183,42 @@ void RasterFinish(ErrorCode result, Image *picture, Image *windowImage)
         ImageFree(picture);
     }
 }
+
+void RasterRowsMissing(Image *picture, int64_t firstTop, int64_t lastTop, FileDamage *damage)
+{
+    if (firstTop < 0) firstTop = 0;
+    if (lastTop > picture->height - 1) lastTop = picture->height - 1;
+    for (int64_t top = firstTop; top <= lastTop; top++)
+        memset(picture->rows[picture->height - 1 - top], 0, (size_t)picture->rowBytes);
+    FileDamageRows(damage, firstTop, lastTop);
+}
+
+void RasterRowsMissingFrom(Image *picture, int64_t fileRow, int topDown, FileDamage *damage)
+{
+    if (fileRow >= picture->height) return;
+    if (topDown)
+        RasterRowsMissing(picture, fileRow, picture->height - 1, damage);
+    else
+        RasterRowsMissing(picture, 0, picture->height - 1 - fileRow, damage);
+}
+
+void FileDamageOrient(FileDamage *damage, int code, int height)
+{
+    if (damage->first < 0) return;
+    // Codes 1, 2, 6 and 7 put the file's top row at the bottom, or at the right.
+    if (code == 1 || code == 2 || code == 6 || code == 7) {
+        int32_t first = damage->first;
+        damage->first = height - 1 - damage->last;
+        damage->last = height - 1 - first;
+    }
+    damage->columns = code & 1;
+}
+
+ErrorCode RasterDamageResult(ErrorCode result, const FileDamage *found, FileDamage *damage,
+                             ErrorCode code)
+{
+    if (result != ERROR_NONE) return result;
+    if (damage == nullptr) return FileDamaged(found) ? code : ERROR_NONE;
+    *damage = *found;
+    return ERROR_NONE;
+}

@@ -20,6 +20,11 @@ constexpr int32_t RASTER_MAX_SIDE = 1 << 24;
 // little, and it keeps tiny test files and mostly empty pictures readable.
 constexpr int64_t RASTER_FREE_PIXELS = 1 << 20;
 
+// An uncompressed file that ends early opens when it holds a sixteenth of its rows (or its
+// picture is small): one that claims more is a lie rather than damage, and would only make
+// us allocate out of proportion to the file.
+constexpr int64_t RASTER_DAMAGED_RATIO = 16;
+
 // Bytes the stream reads from the file at a time.
 constexpr int32_t BYTE_STREAM_BUFFER = 65536;
 
@@ -90,6 +95,25 @@ void IndexRowUnpack(const uint8_t *packed, int bits, int width, uint8_t *indices
 // 1 when a compressed picture of pixels may come from bytes of file: at most ratio pixels for
 // each byte, or RASTER_FREE_PIXELS. A decoder's ratio is the most its format can expand.
 int RasterBackedByFile(int64_t pixels, int64_t bytes, int64_t ratio);
+
+// Marks the rows firstTop..lastTop of picture (counted from the top) as missing in damage and
+// makes them black, so that no stale memory shows where the file ended early.
+void RasterRowsMissing(Image *picture, int64_t firstTop, int64_t lastTop, FileDamage *damage);
+
+// The same for a file that stopped at file row fileRow: that row and every one after it are
+// missing. topDown tells whether the file's first row is the top of the picture.
+void RasterRowsMissingFrom(Image *picture, int64_t fileRow, int topDown, FileDamage *damage);
+
+// Turns the rows a picture lacks as its file had them into what the user sees after the
+// picture was turned by an Orient code (transforms/Orient.h): height is the picture's before
+// the turn. Codes 1, 3, 5 and 7 make rows columns.
+void FileDamageOrient(FileDamage *damage, int code, int height);
+
+// The end of a read that may have stopped early, with found what the picture lacks: with
+// damage null a damaged picture is a failure with the format's code, else *damage receives
+// found and the picture stands with what could be read.
+ErrorCode RasterDamageResult(ErrorCode result, const FileDamage *found, FileDamage *damage,
+                             ErrorCode code);
 
 // Gives the window the picture, or on failure frees both: the convention of every reader is
 // that a failed read leaves the window's picture empty.

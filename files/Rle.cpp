@@ -168,8 +168,10 @@ static void RleRowStore(const RleInfo *info, uint8_t *const *values, uint8_t *ou
 }
 
 // The scanlines of the operation stream. Every operation takes at least two bytes of the
-// stream, so the loop ends with the file.
-static ErrorCode RleReadRows(FileHandle file, const RleInfo *info, Image *picture, int showProgress)
+// stream, so the loop ends with the file; where the file ends before the picture does, the
+// scanlines not stored go to found.
+static ErrorCode RleReadRows(FileHandle file, const RleInfo *info, Image *picture, int showProgress,
+                             FileDamage *found)
 {
     ErrorCode result = ERROR_NONE;
     ByteStream stream;
@@ -195,17 +197,11 @@ static ErrorCode RleReadRows(FileHandle file, const RleInfo *info, Image *pictur
     while (!finished && row < info->height) {
         int opcode = ByteStreamGet(&stream);
         int operand = ByteStreamGet(&stream);
-        if (operand < 0) {
-            result = ERROR_READ_RLE; // the stream stops before the picture ends
-            goto done;
-        }
+        if (operand < 0) break; // the stream stops before the picture ends
         if ((opcode & RLE_LONG) != 0) {
             int low = ByteStreamGet(&stream);
             int high = ByteStreamGet(&stream);
-            if (high < 0) {
-                result = ERROR_READ_RLE;
-                goto done;
-            }
+            if (high < 0) break;
             operand = low | (high << 8);
         }
         // Pixels go only to a channel we keep (the alpha channel, 255, and channels past
@@ -226,28 +222,19 @@ static ErrorCode RleReadRows(FileHandle file, const RleInfo *info, Image *pictur
             int count = operand + 1;
             for (int k = 0; k < count; k++) {
                 int value = ByteStreamGet(&stream);
-                if (value < 0) {
-                    result = ERROR_READ_RLE;
-                    goto done;
-                }
+                if (value < 0) goto ended;
                 if (x < width) {
                     if (target != nullptr) target[x] = (uint8_t)value;
                     x++;
                 }
             }
-            if ((count & 1) != 0 && ByteStreamGet(&stream) < 0) {
-                result = ERROR_READ_RLE; // the filler byte after an odd count
-                goto done;
-            }
+            if ((count & 1) != 0 && ByteStreamGet(&stream) < 0) goto ended; // its filler
             break;
         }
         case RLE_RUN_DATA: {
             int count = operand + 1;
             int value = ByteStreamGet(&stream); // the value's word: the value, then a filler
-            if (ByteStreamGet(&stream) < 0) {
-                result = ERROR_READ_RLE;
-                goto done;
-            }
+            if (ByteStreamGet(&stream) < 0) goto ended;
             int end = x + count < width ? x + count : width;
             if (target != nullptr && end > x) memset(target + x, value, (size_t)(end - x));
             x = end;
@@ -267,6 +254,9 @@ static ErrorCode RleReadRows(FileHandle file, const RleInfo *info, Image *pictur
             row++;
         }
     }
+ended:
+    // The first scanline of the file is the bottom of the picture.
+    if (!finished) RasterRowsMissingFrom(picture, row, 0, found);
 done:
     ByteStreamClose(&stream);
     for (int c = 0; c < 3; c++)
@@ -274,15 +264,17 @@ done:
     return result;
 }
 
-ErrorCode ReadRleFile(const char *path, ImageWindow *window, int showProgress)
+ErrorCode ReadRleFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
+    FileDamage found;
     FileHandle file = FILE_HANDLE_NONE;
     RleInfo info;
     Image picture;
     int progressOpen = 0;
 
     ImageClear(&picture);
+    FileDamageClear(&found);
     result = FileOpenRead(path, &file);
     if (result != ERROR_NONE) goto done;
     result = RleHeaderRead(file, &info);
@@ -293,7 +285,8 @@ ErrorCode ReadRleFile(const char *path, ImageWindow *window, int showProgress)
         ProgressOpen(0, info.height - 1, "RLE Read", 1);
         progressOpen = 1;
     }
-    result = RleReadRows(file, &info, &picture, progressOpen);
+    result = RleReadRows(file, &info, &picture, progressOpen, &found);
+    result = RasterDamageResult(result, &found, damage, ERROR_READ_RLE);
 done:
     if (progressOpen) ProgressClose();
     FileClose(&file);

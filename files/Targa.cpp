@@ -69,8 +69,9 @@ static inline uint8_t TargaFive(int value)
 }
 
 // Checks the header against the file's size and fills everything but the palette and the
-// picture type of a mapped file. Returns 1 when the file can be what its header says.
-static int TargaHeaderParse(const uint8_t *header, int64_t fileSize, TargaInfo *info)
+// picture type of a mapped file. Returns 1 when the file can be what its header says, or with
+// endsEarly, a file of that kind that ended early.
+static int TargaHeaderParse(const uint8_t *header, int64_t fileSize, int endsEarly, TargaInfo *info)
 {
     int idLength = header[0];
     int mapType = header[1];
@@ -133,10 +134,13 @@ static int TargaHeaderParse(const uint8_t *header, int64_t fileSize, TargaInfo *
     info->dataOffset = info->mapOffset + (int64_t)info->mapLength * info->mapEntryBytes;
     if (info->dataOffset > fileSize) return 0;
 
-    // The pixels must be in the file: all of them uncompressed, or enough bytes compressed.
+    // The pixels must be in the file: all of them uncompressed, or enough bytes compressed,
+    // or when the file may end early a good part of them.
     int64_t pixels = (int64_t)info->width * info->height;
     int64_t available = fileSize - info->dataOffset;
     if (info->compressed) return RasterBackedByFile(pixels, available, TARGA_RLE_RATIO);
+    if (endsEarly)
+        return RasterBackedByFile(pixels * info->pixelBytes, available, RASTER_DAMAGED_RATIO);
     return pixels * info->pixelBytes <= available;
 }
 
@@ -230,9 +234,9 @@ static void TargaRowStore(const TargaInfo *info, const uint8_t *raw, uint8_t *in
 }
 
 // The rows, in file order. Uncompressed gray and 24-bit rows that run left to right are read
-// straight into the picture.
+// straight into the picture. Where the file ends, the rows left go to found.
 static ErrorCode TargaReadRows(FileHandle file, const TargaInfo *info, Image *picture,
-                               int showProgress)
+                               int showProgress, FileDamage *found)
 {
     ErrorCode result = ERROR_NONE;
     ByteStream stream;
@@ -261,8 +265,8 @@ static ErrorCode TargaReadRows(FileHandle file, const TargaInfo *info, Image *pi
                            ? TargaRleRow(&stream, &packet, info->pixelBytes, info->width, raw)
                            : ByteStreamRead(&stream, raw, rawBytes);
         if (!complete) {
-            result = ERROR_READ_TARGA;
-            goto done;
+            RasterRowsMissingFrom(picture, i, info->topDown, found);
+            break;
         }
         if (!direct) TargaRowStore(info, raw, indices, out);
         if (showProgress && (result = ProgressStep(i)) != ERROR_NONE) goto done;
@@ -274,9 +278,10 @@ done:
     return result;
 }
 
-ErrorCode ReadTargaFile(const char *path, ImageWindow *window, int showProgress)
+ErrorCode ReadTargaFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
+    FileDamage found;
     FileHandle file = FILE_HANDLE_NONE;
     uint8_t header[TARGA_HEADER_BYTES];
     int64_t fileSize = 0;
@@ -285,11 +290,12 @@ ErrorCode ReadTargaFile(const char *path, ImageWindow *window, int showProgress)
     int progressOpen = 0;
 
     ImageClear(&picture);
+    FileDamageClear(&found);
     result = FileOpenRead(path, &file);
     if (result != ERROR_NONE) goto done;
     if (FileSize(file, &fileSize) != ERROR_NONE ||
         FileReadExact(file, header, TARGA_HEADER_BYTES) != ERROR_NONE ||
-        !TargaHeaderParse(header, fileSize, &info)) {
+        !TargaHeaderParse(header, fileSize, 1, &info)) {
         result = ERROR_READ_TARGA;
         goto done;
     }
@@ -301,7 +307,8 @@ ErrorCode ReadTargaFile(const char *path, ImageWindow *window, int showProgress)
         ProgressOpen(0, info.height - 1, "Targa Read", 1);
         progressOpen = 1;
     }
-    result = TargaReadRows(file, &info, &picture, progressOpen);
+    result = TargaReadRows(file, &info, &picture, progressOpen, &found);
+    result = RasterDamageResult(result, &found, damage, ERROR_READ_TARGA);
 done:
     if (progressOpen) ProgressClose();
     FileClose(&file);
@@ -329,7 +336,7 @@ int TargaFileProbe(const char *path)
         found = 1;
         goto done;
     }
-    found = TargaHeaderParse(header, fileSize, &info);
+    found = TargaHeaderParse(header, fileSize, 0, &info);
 done:
     FileClose(&file);
     return found;

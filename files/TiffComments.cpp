@@ -15,8 +15,9 @@
 #include "core/Memory.h"
 
 // The EXIF directory in writing order. Tag 37121 stands twice, before and after 37122, and
-// comment 167 supplies both focal plane resolutions: files of this program have always been
-// laid out so, and its readers cope with it.
+// comment 167 stands for both focal plane resolutions. A writer puts each tag in a directory
+// once, at its first row, and takes the vertical resolution from comment 168 when there is
+// one (TiffTagComment).
 const TiffTagEntry TIFF_EXIF_TAGS[] = {
     {33434, TIFF_FIELD_RATIONAL, 1, 34, "Exposure (sec)"},
     {33437, TIFF_FIELD_RATIONAL, 1, 35, "Aperture (f)"},
@@ -107,26 +108,83 @@ const TiffTagEntry TIFF_GPS_TAGS[] = {
     {24, TIFF_FIELD_RATIONAL, 1, 65, "GPS Dest Bearing"},
     {25, TIFF_FIELD_ASCII, 0, 66, "GPS Dest Dist K/M"},
     {26, TIFF_FIELD_RATIONAL, 1, 67, "GPS Dest Dist"},
-};
-const int TIFF_GPS_TAG_COUNT = sizeof TIFF_GPS_TAGS / sizeof TIFF_GPS_TAGS[0];
-
-// GPS fields that are read but never written.
-static const TiffTagEntry GPS_READ_ONLY_TAGS[] = {
+    // Read from files of others and written back, so that a save loses none of a file's GPS.
     {27, TIFF_FIELD_UNDEFINED, 0, 219, "GPS Processing Method"},
     {28, TIFF_FIELD_UNDEFINED, 0, 220, "GPS Area Info"},
     {29, TIFF_FIELD_ASCII, 0, 221, "GPS Date"},
     {30, TIFF_FIELD_SHORT, 1, 222, "GPS Differential"},
 };
+const int TIFF_GPS_TAG_COUNT = sizeof TIFF_GPS_TAGS / sizeof TIFF_GPS_TAGS[0];
 
-// Where reading names a field differently from writing: the vertical focal plane resolution
-// keeps an id of its own, and the latitude shares the id of its N/S reference. Comments read
-// so are not written back under those tags; that asymmetry is long settled in our files.
+// Where reading names a field differently from the tables: the vertical focal plane
+// resolution keeps an id of its own, and the latitude shares the id of its N/S reference,
+// told apart by its name. The writers look for these comments first (TiffTagComment).
 static const TiffTagEntry EXIF_READ_NAMES[] = {
     {41487, TIFF_FIELD_RATIONAL, 1, 168, "Vertical Res"},
 };
 static const TiffTagEntry GPS_READ_NAMES[] = {
     {2, TIFF_FIELD_RATIONAL, 3, 42, "GPS Lat"},
 };
+
+// The reading names of a tag, or null. EXIF and GPS tags never share a number.
+static const TiffTagEntry *ReadNameOf(int tag)
+{
+    for (const TiffTagEntry &own : EXIF_READ_NAMES)
+        if (own.tag == tag) return &own;
+    for (const TiffTagEntry &own : GPS_READ_NAMES)
+        if (own.tag == tag) return &own;
+    return nullptr;
+}
+
+// Whether comment is what reading names the field of own.
+static int IsReadNameOf(const FileComment *comment, const TiffTagEntry *own)
+{
+    return own->id == comment->id && strcmp(own->name, comment->name) == 0;
+}
+
+// Whether comment is what reading names the field of any tag.
+static int IsReadName(const FileComment *comment)
+{
+    for (const TiffTagEntry &own : EXIF_READ_NAMES)
+        if (IsReadNameOf(comment, &own)) return 1;
+    for (const TiffTagEntry &own : GPS_READ_NAMES)
+        if (IsReadNameOf(comment, &own)) return 1;
+    return 0;
+}
+
+const FileComment *TiffTagComment(const FileComment *comments, const TiffTagEntry *row)
+{
+    const TiffTagEntry *own = ReadNameOf(row->tag);
+    for (const FileComment *c = comments; c != nullptr && own != nullptr; c = c->next)
+        if (IsReadNameOf(c, own)) return c;
+    // A comment read under a name of its own stands for its own tag: the latitude, read under
+    // the id of its reference, is no reference.
+    for (const FileComment *c = comments; c != nullptr; c = c->next)
+        if (c->id == row->id && !IsReadName(c)) return c;
+    return nullptr;
+}
+
+void TiffTagWriteForm(const TiffTagEntry *row, int length, int *fieldType, uint32_t *count)
+{
+    *fieldType = row->fieldType;
+    *count = (uint32_t)(length > 0 ? length : 0);
+    switch (row->fieldType) {
+    case TIFF_FIELD_SHORT:
+        // The pixel dimensions may be LONG in a file, and a comment keeps four bytes of such
+        // a value. No other field of the tables is ever LONG.
+        if ((row->tag == 40962 || row->tag == 40963) && length == 4) {
+            *fieldType = TIFF_FIELD_LONG;
+            *count = 1;
+            return;
+        }
+        *count = (uint32_t)(length / 2);
+        break;
+    case TIFF_FIELD_RATIONAL:
+    case TIFF_FIELD_SRATIONAL: *count = (uint32_t)(length / 8); break;
+    default: return;
+    }
+    if (*count < (uint32_t)row->count) *count = (uint32_t)row->count;
+}
 
 // The descriptive fields of the main directory, with the flags a read gives them.
 struct MainTag {
@@ -238,6 +296,17 @@ static void ValueToNative(uint8_t *bytes, size_t size, int type, int littleEndia
     }
 }
 
+void TiffUserCommentToLittleEndian(int tag, uint8_t *value, int64_t size)
+{
+    static const char UNICODE[8] = {'U', 'N', 'I', 'C', 'O', 'D', 'E', 0};
+    if (tag != 37510 || size < 8 || memcmp(value, UNICODE, 8) != 0) return;
+    for (int64_t i = 8; i + 2 <= size; i += 2) {
+        uint8_t high = value[i];
+        value[i] = value[i + 1];
+        value[i + 1] = high;
+    }
+}
+
 // Adds the field of one entry under name, id and flags, with its numbers in native order.
 // A field whose value lies outside the file, is larger than what the comments may still
 // take, or finds no memory is dropped.
@@ -270,6 +339,9 @@ static void CommentsAddField(CommentReader *reader, const uint8_t *entry, const 
         }
     }
     ValueToNative(value, size, type, reader->littleEndian);
+    if (!reader->littleEndian)
+        TiffUserCommentToLittleEndian(BytesGet16(entry, 0, reader->littleEndian), value,
+                                      (int64_t)size);
     // A memory failure drops the field and the walk goes on.
     if (AddFileComment(reader->window, name, id, (int)size, flags, value) == ERROR_NONE)
         reader->bytesBudget -= (int64_t)size;
@@ -294,13 +366,8 @@ static const TiffTagEntry *DirectoryTag(int directory, int tag)
     if (directory == DIRECTORY_EXIF)
         return FindTag(TIFF_EXIF_TAGS, TIFF_EXIF_TAG_COUNT, EXIF_READ_NAMES,
                        (int)(sizeof EXIF_READ_NAMES / sizeof EXIF_READ_NAMES[0]), tag);
-    const TiffTagEntry *found =
-        FindTag(TIFF_GPS_TAGS, TIFF_GPS_TAG_COUNT, GPS_READ_NAMES,
-                (int)(sizeof GPS_READ_NAMES / sizeof GPS_READ_NAMES[0]), tag);
-    if (found != nullptr) return found;
-    return FindTag(GPS_READ_ONLY_TAGS,
-                   (int)(sizeof GPS_READ_ONLY_TAGS / sizeof GPS_READ_ONLY_TAGS[0]), nullptr, 0,
-                   tag);
+    return FindTag(TIFF_GPS_TAGS, TIFF_GPS_TAG_COUNT, GPS_READ_NAMES,
+                   (int)(sizeof GPS_READ_NAMES / sizeof GPS_READ_NAMES[0]), tag);
 }
 
 // Walks the directory at offset and adds the fields of ours in file order. Only the entries

@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "core/Errors.h"
+#include "core/FileComment.h"
 #include "core/ImageWindow.h"
 
 // TIFF field types, as the 16-bit type of a directory entry names them.
@@ -40,6 +41,22 @@ extern const int TIFF_EXIF_TAG_COUNT;
 // The GPS directory in writing order, and its length.
 extern const TiffTagEntry TIFF_GPS_TAGS[];
 extern const int TIFF_GPS_TAG_COUNT;
+
+// The comment whose value a writer puts under row's tag, or null. Where reading names a field
+// apart from the tables (the vertical focal plane resolution, id 168; the latitude, id 42
+// under the name "GPS Lat"), that comment comes first, and it stands for its own tag only.
+const FileComment *TiffTagComment(const FileComment *comments, const TiffTagEntry *row);
+
+// The field type and value count under which a writer puts a comment of length bytes under
+// row's tag: texts and bytes as long as they are; numbers as many as the comment holds whole,
+// and never fewer than the table's count (the writer fills the rest with zeros). A pixel
+// dimension of four bytes was a LONG.
+void TiffTagWriteForm(const TiffTagEntry *row, int length, int *fieldType, uint32_t *count);
+
+// Turns the text of a Unicode user comment (tag 37510, "UNICODE" and a zero before 16-bit
+// characters in its file's byte order) read from a big-endian file to little-endian, the
+// order every file we write has, so that it goes out as it came in. Other values are left.
+void TiffUserCommentToLittleEndian(int tag, uint8_t *value, int64_t size);
 
 // Appends the comments of the TIFF file at path to the window's list, in file order, with
 // numbers in native order. ERROR_OPEN_FILE, or ERROR_READ_TIFF for a bad header; a field that

@@ -14,6 +14,7 @@
 #include "core/Memory.h"
 #include "core/Preferences.h"
 #include "core/Progress.h"
+#include "files/RasterInput.h"
 #include "platform/Platform.h"
 #include "transforms/Orient.h"
 
@@ -57,7 +58,8 @@ static int LibraryDiscard(TIFF *tiff, void *data, const char *module, const char
 static int64_t LibraryExpansionLimit(uint16_t compression, int64_t fileSize)
 {
     switch (compression) {
-    case COMPRESSION_NONE: return fileSize + LIBRARY_SLACK_BYTES;
+    // A file that ends early opens with what it holds, as long as that is a good part.
+    case COMPRESSION_NONE: return fileSize * 16 + LIBRARY_SLACK_BYTES;
     case COMPRESSION_PACKBITS:
         return fileSize * 128 + LIBRARY_SLACK_BYTES; // 2 bytes -> 128
     // Fax codings give a blank line in a few bits.
@@ -294,9 +296,10 @@ static double LibraryResolution(TIFF *tiff)
     return unit == RESUNIT_CENTIMETER ? x * LIBRARY_CENTIMETRE_FACTOR : (double)x;
 }
 
-ErrorCode TiffLibraryRead(const char *path, Image *image, int showProgress)
+ErrorCode TiffLibraryRead(const char *path, Image *image, int showProgress, FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
+    FileDamage found; // rows the file does not give
     TIFFOpenOptions *options = nullptr;
     TIFF *tiff = nullptr;
     FileHandle file = FILE_HANDLE_NONE;
@@ -314,6 +317,7 @@ ErrorCode TiffLibraryRead(const char *path, Image *image, int showProgress)
     Image oriented;
 
     ImageClear(&oriented);
+    FileDamageClear(&found);
     if (FileOpenRead(path, &file) != ERROR_NONE || FileSize(file, &fileSize) != ERROR_NONE) {
         result = ERROR_READ_TIFF;
         goto done;
@@ -395,15 +399,15 @@ ErrorCode TiffLibraryRead(const char *path, Image *image, int showProgress)
         uint32_t rows = layout.height - y0 < bandRows ? layout.height - y0 : bandRows;
         int read = tiled ? LibraryTilesRead(tiff, &layout, tileWidth, y0, rows, band, piece)
                          : LibraryStripsRead(tiff, &layout, y0, rows, band, piece);
-        if (!read) {
-            result = ERROR_READ_TIFF;
-            goto done;
-        }
+        // A band libtiff cannot read (its bytes lie past the end of the file, or stop short)
+        // is missing; the bands after it may still be whole.
+        if (!read) RasterRowsMissing(image, y0, y0 + rows - 1, &found);
         // The first file row is the top of the picture: Image row height - 1.
         for (uint32_t r = 0; r < rows; r++) {
             uint32_t fileRow = y0 + r;
-            LibraryRowStore(&layout, band + r * layout.rowBytes,
-                            image->rows[layout.height - 1 - fileRow]);
+            if (read)
+                LibraryRowStore(&layout, band + r * layout.rowBytes,
+                                image->rows[layout.height - 1 - fileRow]);
             if (showProgress) {
                 result = ProgressStep((int)fileRow);
                 if (result != ERROR_NONE) goto done;
@@ -417,10 +421,12 @@ ErrorCode TiffLibraryRead(const char *path, Image *image, int showProgress)
     if (orientation > ORIENTATION_TOPLEFT && orientation <= ORIENTATION_LEFTBOT) {
         result = OrientImageCode(image, &oriented, LIBRARY_ORIENT_CODES[orientation], 0);
         if (result != ERROR_NONE) goto done;
+        FileDamageOrient(&found, LIBRARY_ORIENT_CODES[orientation], image->height);
         ImageFree(image);
         *image = oriented; // the turned picture takes the record's place, with its new size
         ImageClear(&oriented);
     }
+    result = RasterDamageResult(result, &found, damage, ERROR_READ_TIFF);
 
 done:
     if (progressOpen) ProgressClose();

@@ -11,4 +11,6 @@
 // turned as its orientation tag says, with its resolution in dots per inch. With showProgress
 // a "TIFF Read" bar runs over the rows. Returns ERROR_ABORTED with the rows read so far when
 // the user cancels, ERROR_READ_TIFF for anything libtiff or we refuse (image then empty).
-ErrorCode TiffLibraryRead(const char *path, Image *image, int showProgress);
+// Strips or tiles that libtiff cannot read, as in a file that ends early, leave their rows
+// black and *damage says which they are; with damage null such a file fails.
+ErrorCode TiffLibraryRead(const char *path, Image *image, int showProgress, FileDamage *damage);

@@ -18,6 +18,7 @@
 #include "core/Preferences.h"
 #include "core/Progress.h"
 #include "core/Swap.h"
+#include "files/RasterInput.h"
 #include "files/TiffLibrary.h"
 #include "platform/Platform.h"
 #include "transforms/Orient.h"
@@ -35,6 +36,9 @@ static const int32_t TIFF_MAX_SIDE = 1 << 24;
 // million bytes: a ratio near 1360. A strip cannot expand more than this, and a picture that
 // claims more than this times the file's size is refused before anything is allocated.
 static const int64_t TIFF_LZW_MAX_RATIO = 2048;
+// An uncompressed file that ends early opens when it holds a sixteenth of its picture (or the
+// picture is small); one that claims more is a lie, not damage.
+static const int64_t TIFF_DAMAGED_RATIO = 16;
 static const int LZW_TABLE_SIZE = 4097; // codes 0 to 4096
 static const int LZW_CLEAR = 256;
 static const int LZW_END = 257;
@@ -151,6 +155,25 @@ static ErrorCode TiffReadAt(FileHandle file, int64_t fileSize, int64_t offset, v
     return FileReadExact(file, buffer, bytes);
 }
 
+// 1 when every value of a SHORT entry is want: one or two stand in the value field, more
+// at the offset it holds. A count of none or more than four (the most samples a pixel of ours
+// has), another field type, or values outside the file answer 0.
+static int TiffShortsAll(FileHandle file, int64_t fileSize, const uint8_t *entry, int littleEndian,
+                         int want)
+{
+    uint8_t values[8] = {};
+    uint32_t count = BytesGet32(entry, 4, littleEndian);
+    if (BytesGet16(entry, 2, littleEndian) != FIELD_SHORT || count < 1 || count > 4) return 0;
+    if (count <= 2)
+        memcpy(values, entry + 8, 4);
+    else if (TiffReadAt(file, fileSize, BytesGet32(entry, 8, littleEndian), values,
+                        2 * (int64_t)count) != ERROR_NONE)
+        return 0;
+    for (uint32_t i = 0; i < count; i++)
+        if (BytesGet16(values, 2 * i, littleEndian) != want) return 0;
+    return 1;
+}
+
 int ProbeTiffFile(FileHandle file)
 {
     uint8_t header[TIFF_HEADER_BYTES] = {};
@@ -213,11 +236,14 @@ int ProbeTiffFile(FileHandle file)
         case TAG_PLANAR_CONFIGURATION: refused = scalar != 1; break;
         // Tiles and samples that are not unsigned integers are libtiff's: our strip reader
         // would find no strips or read signed and floating-point samples as unsigned ones.
+        // SampleFormat has a value for each sample, and every one of them must say unsigned.
         case TAG_TILE_WIDTH:
         case TAG_TILE_LENGTH:
         case TAG_TILE_OFFSETS:
         case TAG_TILE_BYTE_COUNTS: refused = 1; break;
-        case TAG_SAMPLE_FORMAT: refused = scalar != 1; break;
+        case TAG_SAMPLE_FORMAT:
+            refused = !TiffShortsAll(file, fileSize, entry, littleEndian, 1);
+            break;
         default: break;
         }
         if (refused) {
@@ -524,26 +550,32 @@ static int TiffDecodeCheck(TiffDecode *state)
     if (state->rowsPerStrip > state->height) state->rowsPerStrip = state->height;
     if (state->stripCount * state->rowsPerStrip < state->height) return 0;
 
-    // The file must be able to fill the picture. Uncompressed rows come from the file itself;
-    // a read that comes up short at its end is no error, so one read piece may be missing.
-    // LZW rows can expand by at most TIFF_LZW_MAX_RATIO.
+    // The file must be able to fill a good part of the picture. LZW rows can expand by at most
+    // TIFF_LZW_MAX_RATIO. Uncompressed rows come from the file itself; a file that ends early
+    // opens with what it holds, but one that claims far more than it holds is refused before
+    // anything is allocated.
     int64_t pictureBytes = TiffFileRowBytes(state) * state->height;
     if (state->compressed) return pictureBytes <= state->fileSize * TIFF_LZW_MAX_RATIO;
-    return pictureBytes <= state->fileSize + TIFF_READ_PIECE;
+    return RasterBackedByFile(pictureBytes, state->fileSize, TIFF_DAMAGED_RATIO);
 }
 
 // Reads bytes into buffer: one read up to TIFF_READ_PIECE, else pieces of that size with the
-// message queue pumped before each, so that the interface stays alive. A piece that comes up
-// short with at least one byte is no error; one that gets nothing is.
-static ErrorCode TiffReadPieces(FileHandle file, uint8_t *buffer, int64_t bytes)
+// message queue pumped before each, so that the interface stays alive. *got receives the
+// bytes read, which are fewer where the file ends; the end of the file is no error, a failed
+// read is.
+static ErrorCode TiffReadPieces(FileHandle file, uint8_t *buffer, int64_t bytes, int64_t *got)
 {
-    int64_t got = 0;
-    if (bytes <= TIFF_READ_PIECE) return FileRead(file, buffer, bytes, &got);
-    for (int64_t done = 0; done < bytes; done += TIFF_READ_PIECE) {
+    *got = 0;
+    for (int64_t done = 0; done < bytes;) {
         int64_t piece = bytes - done < TIFF_READ_PIECE ? bytes - done : TIFF_READ_PIECE;
-        PlatformPumpMessages();
-        ErrorCode result = FileRead(file, buffer + done, piece, &got);
+        int64_t pieceGot = 0;
+        if (bytes > TIFF_READ_PIECE) PlatformPumpMessages();
+        ErrorCode result = FileRead(file, buffer + done, piece, &pieceGot);
+        if (result == ERROR_END_OF_FILE) return ERROR_NONE;
         if (result != ERROR_NONE) return result;
+        done += pieceGot;
+        *got = done;
+        if (pieceGot < piece) return ERROR_NONE;
     }
     return ERROR_NONE;
 }
@@ -670,10 +702,11 @@ static void TiffBlockInvert(uint8_t *block, int64_t bytes)
         block[i] = (uint8_t)~block[i];
 }
 
-ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress)
+ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress, FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
     TiffDecode state;
+    FileDamage found; // rows the file does not give
     uint8_t header[TIFF_HEADER_BYTES];
     uint8_t *entries = nullptr;
     uint8_t *block = nullptr;     // rows of a strip as the file has them
@@ -690,6 +723,7 @@ ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress)
     // Reset before anything can fail, so that the exit may free everything unconditionally.
     TiffDecodeReset(&state);
     ImageClear(&oriented);
+    FileDamageClear(&found);
 
     if (FileSeek(file, 0) != ERROR_NONE ||
         FileReadExact(file, header, TIFF_HEADER_BYTES) != ERROR_NONE ||
@@ -730,7 +764,8 @@ ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress)
                         state.resolution * state.factor);
     if (result != ERROR_NONE) goto done; // the allocation's own code
     fileRowBytes = TiffFileRowBytes(&state);
-    if (state.stripCount == 1 && state.singleByteCount < 0)
+    // A single count of 0 says as little as none: the strip holds the whole picture.
+    if (state.stripCount == 1 && state.singleByteCount <= 0)
         state.singleByteCount = fileRowBytes * state.height;
     if (state.stripCount > 1 && state.byteCounts == nullptr) {
         result = TiffRefuse("Strip byte counts required but not specified in TIFF header");
@@ -778,48 +813,53 @@ ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress)
     for (int64_t s = 0; s < state.stripCount && currentRow >= 0; s++) {
         int64_t offset = state.stripCount > 1 ? state.offsets[s] : state.singleOffset;
         int64_t byteCount = state.stripCount > 1 ? state.byteCounts[s] : state.singleByteCount;
-        // A strip that starts outside the file cannot be read.
-        if (offset < 0 || offset >= state.fileSize || FileSeek(file, offset) != ERROR_NONE) {
-            result = ERROR_READ_TIFF;
-            goto done;
-        }
+        int64_t stripRows =
+            state.rowsPerStrip < currentRow + 1 ? state.rowsPerStrip : currentRow + 1;
+        int64_t stripTop = state.height - 1 - currentRow; // its first row, from the top
+        // A strip that starts outside the file gives nothing: its rows are missing.
+        int inFile = offset >= 0 && offset < state.fileSize && FileSeek(file, offset) == ERROR_NONE;
         MemoryRelease(&block);
         if (!state.compressed) {
-            int64_t stripRows =
-                state.rowsPerStrip < currentRow + 1 ? state.rowsPerStrip : currentRow + 1;
             int64_t blockRows = rowsPerBlock < stripRows ? rowsPerBlock : stripRows;
-            // Zeroed, so that rows a short read leaves unfilled are black, not stale memory.
-            block = (uint8_t *)MemoryAllocZero((size_t)(blockRows * fileRowBytes));
+            block = (uint8_t *)MemoryAlloc((size_t)(blockRows * fileRowBytes));
             if (block == nullptr) {
                 result = TiffRefuse("Unable to allocate strip buffer");
                 goto done;
             }
-            int64_t remaining = byteCount;
+            int64_t remaining = inFile ? byteCount : 0;
             for (int64_t rowsDone = 0; rowsDone < stripRows && currentRow >= 0;
                  rowsDone += blockRows) {
                 int64_t rows = stripRows - rowsDone < blockRows ? stripRows - rowsDone : blockRows;
                 int64_t bytes = rows * fileRowBytes;
+                int64_t got = 0;
                 if (bytes > remaining) bytes = remaining > 0 ? remaining : 0;
-                if (TiffReadPieces(file, block, bytes) != ERROR_NONE) {
+                if (TiffReadPieces(file, block, bytes, &got) != ERROR_NONE) {
                     result = ERROR_READ_TIFF; // a failed read is silent
                     goto done;
                 }
-                remaining -= bytes;
+                remaining = got < bytes ? 0 : remaining - got; // the file ended
+                // Where the file ends the block is black, not what the last block left.
+                memset(block + got, 0, (size_t)(rows * fileRowBytes - got));
                 if (state.inverted) TiffBlockInvert(block, rows * fileRowBytes);
                 result = TiffBlockStore(&state, block, rows, fileRowBytes, image, &currentRow,
                                         showProgress);
                 if (result != ERROR_NONE) goto done;
+                if (got < rows * fileRowBytes)
+                    RasterRowsMissing(image, stripTop + rowsDone + got / fileRowBytes,
+                                      stripTop + rowsDone + rows - 1, &found);
             }
         } else {
             int64_t blockBytes = state.rowsPerStrip * fileRowBytes;
+            int64_t decoded = 0;
             block = (uint8_t *)MemoryAllocZero((size_t)blockBytes);
             if (block == nullptr) {
                 result = TiffRefuse("Unable to allocate strip buffer");
                 goto done;
             }
-            // The source buffer holds no more than the file has after the strip's offset.
-            int64_t sourceBytes = byteCount;
-            if (sourceBytes < 0 || sourceBytes > state.fileSize - offset)
+            // The source holds no more than the file has after the strip's offset; a count
+            // of 0 says nothing, and the stream's own end code ends it.
+            int64_t sourceBytes = inFile ? byteCount : 0;
+            if (inFile && (sourceBytes <= 0 || sourceBytes > state.fileSize - offset))
                 sourceBytes = state.fileSize - offset;
             MemoryRelease(&lzwSource);
             lzwSource = (uint8_t *)MemoryAlloc((size_t)(sourceBytes > 0 ? sourceBytes : 1));
@@ -834,7 +874,7 @@ ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress)
                 goto done;
             }
             PlatformPumpMessages();
-            if (DecodeLzwStrip(lzwSource, got, block, blockBytes) != ERROR_NONE) {
+            if (DecodeLzwStrip(lzwSource, got, block, blockBytes, &decoded) != ERROR_NONE) {
                 result = ERROR_READ_TIFF;
                 goto done;
             }
@@ -842,6 +882,10 @@ ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress)
             result = TiffBlockStore(&state, block, state.rowsPerStrip, fileRowBytes, image,
                                     &currentRow, showProgress);
             if (result != ERROR_NONE) goto done;
+            // A stream that stops before the strip's rows do, without or with its end code.
+            if (decoded < stripRows * fileRowBytes)
+                RasterRowsMissing(image, stripTop + decoded / fileRowBytes,
+                                  stripTop + stripRows - 1, &found);
         }
     }
 
@@ -851,10 +895,12 @@ ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress)
             result = ERROR_READ_TIFF;
             goto done;
         }
+        FileDamageOrient(&found, TIFF_ORIENT_CODES[state.orientation], image->height);
         ImageFree(image);
         *image = oriented; // the turned picture takes the record's place, with its new size
         ImageClear(&oriented);
     }
+    result = RasterDamageResult(result, &found, damage, ERROR_READ_TIFF);
 
 done:
     if (progressOpen) ProgressClose();
@@ -889,12 +935,13 @@ static void LzwTableReset(LzwEntry *table)
 }
 
 // The next code of width bits, most significant bit first. Past the end of the source, or
-// when the output is full, the code is LZW_END; a code that runs over the end reads zeros.
+// when the output is full, the code is LZW_END. So is a code that runs over the end: a
+// stream cut short ends with the last whole code, not with one made up of zeros.
 static int LzwCodeNext(const uint8_t *source, int64_t sourceBytes, int64_t *bitPosition, int width,
                        int full)
 {
     int64_t byte = *bitPosition >> 3;
-    if (full || byte >= sourceBytes) return LZW_END;
+    if (full || *bitPosition + width > sourceBytes * 8) return LZW_END;
     uint32_t bits = 0;
     for (int k = 0; k < 3; k++)
         bits = (bits << 8) | (byte + k < sourceBytes ? source[byte + k] : 0);
@@ -904,7 +951,7 @@ static int LzwCodeNext(const uint8_t *source, int64_t sourceBytes, int64_t *bitP
 }
 
 ErrorCode DecodeLzwStrip(const uint8_t *source, int64_t sourceBytes, uint8_t *destination,
-                         int64_t destinationBytes)
+                         int64_t destinationBytes, int64_t *decoded)
 {
     ErrorCode result = ERROR_NONE;
     LzwEntry *table = nullptr;
@@ -915,6 +962,7 @@ ErrorCode DecodeLzwStrip(const uint8_t *source, int64_t sourceBytes, uint8_t *de
     int64_t bitPosition = 0;
     int64_t count = 0;
 
+    *decoded = 0;
     // Old LZW files wrote their codes least significant bit first; their clear code begins
     // 0x00 0x01. We refuse them in silence.
     if (sourceBytes >= 2 && source[0] == 0 && (source[1] & 1)) return ERROR_READ_TIFF;
@@ -990,10 +1038,11 @@ ErrorCode DecodeLzwStrip(const uint8_t *source, int64_t sourceBytes, uint8_t *de
     }
 done:
     MemoryFree(table);
+    *decoded = count;
     return result;
 }
 
-ErrorCode ReadTiffFile(const char *path, Image *image, int showProgress)
+ErrorCode ReadTiffFile(const char *path, Image *image, int showProgress, FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
     FileHandle file = FILE_HANDLE_NONE;
@@ -1006,11 +1055,11 @@ ErrorCode ReadTiffFile(const char *path, Image *image, int showProgress)
     switch (probe) {
     case TIFF_PROBE_OWN:
         result = FileOpenRead(path, &file);
-        if (result == ERROR_NONE) result = DecodeTiffImage(file, image, showProgress);
+        if (result == ERROR_NONE) result = DecodeTiffImage(file, image, showProgress, damage);
         break;
     case TIFF_PROBE_REFUSED: result = ERROR_READ_TIFF; break;
     default:
-        result = TiffLibraryRead(path, image, showProgress);
+        result = TiffLibraryRead(path, image, showProgress, damage);
         if (result != ERROR_NONE && result != ERROR_ABORTED) result = ERROR_READ_TIFF;
         break;
     }

@@ -20,17 +20,21 @@ enum : int32_t {
 // opened, ERROR_ABORTED when the user cancels (image holds the rows read so far), the
 // allocation's own code (ERROR_NO_MEMORY, ERROR_IMAGE_TOO_WIDE) when our reader cannot create
 // the picture, ERROR_READ_TIFF for anything else that fails; on failure image is left empty.
-ErrorCode ReadTiffFile(const char *path, Image *image, int showProgress);
+// A file that ends before its pixels do (strips cut short or outside the file, an LZW stream
+// that stops early) gives what it holds, the missing rows black, and *damage says which they
+// are; with damage null it fails with ERROR_READ_TIFF.
+ErrorCode ReadTiffFile(const char *path, Image *image, int showProgress, FileDamage *damage);
 
 // Walks the header and first directory and decides who reads the file (TIFF_PROBE_*).
 int ProbeTiffFile(FileHandle file);
 
 // Decodes a file that passed the probe; the file stays open for the caller to close. Codes
-// as ReadTiffFile; refusals that name their reason show it under the title "Error".
-ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress);
+// and damage as ReadTiffFile; refusals that name their reason show it under the title "Error".
+ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress, FileDamage *damage);
 
-// Decodes one TIFF LZW strip (most significant bit first) into at most destinationBytes; a
-// stream that ends early leaves the rest of destination as it was. ERROR_READ_TIFF for a
-// stream in the old bit order or one that is damaged, ERROR_NO_MEMORY.
+// Decodes one TIFF LZW strip (most significant bit first) into at most destinationBytes;
+// *decoded receives the bytes written. A stream that ends early, at its end code or where the
+// source ends, leaves the rest of destination as it was. ERROR_READ_TIFF for a stream in the
+// old bit order or one that is damaged, ERROR_NO_MEMORY.
 ErrorCode DecodeLzwStrip(const uint8_t *source, int64_t sourceBytes, uint8_t *destination,
-                         int64_t destinationBytes);
+                         int64_t destinationBytes, int64_t *decoded);

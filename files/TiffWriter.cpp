@@ -55,17 +55,19 @@ static int64_t TiffFileRowBytes(const Image *image)
     }
 }
 
-// Writes one 12-byte entry at the current position. bytes holds byteCount bytes of value in
-// the file's (little-endian) order. An inline value stands in the value field, zero-padded;
-// any other goes to nextDataOffset, and the entry points there. Returns ERROR_WRITE_TIFF on
-// any failure.
 // Bytes of rows gathered before they are written.
 static const int64_t TIFF_WRITE_BUFFER = 1 << 20;
 
+// Writes one 12-byte entry at the current position. bytes holds byteCount bytes of value in
+// the file's (little-endian) order. An inline value stands in the value field, zero-padded;
+// any other goes to nextDataOffset, and the entry points there. A value of odd length is
+// followed by a zero byte, so that every value begins on a word boundary as TIFF asks.
+// Returns ERROR_WRITE_TIFF on any failure.
 static ErrorCode TiffPutEntry(FileHandle file, TiffLayout *layout, int tag, int type,
                               uint32_t count, const uint8_t *bytes, int64_t byteCount,
                               int inlineValue)
 {
+    static const uint8_t PAD = 0;
     uint8_t entry[TIFF_ENTRY_BYTES] = {};
     BytesPut16(entry, 0, (uint16_t)tag);
     BytesPut16(entry, 2, (uint16_t)type);
@@ -74,14 +76,17 @@ static ErrorCode TiffPutEntry(FileHandle file, TiffLayout *layout, int tag, int 
         if (byteCount > 0) memcpy(entry + 8, bytes, (size_t)byteCount);
     } else {
         int64_t here;
-        if (layout->nextDataOffset + byteCount > TIFF_OFFSET_LIMIT) return ERROR_WRITE_TIFF;
+        int64_t padded = byteCount + (byteCount & 1);
+        if (layout->nextDataOffset + padded > TIFF_OFFSET_LIMIT) return ERROR_WRITE_TIFF;
         BytesPut32(entry, 8, (uint32_t)layout->nextDataOffset);
         if (FileTell(file, &here) != ERROR_NONE ||
             FileSeek(file, layout->nextDataOffset) != ERROR_NONE ||
-            FileWrite(file, bytes, byteCount) != ERROR_NONE || FileSeek(file, here) != ERROR_NONE)
+            FileWrite(file, bytes, byteCount) != ERROR_NONE ||
+            (padded > byteCount && FileWrite(file, &PAD, 1) != ERROR_NONE) ||
+            FileSeek(file, here) != ERROR_NONE)
             return ERROR_WRITE_TIFF;
-        layout->nextDataOffset += byteCount;
-        layout->dataBytesWritten += byteCount;
+        layout->nextDataOffset += padded;
+        layout->dataBytesWritten += padded;
     }
     return FileWrite(file, entry, TIFF_ENTRY_BYTES) == ERROR_NONE ? ERROR_NONE : ERROR_WRITE_TIFF;
 }
@@ -138,33 +143,46 @@ static ErrorCode TiffPutRationals(FileHandle file, TiffLayout *layout, int tag, 
     return TiffPutEntry(file, layout, tag, type, (uint32_t)count, bytes, 8 * count, 0);
 }
 
-// The entry of a table field from its comment, whose numbers are in native order. A value
-// shorter than the field needs is completed with zeros: the directory's count already
-// promised the entry, and nothing past the comment's own bytes may be read.
+// The entry of a table field from its comment, whose numbers are in native order: as many
+// numbers as the comment holds, and a value shorter than the table's count completed with
+// zeros, so that nothing past the comment's own bytes is read.
 static ErrorCode TiffPutCommentField(FileHandle file, TiffLayout *layout, const TiffTagEntry *field,
                                      const FileComment *comment)
 {
-    uint8_t native[8 * 3] = {};
-    int needed;
-    switch (field->fieldType) {
-    case TIFF_FIELD_SHORT: needed = 2 * field->count; break;
+    int type;
+    uint32_t count;
+    int unit;
+    TiffTagWriteForm(field, comment->length, &type, &count);
+    switch (type) {
+    case TIFF_FIELD_SHORT: unit = 2; break;
+    case TIFF_FIELD_LONG: unit = 4; break;
     case TIFF_FIELD_RATIONAL:
-    case TIFF_FIELD_SRATIONAL: needed = 8 * field->count; break;
-    default:
-        return TiffPutBytes(file, layout, field->tag, field->fieldType, comment->value,
-                            comment->length);
+    case TIFF_FIELD_SRATIONAL: unit = 8; break;
+    default: return TiffPutBytes(file, layout, field->tag, type, comment->value, comment->length);
     }
-    if (comment->length > 0)
-        memcpy(native, comment->value,
-               (size_t)(comment->length < needed ? comment->length : needed));
-    if (field->fieldType == TIFF_FIELD_SHORT) {
-        uint16_t values[2];
-        memcpy(values, native, sizeof values);
-        return TiffPutShorts(file, layout, field->tag, values, field->count);
+    // At most the comment's length, or the table's few values: well inside 32 bits.
+    int64_t bytes = (int64_t)count * unit;
+    uint8_t *value = (uint8_t *)MemoryAllocZero((size_t)(bytes > 0 ? bytes : 1));
+    if (value == nullptr) return ERROR_NO_MEMORY;
+    int64_t have = comment->length < bytes ? comment->length : bytes;
+    // Rationals are pairs of 32-bit numbers, each turned on its own.
+    if (unit == 2) {
+        for (int64_t i = 0; i + 2 <= have; i += 2) {
+            uint16_t number;
+            memcpy(&number, comment->value + i, 2);
+            BytesPut16(value, i, number);
+        }
+    } else {
+        for (int64_t i = 0; i + 4 <= have; i += 4) {
+            uint32_t number;
+            memcpy(&number, comment->value + i, 4);
+            BytesPut32(value, i, number);
+        }
     }
-    uint32_t pairs[2 * 3];
-    memcpy(pairs, native, sizeof pairs);
-    return TiffPutRationals(file, layout, field->tag, field->fieldType, pairs, field->count);
+    ErrorCode result =
+        TiffPutEntry(file, layout, field->tag, type, count, value, bytes, bytes <= 4);
+    MemoryFree(value);
+    return result;
 }
 
 // Writes value at position and comes back; used for the offsets known only later.
@@ -179,11 +197,7 @@ static ErrorCode TiffPatchLong(FileHandle file, int64_t position, uint32_t value
     return ERROR_NONE;
 }
 
-// Ends a directory: the zero "no next directory", then on past its values. The values end
-// dataBytesWritten bytes behind the terminator when the directory holds as many entries as
-// its count says. When it holds fewer (comments whose ids have no entry), the values begin
-// further on; we never stop short of nextDataOffset, so that what follows cannot overwrite
-// values already written.
+// Ends a directory: the zero "no next directory", then on past its values.
 static ErrorCode TiffEndDirectory(FileHandle file, const TiffLayout *layout)
 {
     static const uint8_t ZERO[4] = {};
@@ -195,11 +209,30 @@ static ErrorCode TiffEndDirectory(FileHandle file, const TiffLayout *layout)
     return FileSeek(file, next) == ERROR_NONE ? ERROR_NONE : ERROR_WRITE_TIFF;
 }
 
-// Writes an EXIF or GPS directory of count entries at the current position, patches its
-// offset into the main directory's pointer at pointerPosition, and ends past its values.
-// The count is that of the comments, which is how our files have always counted it: where
-// one comment gives two entries (37121, 167) the last entries run into the value area, and
-// where a comment gives none the directory claims more entries than it holds.
+// The comment that row i of table writes, or null. A tag stands in a directory once, at its
+// first row: the table names 37121 a second time, after 37122, and a second entry of one tag
+// is one that readers reject or misread.
+static const FileComment *TiffRowComment(const TiffTagEntry *table, int i,
+                                         const FileComment *comments)
+{
+    for (int j = 0; j < i; j++)
+        if (table[j].tag == table[i].tag) return nullptr;
+    return TiffTagComment(comments, &table[i]);
+}
+
+// The entries an EXIF or GPS directory of table holds for comments.
+static int TiffSubDirectoryEntries(const TiffTagEntry *table, int tableCount,
+                                   const FileComment *comments)
+{
+    int count = 0;
+    for (int i = 0; i < tableCount; i++)
+        if (TiffRowComment(table, i, comments) != nullptr) count++;
+    return count;
+}
+
+// Writes an EXIF or GPS directory of count entries (TiffSubDirectoryEntries) at the current
+// position, in the order of its table, patches its offset into the main directory's pointer
+// at pointerPosition, and ends past its values, which follow the entries.
 static ErrorCode TiffPutSubDirectory(FileHandle file, TiffLayout *layout, const TiffTagEntry *table,
                                      int tableCount, const FileComment *comments, int count,
                                      int64_t pointerPosition)
@@ -217,7 +250,7 @@ static ErrorCode TiffPutSubDirectory(FileHandle file, TiffLayout *layout, const 
     BytesPut16(countBytes, 0, (uint16_t)count);
     if (FileWrite(file, countBytes, 2) != ERROR_NONE) return ERROR_WRITE_TIFF;
     for (int i = 0; i < tableCount; i++) {
-        const FileComment *comment = FindFileComment(comments, table[i].id);
+        const FileComment *comment = TiffRowComment(table, i, comments);
         if (comment == nullptr) continue;
         result = TiffPutCommentField(file, layout, &table[i], comment);
         if (result != ERROR_NONE) return result;
@@ -225,12 +258,19 @@ static ErrorCode TiffPutSubDirectory(FileHandle file, TiffLayout *layout, const 
     return TiffEndDirectory(file, layout);
 }
 
-// Counts the comments that carry flag.
-static int CommentsWithFlag(const FileComment *comments, int flag)
+// The descriptive text fields of the main directory, before StripOffsets and after
+// ResolutionUnit.
+static const MainTextTag TEXT_BEFORE_STRIPS[] = {{269, 7}, {270, 3}, {271, 5}, {272, 6}, {285, 8}};
+static const MainTextTag TEXT_AFTER_UNIT[] = {{305, 9}, {306, 2}, {315, 0}, {316, 4}, {33432, 1}};
+
+// The text fields the main directory holds for comments.
+static int TiffMainTextEntries(const FileComment *comments)
 {
     int count = 0;
-    for (const FileComment *comment = comments; comment != nullptr; comment = comment->next)
-        if (comment->flags & flag) count++;
+    for (const MainTextTag &text : TEXT_BEFORE_STRIPS)
+        if (FindFileComment(comments, text.id) != nullptr) count++;
+    for (const MainTextTag &text : TEXT_AFTER_UNIT)
+        if (FindFileComment(comments, text.id) != nullptr) count++;
     return count;
 }
 
@@ -294,10 +334,6 @@ static ErrorCode TiffPutMainDirectory(FileHandle file, TiffLayout *layout, const
                                       int gpsCount, int64_t *stripOffsetPosition,
                                       int64_t *exifPointerPosition, int64_t *gpsPointerPosition)
 {
-    static const MainTextTag TEXT_BEFORE_STRIPS[] = {
-        {269, 7}, {270, 3}, {271, 5}, {272, 6}, {285, 8}};
-    static const MainTextTag TEXT_AFTER_UNIT[] = {
-        {305, 9}, {306, 2}, {315, 0}, {316, 4}, {33432, 1}};
     ErrorCode result = ERROR_NONE;
     int color = image->type == TYPE_COLOR24 || image->type == TYPE_COLOR48;
     uint16_t depth = 16;
@@ -360,11 +396,12 @@ ErrorCode WriteTiffImage(FileHandle file, const Image *image, const FileComment 
     int64_t rowBytes = TiffFileRowBytes(image);
     int64_t stripBytes = rowBytes * image->height;
     int hasProfile = profileBytes > 0 && profile != nullptr;
-    int exifCount = CommentsWithFlag(comments, COMMENT_EXIF);
-    int gpsCount = CommentsWithFlag(comments, COMMENT_GPS);
-    // The directories count comments, not the entries they give; see TiffPutSubDirectory.
-    int64_t entryCount = TIFF_FIXED_ENTRIES + CommentsWithFlag(comments, COMMENT_MAIN) +
-                         hasProfile + (exifCount > 0) + (gpsCount > 0);
+    // Each directory counts the entries it holds, and its values follow them. A comment goes
+    // where its id has a place, whatever its flags say: a read marks GPS fields as EXIF.
+    int exifCount = TiffSubDirectoryEntries(TIFF_EXIF_TAGS, TIFF_EXIF_TAG_COUNT, comments);
+    int gpsCount = TiffSubDirectoryEntries(TIFF_GPS_TAGS, TIFF_GPS_TAG_COUNT, comments);
+    int64_t entryCount = TIFF_FIXED_ENTRIES + TiffMainTextEntries(comments) + hasProfile +
+                         (exifCount > 0) + (gpsCount > 0);
     int64_t stripOffsetPosition = 0;
     int64_t exifPointerPosition = 0;
     int64_t gpsPointerPosition = 0;

@@ -40,21 +40,39 @@ static const char USAGE[] =
     "                                    an ICC display profile (see its --help)\n"
     "\n"
     "The output's extension names its format: .tif, .jpg, .png, .gif, .bmp, .tga, .pcx,\n"
-    ".fit, .rle or .eps. A 16-bit picture saved in an 8-bit format is reduced first.\n";
+    ".fit, .rle or .eps. A 16-bit picture saved in an 8-bit format is reduced first.\n"
+    "\n"
+    "An input that ends before its pixels do is refused; with --allow-partial, anywhere on\n"
+    "the command line, it gives what it holds, the missing rows black, with a warning.\n";
+
+// Whether a damaged input may give what it holds (--allow-partial).
+static int CliAllowPartial = 0;
 
 // Opens a picture file into a new record, with its comments and profile.
 ErrorCode CliOpen(const char *path, ImageWindow **opened)
 {
     ErrorCode result = ERROR_NONE;
     ImageWindow *record = nullptr;
+    FileDamage damage;
     int slot = -1;
 
     result = SlotAllocate(&slot, &record);
     if (result != ERROR_NONE) goto done;
     // By content first, so that a file with a wrong extension still opens; the extension
     // decides for formats without a signature.
-    result = FileLoad(path, FILE_OPEN_ALL, record, 1);
+    result = FileLoadPartial(path, FILE_OPEN_ALL, record, 1, &damage);
     if (result != ERROR_NONE) goto done;
+    // A damaged input is said either way; it stops the command unless it may give what it
+    // holds. The message is the whole answer: CliFail adds nothing to it.
+    if (FileDamaged(&damage)) {
+        char text[200];
+        FileDamageText(&damage, text, sizeof text);
+        fprintf(stderr, "vistel-cli: %s\n", text);
+        if (!CliAllowPartial) {
+            result = ERROR_FILE_DAMAGED;
+            goto done;
+        }
+    }
     StrCopyLimit(path, record->fileName, PATH_LENGTH - 1);
 done:
     if (result != ERROR_NONE) {
@@ -185,7 +203,7 @@ static int CliConvertTarget(const char *name)
 
 int CliFail(ErrorCode code)
 {
-    fprintf(stderr, "vistel-cli: %s\n", ErrorText(code));
+    if (code != ERROR_FILE_DAMAGED) fprintf(stderr, "vistel-cli: %s\n", ErrorText(code));
     return CLI_EXIT_FAILED;
 }
 
@@ -193,6 +211,19 @@ int CliFailFile(ErrorCode code, const char *path)
 {
     fprintf(stderr, "vistel-cli: %s: %s\n", path, ErrorText(code));
     return CLI_EXIT_FAILED;
+}
+
+// Takes --allow-partial out of the arguments, wherever it stands; returns the new count.
+static int CliTakeAllowPartial(int argc, char **argv)
+{
+    int kept = 0;
+    for (int i = 0; i < argc; i++) {
+        if (i > 0 && strcmp(argv[i], "--allow-partial") == 0)
+            CliAllowPartial = 1;
+        else
+            argv[kept++] = argv[i];
+    }
+    return kept;
 }
 
 int CliUsage(const char *problem, const char *usage)
@@ -217,6 +248,7 @@ int CliMain(int argc, char **argv)
     int saveNumber;
 
     if (result != ERROR_NONE) return CliFail(result);
+    argc = CliTakeAllowPartial(argc, argv);
     if (argc < 2) return CliUsage(nullptr, USAGE);
     operation = argv[1];
     if (strcmp(operation, "--help") == 0 || strcmp(operation, "-h") == 0) {

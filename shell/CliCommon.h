@@ -10,7 +10,8 @@ constexpr int CLI_EXIT_FAILED = 1; // the work failed; its message is on stderr
 constexpr int CLI_EXIT_USAGE = 2;  // the command line could not be used
 
 // Opens a picture file of any format into a new record, with its comments and profile. The
-// caller frees the record with SlotFree.
+// caller frees the record with SlotFree. A file that ends before its pixels do is said on
+// stderr, and gives ERROR_FILE_DAMAGED unless --allow-partial was given.
 ErrorCode CliOpen(const char *path, ImageWindow **opened);
 
 // Runs compute over the whole picture into a new record, as Apply does: the comments pass
@@ -37,7 +38,8 @@ int CliSaveNumber(const char *path);
 // refused with the format's code.
 ErrorCode CliSave(const char *path, int saveNumber, ImageWindow *record);
 
-// Prints "vistel-cli: <message of code>" on stderr and returns CLI_EXIT_FAILED.
+// Prints "vistel-cli: <message of code>" on stderr and returns CLI_EXIT_FAILED; for
+// ERROR_FILE_DAMAGED CliOpen has said it all.
 int CliFail(ErrorCode code);
 
 // Prints "vistel-cli: PATH: <message of code>" on stderr, for a failure about the file at

@@ -271,11 +271,13 @@ ErrorCode OpenImageFile(const char *path, int type, WindowHandle *window)
     char extension[16];
     ImageWindow *record = nullptr;
     WindowHandle existing;
+    FileDamage damage; // what a file that ends early could not give
     int slot = -1;
     int operating = 0;
     int changed = 0;
 
     *window = nullptr;
+    FileDamageClear(&damage);
     if (FileOperationActive) return ERROR_OPEN_IN_PROGRESS;
     OpenQueueHold();
     if (path == nullptr) {
@@ -312,7 +314,7 @@ ErrorCode OpenImageFile(const char *path, int type, WindowHandle *window)
     result = SlotAllocate(&slot, &record);
     if (result != ERROR_NONE) goto done;
     FileOperationActive = operating = 1;
-    result = FileLoad(fullPath, type, record, 1);
+    result = FileLoadPartial(fullPath, type, record, 1, &damage);
     if (result != ERROR_NONE) goto done;
     AddRecentFile(fullPath);
     StrCopyLimit(fullPath, record->fileName, PATH_LENGTH - 1);
@@ -329,6 +331,12 @@ ErrorCode OpenImageFile(const char *path, int type, WindowHandle *window)
     if (result != ERROR_NONE) goto done;
     slot = -1; // the window owns the record now
     if (changed) PlatformSetWindowWord(*window, WORD_MODIFIED, 1);
+    // A damaged file opens with what it holds, and the user is told what it lacks.
+    if (FileDamaged(&damage)) {
+        char text[200];
+        FileDamageText(&damage, text, sizeof text);
+        ShowMessage("Warning", "%s", text);
+    }
 done:
     if (operating) FileOperationActive = 0;
     if (slot >= 0) SlotFree(slot);

@@ -1,5 +1,5 @@
 // vistel-cli convert between every file format of the program. Each input is made by an
-// independent tool (ImageMagick, cjpeg, netpbm, gifsicle, or libtiff for a camera raw DNG),
+// independent tool (ImageMagick, vips, cjpeg, netpbm, gifsicle, or libtiff for a camera raw DNG),
 // each result is read back by one (ImageMagick, netpbm for Targa and PCX, or Ghostscript for
 // EPS) and compared sample by sample with what the same tools read from the input: exactly,
 // except where JPEG's loss or the reduction to a GIF palette of a picture of many colors
@@ -136,7 +136,8 @@ std::string MakingCommand(Kind kind, const std::string &extension, const std::st
         if (extension == "fit") return "convert " + in + " -depth 16 FITS:" + out;
         return "";
     case KIND_COLOR48:
-        if (extension == "tif") return "convert " + in + " -depth 16 -compress none " + out;
+        // vips, as libtiff-based writers do, gives SampleFormat a value for each sample.
+        if (extension == "tif") return "vips copy " + in + " " + out;
         if (extension == "png") return "pnmtopng < " + in + quiet + out;
         return "";
     }

@@ -191,6 +191,37 @@ TEST_F(Cli, FailuresGiveTheMessageAndANonZeroStatus)
     EXPECT_EQ(errors, "vistel-cli: Unknown file type\n");
 }
 
+TEST_F(Cli, ADamagedInputFailsUnlessPartialPicturesAreAllowed)
+{
+    // An uncompressed BMP cut in its rows: they run from the bottom, so the top rows are
+    // missing. Without the option nothing is written; with it, anywhere on the line, the
+    // rows the file holds are written and the warning stays.
+    ASSERT_EQ(TestRun("convert -size 20x10 gradient:red-blue BMP3:'" + Path("whole.bmp") + "'"), 0);
+    std::vector<uint8_t> bytes = TestReadFile(Path("whole.bmp"));
+    bytes.resize(54 + 60 * 6 + 30); // six rows of 60 bytes and half of the seventh
+    TestWriteFile(Path("cut.bmp"), bytes);
+    const std::string warning = "vistel-cli: File is damaged: rows 0 to 3 are missing\n";
+    const std::string files = "'" + Path("cut.bmp") + "' '" + Path("out.png") + "'";
+    std::string errors;
+    EXPECT_EQ(RunCli("convert " + files, &errors), 1);
+    EXPECT_EQ(errors, warning);
+    EXPECT_TRUE(TestReadFile(Path("out.png")).empty());
+    for (const std::string &command :
+         {"convert --allow-partial " + files, "convert " + files + " --allow-partial"}) {
+        SCOPED_TRACE(command);
+        remove(Path("out.png").c_str());
+        EXPECT_EQ(RunCli(command, &errors), 0);
+        EXPECT_EQ(errors, warning);
+        std::vector<uint8_t> out = Raw(Path("out.png"), "rgb", 8);
+        std::vector<uint8_t> in = Raw(Path("whole.bmp"), "rgb", 8);
+        ASSERT_EQ(out.size(), in.size());
+        EXPECT_EQ(std::vector<uint8_t>(out.begin(), out.begin() + 4 * 60),
+                  std::vector<uint8_t>(4 * 60, 0));
+        EXPECT_EQ(std::vector<uint8_t>(out.begin() + 4 * 60, out.end()),
+                  std::vector<uint8_t>(in.begin() + 4 * 60, in.end()));
+    }
+}
+
 TEST_F(Cli, AFailedSaveNamesItsFileAndKeepsTheOldOne)
 {
     ASSERT_EQ(TestRun("convert -size 20x20 xc:red -compress none '" + Path("in.tif") + "'"), 0);

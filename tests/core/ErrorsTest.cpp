@@ -56,11 +56,43 @@ TEST(ErrorText, NamedCodesSitAtTheirMessages)
         {ERROR_IMAGE_TOO_WIDE, "Image too wide"},
         {ERROR_READ_COMMENTS, "Error reading file comments"},
         {ERROR_SIZES_DIFFER, "Image sizes must all be the same"},
+        {ERROR_FILE_DAMAGED, "File is damaged"},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.code);
         EXPECT_STREQ(ErrorText(c.code), c.text);
     }
+}
+
+TEST(FileDamage, TextNamesTheMissingRowsColumnsAndColors)
+{
+    TestStart();
+    struct Case {
+        FileDamage damage;
+        const char *text;
+    } cases[] = {
+        {{120, 399, 0, 0}, "File is damaged: rows 120 to 399 are missing"},
+        {{7, 7, 0, 0}, "File is damaged: row 7 is missing"},
+        {{0, 99, 1, 0}, "File is damaged: columns 0 to 99 are missing"},
+        {{-1, -1, 0, 1}, "File is damaged: its colors are missing"},
+        {{5, 9, 0, 1}, "File is damaged: rows 5 to 9 and its colors are missing"},
+        {{3, 3, 0, 1}, "File is damaged: row 3 and its colors are missing"},
+    };
+    for (const Case &c : cases) {
+        char text[200];
+        FileDamageText(&c.damage, text, sizeof text);
+        EXPECT_STREQ(text, c.text);
+        EXPECT_EQ(FileDamaged(&c.damage), 1);
+    }
+    // Rows added make one span that holds them all.
+    FileDamage damage;
+    FileDamageClear(&damage);
+    EXPECT_EQ(FileDamaged(&damage), 0);
+    FileDamageRows(&damage, 5, 6);
+    FileDamageRows(&damage, 2, 3);
+    FileDamageRows(&damage, 4, 1); // no rows
+    EXPECT_EQ(damage.first, 2);
+    EXPECT_EQ(damage.last, 6);
 }
 
 TEST(ShowError, NothingForZeroAttentionForAbortErrorOtherwise)

@@ -109,7 +109,7 @@ static ErrorCode ReadBytes(const std::string &folder, const std::vector<uint8_t>
 {
     std::string path = folder + "/built.bmp";
     TestWriteFile(path, bytes);
-    return ReadBmpFile(path.c_str(), window->window, showProgress);
+    return ReadBmpFile(path.c_str(), window->window, showProgress, nullptr);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -158,7 +158,7 @@ TEST(BmpReader, ReadsToolFilesAsTheToolsDo)
         std::string path = folder + "/" + c.name + ".bmp";
         ToolRun("(" + ToolCommand(c.command, gray, color, path) + ")");
         TestWindow window;
-        ASSERT_EQ(ReadBmpFile(path.c_str(), window.window, 0), ERROR_NONE);
+        ASSERT_EQ(ReadBmpFile(path.c_str(), window.window, 0, nullptr), ERROR_NONE);
         EXPECT_EQ(window.image().type, c.type);
         EXPECT_EQ(window.image().width, 61);
         EXPECT_EQ(window.image().height, 37);
@@ -181,7 +181,7 @@ TEST(BmpReader, EmbeddedProfileOfAColorPictureGoesToTheWindow)
     PnmWrite(color, 20, 10, 3, 3);
     ToolRun("convert " + Quote(color) + " -profile " + profile + " bmp:" + Quote(path));
     TestWindow window;
-    ASSERT_EQ(ReadBmpFile(path.c_str(), window.window, 0), ERROR_NONE);
+    ASSERT_EQ(ReadBmpFile(path.c_str(), window.window, 0, nullptr), ERROR_NONE);
     std::vector<uint8_t> expected = TestReadFile(profile);
     ASSERT_NE(window.window->profile, nullptr);
     ASSERT_GE(window.window->profileSize, (int)expected.size());
@@ -618,7 +618,7 @@ TEST(BmpWriter, RoundTripsEveryTypeAndItsResolution)
             PictureMake(&window, type, 45, 17, type, resolution);
             ASSERT_EQ(SaveBmpFile(path.c_str(), window.window), ERROR_NONE);
             TestWindow back;
-            ASSERT_EQ(ReadBmpFile(path.c_str(), back.window, 0), ERROR_NONE);
+            ASSERT_EQ(ReadBmpFile(path.c_str(), back.window, 0, nullptr), ERROR_NONE);
             ExpectImagesNear(window.image(), back.image(), 0);
             EXPECT_EQ(back.image().resolution, resolution);
         }

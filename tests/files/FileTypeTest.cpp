@@ -4,12 +4,15 @@
 // independent tools under names that lie about them.
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <string>
 #include <vector>
 
 #include "core/Image.h"
 #include "files/FileType.h"
+#include "files/RasterInput.h"
 #include "tests/files/FormatToolSupport.h"
+#include "transforms/Orient.h"
 
 class FileType : public ::testing::Test {
   protected:
@@ -479,4 +482,155 @@ TEST_F(FileType, AllFilesTrustsTheContentOverTheName)
         EXPECT_EQ(window->image.type, c.imageType);
         TestWindowFree(window);
     }
+}
+
+// A file that ends before its pixels do gives the rows it holds in every format: the rows
+// outside the span of missing ones are those of the whole file, the rows in it are black,
+// and the span reaches the end of the picture the file's rows run to. Strict FileLoad refuses
+// it. An 8-bit PCX cut in its palette has all its rows but none of its colors.
+TEST_F(FileType, AFileThatEndsEarlyGivesWhatItHoldsInEveryFormat)
+{
+    std::string color = Path("ref.ppm");
+    std::string gray = Path("ref.pgm");
+    ASSERT_TRUE(ToolRuns("convert -seed 7 -size 160x120 plasma:fractal -depth 8 " + Quote(color)));
+    ASSERT_TRUE(ToolRuns("convert " + Quote(color) + " -colorspace Gray " + Quote(gray)));
+    enum { SOURCE, MAGICK, DJPEG }; // what the whole file's samples are
+    struct Case {
+        const char *name;
+        const char *command; // {c} the color source, {g} the gray one, {o} the file
+        int reference;
+        int channels;
+        int depth;
+        int fromTop;  // the file's rows run from the top of the picture
+        int keepFrom; // bytes kept: size * keepFrom / 10, or size - 300 when 0
+        int edge;     // the missing row next to the rows read, where worked out; else -1
+    };
+    const Case cases[] = {
+        // 54 + 480 rows of 160 pixels: 60% of the file holds 71 rows and part of the 72nd,
+        // which, counted from the bottom, is row 48 from the top.
+        {"a.bmp", "convert {c} BMP3:{o}", SOURCE, 3, 8, 0, 6, 48},
+        {"a.tga", "ppmtotga -rgb -norle < {c} > {o}", SOURCE, 3, 8, 0, 6, -1},
+        {"b.tga", "ppmtotga -rgb < {c} > {o}", SOURCE, 3, 8, 0, 6, -1},
+        {"a.pcx", "convert {c} {o}", SOURCE, 3, 8, 1, 6, -1},
+        {"b.pcx", "convert {c} -colors 200 -type palette {o}", MAGICK, 3, 8, 1, 6, -1},
+        {"c.pcx", "convert {c} -colors 200 -type palette {o}", MAGICK, 3, 8, 1, 0, -1},
+        {"a.gif", "convert {c} -colors 200 {o}", MAGICK, 3, 8, 1, 6, -1},
+        {"a.png", "pnmtopng < {c} > {o}", SOURCE, 3, 8, 1, 6, -1},
+        {"a.jpg", "cjpeg < {c} > {o}", DJPEG, 3, 8, 1, 6, -1},
+        // 2880 + 38400 bytes padded to 43200: 60% holds exactly 72 rows from the bottom.
+        {"a.fit", "convert {g} -depth 16 FITS:{o}", MAGICK, 1, 16, 0, 6, 47},
+        {"a.rle", "pnmtorle < {g} > {o}", SOURCE, 1, 8, 0, 6, -1},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        std::string made = Path(c.name);
+        std::string command = c.command;
+        for (const char *key : {"{c}", "{g}", "{o}"})
+            for (size_t at; (at = command.find(key)) != std::string::npos;)
+                command.replace(at, 3, Quote(key[1] == 'c' ? color : key[1] == 'g' ? gray : made));
+        ASSERT_TRUE(ToolRuns(command + " 2>/dev/null"));
+        std::vector<int> whole =
+            c.reference == SOURCE ? ToolSamples(c.channels == 3 ? color : gray, c.channels, c.depth)
+                                  : ToolSamples(made, c.channels, c.depth);
+        if (c.reference == DJPEG) {
+            ASSERT_TRUE(ToolRuns("djpeg -pnm " + Quote(made) + " > " + Quote(made + ".ppm")));
+            whole = ToolSamples(made + ".ppm", 3, 8);
+        }
+        std::vector<uint8_t> bytes = TestReadFile(made);
+        bytes.resize(c.keepFrom > 0 ? bytes.size() * c.keepFrom / 10 : bytes.size() - 300);
+        std::string cut = Path(std::string("cut-") + c.name);
+        TestWriteFile(cut, bytes);
+
+        ImageWindow *window = TestWindowNew();
+        FileDamage damage;
+        ASSERT_EQ(FileLoadPartial(cut.c_str(), FILE_OPEN_ALL, window, 0, &damage), ERROR_NONE);
+        ASSERT_EQ(window->image.width, 160);
+        ASSERT_EQ(window->image.height, 120);
+        EXPECT_EQ(damage.columns, 0);
+        std::vector<int> samples = ImageSamples(window->image);
+        if (c.keepFrom == 0) {
+            // The rows are whole; without a palette the indices show as grays.
+            EXPECT_EQ(damage.first, -1);
+            EXPECT_EQ(damage.colors, 1);
+            EXPECT_EQ(window->image.type, TYPE_GRAY8);
+        } else {
+            EXPECT_EQ(damage.colors, strcmp(c.name, "b.pcx") == 0);
+            if (c.fromTop) {
+                EXPECT_GT(damage.first, 0);
+                EXPECT_EQ(damage.last, 119);
+            } else {
+                EXPECT_EQ(damage.first, 0);
+                EXPECT_LT(damage.last, 119);
+                if (c.edge >= 0) {
+                    EXPECT_EQ(damage.last, c.edge);
+                }
+            }
+            // Rows in the span are black, the others as in the whole file.
+            size_t rowSamples = (size_t)160 * c.channels;
+            for (size_t i = 0; i < whole.size(); i++) {
+                int top = (int)(i / rowSamples);
+                if (top >= damage.first && top <= damage.last) whole[i] = 0;
+            }
+            if (damage.colors == 0) {
+                EXPECT_TRUE(SamplesEqual(whole, samples));
+            }
+        }
+        TestWindowFree(window);
+        window = TestWindowNew();
+        EXPECT_EQ(FileLoad(cut.c_str(), FILE_OPEN_ALL, window, 0), ERROR_FILE_DAMAGED);
+        EXPECT_EQ(window->image.type, TYPE_EMPTY);
+        TestWindowFree(window);
+    }
+
+    // A JPEG that EXIF turns a quarter (orientation 6) lacks columns: the file's last rows
+    // are the picture's left columns.
+    std::string turned = Path("turned.jpg");
+    ASSERT_TRUE(ToolRuns("cjpeg < " + Quote(color) + " > " + Quote(turned) +
+                         " && exiftool -q -overwrite_original -Orientation#=6 " + Quote(turned)));
+    std::vector<uint8_t> bytes = TestReadFile(turned);
+    bytes.resize(bytes.size() * 6 / 10);
+    TestWriteFile(turned, bytes);
+    ImageWindow *window = TestWindowNew();
+    FileDamage damage;
+    ASSERT_EQ(FileLoadPartial(turned.c_str(), FILE_OPEN_ALL, window, 0, &damage), ERROR_NONE);
+    ASSERT_EQ(window->image.width, 120);
+    EXPECT_EQ(damage.columns, 1);
+    EXPECT_EQ(damage.first, 0);
+    EXPECT_GT(damage.last, 0);
+    EXPECT_LT(damage.last, 119);
+    for (int y = 0; y < window->image.height; y++)
+        for (int x = 0; x < 120; x++)
+            if ((x <= damage.last) != (memcmp(window->image.rows[y] + 3 * x, "\0\0\0", 3) == 0))
+                ADD_FAILURE() << "column " << x << " row " << y;
+    TestWindowFree(window);
+}
+
+// The rows a file lacks turn with its picture: after each Orient code, the rows or columns
+// FileDamageOrient names are exactly the black ones of the turned picture.
+TEST_F(FileType, TheMissingRowsTurnWithThePicture)
+{
+    Image source;
+    ImageClear(&source);
+    ASSERT_EQ(ImageAlloc(&source, TYPE_GRAY8, 4, 10, 72.0), ERROR_NONE);
+    for (int y = 0; y < 10; y++)
+        memset(source.rows[y], y < 4 ? 0 : 255, 4); // rows 6 to 9 from the top are black
+    for (int code = 0; code < 8; code++) {
+        SCOPED_TRACE(code);
+        Image turned;
+        ImageClear(&turned);
+        ASSERT_EQ(OrientImageCode(&source, &turned, code, 0), ERROR_NONE);
+        FileDamage damage;
+        FileDamageClear(&damage);
+        FileDamageRows(&damage, 6, 9);
+        FileDamageOrient(&damage, code, 10);
+        for (int top = 0; top < turned.height; top++) {
+            for (int x = 0; x < turned.width; x++) {
+                int line = damage.columns ? x : top;
+                int black = turned.rows[turned.height - 1 - top][x] == 0;
+                EXPECT_EQ(black, line >= damage.first && line <= damage.last) << x << ", " << top;
+            }
+        }
+        ImageFree(&turned);
+    }
+    ImageFree(&source);
 }

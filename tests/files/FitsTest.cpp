@@ -108,7 +108,7 @@ static FitsRead ReadFits(const std::string &path, int showProgress = 0)
 {
     ImageWindow *window = TestWindowNew();
     FitsRead read;
-    read.code = ReadFitsFile(path.c_str(), window, showProgress);
+    read.code = ReadFitsFile(path.c_str(), window, showProgress, nullptr);
     read.type = window->image.type;
     read.samples = ImageSamples(window->image);
     TestWindowFree(window);

@@ -99,7 +99,7 @@ static GifRead ReadGif(const std::string &path, int showProgress = 0)
 {
     GifRead read = {ERROR_NONE, TYPE_EMPTY, {}, "", 0, 0, 0};
     ImageWindow *window = TestWindowNew();
-    read.code = ReadGifFile(path.c_str(), window, showProgress);
+    read.code = ReadGifFile(path.c_str(), window, showProgress, nullptr);
     read.type = window->image.type;
     read.samples = ImageSamples(window->image);
     for (const FileComment *c = window->comments; c != nullptr; c = c->next)

@@ -30,7 +30,7 @@ std::string SourcePicture(const std::string &folder)
 TestWindow Open(const std::string &path, ErrorCode expected)
 {
     TestWindow made = EmptyWindow();
-    EXPECT_EQ(ReadJpegFile(path.c_str(), made.window, 0), expected) << path;
+    EXPECT_EQ(ReadJpegFile(path.c_str(), made.window, 0, nullptr), expected) << path;
     return made;
 }
 
@@ -274,10 +274,10 @@ TEST(Jpeg, ProfilesOfColorPicturesAreReadAndWrittenWhole)
     TestWindow grayBack = Open(grayPath, ERROR_NONE);
     EXPECT_EQ(grayBack.window->profile, nullptr);
     EXPECT_EQ(grayBack.window->profileSize, 0);
-    ASSERT_EQ(ReadJpegFile((folder + "/ours.jpg").c_str(), read.window, 0), ERROR_NONE);
+    ASSERT_EQ(ReadJpegFile((folder + "/ours.jpg").c_str(), read.window, 0, nullptr), ERROR_NONE);
     ImageFree(&read.window->image);
     ASSERT_EQ(TestRun("cjpeg " + source + " > " + Quoted(path)), 0);
-    ASSERT_EQ(ReadJpegFile(path.c_str(), read.window, 0), ERROR_NONE);
+    ASSERT_EQ(ReadJpegFile(path.c_str(), read.window, 0, nullptr), ERROR_NONE);
     EXPECT_EQ(read.window->profile, nullptr);
     SlotFree(grayBack.slot);
     SlotFree(gray.slot);
@@ -413,7 +413,7 @@ TEST(Jpeg, TruncatedAndCorruptedFilesGiveCodesAndLeaveTheWindowAlone)
         AddFileComment(made.window, "Mine", 99, 1, 1, "x");
         made.window->profile = (uint8_t *)MemoryAlloc(3);
         made.window->profileSize = 3;
-        ErrorCode result = ReadJpegFile(path.c_str(), made.window, 0);
+        ErrorCode result = ReadJpegFile(path.c_str(), made.window, 0, nullptr);
         EXPECT_EQ(result, ERROR_READ_JPEG);
         check(result, made);
         SlotFree(made.slot);
@@ -434,7 +434,7 @@ TEST(Jpeg, TruncatedAndCorruptedFilesGiveCodesAndLeaveTheWindowAlone)
         AddFileComment(made.window, "Mine", 99, 1, 1, "x");
         made.window->profile = (uint8_t *)MemoryAlloc(3);
         made.window->profileSize = 3;
-        ErrorCode result = ReadJpegFile(path.c_str(), made.window, 0);
+        ErrorCode result = ReadJpegFile(path.c_str(), made.window, 0, nullptr);
         EXPECT_TRUE(result == ERROR_NONE || result == ERROR_READ_JPEG ||
                     result == ERROR_READ_JPEG_PROFILE)
             << result;
@@ -484,7 +484,7 @@ TEST(Jpeg, LargePicturesShowProgressAndAnAbortLeavesNothing)
     EXPECT_EQ(HeadlessProgressAt(0)->last.last, 249);
 
     TestWindow back = EmptyWindow();
-    ASSERT_EQ(ReadJpegFile(path.c_str(), back.window, 1), ERROR_NONE);
+    ASSERT_EQ(ReadJpegFile(path.c_str(), back.window, 1, nullptr), ERROR_NONE);
     ASSERT_EQ(HeadlessProgressCount(), 2);
     EXPECT_STREQ(HeadlessProgressAt(1)->title, "JPEG Read");
     EXPECT_EQ(HeadlessProgressAt(1)->last.canAbort, 1);
@@ -493,7 +493,7 @@ TEST(Jpeg, LargePicturesShowProgressAndAnAbortLeavesNothing)
 
     HeadlessAbortAtPump(30);
     back = EmptyWindow();
-    EXPECT_EQ(ReadJpegFile(path.c_str(), back.window, 1), ERROR_ABORTED);
+    EXPECT_EQ(ReadJpegFile(path.c_str(), back.window, 1, nullptr), ERROR_ABORTED);
     EXPECT_EQ(back.window->image.type, TYPE_EMPTY);
     EXPECT_EQ(ProgressWindow, nullptr);
     SlotFree(back.slot);
@@ -501,12 +501,12 @@ TEST(Jpeg, LargePicturesShowProgressAndAnAbortLeavesNothing)
     // Without showProgress, or below 100000 pixels, no window opens.
     int count = HeadlessProgressCount();
     back = EmptyWindow();
-    ASSERT_EQ(ReadJpegFile(path.c_str(), back.window, 0), ERROR_NONE);
+    ASSERT_EQ(ReadJpegFile(path.c_str(), back.window, 0, nullptr), ERROR_NONE);
     SlotFree(back.slot);
     TestWindow small = PictureWindow(TYPE_GRAY8, 316, 316, 72.0, 4); // 99856 pixels
     ASSERT_EQ(SaveJpegFile(path.c_str(), small.window, 90), ERROR_NONE);
     back = EmptyWindow();
-    ASSERT_EQ(ReadJpegFile(path.c_str(), back.window, 1), ERROR_NONE);
+    ASSERT_EQ(ReadJpegFile(path.c_str(), back.window, 1, nullptr), ERROR_NONE);
     EXPECT_EQ(HeadlessProgressCount(), count);
     SlotFree(back.slot);
     SlotFree(small.slot);

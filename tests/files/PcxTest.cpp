@@ -69,7 +69,7 @@ static ErrorCode ReadBytes(const std::string &folder, const std::vector<uint8_t>
 {
     std::string path = folder + "/built.pcx";
     TestWriteFile(path, bytes);
-    return ReadPcxFile(path.c_str(), window->window, showProgress);
+    return ReadPcxFile(path.c_str(), window->window, showProgress, nullptr);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -111,7 +111,7 @@ TEST(PcxReader, ReadsToolFilesAsTheToolsDo)
         std::string path = folder + "/" + c.name + ".pcx";
         ToolRun("(" + ToolCommand(c.command, gray, color, path) + ")");
         TestWindow window;
-        ASSERT_EQ(ReadPcxFile(path.c_str(), window.window, 0), ERROR_NONE);
+        ASSERT_EQ(ReadPcxFile(path.c_str(), window.window, 0, nullptr), ERROR_NONE);
         EXPECT_EQ(window.image().type, c.type);
         EXPECT_EQ(window.image().width, 61);
         EXPECT_EQ(window.image().height, 37);
@@ -386,7 +386,7 @@ TEST(PcxWriter, RoundTripsAndRefusesWhatItCannotHold)
         PictureMake(&window, type, 45, 17, type, 150.0);
         ASSERT_EQ(SavePcxFile(path.c_str(), window.window), ERROR_NONE);
         TestWindow back;
-        ASSERT_EQ(ReadPcxFile(path.c_str(), back.window, 0), ERROR_NONE);
+        ASSERT_EQ(ReadPcxFile(path.c_str(), back.window, 0, nullptr), ERROR_NONE);
         ExpectImagesNear(window.image(), back.image(), 0);
         EXPECT_EQ(back.image().resolution, 150.0);
     }
@@ -534,8 +534,9 @@ TEST(PcxReaderHostile, TruncatedAndChangedFilesGiveCodes)
         std::string path = folder + "/good.pcx";
         ToolRun("(" + ToolCommand(command, gray, color, path) + ")");
         std::vector<uint8_t> good = TestReadFile(path);
+        // A 16-color row takes a sixth of the bytes of its picture row.
         int readable = DamageEverywhere(folder, good, ReadPcxFile, ERROR_READ_PCX, 3,
-                                        (4 << 20) + (int64_t)good.size() * 256);
+                                        6 * ((1 << 20) + (int64_t)good.size() * 32));
         EXPECT_GT(readable, 0);
     }
     EXPECT_EQ(HeadlessProgressCount(), 0);

@@ -27,7 +27,7 @@ std::string SourcePicture(const std::string &folder)
 TestWindow Open(const std::string &path, ErrorCode expected)
 {
     TestWindow made = EmptyWindow();
-    EXPECT_EQ(ReadPngFile(path.c_str(), made.window, 0), expected) << path;
+    EXPECT_EQ(ReadPngFile(path.c_str(), made.window, 0, nullptr), expected) << path;
     return made;
 }
 
@@ -362,7 +362,7 @@ TEST(Png, ExifOfExiftoolAndImageMagickGivesTheCommentsOfTheJpeg)
                       Quoted(jpeg)),
               0);
     TestWindow camera = EmptyWindow();
-    ASSERT_EQ(ReadJpegFile(jpeg.c_str(), camera.window, 0), ERROR_NONE);
+    ASSERT_EQ(ReadJpegFile(jpeg.c_str(), camera.window, 0, nullptr), ERROR_NONE);
     std::vector<CommentRecord> expected = CommentRecords(camera.window->comments);
     ASSERT_GT(expected.size(), 10u);
 
@@ -437,7 +437,7 @@ TEST(Png, TruncatedAndCorruptedFilesGiveCodesAndLeaveTheWindowAlone)
         TestWriteFile(path, std::vector<uint8_t>(bytes.begin(), bytes.begin() + size));
         TestWindow made = EmptyWindow();
         AddFileComment(made.window, "Mine", 99, 1, 1, "x");
-        ErrorCode result = ReadPngFile(path.c_str(), made.window, 0);
+        ErrorCode result = ReadPngFile(path.c_str(), made.window, 0, nullptr);
         EXPECT_EQ(result, size < dataEnd ? ERROR_READ_PNG : ERROR_NONE);
         if (result != ERROR_NONE) {
             EXPECT_EQ(made.window->image.type, TYPE_EMPTY);
@@ -452,7 +452,7 @@ TEST(Png, TruncatedAndCorruptedFilesGiveCodesAndLeaveTheWindowAlone)
         damaged[at] ^= 0xff;
         TestWriteFile(path, damaged);
         TestWindow made = EmptyWindow();
-        ErrorCode result = ReadPngFile(path.c_str(), made.window, 0);
+        ErrorCode result = ReadPngFile(path.c_str(), made.window, 0, nullptr);
         EXPECT_TRUE(result == ERROR_NONE || result == ERROR_READ_PNG) << result;
         EXPECT_EQ(made.window->image.type == TYPE_EMPTY, result != ERROR_NONE);
         SlotFree(made.slot);
@@ -504,7 +504,7 @@ TEST(Png, LargePicturesShowProgressAndAnAbortLeavesNothing)
     ASSERT_EQ(HeadlessProgressCount(), 1);
     EXPECT_STREQ(HeadlessProgressAt(0)->title, "PNG Write");
     TestWindow back = EmptyWindow();
-    ASSERT_EQ(ReadPngFile(path.c_str(), back.window, 1), ERROR_NONE);
+    ASSERT_EQ(ReadPngFile(path.c_str(), back.window, 1, nullptr), ERROR_NONE);
     ASSERT_EQ(HeadlessProgressCount(), 2);
     EXPECT_STREQ(HeadlessProgressAt(1)->title, "PNG Read");
     EXPECT_EQ(HeadlessProgressAt(1)->last.last, 249);
@@ -513,7 +513,7 @@ TEST(Png, LargePicturesShowProgressAndAnAbortLeavesNothing)
 
     HeadlessAbortAtPump(30);
     back = EmptyWindow();
-    EXPECT_EQ(ReadPngFile(path.c_str(), back.window, 1), ERROR_ABORTED);
+    EXPECT_EQ(ReadPngFile(path.c_str(), back.window, 1, nullptr), ERROR_ABORTED);
     EXPECT_EQ(back.window->image.type, TYPE_EMPTY);
     EXPECT_EQ(ProgressWindow, nullptr);
     SlotFree(back.slot);
@@ -522,7 +522,7 @@ TEST(Png, LargePicturesShowProgressAndAnAbortLeavesNothing)
     std::string interlaced = folder + "/interlaced.png";
     ASSERT_EQ(TestRun("convert " + Quoted(path) + " -interlace PNG " + Quoted(interlaced)), 0);
     back = EmptyWindow();
-    ASSERT_EQ(ReadPngFile(interlaced.c_str(), back.window, 1), ERROR_NONE);
+    ASSERT_EQ(ReadPngFile(interlaced.c_str(), back.window, 1, nullptr), ERROR_NONE);
     EXPECT_EQ(HeadlessProgressAt(HeadlessProgressCount() - 1)->last.current, 249);
     ExpectImagesNear(made.window->image, back.window->image, 0);
     SlotFree(back.slot);

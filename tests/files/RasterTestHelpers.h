@@ -21,7 +21,8 @@
 
 namespace raster_test {
 
-typedef ErrorCode (*Reader)(const char *path, ImageWindow *window, int showProgress);
+typedef ErrorCode (*Reader)(const char *path, ImageWindow *window, int showProgress,
+                            FileDamage *damage);
 typedef ErrorCode (*Writer)(const char *path, ImageWindow *window);
 
 inline std::string Quote(const std::string &text)
@@ -228,7 +229,7 @@ inline void HostileEveryFileGetsItsCode(const std::vector<HostileFile> &files,
         SCOPED_TRACE(name);
         count++;
         TestWindow window;
-        ErrorCode result = reader((folder + "/" + name).c_str(), window.window, 0);
+        ErrorCode result = reader((folder + "/" + name).c_str(), window.window, 0, nullptr);
         if (expected.count(name))
             EXPECT_EQ(result, expected[name]);
         else
@@ -242,8 +243,8 @@ inline void HostileEveryFileGetsItsCode(const std::vector<HostileFile> &files,
 }
 
 // Reads truncations and single-byte changes all over a valid file: each gives the format's
-// code or a picture, never a crash. A picture is never larger than limit bytes. Returns how
-// many damaged files still gave a picture.
+// code or a picture, never a crash; a truncated file may give part of one. A picture is never
+// larger than limit bytes. Returns how many damaged files still gave a picture.
 inline int DamageEverywhere(const std::string &folder, const std::vector<uint8_t> &good,
                             Reader reader, ErrorCode code, int step, int64_t limit)
 {
@@ -259,7 +260,8 @@ inline int DamageEverywhere(const std::string &folder, const std::vector<uint8_t
                 bytes[at] ^= pass == 1 ? 0xFF : 0x40;
             TestWriteFile(path, bytes);
             TestWindow window;
-            ErrorCode result = reader(path.c_str(), window.window, 0);
+            FileDamage damage;
+            ErrorCode result = reader(path.c_str(), window.window, 0, &damage);
             EXPECT_TRUE(result == ERROR_NONE || result == code)
                 << (pass == 0 ? "truncated at " : "changed at ") << at << ": " << result;
             if (result == ERROR_NONE) {

@@ -78,7 +78,7 @@ static ErrorCode ReadBytes(const std::string &folder, const std::vector<uint8_t>
 {
     std::string path = folder + "/built.rle";
     TestWriteFile(path, bytes);
-    return ReadRleFile(path.c_str(), window->window, showProgress);
+    return ReadRleFile(path.c_str(), window->window, showProgress, nullptr);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -97,7 +97,7 @@ TEST(RleReader, ReadsToolFilesAsTheToolsDo)
         std::string path = folder + "/tool.rle";
         ToolRun("(pnmtorle < " + Quote(channels == 1 ? gray : color) + " > " + Quote(path) + ")");
         TestWindow window;
-        ASSERT_EQ(ReadRleFile(path.c_str(), window.window, 0), ERROR_NONE);
+        ASSERT_EQ(ReadRleFile(path.c_str(), window.window, 0, nullptr), ERROR_NONE);
         EXPECT_EQ(window.image().type, channels == 1 ? TYPE_GRAY8 : TYPE_COLOR24);
         EXPECT_EQ(window.image().width, 61);
         EXPECT_EQ(window.image().height, 37);
@@ -333,7 +333,7 @@ TEST(RleWriter, OperationsByHand)
     EXPECT_EQ(std::vector<uint8_t>(bytes.begin() + 16, bytes.end()),
               (std::vector<uint8_t>{0x02, 0, 0x46, 0, 0xE7, 0x03, 255, 0, 0x07, 0}));
     TestWindow back;
-    ASSERT_EQ(ReadRleFile(path.c_str(), back.window, 0), ERROR_NONE);
+    ASSERT_EQ(ReadRleFile(path.c_str(), back.window, 0, nullptr), ERROR_NONE);
     ASSERT_EQ(back.image().type, TYPE_GRAY8);
     EXPECT_EQ(RowsTopFirst(back.image()), std::vector<int>(1000, 255));
 }
@@ -347,7 +347,7 @@ TEST(RleWriter, RoundTripsAndRefusesWhatItCannotHold)
     PictureMake(&window, TYPE_GRAY8, 45, 17, 5);
     ASSERT_EQ(SaveRleFile(path.c_str(), window.window), ERROR_NONE);
     TestWindow back;
-    ASSERT_EQ(ReadRleFile(path.c_str(), back.window, 0), ERROR_NONE);
+    ASSERT_EQ(ReadRleFile(path.c_str(), back.window, 0, nullptr), ERROR_NONE);
     ExpectImagesNear(window.image(), back.image(), 0);
     std::vector<uint8_t> kept = TestReadFile(path);
     for (int type : {TYPE_COLOR24, TYPE_GRAY16, TYPE_COLOR48}) {

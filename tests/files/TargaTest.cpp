@@ -67,7 +67,7 @@ static ErrorCode ReadBytes(const std::string &folder, const std::vector<uint8_t>
 {
     std::string path = folder + "/built.tga";
     TestWriteFile(path, bytes);
-    return ReadTargaFile(path.c_str(), window->window, showProgress);
+    return ReadTargaFile(path.c_str(), window->window, showProgress, nullptr);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -112,7 +112,7 @@ TEST(TargaReader, ReadsToolFilesAsTheToolsDo)
         std::string path = folder + "/" + c.name + ".tga";
         ToolRun("(" + ToolCommand(c.command, gray, color, path) + ")");
         TestWindow window;
-        ASSERT_EQ(ReadTargaFile(path.c_str(), window.window, 0), ERROR_NONE);
+        ASSERT_EQ(ReadTargaFile(path.c_str(), window.window, 0, nullptr), ERROR_NONE);
         EXPECT_EQ(window.image().type, c.type);
         EXPECT_EQ(window.image().width, 61);
         EXPECT_EQ(window.image().height, 37);
@@ -384,7 +384,7 @@ TEST(TargaWriter, RoundTripsAndRefusesWhatItCannotHold)
         PictureMake(&window, type, 45, 17, type);
         ASSERT_EQ(SaveTargaFile(path.c_str(), window.window), ERROR_NONE);
         TestWindow back;
-        ASSERT_EQ(ReadTargaFile(path.c_str(), back.window, 0), ERROR_NONE);
+        ASSERT_EQ(ReadTargaFile(path.c_str(), back.window, 0, nullptr), ERROR_NONE);
         ExpectImagesNear(window.image(), back.image(), 0);
     }
     std::vector<uint8_t> kept = TestReadFile(path);

@@ -13,7 +13,8 @@
 #include "core/Memory.h"
 #include "platform/headless/Headless.h"
 
-typedef ErrorCode (*FuzzFileReader)(const char *path, ImageWindow *window, int showProgress);
+typedef ErrorCode (*FuzzFileReader)(const char *path, ImageWindow *window, int showProgress,
+                                    FileDamage *damage);
 
 inline char *FuzzFilePath(void)
 {
@@ -47,7 +48,8 @@ inline int FuzzReadAsFile(const uint8_t *data, size_t size, const char *extensio
     if (written != size) return 0;
     // Progress opens only for large pictures; the second read takes that path where it can.
     for (int showProgress = 0; showProgress < 2; showProgress++) {
-        reader(FuzzFilePath(), window, showProgress);
+        FileDamage damage; // a file that ends early gives the rows it holds
+        reader(FuzzFilePath(), window, showProgress, &damage);
         ImageFree(&window->image);
         MemoryRelease(&window->profile);
         window->profileSize = 0;

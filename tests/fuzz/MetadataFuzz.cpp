@@ -22,7 +22,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         if (picture.orientation < 1 || picture.orientation > 8) abort();
         uint8_t *block = nullptr;
         size_t blockSize = 0;
-        if (MetadataWriteExif(comments, 65527, ERROR_WRITE_JPEG, &block, &blockSize) ==
+        if (MetadataWriteExif(comments, 0, 65527, ERROR_WRITE_JPEG, &block, &blockSize) ==
                 ERROR_NONE &&
             block != nullptr) {
             if (blockSize > 65527) abort();

@@ -35,6 +35,7 @@ static void FuzzStart(void)
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
+    FileDamage damage; // a file that ends early gives the rows it holds
     static int started = 0;
     if (!started) {
         FuzzStart();
@@ -48,12 +49,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (written == size) {
         Image image;
         ImageClear(&image);
-        ReadTiffFile(FuzzPath, &image, 0);
+        ReadTiffFile(FuzzPath, &image, 0, &damage);
         ImageFree(&image);
         // Our decoder also on files the probe would send elsewhere: it must hold its own.
         FileHandle handle = FILE_HANDLE_NONE;
         if (FileOpenRead(FuzzPath, &handle) == ERROR_NONE) {
-            DecodeTiffImage(handle, &image, 0);
+            DecodeTiffImage(handle, &image, 0, &damage);
             ImageFree(&image);
             FileClose(&handle);
         }
@@ -63,7 +64,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
         size_t outputBytes = 1 + ((size_t)data[0] << 8 | data[1]); // 1 to 65536
         uint8_t *output = (uint8_t *)MemoryAlloc(outputBytes);
         if (output != nullptr) {
-            DecodeLzwStrip(data + 2, (int64_t)(size - 2), output, (int64_t)outputBytes);
+            int64_t decoded = 0;
+            DecodeLzwStrip(data + 2, (int64_t)(size - 2), output, (int64_t)outputBytes, &decoded);
             MemoryFree(output);
         }
     }

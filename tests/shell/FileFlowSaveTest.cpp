@@ -15,7 +15,7 @@ class FileSaving : public ShellFilesTest {
     {
         Image image;
         ImageClear(&image);
-        EXPECT_EQ(ReadTiffFile(path.c_str(), &image, 0), ERROR_NONE);
+        EXPECT_EQ(ReadTiffFile(path.c_str(), &image, 0, nullptr), ERROR_NONE);
         return image;
     }
 

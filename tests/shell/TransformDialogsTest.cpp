@@ -362,7 +362,7 @@ TEST_F(TransformDialogs, ApplyInTheEditorEqualsTheCommandLine)
         std::string out = folder + "/" + c.name + ".tif";
         ASSERT_EQ(TestRun(TestCliPath() + " " + c.arguments + " '" + in + "' '" + out + "'"), 0);
         Image cli = {};
-        ASSERT_EQ(ReadTiffFile(out.c_str(), &cli, 0), ERROR_NONE);
+        ASSERT_EQ(ReadTiffFile(out.c_str(), &cli, 0, nullptr), ERROR_NONE);
         EXPECT_TRUE(SamePixels(&cli, &WindowRecord(LastOutput)->image));
         ImageFree(&cli);
     }

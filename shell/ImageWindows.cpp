@@ -221,6 +221,9 @@ void ImageWindowLayout(WindowHandle window)
         CenterView(record, window);
         ErrorCode result = RefreshView(record);
         if (result != ERROR_NONE) ShowError(result);
+        // What the window showed before belongs to the old layout, and may have been painted
+        // while the picture was still being made.
+        PlatformInvalidate(window, nullptr);
     }
     UpdateTitle(window);
 }

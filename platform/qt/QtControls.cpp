@@ -286,13 +286,10 @@ void PlatformSetScrollBar(WindowHandle scrollBar, int range, int position, int p
     scrollBar->scrollRange = range;
     scrollBar->scrollPosition = position;
     scrollBar->scrollPage = page;
-    // Positions 0..range with a page of page positions: the thumb's last place is where the
-    // page's last position meets the range's end.
-    int largest = page > 0 ? range - page + 1 : range;
-    if (largest < 0) largest = 0;
+    // The thumb takes the positions 0..range, as Qt's slider does; the page only sizes it.
     QScrollBar *bar = (QScrollBar *)scrollBar->widget;
     QSignalBlocker blocker(bar);
-    bar->setRange(0, largest);
+    bar->setRange(0, range > 0 ? range : 0);
     bar->setPageStep(page > 0 ? page : 1);
     bar->setSingleStep(1);
     bar->setValue(position);

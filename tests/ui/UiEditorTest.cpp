@@ -1,7 +1,10 @@
 // The editor itself on Qt's offscreen screen: the real start-up, the sample picture opened
-// into an image window, zoomed from the menu, and screenshots of each step for a person to
-// look at.
+// into an image window, zoomed, scrolled and copied from the menu, and screenshots of each
+// step for a person to look at.
 #include <QMainWindow>
+#include <QScrollBar>
+#include <QStyle>
+#include <QStyleOptionSlider>
 #include <QTest>
 #include <gtest/gtest.h>
 
@@ -20,47 +23,67 @@ static std::string Title(WindowHandle window)
     return title;
 }
 
-TEST(UiEditor, OpensTheSamplePictureAndZoomsFromTheMenu)
-{
-    ASSERT_EQ(QtPlatformStart(), ERROR_NONE);
-    ASSERT_EQ(Initialise(), ERROR_NONE);
-    ASSERT_EQ(CreateFrame(), ERROR_NONE);
-    QMainWindow *main = QtPlatformMainWindow();
-    main->setGeometry(0, 0, 1280, 860);
-    main->activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(main));
-    UiSettle(50);
-
+// The editor started as its main() starts it, with the sample picture open.
+class UiEditor : public testing::Test {
+  protected:
+    QMainWindow *main = nullptr;
     WindowHandle window = nullptr;
-    std::string sample = UiDataPath("data/samples/sample.tif");
-    ASSERT_EQ(OpenImageFile(sample.c_str(), -1, &window), ERROR_NONE);
-    ASSERT_NE(window, nullptr);
-    UiSettle(100);
-    ImageWindow *record = WindowRecord(window);
-    ASSERT_NE(record, nullptr);
+    ImageWindow *record = nullptr;
+    void SetUp() override
+    {
+        ASSERT_EQ(QtPlatformStart(), ERROR_NONE);
+        ASSERT_EQ(Initialise(), ERROR_NONE);
+        ASSERT_EQ(CreateFrame(), ERROR_NONE);
+        main = QtPlatformMainWindow();
+        main->setGeometry(0, 0, 1280, 860);
+        main->activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(main));
+        UiSettle(50);
+        std::string sample = UiDataPath("data/samples/sample.tif");
+        ASSERT_EQ(OpenImageFile(sample.c_str(), -1, &window), ERROR_NONE);
+        ASSERT_NE(window, nullptr);
+        UiSettle(100);
+        record = WindowRecord(window);
+        ASSERT_NE(record, nullptr);
+    }
+    void TearDown() override
+    {
+        Shutdown();
+        QtPlatformStop();
+    }
+    void Command(int id)
+    {
+        PlatformSendMessage(FrameWindow, MSG_COMMAND, (uintptr_t)id, 0);
+        UiSettle(100);
+    }
+    void Screenshot(const char *name)
+    {
+        UiSaveScreenshot(main->grab().toImage(), name);
+    }
+};
+
+TEST_F(UiEditor, OpensTheSamplePictureAndZoomsFromTheMenu)
+{
     EXPECT_EQ(record->image.width, 900);
     // The offscreen screen decides how large the workspace is: the picture opens at the zoom
     // at which it fits there.
     EXPECT_EQ(record->zoom, InitialZoom(900, 600));
-    UiSaveScreenshot(main->grab().toImage(), "editor-open");
+    Screenshot("editor-open");
 
     // From 1:1 one step in is 2:1, and two steps out from there are 1:1 and then 1:2.
-    PlatformSendMessage(FrameWindow, MSG_COMMAND, COMMAND_ZOOM_ONE, 0);
-    UiSettle(100);
+    Command(COMMAND_ZOOM_ONE);
     EXPECT_EQ(record->zoom, 1);
     EXPECT_EQ(Title(window), "sample.tif (1:1)");
-    PlatformSendMessage(FrameWindow, MSG_COMMAND, COMMAND_ZOOM_IN, 0);
-    UiSettle(100);
+    Command(COMMAND_ZOOM_IN);
     EXPECT_EQ(record->zoom, 2);
     EXPECT_EQ(Title(window), "sample.tif (2:1)");
-    UiSaveScreenshot(main->grab().toImage(), "editor-zoom-in");
+    Screenshot("editor-zoom-in");
 
-    PlatformSendMessage(FrameWindow, MSG_COMMAND, COMMAND_ZOOM_OUT, 0);
-    PlatformSendMessage(FrameWindow, MSG_COMMAND, COMMAND_ZOOM_OUT, 0);
-    UiSettle(100);
+    Command(COMMAND_ZOOM_OUT);
+    Command(COMMAND_ZOOM_OUT);
     EXPECT_EQ(record->zoom, -2);
     EXPECT_EQ(Title(window), "sample.tif (1:2)");
-    UiSaveScreenshot(main->grab().toImage(), "editor-zoom-out");
+    Screenshot("editor-zoom-out");
 
     // The view shows the picture: its middle pixel is the picture's pixel there.
     int x = record->viewWidth / 2;
@@ -72,7 +95,74 @@ TEST(UiEditor, OpensTheSamplePictureAndZoomsFromTheMenu)
     // Smooth zoom averages a 2 x 2 block, so the shown pixel lies near the sampled one.
     for (int c = 0; c < 3; c++)
         EXPECT_NEAR(shown[c], picture[c], 40) << "channel " << c;
+}
 
-    Shutdown();
-    QtPlatformStop();
+// The rectangle of a scroll bar's thumb, as its style draws it.
+static QRect Thumb(QScrollBar *bar)
+{
+    QStyleOptionSlider option;
+    option.initFrom(bar);
+    option.subControls = QStyle::SC_All;
+    option.orientation = bar->orientation();
+    option.minimum = bar->minimum();
+    option.maximum = bar->maximum();
+    option.sliderPosition = bar->sliderPosition();
+    option.sliderValue = bar->value();
+    option.singleStep = bar->singleStep();
+    option.pageStep = bar->pageStep();
+    return bar->style()->subControlRect(QStyle::CC_ScrollBar, &option, QStyle::SC_ScrollBarSlider,
+                                        bar);
+}
+
+TEST_F(UiEditor, ScrollBarsStandWhereTheViewStandsAndTheThumbReachesBothEnds)
+{
+    Command(COMMAND_ZOOM_ONE);
+    Command(COMMAND_ZOOM_IN);
+    ASSERT_EQ(record->zoom, 2);
+    auto *across = (QScrollBar *)QtPlatformWidget(
+        (WindowHandle)PlatformGetWindowWord(window, WORD_HSCROLL));
+    auto *down = (QScrollBar *)QtPlatformWidget(
+        (WindowHandle)PlatformGetWindowWord(window, WORD_VSCROLL));
+    ASSERT_TRUE(across->isVisible());
+    ASSERT_TRUE(down->isVisible());
+    // The bars run over the scroll ranges with the view as the page, the view in the middle.
+    EXPECT_EQ(across->maximum(), record->scrollRangeX);
+    EXPECT_EQ(across->pageStep(), record->viewWidth);
+    EXPECT_EQ(across->value(), record->scrollLeft);
+    EXPECT_EQ(down->maximum(), record->scrollRangeY);
+    EXPECT_EQ(down->pageStep(), record->viewHeight);
+    EXPECT_EQ(down->value(), record->scrollTop);
+    // The thumb is as long against its groove as the view against the zoomed picture, and
+    // stands in the middle as the view does.
+    QRect thumb = Thumb(across);
+    int groove = across->width() - 2 * across->height(); // less the two arrow buttons
+    EXPECT_NEAR((double)thumb.width() / groove, (double)record->viewWidth / (2 * 900), 0.05);
+    EXPECT_NEAR(thumb.center().x(), across->width() / 2, 3);
+    Screenshot("editor-scroll-bars-2to1");
+
+    // Dragging the thumb to the right end shows the picture's right edge, and back to the
+    // left end its left edge.
+    QPoint grab = thumb.center();
+    QTest::mousePress(across, Qt::LeftButton, Qt::NoModifier, grab);
+    for (int step = 1; step <= 20; step++) {
+        QTest::mouseMove(across, grab + QPoint(step * across->width() / 20, 0));
+        UiSettle(5);
+    }
+    QTest::mouseRelease(across, Qt::LeftButton, Qt::NoModifier,
+                        grab + QPoint(across->width(), 0));
+    UiSettle(50);
+    EXPECT_EQ(record->scrollLeft, record->scrollRangeX);
+    EXPECT_EQ(record->sourceRight, 899);
+    EXPECT_EQ(across->value(), across->maximum());
+    Screenshot("editor-scroll-bars-right");
+    grab = Thumb(across).center();
+    QTest::mousePress(across, Qt::LeftButton, Qt::NoModifier, grab);
+    for (int step = 1; step <= 20; step++) {
+        QTest::mouseMove(across, grab - QPoint(step * across->width() / 20, 0));
+        UiSettle(5);
+    }
+    QTest::mouseRelease(across, Qt::LeftButton, Qt::NoModifier, QPoint(0, grab.y()));
+    UiSettle(50);
+    EXPECT_EQ(record->scrollLeft, 0);
+    EXPECT_EQ(record->sourceLeft, 0);
 }

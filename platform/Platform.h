@@ -37,8 +37,10 @@ struct PlatformMetrics {
 
 void PlatformGetMetrics(PlatformMetrics *metrics);
 
-// Width in pixels of the first length characters of text in the dialog font.
+// Width in pixels of the first length characters of text in the dialog font, and in the
+// small font.
 int PlatformTextWidth(const char *text, int length);
+int PlatformSmallTextWidth(const char *text, int length);
 
 enum : int32_t {
     CURSOR_ARROW = 0,

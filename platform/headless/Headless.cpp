@@ -15,7 +15,8 @@
 
 static const int PROGRESS_LOG = 64;
 static const int ANSWER_QUEUE = 64;
-static const int CHARACTER_WIDTH = 7; // pixels of every character in the dialog font
+static const int CHARACTER_WIDTH = 7;       // pixels of every character in the dialog font
+static const int SMALL_CHARACTER_WIDTH = 6; // and in the small font
 
 static HeadlessMessage Messages[HEADLESS_MESSAGE_LOG];
 static int MessageTotal;
@@ -139,6 +140,12 @@ int PlatformTextWidth(const char *text, int length)
 {
     (void)text;
     return length * CHARACTER_WIDTH;
+}
+
+int PlatformSmallTextWidth(const char *text, int length)
+{
+    (void)text;
+    return length * SMALL_CHARACTER_WIDTH;
 }
 
 void PlatformSetCursor(int cursor)

@@ -130,8 +130,10 @@ int HeadlessInvalid(WindowHandle window, Rect *rect);
 void HeadlessPaint(WindowHandle window);
 const Image *HeadlessCanvas(WindowHandle window);
 
-// Texts drawn, the newest last: the text, with its window and position.
+// Texts drawn, the newest last (the newest 256 are kept): the text, with its window and
+// position. HeadlessTextsForget starts the record afresh.
 int HeadlessTextCount(void);
+void HeadlessTextsForget(void);
 const char *HeadlessTextAt(int index, WindowHandle *window, int *x, int *y);
 
 // The state of a menu item; 0 when there is no such item.

@@ -1256,6 +1256,11 @@ int HeadlessTextCount(void)
     return TextTotal < TEXT_LOG ? TextTotal : TEXT_LOG;
 }
 
+void HeadlessTextsForget(void)
+{
+    TextTotal = 0;
+}
+
 const char *HeadlessTextAt(int index, WindowHandle *window, int *x, int *y)
 {
     int count = HeadlessTextCount();

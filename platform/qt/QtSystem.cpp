@@ -75,6 +75,12 @@ int PlatformTextWidth(const char *text, int length)
     return QFontMetrics(*QtDialogFont).horizontalAdvance(QString::fromUtf8(text, length));
 }
 
+int PlatformSmallTextWidth(const char *text, int length)
+{
+    if (text == nullptr || length <= 0 || QtSmallFont == nullptr) return 0;
+    return QFontMetrics(*QtSmallFont).horizontalAdvance(QString::fromUtf8(text, length));
+}
+
 void PlatformSetCursor(int cursor)
 {
     if (cursor == OverrideCursor) return;

@@ -9,8 +9,10 @@
 #include <gtest/gtest.h>
 
 #include "core/ImageWindow.h"
+#include "core/Preferences.h"
 #include "platform/qt/QtPlatform.h"
 #include "shell/Commands.h"
+#include "shell/Display.h"
 #include "shell/FileFlow.h"
 #include "shell/Shell.h"
 #include "tests/ui/UiSupport.h"
@@ -165,4 +167,36 @@ TEST_F(UiEditor, ScrollBarsStandWhereTheViewStandsAndTheThumbReachesBothEnds)
     UiSettle(50);
     EXPECT_EQ(record->scrollLeft, 0);
     EXPECT_EQ(record->sourceLeft, 0);
+}
+
+TEST_F(UiEditor, RulersLabelEveryZoomWithoutCrowdingAndStayBesideTheView)
+{
+    Prefs.showRuler = 1;
+    struct Shot {
+        int command;
+        const char *name;
+    } shots[] = {{COMMAND_ZOOM_ONE, "editor-ruler-1to1"},
+                 {COMMAND_ZOOM_IN, "editor-ruler-2to1"},
+                 {COMMAND_ZOOM_IN, "editor-ruler-3to1"},
+                 {COMMAND_ZOOM_OUT, "editor-ruler-2to1-again"},
+                 {COMMAND_ZOOM_OUT, "editor-ruler-1to1-again"},
+                 {COMMAND_ZOOM_OUT, "editor-ruler-1to2"},
+                 {COMMAND_ZOOM_OUT, "editor-ruler-1to3"}};
+    for (const Shot &shot : shots) {
+        Command(shot.command);
+        PlatformInvalidate(window, nullptr);
+        UiSettle(50);
+        Screenshot(shot.name);
+    }
+    // Maximised, the window is far larger than the picture at 1:3: the rulers stay a band
+    // of the border's width beside the view, in millimetres too.
+    PlatformShowWindow(window, SHOW_MAXIMIZED);
+    UiSettle(200);
+    ASSERT_GT(record->viewTop, 2 * DisplayBorder());
+    Screenshot("editor-ruler-maximised");
+    Prefs.showRuler = 3;
+    PlatformInvalidate(window, nullptr);
+    UiSettle(50);
+    Screenshot("editor-ruler-maximised-mm");
+    Prefs.showRuler = 0;
 }

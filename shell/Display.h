@@ -54,6 +54,10 @@ int ZoomStepOut(int zoom);
 // RenderView of the window's own picture over the whole view, with the wait cursor.
 ErrorCode RefreshView(ImageWindow *record);
 
+// Moves a window left and up, and makes it smaller where it is larger than the workspace,
+// so that all of it lies in the workspace; returns 1 when its size changed.
+int FitWindow(WindowHandle window);
+
 // Decides viewWidth and viewHeight and may resize the window; returns 1 when it resized the
 // window, so that the MSG_SIZE that follows redoes the work.
 int LayoutWindow(WindowHandle window, ImageWindow *record, int grow, int fit);

@@ -496,6 +496,9 @@ ErrorCode ImageWindowShow(ImageWindow *record, WindowHandle *window)
     if (height > workspace.bottom) height = workspace.bottom;
     *window = ImageWindowMake(record->slot, width, height, 0);
     if (*window == nullptr) return ERROR_NO_MEMORY;
+    // Staggered down and right from the others, it may stand partly past the workspace's
+    // edge, with its frame and scroll bars out of reach.
+    FitWindow(*window);
     UpdateTitle(*window);
     PlatformActivateWindow(*window);
     return ERROR_NONE;

@@ -146,25 +146,6 @@ void KeepOnScreen(WindowHandle window)
     if (x != outer.left || y != outer.top) PlatformMoveWindow(window, x, y, width, height);
 }
 
-// Moves and if need be shrinks a new image window so that all of it lies in the workspace.
-static void FitWindow(WindowHandle window)
-{
-    Rect outer, client;
-    PlatformGetWindowRect(window, &outer);
-    PlatformGetClientRect(PlatformWorkspace(), &client);
-    int width = outer.right - outer.left;
-    int height = outer.bottom - outer.top;
-    if (width > client.right) width = client.right;
-    if (height > client.bottom) height = client.bottom;
-    int x = outer.left + width > client.right ? client.right - width : outer.left;
-    int y = outer.top + height > client.bottom ? client.bottom - height : outer.top;
-    x = Larger(0, x);
-    y = Larger(0, y);
-    if (x != outer.left || y != outer.top || width != outer.right - outer.left ||
-        height != outer.bottom - outer.top)
-        PlatformMoveWindow(window, x, y, width, height);
-}
-
 void TransformTakeInput(WindowHandle input)
 {
     InputWindow = input;

@@ -322,12 +322,15 @@ void QtClientSize(WindowHandle window, int *width, int *height)
 {
     *width = *height = 0;
     if (!QtValid(window)) return;
-    if (window->windowClass == CLASS_FRAME || window->windowClass == RECORD_WORKSPACE) {
-        QWidget *area = QtWorkspaceArea;
-        if (window->windowClass == RECORD_WORKSPACE && area->isVisible())
-            area = QtWorkspaceArea->viewport();
-        *width = area->width();
-        *height = area->height();
+    if (window->windowClass == CLASS_FRAME) {
+        *width = QtWorkspaceArea->width();
+        *height = QtWorkspaceArea->height();
+        return;
+    }
+    if (window->windowClass == RECORD_WORKSPACE) {
+        QRect inside = QtWorkspaceArea->contentsRect();
+        *width = inside.width();
+        *height = inside.height();
         return;
     }
     if (window->frame != nullptr && !window->frame->isVisible()) {
@@ -711,8 +714,12 @@ void MainFrameWidget::dropEvent(QDropEvent *event)
 
 WorkspaceWidget::WorkspaceWidget()
 {
-    setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
-    setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    // The program keeps its children inside the workspace (a new window, a fit, a zoom that
+    // resizes), so the area never scrolls: scroll bars of its own would scroll the children
+    // away from the places the program gave them, and take room from the layouts that just
+    // fitted them.
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
 }
 
 void WorkspaceWidget::resizeEvent(QResizeEvent *event)

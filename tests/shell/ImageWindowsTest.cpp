@@ -542,3 +542,29 @@ TEST_F(ImageWindows, ANewLayoutRepaintsAWindowThatWasPaintedBeforeItsPictureWasR
     EXPECT_EQ(shown[1], picture);
     EXPECT_EQ(shown[2], picture);
 }
+
+TEST_F(ImageWindows, LargePicturesOpenInWindowsThatLieWithinTheWorkspace)
+{
+    // New windows stand staggered down and right; one that would then pass the workspace's
+    // edge moves back in, so that its frame and scroll bars can be reached.
+    HeadlessSetWorkspaceSize(1000, 700);
+    for (int i = 0; i < 5; i++) {
+        SCOPED_TRACE(i);
+        int slot = -1;
+        ImageWindow *record = nullptr;
+        ASSERT_EQ(SlotAllocate(&slot, &record), ERROR_NONE);
+        ASSERT_EQ(ImageAlloc(&record->image, TYPE_GRAY8, 6000, 4000, 300.0), ERROR_NONE);
+        record->zoom = InitialZoom(6000, 4000);
+        WindowHandle window = nullptr;
+        ASSERT_EQ(ImageWindowShow(record, &window), ERROR_NONE);
+        Rect rect;
+        PlatformGetWindowRect(window, &rect);
+        EXPECT_GE(rect.left, 0);
+        EXPECT_GE(rect.top, 0);
+        EXPECT_LE(rect.right, 1000);
+        EXPECT_LE(rect.bottom, 700);
+        // The picture fits it whole, without scroll bars.
+        EXPECT_EQ(record->scrollRangeX, 0);
+        EXPECT_EQ(record->scrollRangeY, 0);
+    }
+}

@@ -14,6 +14,7 @@
 #include "shell/Commands.h"
 #include "shell/Display.h"
 #include "shell/FileFlow.h"
+#include "shell/ImageWindows.h"
 #include "shell/Shell.h"
 #include "tests/ui/UiSupport.h"
 
@@ -199,4 +200,46 @@ TEST_F(UiEditor, RulersLabelEveryZoomWithoutCrowdingAndStayBesideTheView)
     UiSettle(50);
     Screenshot("editor-ruler-maximised-mm");
     Prefs.showRuler = 0;
+}
+
+TEST_F(UiEditor, LargePicturesOpenInWindowsWithinTheWorkspaceAndFitBringsThemBack)
+{
+    // Three 6000 x 4000 pictures opened as the open flow opens them: each at the zoom that
+    // fits the workspace, staggered, and moved back in where the stagger would push it out.
+    Rect workspace;
+    PlatformGetClientRect(PlatformWorkspace(), &workspace);
+    WindowHandle large = nullptr;
+    for (int i = 0; i < 3; i++) {
+        int slot = -1;
+        ImageWindow *picture = nullptr;
+        ASSERT_EQ(SlotAllocate(&slot, &picture), ERROR_NONE);
+        ASSERT_EQ(ImageAlloc(&picture->image, TYPE_GRAY8, 6000, 4000, 300.0), ERROR_NONE);
+        for (int y = 0; y < 4000; y++)
+            for (int x = 0; x < 6000; x++)
+                picture->image.rows[y][x] = ((x / 500 + y / 500) & 1) ? 200 : 60;
+        picture->zoom = InitialZoom(6000, 4000);
+        ASSERT_EQ(ImageWindowShow(picture, &large), ERROR_NONE);
+        UiSettle(100);
+        Rect rect;
+        PlatformGetWindowRect(large, &rect);
+        EXPECT_GE(rect.left, 0);
+        EXPECT_GE(rect.top, 0);
+        EXPECT_LE(rect.right, workspace.right);
+        EXPECT_LE(rect.bottom, workspace.bottom);
+    }
+    Screenshot("editor-large-pictures");
+
+    // Pushed half out of the workspace, Zoom Out to Fit Screen brings it back whole.
+    Rect rect;
+    PlatformGetWindowRect(large, &rect);
+    PlatformMoveWindow(large, workspace.right / 2, workspace.bottom / 2, rect.right - rect.left,
+                       rect.bottom - rect.top);
+    UiSettle(50);
+    Command(COMMAND_ZOOM_FIT);
+    PlatformGetWindowRect(large, &rect);
+    EXPECT_LE(rect.right, workspace.right);
+    EXPECT_LE(rect.bottom, workspace.bottom);
+    EXPECT_EQ(WindowRecord(large)->scrollRangeX, 0);
+    EXPECT_EQ(WindowRecord(large)->scrollRangeY, 0);
+    Screenshot("editor-large-picture-fit");
 }

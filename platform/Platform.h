@@ -294,6 +294,9 @@ void PlatformGetClientRect(WindowHandle window, Rect *rect);
 // The workspace that holds the children (the MDI client) and its size.
 WindowHandle PlatformWorkspace(void);
 
+// The color the workspace shows where no child covers it, 0xRRGGBB.
+void PlatformSetWorkspaceColor(uint32_t color);
+
 // The children of the workspace in their order from front to back; null after the last.
 WindowHandle PlatformFirstChild(void);
 WindowHandle PlatformNextChild(WindowHandle window);
@@ -394,7 +397,8 @@ void PlatformEndDraw(WindowHandle window, DrawContext *context);
 
 struct MenuItem {
     int32_t id;        // the command; 0 for a separator, -1 for a submenu's title
-    const char *label; // with & before the access key; "\t" and the shortcut text after it
+    const char *label; // with & before the access key; "\t" and the shortcut text after it,
+                       // and after a second "\t" another key for the item, not shown
     int32_t depth;     // 0 for the menu bar's titles, 1 for their items, 2 for a submenu's
 };
 

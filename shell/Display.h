@@ -43,6 +43,9 @@ void DisplayPictureSize(WindowHandle window, const ImageWindow *record, int *wid
 int DisplayBorder(void);
 uint32_t DisplayBorderColor(void);
 
+// The workspace color preference as 0xRRGGBB.
+uint32_t DisplayWorkspaceColor(void);
+
 // The zoomed size of a picture: w * z for z >= 1, (w + |z| - 1) / |z| below 0.
 int ZoomedSize(int size, int zoom);
 

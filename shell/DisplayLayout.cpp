@@ -69,12 +69,23 @@ int DisplayBorder(void)
     return Prefs.borderWidth > 0 ? Prefs.borderWidth : 0;
 }
 
-uint32_t DisplayBorderColor(void)
+// A color of the preferences, three reals of 0 to 1, as 0xRRGGBB.
+static uint32_t PreferenceColor(const double channels[3])
 {
     uint32_t color = 0;
     for (int c = 0; c < 3; c++)
-        color = color << 8 | (uint32_t)Clamp8(Round(Prefs.borderColor[c] * 255.0));
+        color = color << 8 | (uint32_t)Clamp8(Round(channels[c] * 255.0));
     return color;
+}
+
+uint32_t DisplayBorderColor(void)
+{
+    return PreferenceColor(Prefs.borderColor);
+}
+
+uint32_t DisplayWorkspaceColor(void)
+{
+    return PreferenceColor(Prefs.workspace);
 }
 
 int ZoomedSize(int size, int zoom)

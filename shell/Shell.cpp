@@ -15,6 +15,7 @@
 #include "core/Progress.h"
 #include "shell/Commands.h"
 #include "shell/Controls.h"
+#include "shell/Display.h"
 #include "shell/DialogLayout.h"
 #include "shell/FileFlow.h"
 #include "shell/ImageWindows.h"
@@ -141,7 +142,8 @@ static const MenuItem FRAME_MENU[] = {
     {COMMAND_WINDOW_INFO, "Window &Info...", 1},
     {COMMAND_GRID, "&Grid...", 1},
     {0, "", 1},
-    {COMMAND_ZOOM_IN, "Zoom &In\tCtrl++", 1},
+    // + needs Shift on most keyboards: the key it shares, =, zooms in as well.
+    {COMMAND_ZOOM_IN, "Zoom &In\tCtrl++\tCtrl+=", 1},
     {COMMAND_ZOOM_IN_RESIZE, "Zoom In and &Resize", 1},
     {COMMAND_ZOOM_OUT, "Zoom &Out\tCtrl+-", 1},
     {COMMAND_ZOOM_ONE, "Zoom to &1:1\tCtrl+1", 1},
@@ -182,6 +184,7 @@ ErrorCode CreateFrame(void)
                             0,
                             0};
     if (PlatformCreateWindow(&request) == nullptr) return ERROR_NO_MEMORY;
+    PlatformSetWorkspaceColor(DisplayWorkspaceColor());
     PlatformSetMenu(FRAME_MENU);
     RecentFilesMenuUpdate();
     PlatformShowWindow(FrameWindow, SHOW_MAXIMIZED);

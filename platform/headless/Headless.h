@@ -87,6 +87,9 @@ void HeadlessSetShift(int down);
 // The size of the workspace that holds the children; 1600 x 1000 after a reset.
 void HeadlessSetWorkspaceSize(int width, int height);
 
+// The color the program last gave the workspace; 0x808080 after a reset.
+uint32_t HeadlessWorkspaceColor(void);
+
 // Holds the modifiers keys (KEYS_*) down; none after a reset.
 void HeadlessSetKeys(uint32_t keys);
 

@@ -66,6 +66,7 @@ static int PostedFirst;
 static int PostedCount;
 static Timer Timers[TIMER_COUNT];
 static PlatformWindow *Workspace;
+static uint32_t WorkspaceColor;
 static PlatformWindow *Frame;
 static WindowHandle Active;
 static WindowHandle Focus;
@@ -175,6 +176,7 @@ void HeadlessWindowsReset(void)
     HeadlessKeys = 0;
     Frame = nullptr;
     Workspace = WorkspaceMake(WORKSPACE_DEFAULT_WIDTH, WORKSPACE_DEFAULT_HEIGHT);
+    WorkspaceColor = 0x808080;
 }
 
 // ---------------------------------------------------------------------------------------
@@ -1112,6 +1114,16 @@ int PlatformHandOverCommandLine(const char *commandLine)
 void HeadlessSetWorkspaceSize(int width, int height)
 {
     if (Workspace != nullptr) Workspace->rect = {0, 0, width, height};
+}
+
+void PlatformSetWorkspaceColor(uint32_t color)
+{
+    WorkspaceColor = color;
+}
+
+uint32_t HeadlessWorkspaceColor(void)
+{
+    return WorkspaceColor;
 }
 
 void HeadlessSetKeys(uint32_t keys)

@@ -1053,6 +1053,13 @@ WindowHandle PlatformWorkspace(void)
     return QtWorkspaceRecord;
 }
 
+void PlatformSetWorkspaceColor(uint32_t color)
+{
+    if (QtWorkspaceArea == nullptr) return;
+    QtWorkspaceArea->setBackground(
+        QBrush(QColor((int)((color >> 16) & 255), (int)((color >> 8) & 255), (int)(color & 255))));
+}
+
 WindowHandle PlatformFirstChild(void)
 {
     if (QtWorkspaceArea == nullptr) return nullptr;

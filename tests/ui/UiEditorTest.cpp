@@ -72,6 +72,9 @@ TEST_F(UiEditor, OpensTheSamplePictureAndZoomsFromTheMenu)
     // at which it fits there.
     EXPECT_EQ(record->zoom, InitialZoom(900, 600));
     Screenshot("editor-open");
+    // The workspace shows the color of the preferences, 64 / 255 each by default.
+    QImage shot = main->grab().toImage();
+    EXPECT_EQ(shot.pixel(shot.width() - 10, shot.height() - 10) & 0xffffff, 0x404040u);
 
     // From 1:1 one step in is 2:1, and two steps out from there are 1:1 and then 1:2.
     Command(COMMAND_ZOOM_ONE);
@@ -87,6 +90,14 @@ TEST_F(UiEditor, OpensTheSamplePictureAndZoomsFromTheMenu)
     EXPECT_EQ(record->zoom, -2);
     EXPECT_EQ(Title(window), "sample.tif (1:2)");
     Screenshot("editor-zoom-out");
+
+    // Ctrl with the = key under + zooms in as Ctrl++ does, from the keyboard of the screen.
+    QTest::keyClick(main->windowHandle(), Qt::Key_Equal, Qt::ControlModifier);
+    UiSettle(100);
+    EXPECT_EQ(record->zoom, 1);
+    QTest::keyClick(main->windowHandle(), Qt::Key_Minus, Qt::ControlModifier);
+    UiSettle(100);
+    EXPECT_EQ(record->zoom, -2);
 
     // The view shows the picture: its middle pixel is the picture's pixel there.
     int x = record->viewWidth / 2;

@@ -11,6 +11,7 @@
 #include "core/Preferences.h"
 #include "core/Text.h"
 #include "shell/Commands.h"
+#include "shell/Dialogs.h"
 #include "shell/Display.h"
 #include "shell/FileFlow.h"
 #include "shell/ImageWindows.h"
@@ -268,7 +269,8 @@ static int ImageWindowCommand(WindowHandle window, int id)
     case COMMAND_ZOOM_ONE: ZoomOneToOne(window, record, 0, -1, -1); break;
     case COMMAND_ZOOM_ONE_RESIZE: ZoomOneToOne(window, record, 1, -1, -1); break;
     case COMMAND_ZOOM_FIT: ZoomToFitClient(window, record, PlatformWorkspace(), 0); break;
-    default: return 0; // the grid's dialog is not part of the program yet
+    case COMMAND_GRID: ShowGridDialog(window); return 1;
+    default: return 0;
     }
     ImageWindowZoomed(window);
     return 1;

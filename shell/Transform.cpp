@@ -17,6 +17,7 @@
 #include "core/Progress.h"
 #include "shell/Commands.h"
 #include "shell/Controls.h"
+#include "shell/Dialogs.h"
 #include "shell/Display.h"
 #include "shell/FileFlow.h"
 #include "shell/ImageWindows.h"
@@ -683,6 +684,7 @@ static void PreviewZoom(WindowHandle window, ImageWindow *record, int id)
     case COMMAND_ZOOM_OUT: zoom = ZoomStepOut(zoom); break;
     case COMMAND_ZOOM_ONE:
     case COMMAND_ZOOM_ONE_RESIZE: zoom = 1; break;
+    case COMMAND_GRID: ShowGridDialog(window); return;
     default: return;
     }
     if (zoom == record->zoom) return;

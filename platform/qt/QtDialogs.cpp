@@ -73,7 +73,10 @@ int PlatformRunModal(WindowHandle window)
     QtGatePush(allowed);
     PlatformShowWindow(window, SHOW_NORMAL);
     if (window->frame != nullptr) window->frame->raise();
-    if (window->widget != nullptr) window->widget->setFocus(Qt::OtherFocusReason);
+    // A control the window has given the focus to keeps it.
+    QWidget *focus = QApplication::focusWidget();
+    if (window->widget != nullptr && (focus == nullptr || !window->widget->isAncestorOf(focus)))
+        window->widget->setFocus(Qt::OtherFocusReason);
     if (!Modal[depth].ended) loop.exec();
     QtGatePop(allowed);
     int result = Modal[depth].ended ? Modal[depth].result : 0;

@@ -6,12 +6,14 @@
 #include <QStyle>
 #include <QStyleOptionSlider>
 #include <QTest>
+#include <QTimer>
 #include <gtest/gtest.h>
 
 #include "core/ImageWindow.h"
 #include "core/Preferences.h"
 #include "platform/qt/QtPlatform.h"
 #include "shell/Commands.h"
+#include "shell/Dialogs.h"
 #include "shell/Display.h"
 #include "shell/FileFlow.h"
 #include "shell/ImageWindows.h"
@@ -28,7 +30,7 @@ static std::string Title(WindowHandle window)
 
 // The editor started as its main() starts it, with the sample picture open.
 class UiEditor : public testing::Test {
-  protected:
+  public:
     QMainWindow *main = nullptr;
     WindowHandle window = nullptr;
     ImageWindow *record = nullptr;
@@ -253,4 +255,49 @@ TEST_F(UiEditor, LargePicturesOpenInWindowsWithinTheWorkspaceAndFitBringsThemBac
     EXPECT_EQ(WindowRecord(large)->scrollRangeX, 0);
     EXPECT_EQ(WindowRecord(large)->scrollRangeY, 0);
     Screenshot("editor-large-picture-fit");
+}
+
+// The screen's window that holds a widget, where keys from the keyboard arrive.
+static QWindow *ScreenWindowOf(QWidget *widget)
+{
+    return widget->window()->windowHandle();
+}
+
+// The child of the workspace with a title, or null.
+static WindowHandle ChildTitled(const char *title)
+{
+    for (WindowHandle child = PlatformFirstChild(); child != nullptr;
+         child = PlatformNextChild(child))
+        if (Title(child) == title) return child;
+    return nullptr;
+}
+
+TEST_F(UiEditor, TheGridDialogShowsTheThirdsOnThePictureAsTheyAreChosen)
+{
+    Command(COMMAND_ZOOM_ONE);
+    // The dialog is modal: what the user does happens inside its loop.
+    static UiEditor *test;
+    test = this;
+    QTimer::singleShot(200, []() {
+        WindowHandle dialog = ChildTitled("Window Grid");
+        if (dialog == nullptr) {
+            ADD_FAILURE() << "no Window Grid dialog";
+            return;
+        }
+        QWidget *list = QtPlatformWidget(PlatformControl(dialog, GRID_DIVISIONS));
+        EXPECT_TRUE(list->hasFocus());
+        // Two steps down the list from the keyboard of the screen: thirds, drawn on the
+        // picture at once.
+        QTest::keyClick(ScreenWindowOf(list), Qt::Key_Down);
+        QTest::keyClick(ScreenWindowOf(list), Qt::Key_Down);
+        UiSettle(100);
+        EXPECT_EQ(test->record->gridDivisions, 3);
+        test->Screenshot("editor-grid-dialog");
+        QTest::mouseClick(QtPlatformWidget(PlatformControl(dialog, DIALOG_OK)), Qt::LeftButton);
+    });
+    PlatformSendMessage(FrameWindow, MSG_COMMAND, COMMAND_GRID, 0);
+    UiSettle(100);
+    EXPECT_EQ(ChildTitled("Window Grid"), nullptr);
+    EXPECT_EQ(record->gridDivisions, 3);
+    Screenshot("editor-grid-thirds");
 }

@@ -306,6 +306,8 @@ void PlatformActivateWindow(WindowHandle window);
 WindowHandle PlatformActiveWindow(void);
 void PlatformSetFocus(WindowHandle window);
 WindowHandle PlatformFocusWindow(void);
+// The same as the Tab key moves the focus: the platform marks where the focus now is.
+void PlatformSetFocusFromKey(WindowHandle window);
 
 // Asks for MSG_PAINT of a rectangle of the client area (null: all of it), later.
 void PlatformInvalidate(WindowHandle window, const Rect *rect);
@@ -355,6 +357,13 @@ WindowHandle PlatformCreateControl(WindowHandle parent, int type, int id, const 
 WindowHandle PlatformControl(WindowHandle parent, int id);
 // The id a control was made with, or -1 for a window that is not a control.
 int PlatformControlId(WindowHandle control);
+// The controls of parent, its own and the custom ones, in the order they were made: the
+// one after control, or the first when control is null; null after the last.
+WindowHandle PlatformNextControl(WindowHandle parent, WindowHandle control);
+// The CONTROL_* of a platform control; -1 for a custom control or a window.
+int PlatformControlType(WindowHandle control);
+// 0 while a control is disabled.
+int PlatformControlEnabled(WindowHandle control);
 void PlatformSetControlText(WindowHandle parent, int id, const char *text);
 void PlatformGetControlText(WindowHandle parent, int id, char *text, int size);
 void PlatformSetControlValue(WindowHandle parent, int id, int value);

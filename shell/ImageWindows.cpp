@@ -11,6 +11,7 @@
 #include "core/Preferences.h"
 #include "core/Text.h"
 #include "shell/Commands.h"
+#include "shell/Controls.h"
 #include "shell/Dialogs.h"
 #include "shell/Display.h"
 #include "shell/FileFlow.h"
@@ -60,6 +61,14 @@ MessageResult ChildProcedure(WindowHandle window, uint32_t message, uintptr_t wP
             PlatformSetFocus(window);
         }
         break;
+    case MSG_NEXT_FIELD:
+    case MSG_PREVIOUS_FIELD: {
+        // Tab in any child with controls: wParam is the id of the control that has the
+        // focus, or -1 when the child itself has it. The kind hears of it after.
+        WindowHandle from = (intptr_t)wParam >= 0 ? PlatformControl(window, (int)wParam) : nullptr;
+        ControlFocusNext(window, from, message == MSG_PREVIOUS_FIELD);
+        break;
+    }
     default: break;
     }
 

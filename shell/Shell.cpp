@@ -310,10 +310,12 @@ int KeyFilter(uint32_t character)
     if (focus == nullptr || ActiveWindow == nullptr) return 0;
     switch (character) {
     case '\t': {
+        // The window whose fields the focus moves among: the parent of a control, or the
+        // window itself when it has the focus (as a dialog has when it opens).
         WindowHandle parent = PlatformWindowParent(focus);
         uint32_t message = (PlatformKeyState() & KEYS_SHIFT) ? MSG_PREVIOUS_FIELD : MSG_NEXT_FIELD;
-        if (parent != nullptr)
-            PlatformSendMessage(parent, message, (uintptr_t)PlatformControlId(focus), 0);
+        PlatformSendMessage(parent != nullptr ? parent : focus, message,
+                            (uintptr_t)(intptr_t)PlatformControlId(focus), 0);
         return 1;
     }
     case '\r':

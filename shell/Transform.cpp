@@ -445,7 +445,9 @@ int RunTransformation(void *params, int full, const Rect *rectangle, ComputeFunc
     if (rectangle == nullptr) PlatformInvalidate(window, nullptr);
     PreviewStale = 0;
     PreviewButtonEnable(0);
-    PlatformActivateWindow(window);
+    // A result comes to the front for the user; a preview only shows what the dialog's
+    // settings do, and the focus stays where the user is working, in the dialog.
+    if (full) PlatformActivateWindow(window);
     return 0;
 }
 

@@ -525,6 +525,11 @@ WindowHandle PlatformFocusWindow(void)
     return Valid(Focus) ? Focus : nullptr;
 }
 
+void PlatformSetFocusFromKey(WindowHandle window)
+{
+    PlatformSetFocus(window);
+}
+
 // ---------------------------------------------------------------------------------------
 // Painting.
 
@@ -815,6 +820,30 @@ WindowHandle PlatformControl(WindowHandle parent, int id)
         if (window->used && window->parent == parent && window->controlId == id) return window;
     }
     return nullptr;
+}
+
+WindowHandle PlatformNextControl(WindowHandle parent, WindowHandle control)
+{
+    // Serials rise with each window made, so the next is the least serial above control's.
+    uint32_t after = Valid(control) ? control->serial : 0;
+    WindowHandle next = nullptr;
+    for (int i = 0; i < HEADLESS_WINDOW_COUNT; i++) {
+        PlatformWindow *window = &HeadlessWindows[i];
+        if (!window->used || window->parent != parent || window->serial <= after) continue;
+        if (window->windowClass != -1 && window->windowClass != CLASS_CONTROL) continue;
+        if (next == nullptr || window->serial < next->serial) next = window;
+    }
+    return next;
+}
+
+int PlatformControlType(WindowHandle control)
+{
+    return Valid(control) && control->windowClass == -1 ? control->controlType : -1;
+}
+
+int PlatformControlEnabled(WindowHandle control)
+{
+    return Valid(control) && control->enabled;
 }
 
 int PlatformControlId(WindowHandle control)

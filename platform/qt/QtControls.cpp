@@ -170,6 +170,31 @@ WindowHandle PlatformControl(WindowHandle parent, int id)
     return nullptr;
 }
 
+WindowHandle PlatformNextControl(WindowHandle parent, WindowHandle control)
+{
+    if (!QtValid(parent)) return nullptr;
+    // Serials rise with each window made, so the next is the least serial above control's.
+    uint32_t after = QtValid(control) ? control->serial : 0;
+    WindowHandle next = nullptr;
+    for (int i = 0; i < QT_WINDOW_COUNT; i++) {
+        PlatformWindow *window = &QtWindows[i];
+        if (!window->used || window->parent != parent || window->serial <= after) continue;
+        if (window->windowClass != RECORD_CONTROL && window->windowClass != CLASS_CONTROL) continue;
+        if (next == nullptr || window->serial < next->serial) next = window;
+    }
+    return next;
+}
+
+int PlatformControlType(WindowHandle control)
+{
+    return QtValid(control) && control->windowClass == RECORD_CONTROL ? control->controlType : -1;
+}
+
+int PlatformControlEnabled(WindowHandle control)
+{
+    return QtValid(control) && control->widget != nullptr && control->widget->isEnabled();
+}
+
 int PlatformControlId(WindowHandle control)
 {
     if (!QtValid(control) ||

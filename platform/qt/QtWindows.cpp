@@ -1135,6 +1135,14 @@ void PlatformSetFocus(WindowHandle window)
     if (window->widget != nullptr) window->widget->setFocus(Qt::OtherFocusReason);
 }
 
+void PlatformSetFocusFromKey(WindowHandle window)
+{
+    if (!QtValid(window) || window->widget == nullptr) return;
+    // The style marks the focus of a window whose focus the keyboard has moved.
+    window->widget->window()->setAttribute(Qt::WA_KeyboardFocusChange);
+    window->widget->setFocus(Qt::TabFocusReason);
+}
+
 WindowHandle PlatformFocusWindow(void)
 {
     QWidget *focus = QApplication::focusWidget();

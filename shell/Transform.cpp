@@ -28,6 +28,7 @@ WindowHandle OutputWindow;
 double OutputResolution;
 int AutoPreview;
 int PreviewStale = 1;
+int PreviewWaiting;
 int SettingsDirty = 1;
 int ApplyCount;
 WindowHandle LastOutput;
@@ -91,6 +92,7 @@ int CreateTransformButtons(WindowHandle dialog, int x, int y)
 {
     AutoPreview = 0;
     PreviewStale = 1;
+    PreviewWaiting = 0;
     SettingsDirty = 1;
     ApplyCount = 0;
     x = ButtonAdd(dialog, BUTTON_AUTO, "Auto", CONTROL_CHECK_BOX, x, y);
@@ -107,6 +109,7 @@ int CreateTransformButtons(WindowHandle dialog, int x, int y)
 
 int CreateApplyButtons(WindowHandle dialog, int x, int y)
 {
+    PreviewWaiting = 0;
     PreviewStale = 1;
     SettingsDirty = 1;
     ApplyCount = 0;
@@ -191,6 +194,29 @@ int TransformDialogText(WindowHandle dialog, int id, const char *text, int x, in
 
 // ---------------------------------------------------------------------------------------
 // The output window.
+
+void TransformPreviewWait(int waiting)
+{
+    PreviewWaiting = waiting != 0;
+    if (PreviewWaiting && OutputWindow != nullptr) {
+        // What it shows belongs to settings that are no longer there; "Auto" stays on.
+        WindowHandle window = OutputWindow;
+        OutputWindow = nullptr;
+        PlatformDestroyWindow(window);
+        PreviewStale = 1;
+    }
+}
+
+// A preview that the user did not ask for by the button: nothing while the settings wait.
+// Returns 1 when the user aborted it.
+static int AutomaticPreview(void *params, ComputeFunction compute)
+{
+    if (PreviewWaiting) {
+        PreviewStale = 1;
+        return 0;
+    }
+    return RunTransformation(params, 0, nullptr, compute);
+}
 
 void ClosePreview(void)
 {
@@ -499,7 +525,7 @@ static int ApplySteps(WindowHandle dialog, void *params, ComputeFunction compute
     if (wasAuto) {
         AutoSet(1);
         PreviewButtonEnable(0);
-        RunTransformation(params, 0, nullptr, compute);
+        AutomaticPreview(params, compute);
     }
     SettingsDirty = 0;
     if (Prefs.transformationOnTop) PlatformActivateWindow(dialog);
@@ -559,7 +585,7 @@ int TransformCommand(WindowHandle dialog, uintptr_t wParam, intptr_t lParam, voi
     case BUTTON_AUTO:
         AutoSet(!AutoPreview);
         if (AutoPreview) {
-            RunTransformation(params, 0, nullptr, compute);
+            AutomaticPreview(params, compute);
             ActivateDialogOnTop();
         }
         PreviewButtonEnable(0);
@@ -584,7 +610,7 @@ void RefreshPreview(void *params, ComputeFunction compute)
         PreviewStale = 1;
         // A failed run closes the preview and with it "Auto"; an abort is the user's wish
         // to stop this one computation, not to stop previewing.
-        if (RunTransformation(params, 0, nullptr, compute)) {
+        if (AutomaticPreview(params, compute)) {
             AutoSet(1);
             PreviewButtonEnable(0);
         }
@@ -600,7 +626,7 @@ void InputChanged(void *params, ComputeFunction compute)
     RefreshPreview(params, compute);
     if (again) {
         AutoSet(1);
-        RunTransformation(params, 0, nullptr, compute);
+        AutomaticPreview(params, compute);
         PreviewButtonEnable(0);
     }
     SettingsDirty = 1;

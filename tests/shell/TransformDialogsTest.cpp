@@ -461,3 +461,45 @@ TEST_F(TransformDialogs, APreviewLeavesTheFocusInItsDialog)
     ASSERT_NE(LastOutput, nullptr);
     EXPECT_EQ(ActiveWindow, LastOutput);
 }
+
+TEST_F(TransformDialogs, ChangeColorProfileWaitsForATargetInsteadOfComplainingAtOnce)
+{
+    MakePicture(TYPE_COLOR24, 40, 30);
+    Prefs.defaultPreview = 1;
+    HeadlessSetShift(1); // the first opening's choices: no target yet
+    HeadlessChooseMenu(COMMAND_CHANGE_PROFILE);
+    HeadlessSetShift(0);
+    ASSERT_NE(DialogWindow, nullptr);
+    HeadlessDeliverPosted(); // the automatic preview's click
+    // Nothing to show and nothing to say until a target is chosen; Auto stays on for it.
+    EXPECT_EQ(HeadlessMessageCount(), 0);
+    EXPECT_EQ(OutputWindow, nullptr);
+    EXPECT_EQ(AutoPreview, 1);
+
+    struct Step {
+        int change;
+        const char *target;
+        int previewed;
+    } steps[] = {
+        {0, "Compatible with Adobe RGB", 1}, // a target: the preview comes
+        {0, "None", 0},                      // none again: it goes, without a word
+        {2, "None", 1},                      // the profile setting alone needs no target
+        {1, "None", 0},
+    };
+    for (const Step &step : steps) {
+        SCOPED_TRACE(testing::Message() << step.change << " " << step.target);
+        HeadlessChoose(DialogWindow, CHANGE_PROFILE_CHANGE, step.change);
+        HeadlessChoose(DialogWindow, CHANGE_PROFILE_TARGET,
+                       ItemIndex(CHANGE_PROFILE_TARGET, step.target));
+        EXPECT_EQ(OutputWindow != nullptr, step.previewed);
+        EXPECT_EQ(HeadlessMessageCount(), 0);
+        EXPECT_EQ(AutoPreview, 1);
+    }
+
+    // Asked for a result without a target, the dialog says what is missing.
+    HeadlessClick(DialogWindow, BUTTON_APPLY);
+    ASSERT_EQ(HeadlessMessageCount(), 1);
+    EXPECT_STREQ(HeadlessLastMessage()->text,
+                 "A target color profile is required when transforming image data");
+    EXPECT_NE(DialogWindow, nullptr);
+}

@@ -57,9 +57,9 @@ static const char MISMATCH_ITEMS[] = "Ask\0Convert\0Don't Convert\0";
 static const char COLOR_FILE_FILTERS[] = "Color Management Files\0*.clrmgmt\0";
 static const char TEXT_FILE_FILTERS[] = "Text Files\0*.txt\0";
 
-static const char SAVE_QUESTION[] = "Save modified settings?.\nClick Yes to retain new "
+static const char SAVE_QUESTION[] = "Save modified settings?\nClick Yes to retain new "
                                     "settings.\nClick No to revert to previous settings.";
-static const char ABANDON_QUESTION[] = "Abandon modified settings?.\nClick Yes to revert to "
+static const char ABANDON_QUESTION[] = "Abandon modified settings?\nClick Yes to revert to "
                                        "previous settings.\nClick No to retain new settings.";
 
 static const DialogRow COLOR_ROWS[] = {

@@ -92,9 +92,9 @@ class ColorDialog : public ShellFilesTest {
     }
 };
 
-static const char SAVE_QUESTION[] = "Save modified settings?.\nClick Yes to retain new "
+static const char SAVE_QUESTION[] = "Save modified settings?\nClick Yes to retain new "
                                     "settings.\nClick No to revert to previous settings.";
-static const char ABANDON_QUESTION[] = "Abandon modified settings?.\nClick Yes to revert to "
+static const char ABANDON_QUESTION[] = "Abandon modified settings?\nClick Yes to revert to "
                                        "previous settings.\nClick No to retain new settings.";
 
 TEST_F(ColorDialog, ShowsItsLabelsAndTheProfilesEachSettingAccepts)

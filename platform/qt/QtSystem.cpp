@@ -7,6 +7,7 @@
 #include <QApplication>
 #include <QDir>
 #include <QFontMetrics>
+#include <QIcon>
 #include <QMdiSubWindow>
 #include <QScreen>
 #include <QSettings>
@@ -161,6 +162,11 @@ ErrorCode QtPlatformStart(void)
     QCoreApplication::setOrganizationName("Corvane Imaging");
     QCoreApplication::setApplicationName("Vistel");
     QApplication::setQuitOnLastWindowClosed(false);
+    // Vistel's own icon, drawn at each size a desktop asks for, on every window.
+    QIcon icon;
+    for (int size : {16, 24, 32, 48, 64, 128, 256})
+        icon.addFile(QString(":/icons/vistel-%1.png").arg(size), QSize(size, size));
+    QApplication::setWindowIcon(icon);
     QtMetricsStart();
     QtWindowsStart();
     return QtWorkspaceRecord != nullptr ? ERROR_NONE : ERROR_NO_MEMORY;

@@ -1,6 +1,8 @@
 // The editor itself on Qt's offscreen screen: the real start-up, the sample picture opened
 // into an image window, zoomed, scrolled and copied from the menu, and screenshots of each
 // step for a person to look at.
+#include <QApplication>
+#include <QIcon>
 #include <QMainWindow>
 #include <QScrollBar>
 #include <QStyle>
@@ -74,6 +76,17 @@ TEST_F(UiEditor, OpensTheSamplePictureAndZoomsFromTheMenu)
     // at which it fits there.
     EXPECT_EQ(record->zoom, InitialZoom(900, 600));
     Screenshot("editor-open");
+    // Every window carries Vistel's own icon, drawn for each size a desktop asks for; the
+    // picture's frame shows it in its title bar.
+    QIcon icon = QApplication::windowIcon();
+    for (int size : {16, 32, 48, 256})
+        EXPECT_TRUE(icon.availableSizes().contains(QSize(size, size))) << size;
+    QImage large = icon.pixmap(256, 256).toImage().convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    QImage drawn = QImage(UiDataPath("data/icons/vistel-256.png").c_str())
+                       .convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    EXPECT_EQ(large, drawn);
+    UiSaveScreenshot(large, "vistel-icon");
+    UiSaveScreenshot(QtPlatformFrameWidget(window)->grab().toImage(), "editor-window-icon");
     // The workspace shows the color of the preferences, 64 / 255 each by default.
     QImage shot = main->grab().toImage();
     EXPECT_EQ(shot.pixel(shot.width() - 10, shot.height() - 10) & 0xffffff, 0x404040u);

@@ -314,3 +314,26 @@ TEST_F(UiEditor, TheGridDialogShowsTheThirdsOnThePictureAsTheyAreChosen)
     EXPECT_EQ(record->gridDivisions, 3);
     Screenshot("editor-grid-thirds");
 }
+
+TEST_F(UiEditor, NegativeAndCopyShowTheirPictureAtOnce)
+{
+    for (int id : {COMMAND_NEGATIVE, COMMAND_COPY}) {
+        SCOPED_TRACE(id);
+        PlatformActivateWindow(window);
+        Command(id);
+        WindowHandle made = ActiveWindow;
+        ASSERT_NE(made, window);
+        const ImageWindow *result = WindowRecord(made);
+        // What the screen shows in the middle of the view is what the view holds there,
+        // not the border's white of a window painted before its picture was ready.
+        QImage shown = QtPlatformWidget(made)->grab().toImage();
+        int x = result->viewWidth / 2;
+        int y = result->viewHeight / 2;
+        const uint8_t *pixel = result->screen.rows[result->viewHeight - 1 - y] + 3 * x;
+        QRgb at = shown.pixel(result->viewLeft + x, result->viewTop + y);
+        EXPECT_EQ(qRed(at), pixel[2]);
+        EXPECT_EQ(qGreen(at), pixel[1]);
+        EXPECT_EQ(qBlue(at), pixel[0]);
+        Screenshot(id == COMMAND_NEGATIVE ? "editor-negative" : "editor-copy");
+    }
+}

@@ -497,3 +497,8 @@ void PlatformSettingsFolder(char *path, int capacity);
 
 // 1 while a Shift key is held down.
 int PlatformShiftDown(void);
+
+// The ICC profile the desktop has set for the display, copied into a block from MemoryAlloc
+// that the caller frees: 1 with *bytes and *length, or 0 with null and 0 when the desktop
+// tells of none. What the bytes are worth is the caller's to judge.
+int PlatformDisplayProfile(uint8_t **bytes, int32_t *length);

@@ -140,9 +140,17 @@ static void ProfileListFill(WindowHandle window, ColorDialogState *state, int wh
         MemoryFree(bytes);
         StrCopyLimit(path, state->currentPaths[which], PATH_LENGTH - 1);
     }
+    // No monitor profile chosen is not no profile: the display is shown through its own,
+    // or through sRGB, and the first item says which.
+    char first[PROFILE_DESCRIPTION_MAX + 16] = "None";
+    if (which == COLOR_PROFILE_MONITOR) {
+        char automatic[PROFILE_DESCRIPTION_MAX];
+        ColorMonitorAutomaticDescription(automatic, sizeof automatic);
+        FormatString(first, sizeof first, "Automatic (%s)", automatic);
+    }
     // A folder that cannot be read, or a list too long, leaves what fitted: still a choice.
     char *list = state->lists[which];
-    EnumerateProfiles("None", current[0] != 0 ? current : nullptr, PROFILE_LISTS[which].classes,
+    EnumerateProfiles(first, current[0] != 0 ? current : nullptr, PROFILE_LISTS[which].classes,
                       PROFILE_LISTS[which].colorSpaces, list, PROFILE_LIST_CAPACITY);
     ListToItems(list);
     PlatformSetControlItems(window, PROFILE_LISTS[which].id, list);

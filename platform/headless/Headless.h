@@ -81,6 +81,10 @@ void HeadlessSetSettingsFolder(const char *path);
 // Holds the Shift key down (1) or lets it go (0); up after a reset.
 void HeadlessSetShift(int down);
 
+// The profile PlatformDisplayProfile answers with (a copy is kept), or none for null; none
+// after a reset.
+void HeadlessSetDisplayProfile(const uint8_t *bytes, int length);
+
 // ---------------------------------------------------------------------------------------
 // Windows, controls, menus and dialogs, for tests of the shell.
 

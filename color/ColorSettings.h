@@ -80,7 +80,7 @@ struct ColorSettings {
     LoadedProfile monitorInUse; // the display's profile: the choice, the desktop's or sRGB
     int32_t monitorSource;      // MONITOR_*: where monitorInUse comes from
     void *monitorHandle;        // monitorInUse open in the engine, or null
-    void *proofHandle;   // the proofing profile open in the engine, or null
+    void *proofHandle;          // the proofing profile open in the engine, or null
 };
 
 extern ColorSettings CurrentColorSettings;
@@ -100,9 +100,9 @@ void ColorSettingsRelease(ColorSettings *settings);
 // as not set while its path stays. The display is shown through the monitor profile the
 // user chose; without a usable choice, through the profile the desktop gives the display
 // (PlatformDisplayProfile, taken silently when it is an RGB monitor or color space profile
-// the engine reads), and without that through sRGB. The display transforms and screens of all windows are
-// dropped, since the monitor may have changed; the caller repaints them. Nothing is done when color
-// management is not available.
+// the engine reads), and without that through sRGB. The display transforms and screens of all
+// windows are dropped, since the monitor may have changed; the caller repaints them. Nothing is
+// done when color management is not available.
 void InitColorSettings(void);
 
 // Frees what InitColorSettings loaded and the built-in sRGB profile.

@@ -243,7 +243,8 @@ static int DisplayIsPlainCopy(const uint8_t *profileBytes, int profileLength)
     if (CurrentColorSettings.proofHandle != nullptr || monitor == nullptr) return 0;
     if (profileBytes == nullptr && SrgbProfile(&profileBytes, &profileLength) != ERROR_NONE)
         return 0;
-    return profileLength == monitorLength && memcmp(profileBytes, monitor, (size_t)monitorLength) == 0;
+    return profileLength == monitorLength &&
+           memcmp(profileBytes, monitor, (size_t)monitorLength) == 0;
 }
 
 static void *DisplayTransformMake(const uint8_t *profileBytes, int profileLength)

@@ -141,8 +141,8 @@ static Rect PlaceInWorkspace(Rect outer)
 // size changed.
 static int WindowPlace(WindowHandle window, const Rect *outer, const Rect *place)
 {
-    if (place->left == outer->left && place->top == outer->top &&
-        place->right == outer->right && place->bottom == outer->bottom)
+    if (place->left == outer->left && place->top == outer->top && place->right == outer->right &&
+        place->bottom == outer->bottom)
         return 0;
     PlatformMoveWindow(window, place->left, place->top, place->right - place->left,
                        place->bottom - place->top);

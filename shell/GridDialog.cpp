@@ -16,7 +16,7 @@
 // compose by, and finer ones to straighten a horizon or a wall.
 const int GRID_CHOICES[GRID_CHOICE_COUNT] = {1, 2, 3, 4, 5, 6, 8, 10, 12, 16};
 const char *const GRID_LABELS[GRID_CHOICE_COUNT] = {
-    "None", "Halves (2 x 2)", "Thirds (3 x 3)", "Quarters (4 x 4)", "5 x 5",
+    "None",  "Halves (2 x 2)", "Thirds (3 x 3)", "Quarters (4 x 4)", "5 x 5",
     "6 x 6", "8 x 8",          "10 x 10",        "12 x 12",          "16 x 16"};
 
 static const DialogRow GRID_ROWS[] = {

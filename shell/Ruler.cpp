@@ -70,12 +70,12 @@ uint32_t RulerTextColor(uint32_t border)
 // no thicker, however far the view stands from the window's edge.
 struct RulerAxis {
     int horizontal;
-    double units;  // ruler units of one picture pixel
-    double scale;  // client pixels of one picture pixel
-    int origin;    // the client coordinate of the edge of picture pixel start
-    int start;     // a picture column, or a row counted from the top
-    int first;     // the client coordinates the view covers along the axis
-    int end;       // one past the last
+    double units;   // ruler units of one picture pixel
+    double scale;   // client pixels of one picture pixel
+    int origin;     // the client coordinate of the edge of picture pixel start
+    int start;      // a picture column, or a row counted from the top
+    int first;      // the client coordinates the view covers along the axis
+    int end;        // one past the last
     int band;       // the client coordinate across the axis where the band begins
     int thickness;  // pixels of the band across the axis
     int lineHeight; // pixels of a line of the small font, in which labels are written
@@ -125,8 +125,7 @@ static int RulerWidestCharacter(const char *label)
 static int RulerLabelMode(const RulerAxis *axis, const char *widest)
 {
     int height = axis->lineHeight - 1; // the small font's text, without the line's spacing
-    if (axis->horizontal)
-        return height <= axis->thickness ? LABEL_FLAT : LABEL_NONE;
+    if (axis->horizontal) return height <= axis->thickness ? LABEL_FLAT : LABEL_NONE;
     // Across a vertical band a label keeps clear of the minor ticks.
     int room = axis->thickness - RulerMinorLength(axis) - 1;
     if (height <= axis->thickness && PlatformSmallTextWidth(widest, (int)strlen(widest)) <= room)
@@ -196,8 +195,8 @@ static void RulerLabelDraw(DrawContext *context, const RulerAxis *axis, int at, 
             char character[2] = {label[i], 0};
             int room = axis->thickness - RulerMinorLength(axis) - 1;
             int x = axis->band + 1 + (room - PlatformSmallTextWidth(character, 1)) / 2;
-            PlatformDrawText(context, x, at + RULER_LABEL_OFFSET + i * axis->lineHeight,
-                             character, color, 1);
+            PlatformDrawText(context, x, at + RULER_LABEL_OFFSET + i * axis->lineHeight, character,
+                             color, 1);
         }
     }
 }

@@ -167,8 +167,8 @@ int PlatformShowMessage(void *owner, const char *title, const char *text, int ki
     int height = layout->dialogHeight - metrics.dialogBorder + textHeight - layout->textHeight;
     dialog.setFixedSize(width, height);
     QLabel *sign = new QLabel(&dialog);
-    sign->setPixmap(style->standardIcon(MessageSign(title, kind), nullptr, &dialog)
-                        .pixmap(signSize, signSize));
+    sign->setPixmap(
+        style->standardIcon(MessageSign(title, kind), nullptr, &dialog).pixmap(signSize, signSize));
     sign->setGeometry(metrics.margin, metrics.margin + (textHeight - signSize) / 2, signSize,
                       signSize);
     QString shown = QtText(text);

@@ -55,11 +55,11 @@ static int X11Profile(uint8_t **bytes, int32_t *length)
     if (property == XCB_ATOM_NONE) return 0;
     xcb_screen_t *screen = xcb_setup_roots_iterator(xcb_get_setup(connection)).data;
     if (screen == nullptr) return 0;
-    xcb_get_property_reply_t *reply = xcb_get_property_reply(
-        connection,
-        xcb_get_property(connection, 0, screen->root, property, XCB_ATOM_CARDINAL, 0,
-                         DISPLAY_PROFILE_MAX / 4),
-        nullptr);
+    xcb_get_property_reply_t *reply =
+        xcb_get_property_reply(connection,
+                               xcb_get_property(connection, 0, screen->root, property,
+                                                XCB_ATOM_CARDINAL, 0, DISPLAY_PROFILE_MAX / 4),
+                               nullptr);
     if (reply == nullptr) return 0;
     int found = reply->format == 8 && reply->bytes_after == 0 &&
                 ProfileCopy(xcb_get_property_value(reply), xcb_get_property_value_length(reply),
@@ -97,8 +97,8 @@ static int ColordProfile(uint8_t **bytes, int32_t *length)
 {
     QDBusConnection bus = QDBusConnection::systemBus();
     if (!bus.isConnected()) return 0;
-    QDBusMessage call = QDBusMessage::createMethodCall(COLORD_SERVICE, "/org/freedesktop/ColorManager",
-                                                       COLORD_SERVICE, "GetDevicesByKind");
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        COLORD_SERVICE, "/org/freedesktop/ColorManager", COLORD_SERVICE, "GetDevicesByKind");
     call << QString("display");
     QDBusMessage reply = bus.call(call, QDBus::Block, COLORD_WAIT);
     if (reply.type() != QDBusMessage::ReplyMessage || reply.arguments().isEmpty()) return 0;
@@ -110,8 +110,7 @@ static int ColordProfile(uint8_t **bytes, int32_t *length)
                                       "org.freedesktop.ColorManager.Profile", "Filename")
                            .toString();
         QFile file(name);
-        if (name.isEmpty() || !file.open(QIODevice::ReadOnly) ||
-            file.size() > DISPLAY_PROFILE_MAX)
+        if (name.isEmpty() || !file.open(QIODevice::ReadOnly) || file.size() > DISPLAY_PROFILE_MAX)
             continue;
         QByteArray data = file.readAll();
         if (ProfileCopy(data.constData(), data.size(), bytes, length)) return 1;

@@ -305,7 +305,7 @@ TEST_F(ColorSettingsFixture, TheDisplayShowsThroughTheChoiceElseTheDesktopsProfi
     std::vector<uint8_t> cut(desktop.begin(), desktop.begin() + 200);
     struct Case {
         const char *name;
-        std::string path;                 // the user's choice
+        std::string path;                  // the user's choice
         const std::vector<uint8_t> *given; // what the desktop gives, or null
         int source;
         const std::vector<uint8_t> *used;

@@ -162,7 +162,8 @@ TEST_F(ColorDialog, ShowsItsLabelsAndTheProfilesEachSettingAccepts)
         SCOPED_TRACE(list.id);
         std::vector<std::string> items = Items(window, list.id);
         ASSERT_FALSE(items.empty());
-        EXPECT_EQ(items[0], list.id == COLOR_DIALOG_MONITOR ? std::string(MONITOR_AUTOMATIC) : "None");
+        EXPECT_EQ(items[0],
+                  list.id == COLOR_DIALOG_MONITOR ? std::string(MONITOR_AUTOMATIC) : "None");
         std::vector<std::string> rest(items.begin() + 1, items.end());
         std::sort(rest.begin(), rest.end());
         EXPECT_EQ(rest, list.profiles);

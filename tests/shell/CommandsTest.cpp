@@ -440,8 +440,8 @@ TEST_F(Commands, TheGridCommandShowsEachChoiceAtOnceAndOkKeepsIt)
         int choice, button, kept;
         const char *parts;
     } steps[] = {
-        {2, DIALOG_OK, 3, "Parts of 300 x 200 pixels"},     // thirds, kept
-        {6, DIALOG_CANCEL, 3, "Parts of 113 x 75 pixels"},  // 8 x 8 tried and taken back
+        {2, DIALOG_OK, 3, "Parts of 300 x 200 pixels"},    // thirds, kept
+        {6, DIALOG_CANCEL, 3, "Parts of 113 x 75 pixels"}, // 8 x 8 tried and taken back
         {0, DIALOG_OK, 1, "No grid lines"},
     };
     for (const Step &step : steps) {

@@ -48,8 +48,8 @@ static std::vector<DrawnText> RulerTexts(const std::vector<DrawnText> &texts,
             if (text.y + SMALL_LINE - 1 <= record->viewTop && text.y >= record->viewTop - border)
                 axis.push_back(text);
         } else if (text.x < record->viewLeft && text.x >= record->viewLeft - border) {
-            if (!axis.empty() && text.y == axis.back().y + SMALL_LINE *
-                                                             (int)axis.back().text.size())
+            if (!axis.empty() &&
+                text.y == axis.back().y + SMALL_LINE * (int)axis.back().text.size())
                 axis.back().text += text.text;
             else
                 axis.push_back(text);
@@ -208,10 +208,7 @@ TEST_F(DisplayWindows, RulerUnitsFollowThePreference)
     } cases[] = {
         // Inches: 4 / 20 = 0.2 a division, but "0.2" takes 2 + 18 + 8 pixels of 20: 0.5.
         // Down the left its digits stand one under the other.
-        {2,
-         {"0", "0.5", "1", "1.5", "2", "2.5", "3", "3.5"},
-         16 + 50 + 2,
-         {"0", "1"}},
+        {2, {"0", "0.5", "1", "1.5", "2", "2.5", "3", "3.5"}, 16 + 50 + 2, {"0", "1"}},
         // Millimetres: 101.6 / 20 = 5.08, up to 10; 10 mm are 39.37 pixels, room for "40"
         // stacked down the left: 2 + 2 * 14 + 8.
         {3,
@@ -219,7 +216,10 @@ TEST_F(DisplayWindows, RulerUnitsFollowThePreference)
          16 + 39 + 2,
          {"0", "10", "20", "30", "40"}},
         // Centimetres: 10.16 / 20 = 0.508, up to 1.
-        {4, {"0", "1", "2", "3", "4", "5", "6", "7", "8", "9"}, 16 + 39 + 2, {"0", "1", "2", "3", "4"}},
+        {4,
+         {"0", "1", "2", "3", "4", "5", "6", "7", "8", "9"},
+         16 + 39 + 2,
+         {"0", "1", "2", "3", "4"}},
     };
     for (const Case &test : cases) {
         SCOPED_TRACE(test.units);
@@ -275,7 +275,7 @@ TEST_F(DisplayWindows, RulerLabelsNeverMeetNorLeaveTheirBandAtAnyZoomOrSize)
     // that stands in the middle of a large window.
     struct Case {
         int zoom, clientWidth, clientHeight;
-    } cases[] = {{4, 432, 232}, {1, 432, 232}, {1, 1200, 900}, {-2, 432, 232},
+    } cases[] = {{4, 432, 232},    {1, 432, 232},  {1, 1200, 900}, {-2, 432, 232},
                  {-3, 1500, 1000}, {-8, 300, 300}, {2, 1600, 1000}};
     for (const Case &test : cases)
         for (int units = 1; units <= 4; units++) {

@@ -84,7 +84,7 @@ TEST_F(ImageWindowScroll, TheBarsShowTheRangeThePositionAndTheViewAsTheirPage)
     struct Case {
         int width, zoom, range, position, page;
     } cases[] = {
-        {900, 2, 1456, 728, 344}, // 1800 zoomed in a view of 344, centred
+        {900, 2, 1456, 728, 344},     // 1800 zoomed in a view of 344, centred
         {6000, 8, 32767, 16380, 236}, // range 47656, the middle 23824, scaled by 32767 / 47656
     };
     for (const Case &c : cases) {

@@ -406,9 +406,9 @@ TEST_F(TransformDialogs, GammaIsWorkedFromTheKeyboardTabByTabWithTheFocusShown)
     std::vector<int> order;
     for (int i = 0; i < 9; i++)
         order.push_back(tab(0));
-    std::vector<int> expected = {BUTTON_AUTO, BUTTON_PREVIEW, BUTTON_APPLY, BUTTON_OK,
-                                 BUTTON_CANCEL, GAMMA_INPUT, GAMMA_INPUT_GAMMA, GAMMA_SLIDER,
-                                 BUTTON_AUTO};
+    std::vector<int> expected = {BUTTON_AUTO,       BUTTON_PREVIEW, BUTTON_APPLY,
+                                 BUTTON_OK,         BUTTON_CANCEL,  GAMMA_INPUT,
+                                 GAMMA_INPUT_GAMMA, GAMMA_SLIDER,   BUTTON_AUTO};
     EXPECT_EQ(order, expected);
     EXPECT_EQ(tab(KEYS_SHIFT), GAMMA_SLIDER);
 

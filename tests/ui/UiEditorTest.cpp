@@ -81,7 +81,8 @@ TEST_F(UiEditor, OpensTheSamplePictureAndZoomsFromTheMenu)
     QIcon icon = QApplication::windowIcon();
     for (int size : {16, 32, 48, 256})
         EXPECT_TRUE(icon.availableSizes().contains(QSize(size, size))) << size;
-    QImage large = icon.pixmap(256, 256).toImage().convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    QImage large =
+        icon.pixmap(256, 256).toImage().convertToFormat(QImage::Format_ARGB32_Premultiplied);
     QImage drawn = QImage(UiDataPath("data/icons/vistel-256.png").c_str())
                        .convertToFormat(QImage::Format_ARGB32_Premultiplied);
     EXPECT_EQ(large, drawn);
@@ -148,10 +149,10 @@ TEST_F(UiEditor, ScrollBarsStandWhereTheViewStandsAndTheThumbReachesBothEnds)
     Command(COMMAND_ZOOM_ONE);
     Command(COMMAND_ZOOM_IN);
     ASSERT_EQ(record->zoom, 2);
-    auto *across = (QScrollBar *)QtPlatformWidget(
-        (WindowHandle)PlatformGetWindowWord(window, WORD_HSCROLL));
-    auto *down = (QScrollBar *)QtPlatformWidget(
-        (WindowHandle)PlatformGetWindowWord(window, WORD_VSCROLL));
+    auto *across =
+        (QScrollBar *)QtPlatformWidget((WindowHandle)PlatformGetWindowWord(window, WORD_HSCROLL));
+    auto *down =
+        (QScrollBar *)QtPlatformWidget((WindowHandle)PlatformGetWindowWord(window, WORD_VSCROLL));
     ASSERT_TRUE(across->isVisible());
     ASSERT_TRUE(down->isVisible());
     // The bars run over the scroll ranges with the view as the page, the view in the middle.
@@ -177,8 +178,7 @@ TEST_F(UiEditor, ScrollBarsStandWhereTheViewStandsAndTheThumbReachesBothEnds)
         QTest::mouseMove(across, grab + QPoint(step * across->width() / 20, 0));
         UiSettle(5);
     }
-    QTest::mouseRelease(across, Qt::LeftButton, Qt::NoModifier,
-                        grab + QPoint(across->width(), 0));
+    QTest::mouseRelease(across, Qt::LeftButton, Qt::NoModifier, grab + QPoint(across->width(), 0));
     UiSettle(50);
     EXPECT_EQ(record->scrollLeft, record->scrollRangeX);
     EXPECT_EQ(record->sourceRight, 899);

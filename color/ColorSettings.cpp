@@ -15,6 +15,7 @@
 #include "core/FormatString.h"
 #include "core/Memory.h"
 #include "core/Text.h"
+#include "platform/Platform.h"
 
 ColorSettings CurrentColorSettings;
 
@@ -104,6 +105,9 @@ void ColorSettingsRelease(ColorSettings *settings)
         MemoryRelease(&settings->loaded[i].bytes);
         settings->loaded[i].length = 0;
     }
+    MemoryRelease(&settings->monitorInUse.bytes);
+    settings->monitorInUse.length = 0;
+    settings->monitorSource = MONITOR_NONE;
     if (settings->monitorHandle != nullptr) cmsCloseProfile(settings->monitorHandle);
     if (settings->proofHandle != nullptr) cmsCloseProfile(settings->proofHandle);
     settings->monitorHandle = nullptr;
@@ -219,6 +223,58 @@ static int ProfileLoadChecked(ColorSettings *settings, int which)
     return 0;
 }
 
+// 1 when bytes are a profile the display could be shown through: of a monitor's or a color
+// space's class, RGB, and whole enough for the engine and for its description.
+static int MonitorProfileUsable(const uint8_t *bytes, int length)
+{
+    char signature[8];
+    char description[PROFILE_DESCRIPTION_MAX];
+    if (bytes == nullptr || length <= 0) return 0;
+    ProfileClass(bytes, length, signature, sizeof signature);
+    if (!SignatureAllowed(signature, PROFILE_CHECKS[COLOR_PROFILE_MONITOR].classes)) return 0;
+    ProfileColorSpace(bytes, length, signature, sizeof signature);
+    if (strcmp(signature, "RGB") != 0) return 0;
+    if (ProfileDescription(bytes, length, description, sizeof description) != ERROR_NONE) return 0;
+    cmsHPROFILE profile = cmsOpenProfileFromMem(bytes, (cmsUInt32Number)length);
+    if (profile == nullptr) return 0;
+    cmsCloseProfile(profile);
+    return 1;
+}
+
+// The profile the display is shown through: the choice when it loaded, else the desktop's
+// when it is usable, else sRGB. The desktop's is not the user's doing, so a bad one is
+// passed over without a word.
+static void MonitorInUseChoose(ColorSettings *settings)
+{
+    LoadedProfile *chosen = &settings->loaded[COLOR_PROFILE_MONITOR];
+    LoadedProfile *inUse = &settings->monitorInUse;
+    uint8_t *bytes = nullptr;
+    int32_t length = 0;
+    const uint8_t *source = nullptr;
+    int sourceLength = 0;
+    if (chosen->bytes != nullptr) {
+        source = chosen->bytes;
+        sourceLength = chosen->length;
+        settings->monitorSource = MONITOR_CHOSEN;
+    } else if (PlatformDisplayProfile(&bytes, &length) && MonitorProfileUsable(bytes, length)) {
+        inUse->bytes = bytes;
+        inUse->length = length;
+        settings->monitorSource = MONITOR_DISPLAY;
+        return;
+    } else if (SrgbProfile(&source, &sourceLength) == ERROR_NONE) {
+        settings->monitorSource = MONITOR_STANDARD;
+    }
+    MemoryFree(bytes);
+    if (source == nullptr) return;
+    inUse->bytes = (uint8_t *)MemoryAlloc((size_t)sourceLength);
+    if (inUse->bytes == nullptr) {
+        settings->monitorSource = MONITOR_NONE;
+        return;
+    }
+    memcpy(inUse->bytes, source, (size_t)sourceLength);
+    inUse->length = sourceLength;
+}
+
 void InitColorSettings(void)
 {
     ColorSettings *settings = &CurrentColorSettings;
@@ -237,7 +293,8 @@ void InitColorSettings(void)
     }
 
     // The monitor and proofing profiles stay open for the display transforms.
-    LoadedProfile *monitor = &settings->loaded[COLOR_PROFILE_MONITOR];
+    MonitorInUseChoose(settings);
+    LoadedProfile *monitor = &settings->monitorInUse;
     LoadedProfile *proof = &settings->loaded[COLOR_PROFILE_PROOF];
     if (monitor->bytes != nullptr)
         settings->monitorHandle =
@@ -263,6 +320,31 @@ const uint8_t *ColorProfileBytes(int which, int *length)
     if (loaded->bytes == nullptr) return nullptr;
     *length = loaded->length;
     return loaded->bytes;
+}
+
+const uint8_t *ColorMonitorInUse(int *length)
+{
+    const LoadedProfile *inUse = &CurrentColorSettings.monitorInUse;
+    *length = inUse->bytes != nullptr ? inUse->length : 0;
+    return inUse->bytes;
+}
+
+void ColorMonitorAutomaticDescription(char *text, int capacity)
+{
+    uint8_t *bytes = nullptr;
+    int32_t length = 0;
+    const uint8_t *described = nullptr;
+    int describedLength = 0;
+    if (PlatformDisplayProfile(&bytes, &length) && MonitorProfileUsable(bytes, length)) {
+        described = bytes;
+        describedLength = length;
+    } else {
+        SrgbProfile(&described, &describedLength);
+    }
+    if (described == nullptr ||
+        ProfileDescription(described, describedLength, text, capacity) != ERROR_NONE)
+        FormatString(text, capacity, "sRGB");
+    MemoryFree(bytes);
 }
 
 int ColorIntentEngine(int intentIndex)

@@ -53,6 +53,14 @@ struct LoadedProfile {
     int32_t length;
 };
 
+// Where the profile the display is shown through comes from.
+enum : int32_t {
+    MONITOR_NONE = 0,     // nothing: color management is not available
+    MONITOR_CHOSEN = 1,   // the user's choice of "Monitor Profile:"
+    MONITOR_DISPLAY = 2,  // without a usable choice, the profile the desktop gives the display
+    MONITOR_STANDARD = 3, // without either, sRGB: what a display without a profile shows
+};
+
 struct ColorSettings {
     int32_t available;                    // the platform can manage color; 0 turns everything off
     int32_t enabled;                      // "Color Management:" 1 "Enabled", 0 "Disabled"
@@ -69,8 +77,10 @@ struct ColorSettings {
     int32_t onMismatch;                   // MISMATCH_*, "On Profile Mismatch:"
     // Loaded by InitColorSettings from the paths, indexed by COLOR_PROFILE_*.
     LoadedProfile loaded[COLOR_PROFILE_COUNT];
-    void *monitorHandle; // the monitor profile open in the engine, or null
-    void *proofHandle;   // the proofing profile open in the engine, or null
+    LoadedProfile monitorInUse; // the display's profile: the choice, the desktop's or sRGB
+    int32_t monitorSource;      // MONITOR_*: where monitorInUse comes from
+    void *monitorHandle;        // monitorInUse open in the engine, or null
+    void *proofHandle;          // the proofing profile open in the engine, or null
 };
 
 extern ColorSettings CurrentColorSettings;
@@ -87,9 +97,12 @@ void ColorSettingsRelease(ColorSettings *settings);
 // Loads and checks the five profiles of CurrentColorSettings and opens the monitor and
 // proofing profiles in the engine, after copying the bundled profiles into the user's color
 // folder. Each failure is shown in a box titled "Error", and the profile is then treated
-// as not set while its path stays. The display transforms and screens of all windows are
-// dropped, since the monitor may have changed; the caller repaints them. Nothing is done when color
-// management is not available.
+// as not set while its path stays. The display is shown through the monitor profile the
+// user chose; without a usable choice, through the profile the desktop gives the display
+// (PlatformDisplayProfile, taken silently when it is an RGB monitor or color space profile
+// the engine reads), and without that through sRGB. The display transforms and screens of all
+// windows are dropped, since the monitor may have changed; the caller repaints them. Nothing is
+// done when color management is not available.
 void InitColorSettings(void);
 
 // Frees what InitColorSettings loaded and the built-in sRGB profile.
@@ -97,6 +110,13 @@ void ShutdownColorSettings(void);
 
 // The loaded bytes of a profile index, or null with length 0.
 const uint8_t *ColorProfileBytes(int which, int *length);
+
+// The profile the display is shown through, or null with length 0 when there is none.
+const uint8_t *ColorMonitorInUse(int *length);
+
+// The description of the profile the display is shown through when no monitor profile is
+// chosen: the desktop's when it is usable, else sRGB's.
+void ColorMonitorAutomaticDescription(char *text, int capacity);
 
 // The engine's intent for an intent index (perceptual for an index out of range), and its
 // extra flags (black point compensation for index 4).

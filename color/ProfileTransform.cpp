@@ -230,6 +230,19 @@ ErrorCode ConvertToWorkingSpace(ImageWindow *window, const uint8_t *targetBytes,
 // print, and that simulation to the monitor at the monitor intent; without proofing the
 // monitor intent takes the picture straight there. Null when the settings have no monitor or
 // the transform cannot be made.
+// 1 when a picture in a profile (null for sRGB) shows on the display as it is: no proofing,
+// and the display's profile is that very profile, as an sRGB picture on an sRGB display.
+static int DisplayIsPlainCopy(const uint8_t *profileBytes, int profileLength)
+{
+    int monitorLength;
+    const uint8_t *monitor = ColorMonitorInUse(&monitorLength);
+    if (CurrentColorSettings.proofHandle != nullptr || monitor == nullptr) return 0;
+    if (profileBytes == nullptr && SrgbProfile(&profileBytes, &profileLength) != ERROR_NONE)
+        return 0;
+    return profileLength == monitorLength &&
+           memcmp(profileBytes, monitor, (size_t)monitorLength) == 0;
+}
+
 static void *DisplayTransformMake(const uint8_t *profileBytes, int profileLength)
 {
     const ColorSettings *settings = &CurrentColorSettings;
@@ -275,8 +288,15 @@ static void *DisplayTransformGet(ImageWindow *window)
     // Gray and binary pictures carry no profile: a stale one is not theirs to use.
     int type = window->image.type;
     int ownProfile = type != TYPE_BINARY && type != TYPE_GRAY8 && type != TYPE_GRAY16;
-    window->displayTransform = DisplayTransformMake(ownProfile ? window->profile : nullptr,
-                                                    ownProfile ? window->profileSize : 0);
+    const uint8_t *profile = ownProfile ? window->profile : nullptr;
+    int profileLength = ownProfile ? window->profileSize : 0;
+    // A picture already in the display's profile is copied: a transform would change nothing
+    // but the time a paint takes.
+    if (DisplayIsPlainCopy(profile, profileLength)) {
+        window->displayFailed = 1;
+        return nullptr;
+    }
+    window->displayTransform = DisplayTransformMake(profile, profileLength);
     window->displayFailed = window->displayTransform == nullptr;
     return window->displayTransform;
 }
@@ -363,6 +383,7 @@ ErrorCode ConvertForDisplay(Image *image, const uint8_t *profileBytes, int profi
     if (!CurrentColorSettings.enabled || CurrentColorSettings.monitorHandle == nullptr)
         return ERROR_NONE;
     if (image->type != TYPE_COLOR24) return ERROR_ILLEGAL_TYPE;
+    if (DisplayIsPlainCopy(profileBytes, profileLength)) return ERROR_NONE;
     transform = DisplayTransformMake(profileBytes, profileLength);
     if (transform == nullptr) return ERROR_CREATE_TRANSFORM;
     for (int row = 0; row < image->height; row++)
@@ -381,7 +402,7 @@ ErrorCode ConvertWorkingToMonitor(uint8_t *pixels, int count)
     int monitorLength;
 
     working = ColorProfileBytes(COLOR_PROFILE_WORKING, &workingLength);
-    monitor = ColorProfileBytes(COLOR_PROFILE_MONITOR, &monitorLength);
+    monitor = ColorMonitorInUse(&monitorLength);
     if (!CurrentColorSettings.enabled || working == nullptr || monitor == nullptr || count <= 0)
         return ERROR_NONE;
     result = ProfileTransformMake(working, workingLength, monitor, monitorLength, TYPE_COLOR24,

@@ -53,7 +53,9 @@ struct ImageWindow {
     // first color-managed paint and kept, since making one is slow. The engine needs no
     // profile once the transform exists, so none is kept open beside it.
     void *displayTransform;
-    int32_t displayFailed; // 1 when it could not be made: screen then copies the view
+    // 1 when there is no display transform to use (it could not be made, or the picture is in
+    // the display's profile already): screen then copies the view.
+    int32_t displayFailed;
 };
 
 // Sets every record free with its slot number; runs once at start-up.

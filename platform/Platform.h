@@ -37,8 +37,10 @@ struct PlatformMetrics {
 
 void PlatformGetMetrics(PlatformMetrics *metrics);
 
-// Width in pixels of the first length characters of text in the dialog font.
+// Width in pixels of the first length characters of text in the dialog font, and in the
+// small font.
 int PlatformTextWidth(const char *text, int length);
+int PlatformSmallTextWidth(const char *text, int length);
 
 enum : int32_t {
     CURSOR_ARROW = 0,
@@ -292,6 +294,9 @@ void PlatformGetClientRect(WindowHandle window, Rect *rect);
 // The workspace that holds the children (the MDI client) and its size.
 WindowHandle PlatformWorkspace(void);
 
+// The color the workspace shows where no child covers it, 0xRRGGBB.
+void PlatformSetWorkspaceColor(uint32_t color);
+
 // The children of the workspace in their order from front to back; null after the last.
 WindowHandle PlatformFirstChild(void);
 WindowHandle PlatformNextChild(WindowHandle window);
@@ -301,6 +306,8 @@ void PlatformActivateWindow(WindowHandle window);
 WindowHandle PlatformActiveWindow(void);
 void PlatformSetFocus(WindowHandle window);
 WindowHandle PlatformFocusWindow(void);
+// The same as the Tab key moves the focus: the platform marks where the focus now is.
+void PlatformSetFocusFromKey(WindowHandle window);
 
 // Asks for MSG_PAINT of a rectangle of the client area (null: all of it), later.
 void PlatformInvalidate(WindowHandle window, const Rect *rect);
@@ -350,6 +357,13 @@ WindowHandle PlatformCreateControl(WindowHandle parent, int type, int id, const 
 WindowHandle PlatformControl(WindowHandle parent, int id);
 // The id a control was made with, or -1 for a window that is not a control.
 int PlatformControlId(WindowHandle control);
+// The controls of parent, its own and the custom ones, in the order they were made: the
+// one after control, or the first when control is null; null after the last.
+WindowHandle PlatformNextControl(WindowHandle parent, WindowHandle control);
+// The CONTROL_* of a platform control; -1 for a custom control or a window.
+int PlatformControlType(WindowHandle control);
+// 0 while a control is disabled.
+int PlatformControlEnabled(WindowHandle control);
 void PlatformSetControlText(WindowHandle parent, int id, const char *text);
 void PlatformGetControlText(WindowHandle parent, int id, char *text, int size);
 void PlatformSetControlValue(WindowHandle parent, int id, int value);
@@ -392,7 +406,8 @@ void PlatformEndDraw(WindowHandle window, DrawContext *context);
 
 struct MenuItem {
     int32_t id;        // the command; 0 for a separator, -1 for a submenu's title
-    const char *label; // with & before the access key; "\t" and the shortcut text after it
+    const char *label; // with & before the access key; "\t" and the shortcut text after it,
+                       // and after a second "\t" another key for the item, not shown
     int32_t depth;     // 0 for the menu bar's titles, 1 for their items, 2 for a submenu's
 };
 
@@ -482,3 +497,8 @@ void PlatformSettingsFolder(char *path, int capacity);
 
 // 1 while a Shift key is held down.
 int PlatformShiftDown(void);
+
+// The ICC profile the desktop has set for the display, copied into a block from MemoryAlloc
+// that the caller frees: 1 with *bytes and *length, or 0 with null and 0 when the desktop
+// tells of none. What the bytes are worth is the caller's to judge.
+int PlatformDisplayProfile(uint8_t **bytes, int32_t *length);

@@ -9,6 +9,8 @@ PACKAGES=(
     # libraries
     libtiff-dev liblcms2-dev libjpeg62-turbo-dev libpng-dev libgif-dev libexiv2-dev
     libcfitsio-dev libraw-dev
+    # the display's profile on X11 (the root window's _ICC_PROFILE, through xcb)
+    libxcb1-dev
     # the editor on Qt 6 Widgets; libqt6gui6 holds the offscreen platform plugin of the UI
     # tests and the X11 one, and the UI tests draw text in the DejaVu fonts
     qt6-base-dev libqt6gui6 fonts-dejavu-core

@@ -102,6 +102,14 @@ static int ChangeProfileListIndex(const char *list, const char *description)
     return 0;
 }
 
+// Pixels need a target to go to; until one is chosen, the automatic preview waits for it
+// rather than greet the user with a message about a choice not yet made.
+static void ChangeProfileWaitUpdate(const ChangeProfileState *state)
+{
+    TransformPreviewWait(state->settings.targetProfile == nullptr &&
+                         state->settings.change != CHANGE_PROFILE_SETTING_ONLY);
+}
+
 static void ChangeProfileCommand(WindowHandle dialog, ChangeProfileState *state, uintptr_t wParam)
 {
     if ((wParam >> 16) != NOTIFY_CHANGED) return;
@@ -117,6 +125,7 @@ static void ChangeProfileCommand(WindowHandle dialog, ChangeProfileState *state,
         break;
     default: return;
     }
+    ChangeProfileWaitUpdate(state);
     RefreshPreview(&state->settings, ChangeProfileCompute);
 }
 
@@ -231,6 +240,7 @@ ErrorCode OpenChangeProfileDialog(WindowHandle input)
 
     ChangeProfileTakeSource(dialog, state);
     ChangeProfileTakeTarget(dialog, state, target);
+    ChangeProfileWaitUpdate(state);
     TransformDialogShow(dialog, width + 2 * Margin, y,
                         ChangeProfileUseDefaults ? nullptr : &ChangeProfilePlacement);
     return ERROR_NONE;

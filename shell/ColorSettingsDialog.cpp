@@ -57,9 +57,9 @@ static const char MISMATCH_ITEMS[] = "Ask\0Convert\0Don't Convert\0";
 static const char COLOR_FILE_FILTERS[] = "Color Management Files\0*.clrmgmt\0";
 static const char TEXT_FILE_FILTERS[] = "Text Files\0*.txt\0";
 
-static const char SAVE_QUESTION[] = "Save modified settings?.\nClick Yes to retain new "
+static const char SAVE_QUESTION[] = "Save modified settings?\nClick Yes to retain new "
                                     "settings.\nClick No to revert to previous settings.";
-static const char ABANDON_QUESTION[] = "Abandon modified settings?.\nClick Yes to revert to "
+static const char ABANDON_QUESTION[] = "Abandon modified settings?\nClick Yes to revert to "
                                        "previous settings.\nClick No to retain new settings.";
 
 static const DialogRow COLOR_ROWS[] = {
@@ -140,9 +140,17 @@ static void ProfileListFill(WindowHandle window, ColorDialogState *state, int wh
         MemoryFree(bytes);
         StrCopyLimit(path, state->currentPaths[which], PATH_LENGTH - 1);
     }
+    // No monitor profile chosen is not no profile: the display is shown through its own,
+    // or through sRGB, and the first item says which.
+    char first[PROFILE_DESCRIPTION_MAX + 16] = "None";
+    if (which == COLOR_PROFILE_MONITOR) {
+        char automatic[PROFILE_DESCRIPTION_MAX];
+        ColorMonitorAutomaticDescription(automatic, sizeof automatic);
+        FormatString(first, sizeof first, "Automatic (%s)", automatic);
+    }
     // A folder that cannot be read, or a list too long, leaves what fitted: still a choice.
     char *list = state->lists[which];
-    EnumerateProfiles("None", current[0] != 0 ? current : nullptr, PROFILE_LISTS[which].classes,
+    EnumerateProfiles(first, current[0] != 0 ? current : nullptr, PROFILE_LISTS[which].classes,
                       PROFILE_LISTS[which].colorSpaces, list, PROFILE_LIST_CAPACITY);
     ListToItems(list);
     PlatformSetControlItems(window, PROFILE_LISTS[which].id, list);

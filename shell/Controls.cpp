@@ -112,8 +112,10 @@ static int SliderKey(SliderState *slider, uint32_t key)
     int at = slider->positions[slider->active];
     int position = at;
     switch (key) {
-    case KEY_LEFT: position = at - SLIDER_STEP; break;
-    case KEY_RIGHT: position = at + SLIDER_STEP; break;
+    case KEY_LEFT:
+    case KEY_DOWN: position = at - SLIDER_STEP; break;
+    case KEY_RIGHT:
+    case KEY_UP: position = at + SLIDER_STEP; break;
     case KEY_PAGE_DOWN: position = at - SLIDER_PAGE; break;
     case KEY_PAGE_UP: position = at + SLIDER_PAGE; break;
     case KEY_HOME: position = 0; break;
@@ -525,6 +527,13 @@ static MessageResult ChooserProcedure(WindowHandle window, uint32_t message, uin
         return 0;
     case MSG_PAINT: ChooserDraw(window, (DrawContext *)wParam, record); return 0;
     case MSG_LBUTTON_DOWN: ChooserPress(window, record); return 0;
+    case MSG_KEY_DOWN:
+        // From the keyboard the list opens as a drop-down list's does.
+        if (wParam == KEY_DOWN) ChooserPress(window, record);
+        return 0;
+    case MSG_CHAR:
+        if (wParam == ' ') ChooserPress(window, record);
+        return 0;
     case MSG_INPUT_CHANGED:
         // The chosen picture changed (its zoom, and so its title, perhaps). The dialog holds
         // a mark of its own on its input and hears of the change itself.
@@ -1038,10 +1047,51 @@ void AmountSetTargetSize(WindowHandle control, int width, int height)
 }
 
 // ---------------------------------------------------------------------------------------
+// The focus.
+
+// 1 when a control can take the focus now.
+static int TakesFocus(WindowHandle control)
+{
+    if (!PlatformControlEnabled(control) || PlatformWindowState(control) == SHOW_HIDE) return 0;
+    switch (PlatformControlType(control)) {
+    case CONTROL_BUTTON:
+    case CONTROL_CHECK_BOX:
+    case CONTROL_EDIT:
+    case CONTROL_POPUP_LIST:
+    case CONTROL_LIST:
+    case CONTROL_RADIO: return 1;
+    case -1: return PlatformWindowClass(control) == CLASS_CONTROL;
+    default: return 0; // texts, group frames and scroll bars
+    }
+}
+
+WindowHandle ControlFocusNext(WindowHandle parent, WindowHandle from, int backward)
+{
+    // The controls that take the focus, and where from stands among them.
+    static WindowHandle takers[1024];
+    int count = 0;
+    int at = -1;
+    for (WindowHandle control = PlatformNextControl(parent, nullptr);
+         control != nullptr && count < 1024; control = PlatformNextControl(parent, control)) {
+        if (!TakesFocus(control)) continue;
+        if (control == from) at = count;
+        takers[count++] = control;
+    }
+    if (count == 0) return nullptr;
+    int next;
+    if (at < 0)
+        next = backward ? count - 1 : 0;
+    else
+        next = backward ? (at + count - 1) % count : (at + 1) % count;
+    PlatformSetFocusFromKey(takers[next]);
+    return takers[next];
+}
+
+// ---------------------------------------------------------------------------------------
 // The class.
 
-static MessageResult ControlProcedure(WindowHandle window, uint32_t message, uintptr_t wParam,
-                                      intptr_t lParam)
+static MessageResult KindProcedure(WindowHandle window, uint32_t message, uintptr_t wParam,
+                                   intptr_t lParam)
 {
     switch (PlatformGetWindowWord(window, WORD_KIND)) {
     case CUSTOM_SLIDER: return SliderProcedure(window, message, wParam, lParam);
@@ -1049,6 +1099,21 @@ static MessageResult ControlProcedure(WindowHandle window, uint32_t message, uin
     case CUSTOM_AMOUNT: return AmountProcedure(window, message, wParam, lParam);
     default: return PlatformDefaultProcedure(window, message, wParam, lParam);
     }
+}
+
+// What every custom control does alike: it shows that it has the focus by a frame around
+// itself, so that Tab can be followed from control to control.
+static MessageResult ControlProcedure(WindowHandle window, uint32_t message, uintptr_t wParam,
+                                      intptr_t lParam)
+{
+    if (message == MSG_SET_FOCUS || message == MSG_KILL_FOCUS) PlatformInvalidate(window, nullptr);
+    MessageResult result = KindProcedure(window, message, wParam, lParam);
+    if (message == MSG_PAINT && PlatformFocusWindow() == window) {
+        Rect client;
+        PlatformGetClientRect(window, &client);
+        PlatformFrameRect((DrawContext *)wParam, &client, COLOR_FOCUS);
+    }
+    return result;
 }
 
 void ControlsRegister(void)

@@ -29,6 +29,16 @@ enum : int32_t {
 // Registers the procedure of the custom controls; start-up calls it.
 void ControlsRegister(void);
 
+// Moves the focus, as Tab and Shift+Tab do, among the controls of parent that take it
+// (buttons, check boxes, radio buttons, edits, lists and the custom controls, while they
+// are shown and enabled), in the order they were made: to the one after from, or before it
+// when backward, round from the last to the first; from the first or the last when from
+// is not one of them. Returns the control that has the focus now, or null when none takes
+// it. A custom control with the focus shows a frame in COLOR_FOCUS around itself.
+WindowHandle ControlFocusNext(WindowHandle parent, WindowHandle from, int backward);
+
+constexpr uint32_t COLOR_FOCUS = 0x2060C0; // 0xRRGGBB of a custom control's focus frame
+
 // ---------------------------------------------------------------------------------------
 // Slider.
 

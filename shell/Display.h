@@ -43,6 +43,9 @@ void DisplayPictureSize(WindowHandle window, const ImageWindow *record, int *wid
 int DisplayBorder(void);
 uint32_t DisplayBorderColor(void);
 
+// The workspace color preference as 0xRRGGBB.
+uint32_t DisplayWorkspaceColor(void);
+
 // The zoomed size of a picture: w * z for z >= 1, (w + |z| - 1) / |z| below 0.
 int ZoomedSize(int size, int zoom);
 
@@ -53,6 +56,10 @@ int ZoomStepOut(int zoom);
 
 // RenderView of the window's own picture over the whole view, with the wait cursor.
 ErrorCode RefreshView(ImageWindow *record);
+
+// Moves a window left and up, and makes it smaller where it is larger than the workspace,
+// so that all of it lies in the workspace; returns 1 when its size changed.
+int FitWindow(WindowHandle window);
 
 // Decides viewWidth and viewHeight and may resize the window; returns 1 when it resized the
 // window, so that the MSG_SIZE that follows redoes the work.

@@ -69,12 +69,23 @@ int DisplayBorder(void)
     return Prefs.borderWidth > 0 ? Prefs.borderWidth : 0;
 }
 
-uint32_t DisplayBorderColor(void)
+// A color of the preferences, three reals of 0 to 1, as 0xRRGGBB.
+static uint32_t PreferenceColor(const double channels[3])
 {
     uint32_t color = 0;
     for (int c = 0; c < 3; c++)
-        color = color << 8 | (uint32_t)Clamp8(Round(Prefs.borderColor[c] * 255.0));
+        color = color << 8 | (uint32_t)Clamp8(Round(channels[c] * 255.0));
     return color;
+}
+
+uint32_t DisplayBorderColor(void)
+{
+    return PreferenceColor(Prefs.borderColor);
+}
+
+uint32_t DisplayWorkspaceColor(void)
+{
+    return PreferenceColor(Prefs.workspace);
 }
 
 int ZoomedSize(int size, int zoom)
@@ -113,20 +124,49 @@ static void FrameSize(WindowHandle window, int *across, int *down)
     *down = Larger(0, outer.bottom - outer.top - client.bottom);
 }
 
+// The outer rectangle of a window moved left and up, and made smaller where it is larger
+// than the workspace, so that all of it lies in the workspace.
+static Rect PlaceInWorkspace(Rect outer)
+{
+    Rect workspace;
+    PlatformGetClientRect(PlatformWorkspace(), &workspace);
+    int width = Smaller(outer.right - outer.left, workspace.right);
+    int height = Smaller(outer.bottom - outer.top, workspace.bottom);
+    int x = Larger(0, Smaller(outer.left, workspace.right - width));
+    int y = Larger(0, Smaller(outer.top, workspace.bottom - height));
+    return {x, y, x + width, y + height};
+}
+
+// Moves a window to its place, when that differs from where it stands; returns 1 when its
+// size changed.
+static int WindowPlace(WindowHandle window, const Rect *outer, const Rect *place)
+{
+    if (place->left == outer->left && place->top == outer->top && place->right == outer->right &&
+        place->bottom == outer->bottom)
+        return 0;
+    PlatformMoveWindow(window, place->left, place->top, place->right - place->left,
+                       place->bottom - place->top);
+    return place->right - place->left != outer->right - outer->left ||
+           place->bottom - place->top != outer->bottom - outer->top;
+}
+
 // Gives the window a new outer size where it stands, moved left and up as far as needed to
-// stay inside the workspace. Returns 1 when the size changed.
+// stay inside the workspace; a window of the right size that stands partly outside moves
+// in as well. Returns 1 when the size changed.
 static int WindowResize(WindowHandle window, int width, int height)
 {
-    Rect outer, workspace;
+    Rect outer;
     PlatformGetWindowRect(window, &outer);
-    PlatformGetClientRect(PlatformWorkspace(), &workspace);
-    if (outer.right - outer.left == width && outer.bottom - outer.top == height) return 0;
-    int x = outer.left;
-    int y = outer.top;
-    if (x + width > workspace.right) x = Larger(0, workspace.right - width);
-    if (y + height > workspace.bottom) y = Larger(0, workspace.bottom - height);
-    PlatformMoveWindow(window, x, y, width, height);
-    return 1;
+    Rect place = PlaceInWorkspace({outer.left, outer.top, outer.left + width, outer.top + height});
+    return WindowPlace(window, &outer, &place);
+}
+
+int FitWindow(WindowHandle window)
+{
+    Rect outer;
+    PlatformGetWindowRect(window, &outer);
+    Rect place = PlaceInWorkspace(outer);
+    return WindowPlace(window, &outer, &place);
 }
 
 // The view size in an available area (aw, ah) for a zoomed picture (zw, zh): a horizontal bar
@@ -171,8 +211,10 @@ int LayoutWindow(WindowHandle window, ImageWindow *record, int grow, int fit)
     int ah = client.bottom - borders;
 
     if ((grow || fit) && zw == aw && zh == ah) {
+        // The size is right already; the place may not be.
         record->viewWidth = zw;
         record->viewHeight = zh;
+        FitWindow(window);
         PlatformShowWindow(window, SHOW_NORMAL);
         return 0;
     }

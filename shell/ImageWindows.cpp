@@ -11,6 +11,8 @@
 #include "core/Preferences.h"
 #include "core/Text.h"
 #include "shell/Commands.h"
+#include "shell/Controls.h"
+#include "shell/Dialogs.h"
 #include "shell/Display.h"
 #include "shell/FileFlow.h"
 #include "shell/ImageWindows.h"
@@ -59,6 +61,14 @@ MessageResult ChildProcedure(WindowHandle window, uint32_t message, uintptr_t wP
             PlatformSetFocus(window);
         }
         break;
+    case MSG_NEXT_FIELD:
+    case MSG_PREVIOUS_FIELD: {
+        // Tab in any child with controls: wParam is the id of the control that has the
+        // focus, or -1 when the child itself has it. The kind hears of it after.
+        WindowHandle from = (intptr_t)wParam >= 0 ? PlatformControl(window, (int)wParam) : nullptr;
+        ControlFocusNext(window, from, message == MSG_PREVIOUS_FIELD);
+        break;
+    }
     default: break;
     }
 
@@ -221,6 +231,9 @@ void ImageWindowLayout(WindowHandle window)
         CenterView(record, window);
         ErrorCode result = RefreshView(record);
         if (result != ERROR_NONE) ShowError(result);
+        // What the window showed before belongs to the old layout, and may have been painted
+        // while the picture was still being made.
+        PlatformInvalidate(window, nullptr);
     }
     UpdateTitle(window);
 }
@@ -265,7 +278,8 @@ static int ImageWindowCommand(WindowHandle window, int id)
     case COMMAND_ZOOM_ONE: ZoomOneToOne(window, record, 0, -1, -1); break;
     case COMMAND_ZOOM_ONE_RESIZE: ZoomOneToOne(window, record, 1, -1, -1); break;
     case COMMAND_ZOOM_FIT: ZoomToFitClient(window, record, PlatformWorkspace(), 0); break;
-    default: return 0; // the grid's dialog is not part of the program yet
+    case COMMAND_GRID: ShowGridDialog(window); return 1;
+    default: return 0;
     }
     ImageWindowZoomed(window);
     return 1;
@@ -493,6 +507,9 @@ ErrorCode ImageWindowShow(ImageWindow *record, WindowHandle *window)
     if (height > workspace.bottom) height = workspace.bottom;
     *window = ImageWindowMake(record->slot, width, height, 0);
     if (*window == nullptr) return ERROR_NO_MEMORY;
+    // Staggered down and right from the others, it may stand partly past the workspace's
+    // edge, with its frame and scroll bars out of reach.
+    FitWindow(*window);
     UpdateTitle(*window);
     PlatformActivateWindow(*window);
     return ERROR_NONE;

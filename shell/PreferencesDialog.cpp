@@ -277,7 +277,7 @@ static void PreferencesTakeEffect(void)
         }
         PlatformInvalidate(child, nullptr);
     }
-    if (PlatformWorkspace() != nullptr) PlatformInvalidate(PlatformWorkspace(), nullptr);
+    PlatformSetWorkspaceColor(DisplayWorkspaceColor());
 }
 
 static void PreferencesAccept(WindowHandle window, PreferencesState *state)

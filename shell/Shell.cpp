@@ -16,6 +16,7 @@
 #include "shell/Commands.h"
 #include "shell/Controls.h"
 #include "shell/DialogLayout.h"
+#include "shell/Display.h"
 #include "shell/FileFlow.h"
 #include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
@@ -141,7 +142,8 @@ static const MenuItem FRAME_MENU[] = {
     {COMMAND_WINDOW_INFO, "Window &Info...", 1},
     {COMMAND_GRID, "&Grid...", 1},
     {0, "", 1},
-    {COMMAND_ZOOM_IN, "Zoom &In\tCtrl++", 1},
+    // + needs Shift on most keyboards: the key it shares, =, zooms in as well.
+    {COMMAND_ZOOM_IN, "Zoom &In\tCtrl++\tCtrl+=", 1},
     {COMMAND_ZOOM_IN_RESIZE, "Zoom In and &Resize", 1},
     {COMMAND_ZOOM_OUT, "Zoom &Out\tCtrl+-", 1},
     {COMMAND_ZOOM_ONE, "Zoom to &1:1\tCtrl+1", 1},
@@ -182,6 +184,7 @@ ErrorCode CreateFrame(void)
                             0,
                             0};
     if (PlatformCreateWindow(&request) == nullptr) return ERROR_NO_MEMORY;
+    PlatformSetWorkspaceColor(DisplayWorkspaceColor());
     PlatformSetMenu(FRAME_MENU);
     RecentFilesMenuUpdate();
     PlatformShowWindow(FrameWindow, SHOW_MAXIMIZED);
@@ -307,10 +310,12 @@ int KeyFilter(uint32_t character)
     if (focus == nullptr || ActiveWindow == nullptr) return 0;
     switch (character) {
     case '\t': {
+        // The window whose fields the focus moves among: the parent of a control, or the
+        // window itself when it has the focus (as a dialog has when it opens).
         WindowHandle parent = PlatformWindowParent(focus);
         uint32_t message = (PlatformKeyState() & KEYS_SHIFT) ? MSG_PREVIOUS_FIELD : MSG_NEXT_FIELD;
-        if (parent != nullptr)
-            PlatformSendMessage(parent, message, (uintptr_t)PlatformControlId(focus), 0);
+        PlatformSendMessage(parent != nullptr ? parent : focus, message,
+                            (uintptr_t)(intptr_t)PlatformControlId(focus), 0);
         return 1;
     }
     case '\r':

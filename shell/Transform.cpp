@@ -17,6 +17,7 @@
 #include "core/Progress.h"
 #include "shell/Commands.h"
 #include "shell/Controls.h"
+#include "shell/Dialogs.h"
 #include "shell/Display.h"
 #include "shell/FileFlow.h"
 #include "shell/ImageWindows.h"
@@ -27,6 +28,7 @@ WindowHandle OutputWindow;
 double OutputResolution;
 int AutoPreview;
 int PreviewStale = 1;
+int PreviewWaiting;
 int SettingsDirty = 1;
 int ApplyCount;
 WindowHandle LastOutput;
@@ -90,6 +92,7 @@ int CreateTransformButtons(WindowHandle dialog, int x, int y)
 {
     AutoPreview = 0;
     PreviewStale = 1;
+    PreviewWaiting = 0;
     SettingsDirty = 1;
     ApplyCount = 0;
     x = ButtonAdd(dialog, BUTTON_AUTO, "Auto", CONTROL_CHECK_BOX, x, y);
@@ -106,6 +109,7 @@ int CreateTransformButtons(WindowHandle dialog, int x, int y)
 
 int CreateApplyButtons(WindowHandle dialog, int x, int y)
 {
+    PreviewWaiting = 0;
     PreviewStale = 1;
     SettingsDirty = 1;
     ApplyCount = 0;
@@ -144,25 +148,6 @@ void KeepOnScreen(WindowHandle window)
     if (x + width > client.right - Margin) x = Larger(0, client.right - Margin - width);
     if (y + height > client.bottom - Margin) y = Larger(0, client.bottom - Margin - height);
     if (x != outer.left || y != outer.top) PlatformMoveWindow(window, x, y, width, height);
-}
-
-// Moves and if need be shrinks a new image window so that all of it lies in the workspace.
-static void FitWindow(WindowHandle window)
-{
-    Rect outer, client;
-    PlatformGetWindowRect(window, &outer);
-    PlatformGetClientRect(PlatformWorkspace(), &client);
-    int width = outer.right - outer.left;
-    int height = outer.bottom - outer.top;
-    if (width > client.right) width = client.right;
-    if (height > client.bottom) height = client.bottom;
-    int x = outer.left + width > client.right ? client.right - width : outer.left;
-    int y = outer.top + height > client.bottom ? client.bottom - height : outer.top;
-    x = Larger(0, x);
-    y = Larger(0, y);
-    if (x != outer.left || y != outer.top || width != outer.right - outer.left ||
-        height != outer.bottom - outer.top)
-        PlatformMoveWindow(window, x, y, width, height);
 }
 
 void TransformTakeInput(WindowHandle input)
@@ -209,6 +194,29 @@ int TransformDialogText(WindowHandle dialog, int id, const char *text, int x, in
 
 // ---------------------------------------------------------------------------------------
 // The output window.
+
+void TransformPreviewWait(int waiting)
+{
+    PreviewWaiting = waiting != 0;
+    if (PreviewWaiting && OutputWindow != nullptr) {
+        // What it shows belongs to settings that are no longer there; "Auto" stays on.
+        WindowHandle window = OutputWindow;
+        OutputWindow = nullptr;
+        PlatformDestroyWindow(window);
+        PreviewStale = 1;
+    }
+}
+
+// A preview that the user did not ask for by the button: nothing while the settings wait.
+// Returns 1 when the user aborted it.
+static int AutomaticPreview(void *params, ComputeFunction compute)
+{
+    if (PreviewWaiting) {
+        PreviewStale = 1;
+        return 0;
+    }
+    return RunTransformation(params, 0, nullptr, compute);
+}
 
 void ClosePreview(void)
 {
@@ -463,7 +471,9 @@ int RunTransformation(void *params, int full, const Rect *rectangle, ComputeFunc
     if (rectangle == nullptr) PlatformInvalidate(window, nullptr);
     PreviewStale = 0;
     PreviewButtonEnable(0);
-    PlatformActivateWindow(window);
+    // A result comes to the front for the user; a preview only shows what the dialog's
+    // settings do, and the focus stays where the user is working, in the dialog.
+    if (full) PlatformActivateWindow(window);
     return 0;
 }
 
@@ -515,7 +525,7 @@ static int ApplySteps(WindowHandle dialog, void *params, ComputeFunction compute
     if (wasAuto) {
         AutoSet(1);
         PreviewButtonEnable(0);
-        RunTransformation(params, 0, nullptr, compute);
+        AutomaticPreview(params, compute);
     }
     SettingsDirty = 0;
     if (Prefs.transformationOnTop) PlatformActivateWindow(dialog);
@@ -575,7 +585,7 @@ int TransformCommand(WindowHandle dialog, uintptr_t wParam, intptr_t lParam, voi
     case BUTTON_AUTO:
         AutoSet(!AutoPreview);
         if (AutoPreview) {
-            RunTransformation(params, 0, nullptr, compute);
+            AutomaticPreview(params, compute);
             ActivateDialogOnTop();
         }
         PreviewButtonEnable(0);
@@ -600,7 +610,7 @@ void RefreshPreview(void *params, ComputeFunction compute)
         PreviewStale = 1;
         // A failed run closes the preview and with it "Auto"; an abort is the user's wish
         // to stop this one computation, not to stop previewing.
-        if (RunTransformation(params, 0, nullptr, compute)) {
+        if (AutomaticPreview(params, compute)) {
             AutoSet(1);
             PreviewButtonEnable(0);
         }
@@ -616,7 +626,7 @@ void InputChanged(void *params, ComputeFunction compute)
     RefreshPreview(params, compute);
     if (again) {
         AutoSet(1);
-        RunTransformation(params, 0, nullptr, compute);
+        AutomaticPreview(params, compute);
         PreviewButtonEnable(0);
     }
     SettingsDirty = 1;
@@ -702,6 +712,7 @@ static void PreviewZoom(WindowHandle window, ImageWindow *record, int id)
     case COMMAND_ZOOM_OUT: zoom = ZoomStepOut(zoom); break;
     case COMMAND_ZOOM_ONE:
     case COMMAND_ZOOM_ONE_RESIZE: zoom = 1; break;
+    case COMMAND_GRID: ShowGridDialog(window); return;
     default: return;
     }
     if (zoom == record->zoom) return;

@@ -29,6 +29,7 @@ extern WindowHandle OutputWindow; // the preview or output window, or null
 extern double OutputResolution;   // resolution of the result
 extern int AutoPreview;           // the "Auto" check box
 extern int PreviewStale;          // the preview no longer shows the settings
+extern int PreviewWaiting;        // the settings are not enough to compute yet
 extern int SettingsDirty;         // the settings changed since the last Apply
 extern int ApplyCount;            // outputs of this dialog, to stagger new windows
 extern WindowHandle LastOutput;   // the window of the last Apply or OK, else null
@@ -63,6 +64,13 @@ void InputChanged(void *params, ComputeFunction compute);
 
 // Destroys the output window, clears "Auto", marks the preview stale, enables "Preview".
 void ClosePreview(void);
+
+// Tells whether the dialog's settings are not yet enough to compute (Change Color Profile
+// still without a target): while they wait, the automatic previews ("Auto", a changed
+// setting or input, the preview after an Apply) compute nothing and say nothing, and a
+// preview on the screen goes, "Auto" staying on; the Preview button and Apply still compute
+// and show what is missing. Every dialog starts not waiting.
+void TransformPreviewWait(int waiting);
 
 // Moves a window left and up as needed to stay inside its parent, by Margin.
 void KeepOnScreen(WindowHandle window);

@@ -15,7 +15,8 @@
 
 static const int PROGRESS_LOG = 64;
 static const int ANSWER_QUEUE = 64;
-static const int CHARACTER_WIDTH = 7; // pixels of every character in the dialog font
+static const int CHARACTER_WIDTH = 7;       // pixels of every character in the dialog font
+static const int SMALL_CHARACTER_WIDTH = 6; // and in the small font
 
 static HeadlessMessage Messages[HEADLESS_MESSAGE_LOG];
 static int MessageTotal;
@@ -34,6 +35,8 @@ static int ConsoleProgress;
 static uint32_t ConsoleLastDraw;
 static char StoreFile[PATH_LENGTH];
 static char StoreFolder[PATH_LENGTH];
+static uint8_t *DisplayProfile; // what the desktop is said to give the display, or null
+static int DisplayProfileLength;
 
 void HeadlessReset(void)
 {
@@ -50,6 +53,7 @@ void HeadlessReset(void)
     ConsoleProgress = 0;
     StoreFile[0] = 0;
     StoreFolder[0] = 0;
+    HeadlessSetDisplayProfile(nullptr, 0);
 }
 
 void HeadlessSetConsole(int echoMessages, int progressBar)
@@ -139,6 +143,12 @@ int PlatformTextWidth(const char *text, int length)
 {
     (void)text;
     return length * CHARACTER_WIDTH;
+}
+
+int PlatformSmallTextWidth(const char *text, int length)
+{
+    (void)text;
+    return length * SMALL_CHARACTER_WIDTH;
 }
 
 void PlatformSetCursor(int cursor)
@@ -287,6 +297,29 @@ void HeadlessSetSettingsFolder(const char *path)
 void HeadlessSetShift(int down)
 {
     HeadlessKeys = down ? (HeadlessKeys | KEYS_SHIFT) : (HeadlessKeys & ~KEYS_SHIFT);
+}
+
+void HeadlessSetDisplayProfile(const uint8_t *bytes, int length)
+{
+    MemoryRelease(&DisplayProfile);
+    DisplayProfileLength = 0;
+    if (bytes == nullptr || length <= 0) return;
+    DisplayProfile = (uint8_t *)MemoryAlloc((size_t)length);
+    if (DisplayProfile == nullptr) return;
+    memcpy(DisplayProfile, bytes, (size_t)length);
+    DisplayProfileLength = length;
+}
+
+int PlatformDisplayProfile(uint8_t **bytes, int32_t *length)
+{
+    *bytes = nullptr;
+    *length = 0;
+    if (DisplayProfile == nullptr) return 0;
+    *bytes = (uint8_t *)MemoryAlloc((size_t)DisplayProfileLength);
+    if (*bytes == nullptr) return 0;
+    memcpy(*bytes, DisplayProfile, (size_t)DisplayProfileLength);
+    *length = DisplayProfileLength;
+    return 1;
 }
 
 // A store larger than this is not one we wrote; it reads as empty and is not rewritten.

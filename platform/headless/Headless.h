@@ -81,11 +81,18 @@ void HeadlessSetSettingsFolder(const char *path);
 // Holds the Shift key down (1) or lets it go (0); up after a reset.
 void HeadlessSetShift(int down);
 
+// The profile PlatformDisplayProfile answers with (a copy is kept), or none for null; none
+// after a reset.
+void HeadlessSetDisplayProfile(const uint8_t *bytes, int length);
+
 // ---------------------------------------------------------------------------------------
 // Windows, controls, menus and dialogs, for tests of the shell.
 
 // The size of the workspace that holds the children; 1600 x 1000 after a reset.
 void HeadlessSetWorkspaceSize(int width, int height);
+
+// The color the program last gave the workspace; 0x808080 after a reset.
+uint32_t HeadlessWorkspaceColor(void);
 
 // Holds the modifiers keys (KEYS_*) down; none after a reset.
 void HeadlessSetKeys(uint32_t keys);
@@ -130,8 +137,10 @@ int HeadlessInvalid(WindowHandle window, Rect *rect);
 void HeadlessPaint(WindowHandle window);
 const Image *HeadlessCanvas(WindowHandle window);
 
-// Texts drawn, the newest last: the text, with its window and position.
+// Texts drawn, the newest last (the newest 256 are kept): the text, with its window and
+// position. HeadlessTextsForget starts the record afresh.
 int HeadlessTextCount(void);
+void HeadlessTextsForget(void);
 const char *HeadlessTextAt(int index, WindowHandle *window, int *x, int *y);
 
 // The state of a menu item; 0 when there is no such item.

@@ -66,6 +66,7 @@ static int PostedFirst;
 static int PostedCount;
 static Timer Timers[TIMER_COUNT];
 static PlatformWindow *Workspace;
+static uint32_t WorkspaceColor;
 static PlatformWindow *Frame;
 static WindowHandle Active;
 static WindowHandle Focus;
@@ -175,6 +176,7 @@ void HeadlessWindowsReset(void)
     HeadlessKeys = 0;
     Frame = nullptr;
     Workspace = WorkspaceMake(WORKSPACE_DEFAULT_WIDTH, WORKSPACE_DEFAULT_HEIGHT);
+    WorkspaceColor = 0x808080;
 }
 
 // ---------------------------------------------------------------------------------------
@@ -523,6 +525,11 @@ WindowHandle PlatformFocusWindow(void)
     return Valid(Focus) ? Focus : nullptr;
 }
 
+void PlatformSetFocusFromKey(WindowHandle window)
+{
+    PlatformSetFocus(window);
+}
+
 // ---------------------------------------------------------------------------------------
 // Painting.
 
@@ -813,6 +820,30 @@ WindowHandle PlatformControl(WindowHandle parent, int id)
         if (window->used && window->parent == parent && window->controlId == id) return window;
     }
     return nullptr;
+}
+
+WindowHandle PlatformNextControl(WindowHandle parent, WindowHandle control)
+{
+    // Serials rise with each window made, so the next is the least serial above control's.
+    uint32_t after = Valid(control) ? control->serial : 0;
+    WindowHandle next = nullptr;
+    for (int i = 0; i < HEADLESS_WINDOW_COUNT; i++) {
+        PlatformWindow *window = &HeadlessWindows[i];
+        if (!window->used || window->parent != parent || window->serial <= after) continue;
+        if (window->windowClass != -1 && window->windowClass != CLASS_CONTROL) continue;
+        if (next == nullptr || window->serial < next->serial) next = window;
+    }
+    return next;
+}
+
+int PlatformControlType(WindowHandle control)
+{
+    return Valid(control) && control->windowClass == -1 ? control->controlType : -1;
+}
+
+int PlatformControlEnabled(WindowHandle control)
+{
+    return Valid(control) && control->enabled;
 }
 
 int PlatformControlId(WindowHandle control)
@@ -1114,6 +1145,16 @@ void HeadlessSetWorkspaceSize(int width, int height)
     if (Workspace != nullptr) Workspace->rect = {0, 0, width, height};
 }
 
+void PlatformSetWorkspaceColor(uint32_t color)
+{
+    WorkspaceColor = color;
+}
+
+uint32_t HeadlessWorkspaceColor(void)
+{
+    return WorkspaceColor;
+}
+
 void HeadlessSetKeys(uint32_t keys)
 {
     HeadlessKeys = keys;
@@ -1254,6 +1295,11 @@ const Image *HeadlessCanvas(WindowHandle window)
 int HeadlessTextCount(void)
 {
     return TextTotal < TEXT_LOG ? TextTotal : TEXT_LOG;
+}
+
+void HeadlessTextsForget(void)
+{
+    TextTotal = 0;
 }
 
 const char *HeadlessTextAt(int index, WindowHandle *window, int *x, int *y)

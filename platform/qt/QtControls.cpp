@@ -170,6 +170,31 @@ WindowHandle PlatformControl(WindowHandle parent, int id)
     return nullptr;
 }
 
+WindowHandle PlatformNextControl(WindowHandle parent, WindowHandle control)
+{
+    if (!QtValid(parent)) return nullptr;
+    // Serials rise with each window made, so the next is the least serial above control's.
+    uint32_t after = QtValid(control) ? control->serial : 0;
+    WindowHandle next = nullptr;
+    for (int i = 0; i < QT_WINDOW_COUNT; i++) {
+        PlatformWindow *window = &QtWindows[i];
+        if (!window->used || window->parent != parent || window->serial <= after) continue;
+        if (window->windowClass != RECORD_CONTROL && window->windowClass != CLASS_CONTROL) continue;
+        if (next == nullptr || window->serial < next->serial) next = window;
+    }
+    return next;
+}
+
+int PlatformControlType(WindowHandle control)
+{
+    return QtValid(control) && control->windowClass == RECORD_CONTROL ? control->controlType : -1;
+}
+
+int PlatformControlEnabled(WindowHandle control)
+{
+    return QtValid(control) && control->widget != nullptr && control->widget->isEnabled();
+}
+
 int PlatformControlId(WindowHandle control)
 {
     if (!QtValid(control) ||
@@ -286,13 +311,10 @@ void PlatformSetScrollBar(WindowHandle scrollBar, int range, int position, int p
     scrollBar->scrollRange = range;
     scrollBar->scrollPosition = position;
     scrollBar->scrollPage = page;
-    // Positions 0..range with a page of page positions: the thumb's last place is where the
-    // page's last position meets the range's end.
-    int largest = page > 0 ? range - page + 1 : range;
-    if (largest < 0) largest = 0;
+    // The thumb takes the positions 0..range, as Qt's slider does; the page only sizes it.
     QScrollBar *bar = (QScrollBar *)scrollBar->widget;
     QSignalBlocker blocker(bar);
-    bar->setRange(0, largest);
+    bar->setRange(0, range > 0 ? range : 0);
     bar->setPageStep(page > 0 ? page : 1);
     bar->setSingleStep(1);
     bar->setValue(position);

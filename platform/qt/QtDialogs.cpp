@@ -15,6 +15,7 @@
 #include <QLocalSocket>
 #include <QMimeData>
 #include <QPushButton>
+#include <QStyle>
 #include <QUrl>
 #include <cstring>
 
@@ -73,7 +74,10 @@ int PlatformRunModal(WindowHandle window)
     QtGatePush(allowed);
     PlatformShowWindow(window, SHOW_NORMAL);
     if (window->frame != nullptr) window->frame->raise();
-    if (window->widget != nullptr) window->widget->setFocus(Qt::OtherFocusReason);
+    // A control the window has given the focus to keeps it.
+    QWidget *focus = QApplication::focusWidget();
+    if (window->widget != nullptr && (focus == nullptr || !window->widget->isAncestorOf(focus)))
+        window->widget->setFocus(Qt::OtherFocusReason);
     if (!Modal[depth].ended) loop.exec();
     QtGatePop(allowed);
     int result = Modal[depth].ended ? Modal[depth].result : 0;
@@ -105,8 +109,20 @@ void QtModalWindowGone(WindowHandle window)
 
 // ---------------------------------------------------------------------------------------
 // The message dialog: white, the text centred in black, the buttons in a row below, sized
-// as the layout says. Esc answers as Cancel does; a box with OK alone answers OK, and one
-// with Yes and No only has no answer for it.
+// as the layout says, with the desktop's sign of what kind of message it is on the left
+// and only a close button on its frame. Esc answers as Cancel does; a box with OK alone
+// answers OK, and one with Yes and No only has no answer for it.
+
+// The sign of a message: its title says an error or a warning; otherwise a question asks
+// for Yes or No, and the rest inform.
+static QStyle::StandardPixmap MessageSign(const char *title, int kind)
+{
+    if (title != nullptr && strcmp(title, "Error") == 0) return QStyle::SP_MessageBoxCritical;
+    if (title != nullptr && strcmp(title, "Warning") == 0) return QStyle::SP_MessageBoxWarning;
+    if (kind == MESSAGE_YES_NO || kind == MESSAGE_YES_NO_CANCEL)
+        return QStyle::SP_MessageBoxQuestion;
+    return QStyle::SP_MessageBoxInformation;
+}
 
 class MessageWindow : public QDialog {
   public:
@@ -129,6 +145,9 @@ int PlatformShowMessage(void *owner, const char *title, const char *text, int ki
     QWidget *parent = QtMainWindow != nullptr && QtMainWindow->isVisible() ? QtMainWindow : nullptr;
     MessageWindow dialog;
     if (parent != nullptr) dialog.setParent(parent, Qt::Dialog);
+    // A message is answered, not minimised or enlarged.
+    dialog.setWindowFlags(Qt::Dialog | Qt::CustomizeWindowHint | Qt::WindowTitleHint |
+                          Qt::WindowCloseButtonHint);
     dialog.setWindowTitle(QtText(title));
     dialog.setModal(true);
     QPalette palette = dialog.palette();
@@ -137,21 +156,32 @@ int PlatformShowMessage(void *owner, const char *title, const char *text, int ki
     dialog.setPalette(palette);
     dialog.setAutoFillBackground(true);
 
-    // The layout gives the whole window; Qt sizes the inside.
-    int width = layout->dialogWidth - metrics.dialogFrame;
-    int height = layout->dialogHeight - metrics.dialogBorder;
+    // The layout gives the whole window; Qt sizes the inside. The sign stands in a column
+    // of its own left of the text, which makes the window that much wider, and at least as
+    // high as the sign.
+    QStyle *style = dialog.style();
+    int signSize = style->pixelMetric(QStyle::PM_MessageBoxIconSize, nullptr, &dialog);
+    int signColumn = signSize + metrics.margin;
+    int textHeight = layout->textHeight > signSize ? layout->textHeight : signSize;
+    int width = layout->dialogWidth - metrics.dialogFrame + signColumn;
+    int height = layout->dialogHeight - metrics.dialogBorder + textHeight - layout->textHeight;
     dialog.setFixedSize(width, height);
+    QLabel *sign = new QLabel(&dialog);
+    sign->setPixmap(
+        style->standardIcon(MessageSign(title, kind), nullptr, &dialog).pixmap(signSize, signSize));
+    sign->setGeometry(metrics.margin, metrics.margin + (textHeight - signSize) / 2, signSize,
+                      signSize);
     QString shown = QtText(text);
     shown.remove('\r'); // the layout counts a line at each line feed
     QLabel *label = new QLabel(shown, &dialog);
     label->setTextFormat(Qt::PlainText);
     label->setAlignment(Qt::AlignCenter);
-    label->setGeometry(metrics.margin, metrics.margin, width - 2 * metrics.margin,
-                       layout->textHeight);
+    label->setGeometry(metrics.margin + signColumn, metrics.margin,
+                       width - 2 * metrics.margin - signColumn, textHeight);
 
     int rowWidth = count * layout->buttonWidth + (count - 1) * metrics.margin;
     int left = (width - rowWidth) / 2;
-    int top = 2 * metrics.margin + layout->textHeight;
+    int top = 2 * metrics.margin + textHeight;
     for (int i = 0; i < count; i++) {
         QPushButton *button = new QPushButton(QtText(labels[i]), &dialog);
         button->setGeometry(left + i * (layout->buttonWidth + metrics.margin), top,

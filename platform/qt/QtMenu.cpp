@@ -40,17 +40,21 @@ static void Command(int id)
     if (QtValid(QtFrameRecord)) QtForward(QtFrameRecord, MSG_COMMAND, (uintptr_t)(uint16_t)id, 0);
 }
 
-// An item with its label; the text after "\t" is shown as the shortcut and is its key.
+// An item with its label; the text after "\t" is shown as the shortcut and is its key, and
+// one after a second "\t" is another key of the item that the menu does not show.
 static QAction *ActionMake(int id, const char *label, QObject *parent)
 {
-    QString text = QtText(label);
-    QAction *action = new QAction(text, parent);
+    QStringList parts = QtText(label).split('\t');
+    QString shown = parts[0];
+    if (parts.size() > 1) shown += '\t' + parts[1];
+    QAction *action = new QAction(shown, parent);
     action->setData(id);
-    int tab = text.indexOf('\t');
-    if (tab >= 0) {
-        QKeySequence key = QKeySequence::fromString(text.mid(tab + 1), QKeySequence::PortableText);
-        if (!key.isEmpty()) action->setShortcut(key);
+    QList<QKeySequence> keys;
+    for (int i = 1; i < parts.size() && i <= 2; i++) {
+        QKeySequence key = QKeySequence::fromString(parts[i], QKeySequence::PortableText);
+        if (!key.isEmpty()) keys.append(key);
     }
+    if (!keys.isEmpty()) action->setShortcuts(keys);
     return action;
 }
 
@@ -194,8 +198,7 @@ int PlatformPopupMenu(WindowHandle window, const MenuItem *items, int x, int y)
 int QtMenuHasShortcut(const QKeySequence &sequence)
 {
     for (int i = 0; i < EntryCount; i++)
-        if (!Entries[i].action->shortcut().isEmpty() && Entries[i].action->shortcut() == sequence)
-            return 1;
+        if (Entries[i].action->shortcuts().contains(sequence)) return 1;
     return 0;
 }
 

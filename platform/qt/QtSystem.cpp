@@ -7,6 +7,7 @@
 #include <QApplication>
 #include <QDir>
 #include <QFontMetrics>
+#include <QIcon>
 #include <QMdiSubWindow>
 #include <QScreen>
 #include <QSettings>
@@ -73,6 +74,12 @@ int PlatformTextWidth(const char *text, int length)
 {
     if (text == nullptr || length <= 0 || QtDialogFont == nullptr) return 0;
     return QFontMetrics(*QtDialogFont).horizontalAdvance(QString::fromUtf8(text, length));
+}
+
+int PlatformSmallTextWidth(const char *text, int length)
+{
+    if (text == nullptr || length <= 0 || QtSmallFont == nullptr) return 0;
+    return QFontMetrics(*QtSmallFont).horizontalAdvance(QString::fromUtf8(text, length));
 }
 
 void PlatformSetCursor(int cursor)
@@ -165,6 +172,11 @@ ErrorCode QtPlatformStart(void)
     QCoreApplication::setOrganizationName("Corvane Imaging");
     QCoreApplication::setApplicationName("Vistel");
     QApplication::setQuitOnLastWindowClosed(false);
+    // Vistel's own icon, drawn at each size a desktop asks for, on every window.
+    QIcon icon;
+    for (int size : {16, 24, 32, 48, 64, 128, 256})
+        icon.addFile(QString(":/icons/vistel-%1.png").arg(size), QSize(size, size));
+    QApplication::setWindowIcon(icon);
     QtMetricsStart();
     QtWindowsStart();
     return QtWorkspaceRecord != nullptr ? ERROR_NONE : ERROR_NO_MEMORY;

@@ -322,12 +322,15 @@ void QtClientSize(WindowHandle window, int *width, int *height)
 {
     *width = *height = 0;
     if (!QtValid(window)) return;
-    if (window->windowClass == CLASS_FRAME || window->windowClass == RECORD_WORKSPACE) {
-        QWidget *area = QtWorkspaceArea;
-        if (window->windowClass == RECORD_WORKSPACE && area->isVisible())
-            area = QtWorkspaceArea->viewport();
-        *width = area->width();
-        *height = area->height();
+    if (window->windowClass == CLASS_FRAME) {
+        *width = QtWorkspaceArea->width();
+        *height = QtWorkspaceArea->height();
+        return;
+    }
+    if (window->windowClass == RECORD_WORKSPACE) {
+        QRect inside = QtWorkspaceArea->contentsRect();
+        *width = inside.width();
+        *height = inside.height();
         return;
     }
     if (window->frame != nullptr && !window->frame->isVisible()) {
@@ -711,8 +714,12 @@ void MainFrameWidget::dropEvent(QDropEvent *event)
 
 WorkspaceWidget::WorkspaceWidget()
 {
-    setHorizontalScrollBarPolicy(Qt::ScrollBarAsNeeded);
-    setVerticalScrollBarPolicy(Qt::ScrollBarAsNeeded);
+    // The program keeps its children inside the workspace (a new window, a fit, a zoom that
+    // resizes), so the area never scrolls: scroll bars of its own would scroll the children
+    // away from the places the program gave them, and take room from the layouts that just
+    // fitted them.
+    setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
+    setVerticalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
 }
 
 void WorkspaceWidget::resizeEvent(QResizeEvent *event)
@@ -1046,6 +1053,13 @@ WindowHandle PlatformWorkspace(void)
     return QtWorkspaceRecord;
 }
 
+void PlatformSetWorkspaceColor(uint32_t color)
+{
+    if (QtWorkspaceArea == nullptr) return;
+    QtWorkspaceArea->setBackground(
+        QBrush(QColor((int)((color >> 16) & 255), (int)((color >> 8) & 255), (int)(color & 255))));
+}
+
 WindowHandle PlatformFirstChild(void)
 {
     if (QtWorkspaceArea == nullptr) return nullptr;
@@ -1119,6 +1133,14 @@ void PlatformSetFocus(WindowHandle window)
         return;
     }
     if (window->widget != nullptr) window->widget->setFocus(Qt::OtherFocusReason);
+}
+
+void PlatformSetFocusFromKey(WindowHandle window)
+{
+    if (!QtValid(window) || window->widget == nullptr) return;
+    // The style marks the focus of a window whose focus the keyboard has moved.
+    window->widget->window()->setAttribute(Qt::WA_KeyboardFocusChange);
+    window->widget->setFocus(Qt::TabFocusReason);
 }
 
 WindowHandle PlatformFocusWindow(void)

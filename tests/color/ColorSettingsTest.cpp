@@ -201,10 +201,12 @@ TEST_F(ColorSettingsFixture, EveryCheckOfEveryProfileWithItsMessage)
             ASSERT_NE(bytes, nullptr);
             EXPECT_EQ(std::vector<uint8_t>(bytes, bytes + length), TestReadFile(path));
         }
-        // Only a usable monitor or proofing profile is open in the engine.
-        int monitorOpen = c.which == COLOR_PROFILE_MONITOR && c.message == nullptr;
+        // Only a usable proofing profile is open in the engine; the display always has one,
+        // the chosen monitor profile only when it is usable.
+        int chosen = c.which == COLOR_PROFILE_MONITOR && c.message == nullptr;
         int proofOpen = c.which == COLOR_PROFILE_PROOF && c.message == nullptr;
-        EXPECT_EQ(CurrentColorSettings.monitorHandle != nullptr, monitorOpen);
+        EXPECT_NE(CurrentColorSettings.monitorHandle, nullptr);
+        EXPECT_EQ(CurrentColorSettings.monitorSource, chosen ? MONITOR_CHOSEN : MONITOR_STANDARD);
         EXPECT_EQ(CurrentColorSettings.proofHandle != nullptr, proofOpen);
     }
 }
@@ -242,7 +244,7 @@ TEST_F(ColorSettingsFixture, HostileProfilesAreReportedAndDropped)
         int length;
         EXPECT_EQ(ColorProfileBytes(c.which, &length), nullptr);
         EXPECT_STREQ(ColorSettingsPath(&CurrentColorSettings, c.which), path.c_str());
-        EXPECT_EQ(CurrentColorSettings.monitorHandle, nullptr);
+        EXPECT_EQ(CurrentColorSettings.monitorSource, MONITOR_STANDARD);
     }
 }
 
@@ -271,7 +273,7 @@ TEST_F(ColorSettingsFixture, AllFiveTogetherAndAgainOnARerun)
     EXPECT_STREQ(HeadlessLastMessage()->text, "Cannot locate monitor profile");
     int length;
     EXPECT_EQ(ColorProfileBytes(COLOR_PROFILE_MONITOR, &length), nullptr);
-    EXPECT_EQ(settings->monitorHandle, nullptr);
+    EXPECT_EQ(settings->monitorSource, MONITOR_STANDARD);
     EXPECT_NE(ColorProfileBytes(COLOR_PROFILE_WORKING, &length), nullptr);
     EXPECT_NE(settings->proofHandle, nullptr);
     EXPECT_STREQ(settings->monitorPath, monitor.c_str());
@@ -286,6 +288,55 @@ TEST_F(ColorSettingsFixture, NotAvailableTurnsEverythingOff)
     EXPECT_EQ(CurrentColorSettings.enabled, 0);
     EXPECT_EQ(HeadlessMessageCount(), 0);
     EXPECT_EQ(CurrentColorSettings.monitorHandle, nullptr);
+    EXPECT_EQ(CurrentColorSettings.monitorSource, MONITOR_NONE);
+}
+
+TEST_F(ColorSettingsFixture, TheDisplayShowsThroughTheChoiceElseTheDesktopsProfileElseSrgb)
+{
+    std::vector<uint8_t> chosen = TestDisplayProfile("Chosen", 563);
+    std::vector<uint8_t> desktop = TestDisplayProfile("Desktop", 460, 0xf6dc);
+    const uint8_t *srgb;
+    int srgbLength;
+    ASSERT_EQ(SrgbProfile(&srgb, &srgbLength), ERROR_NONE);
+    std::vector<uint8_t> standard(srgb, srgb + srgbLength);
+    std::string chosenPath = Put("chosen.icc", chosen);
+    std::vector<uint8_t> printer = TestReadFile(SYSTEM_CMYK);
+    std::vector<uint8_t> gray = TestReadFile(SYSTEM_GRAY);
+    std::vector<uint8_t> cut(desktop.begin(), desktop.begin() + 200);
+    struct Case {
+        const char *name;
+        std::string path;                  // the user's choice
+        const std::vector<uint8_t> *given; // what the desktop gives, or null
+        int source;
+        const std::vector<uint8_t> *used;
+        int messages; // a bad choice is said; the desktop's never
+    } cases[] = {
+        {"nothing", "", nullptr, MONITOR_STANDARD, &standard, 0},
+        {"the desktop's", "", &desktop, MONITOR_DISPLAY, &desktop, 0},
+        {"a printer's from the desktop", "", &printer, MONITOR_STANDARD, &standard, 0},
+        {"a gray one from the desktop", "", &gray, MONITOR_STANDARD, &standard, 0},
+        {"a cut one from the desktop", "", &cut, MONITOR_STANDARD, &standard, 0},
+        {"the choice over the desktop's", chosenPath, &desktop, MONITOR_CHOSEN, &chosen, 0},
+        {"a missing choice", folder + "/gone.icc", &desktop, MONITOR_DISPLAY, &desktop, 1},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        ShutdownColorSettings();
+        ColorSettingsDefault(&CurrentColorSettings);
+        HeadlessReset();
+        if (c.given != nullptr) HeadlessSetDisplayProfile(c.given->data(), (int)c.given->size());
+        StrCopyLimit(c.path.c_str(), CurrentColorSettings.monitorPath, PATH_LENGTH - 1);
+        InitColorSettings();
+        EXPECT_EQ(HeadlessMessageCount(), c.messages);
+        EXPECT_EQ(CurrentColorSettings.monitorSource, c.source);
+        int length;
+        const uint8_t *used = ColorMonitorInUse(&length);
+        ASSERT_NE(used, nullptr);
+        EXPECT_EQ(std::vector<uint8_t>(used, used + length), *c.used);
+        EXPECT_NE(CurrentColorSettings.monitorHandle, nullptr);
+        // The setting stays what the user chose: nothing of the desktop's is written there.
+        EXPECT_EQ(std::string(CurrentColorSettings.monitorPath), c.path);
+    }
 }
 
 TEST_F(ColorSettingsFixture, BundledProfilesAreCopiedWhereMissing)

@@ -333,6 +333,53 @@ TEST_F(ProfileTransformFixture, DisplayThroughTheMonitorEqualsTificc)
     }
 }
 
+TEST_F(ProfileTransformFixture, WithoutAChosenMonitorTheDisplayShowsThroughItsOwnProfileOrSrgb)
+{
+    // The built-in sRGB profile as a file, for tificc.
+    const uint8_t *srgb;
+    int srgbLength;
+    ASSERT_EQ(SrgbProfile(&srgb, &srgbLength), ERROR_NONE);
+    std::string srgbPath = folder + "/srgb.icc";
+    TestWriteFile(srgbPath, std::vector<uint8_t>(srgb, srgb + srgbLength));
+    struct Case {
+        const char *name;
+        std::string desktop; // the profile the desktop gives the display, or none
+        std::string picture; // the picture's profile, or none for sRGB
+        std::string shownIn; // the profile the screen is in, or none for a plain copy
+    } cases[] = {
+        // A wide gamut picture is not shown with its numbers as they are, dull, but in sRGB.
+        {"wide picture", "", SYSTEM_WIDE, srgbPath},
+        {"sRGB picture", "", "", ""},
+        {"sRGB picture on the desktop's wide display", SYSTEM_WIDE, "", SYSTEM_WIDE},
+        {"wide picture on the desktop's wide display", SYSTEM_WIDE, SYSTEM_WIDE, ""},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        HeadlessSetDisplayProfile(nullptr, 0);
+        if (!c.desktop.empty()) {
+            std::vector<uint8_t> bytes = TestReadFile(c.desktop);
+            HeadlessSetDisplayProfile(bytes.data(), (int)bytes.size());
+        }
+        Settings("", "");
+        ImageWindow *window = Window(TYPE_COLOR24, 5, 5, c.picture);
+        ViewMake(window, TYPE_COLOR24, 31, 17, 5);
+        ASSERT_EQ(UpdateDisplayImage(window, 0, 0, 30, 16), ERROR_NONE);
+        if (c.shownIn.empty()) {
+            EXPECT_EQ(window->displayTransform, nullptr);
+            ExpectImagesNear(window->view, window->screen, 0);
+            continue;
+        }
+        EXPECT_NE(window->displayTransform, nullptr);
+        Image expected = {};
+        // A picture without a profile is taken as the engine's own sRGB.
+        std::string in = c.picture.empty() ? "*sRGB" : c.picture;
+        Tificc(window->view, "-t0 '-i" + in + "' '-o" + c.shownIn + "'", folder, &expected);
+        ExpectImagesNear(expected, window->screen, 0);
+        ImageFree(&expected);
+    }
+    HeadlessSetDisplayProfile(nullptr, 0);
+}
+
 TEST_F(ProfileTransformFixture, GrayAndBinaryViewsStayNeutralOnAWideGamutMonitor)
 {
     Settings("", SYSTEM_WIDE);

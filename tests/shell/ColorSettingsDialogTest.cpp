@@ -92,9 +92,10 @@ class ColorDialog : public ShellFilesTest {
     }
 };
 
-static const char SAVE_QUESTION[] = "Save modified settings?.\nClick Yes to retain new "
+static const char MONITOR_AUTOMATIC[] = "Automatic (sRGB IEC61966-2.1)";
+static const char SAVE_QUESTION[] = "Save modified settings?\nClick Yes to retain new "
                                     "settings.\nClick No to revert to previous settings.";
-static const char ABANDON_QUESTION[] = "Abandon modified settings?.\nClick Yes to revert to "
+static const char ABANDON_QUESTION[] = "Abandon modified settings?\nClick Yes to revert to "
                                        "previous settings.\nClick No to retain new settings.";
 
 TEST_F(ColorDialog, ShowsItsLabelsAndTheProfilesEachSettingAccepts)
@@ -144,7 +145,8 @@ TEST_F(ColorDialog, ShowsItsLabelsAndTheProfilesEachSettingAccepts)
     EXPECT_EQ(Items(window, COLOR_DIALOG_MISMATCH), mismatch);
     EXPECT_EQ(ControlText(window, COLOR_DIALOG_GAMUT_COLOR), "128");
 
-    // Each list: "None" first, then the profiles of the classes and spaces it accepts.
+    // Each list: "None" first, or for the monitor what shows without a choice (sRGB, as the
+    // desktop gives no profile here), then the profiles of the classes and spaces it accepts.
     struct List {
         int id;
         std::vector<std::string> profiles;
@@ -160,7 +162,8 @@ TEST_F(ColorDialog, ShowsItsLabelsAndTheProfilesEachSettingAccepts)
         SCOPED_TRACE(list.id);
         std::vector<std::string> items = Items(window, list.id);
         ASSERT_FALSE(items.empty());
-        EXPECT_EQ(items[0], "None");
+        EXPECT_EQ(items[0],
+                  list.id == COLOR_DIALOG_MONITOR ? std::string(MONITOR_AUTOMATIC) : "None");
         std::vector<std::string> rest(items.begin() + 1, items.end());
         std::sort(rest.begin(), rest.end());
         EXPECT_EQ(rest, list.profiles);
@@ -258,14 +261,14 @@ TEST_F(ColorDialog, CancelDropsChangesUnlessTheUserKeepsThem)
 
     // Closing the window is OK; a change made and undone is no change.
     window = Show();
-    Choose(window, COLOR_DIALOG_MONITOR, "None");
+    Choose(window, COLOR_DIALOG_MONITOR, MONITOR_AUTOMATIC);
     Choose(window, COLOR_DIALOG_MONITOR, "Test Monitor");
     int messages = HeadlessMessageCount();
     PlatformSendMessage(window, MSG_CLOSE, 0, 0);
     EXPECT_EQ(HeadlessMessageCount(), messages);
     EXPECT_FALSE(PlatformWindowExists(window));
     window = Show();
-    Choose(window, COLOR_DIALOG_MONITOR, "None");
+    Choose(window, COLOR_DIALOG_MONITOR, MONITOR_AUTOMATIC);
     HeadlessQueueAnswer(ANSWER_YES);
     PlatformSendMessage(window, MSG_CLOSE, 0, 0);
     EXPECT_EQ(MessagesWith("Warning", SAVE_QUESTION), 1);
@@ -344,7 +347,7 @@ TEST_F(ColorDialog, ABadFileSetsTheDefaultsAndAMissingOneChangesNothing)
     QueueFiles({bad});
     HeadlessClick(window, COLOR_DIALOG_LOAD);
     EXPECT_STREQ(HeadlessLastMessage()->text, "Illegal color management settings file");
-    EXPECT_EQ(Chosen(window, COLOR_DIALOG_MONITOR), "None");
+    EXPECT_EQ(Chosen(window, COLOR_DIALOG_MONITOR), MONITOR_AUTOMATIC);
     EXPECT_EQ(PlatformControlValue(window, COLOR_DIALOG_PROOF_INTENT), 0);
     EXPECT_EQ(Chosen(window, COLOR_DIALOG_GAMUT_ALARM), "Off");
     EXPECT_EQ(Chosen(window, COLOR_DIALOG_ENABLED), "Enabled");
@@ -376,4 +379,14 @@ TEST_F(ColorDialog, TheProfileListIsWrittenOneProfileALine)
     for (char c : text)
         lines += c == '\n';
     EXPECT_EQ(lines, 4);
+}
+
+TEST_F(ColorDialog, WithoutAChoiceTheMonitorListNamesTheDesktopsProfile)
+{
+    std::vector<uint8_t> desktop = TestDisplayProfile("Test Desktop", 563);
+    HeadlessSetDisplayProfile(desktop.data(), (int)desktop.size());
+    WindowHandle window = Show();
+    EXPECT_EQ(Items(window, COLOR_DIALOG_MONITOR)[0], "Automatic (Test Desktop)");
+    EXPECT_EQ(PlatformControlValue(window, COLOR_DIALOG_MONITOR), 0);
+    HeadlessSetDisplayProfile(nullptr, 0);
 }

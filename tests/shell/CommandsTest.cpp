@@ -8,6 +8,7 @@
 
 #include "core/Progress.h"
 #include "shell/Commands.h"
+#include "shell/Dialogs.h"
 #include "tests/shell/ShellTestSupport.h"
 
 using Commands = ShellTest;
@@ -400,4 +401,75 @@ TEST_F(Commands, CloseAndExitCloseTheActiveWindowAndTheFrame)
     HeadlessChooseMenu(COMMAND_EXIT);
     EXPECT_EQ(FrameWindow, nullptr);
     EXPECT_EQ(HeadlessFrame(), nullptr);
+}
+
+// What the Window Grid test does inside the dialog's modal loop.
+static WindowHandle GridPicture;
+static int GridChoice;
+static int GridSeenDivisions;
+static int GridSeenInvalid;
+static std::string GridSeenParts;
+static int GridButton;
+
+static void GridScript(WindowHandle dialog)
+{
+    char title[64];
+    PlatformGetWindowTitle(dialog, title, sizeof title);
+    EXPECT_STREQ(title, "Window Grid");
+    WindowHandle picture = GridPicture;
+    HeadlessPaint(picture);
+    HeadlessChoose(dialog, GRID_DIVISIONS, GridChoice);
+    // The picture shows the choice while the dialog is still up.
+    GridSeenDivisions = WindowRecord(picture)->gridDivisions;
+    Rect invalid;
+    GridSeenInvalid = HeadlessInvalid(picture, &invalid);
+    char text[64];
+    PlatformGetControlText(dialog, GRID_PARTS, text, sizeof text);
+    GridSeenParts = text;
+    HeadlessClick(dialog, GridButton);
+}
+
+TEST_F(Commands, TheGridCommandShowsEachChoiceAtOnceAndOkKeepsIt)
+{
+    WindowHandle window = MakePicture(TYPE_COLOR24, 900, 600);
+    ImageWindow *record = WindowRecord(window);
+    EXPECT_EQ(record->gridDivisions, 1);
+    GridPicture = window;
+    HeadlessSetModalHandler(GridScript);
+    struct Step {
+        int choice, button, kept;
+        const char *parts;
+    } steps[] = {
+        {2, DIALOG_OK, 3, "Parts of 300 x 200 pixels"},    // thirds, kept
+        {6, DIALOG_CANCEL, 3, "Parts of 113 x 75 pixels"}, // 8 x 8 tried and taken back
+        {0, DIALOG_OK, 1, "No grid lines"},
+    };
+    for (const Step &step : steps) {
+        SCOPED_TRACE(step.choice);
+        GridChoice = step.choice;
+        GridButton = step.button;
+        HeadlessChooseMenu(COMMAND_GRID);
+        EXPECT_EQ(GridSeenDivisions, GRID_CHOICES[step.choice]);
+        EXPECT_TRUE(GridSeenInvalid);
+        EXPECT_EQ(GridSeenParts, step.parts);
+        EXPECT_EQ(record->gridDivisions, step.kept);
+        EXPECT_EQ(HeadlessFindWindow("Window Grid"), nullptr);
+        EXPECT_EQ(ActiveWindow, window);
+    }
+    // The right button's "&Grid" opens the same dialog.
+    GridChoice = 1;
+    GridButton = DIALOG_OK;
+    HeadlessQueuePopupChoice(COMMAND_GRID);
+    PlatformSendMessage(window, MSG_RBUTTON_DOWN, 0, MakeParam(10, 10));
+    EXPECT_EQ(record->gridDivisions, 2);
+    HeadlessSetModalHandler(nullptr);
+}
+
+TEST(GridChoices, ADivisionsValueShowsAsTheLargestChoiceNotAboveIt)
+{
+    struct Case {
+        int divisions, choice;
+    } cases[] = {{-3, 0}, {0, 0}, {1, 0}, {3, 2}, {7, 5}, {16, 9}, {40, 9}};
+    for (const Case &test : cases)
+        EXPECT_EQ(GridChoiceOf(test.divisions), test.choice) << test.divisions;
 }

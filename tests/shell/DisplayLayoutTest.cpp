@@ -581,3 +581,24 @@ TEST_F(DisplayWindows, FitClientStepsOutUntilThePictureFits)
     ZoomToFitClient(second, small, PlatformWorkspace(), 0);
     EXPECT_EQ(small->zoom, -8);
 }
+
+TEST_F(DisplayWindows, FitClientBringsAWindowThatFitsAlreadyWhollyIntoTheWorkspace)
+{
+    // The zoom is the one that fits and the window has the size that goes with it, but it
+    // stands half out of the workspace: the command brings all of it into view.
+    ImageWindow *record;
+    WindowHandle window =
+        Picture(TYPE_GRAY8, 3000, 2000, -3, 1000 + 32, 667 + 32, &record, 1, 900, 600);
+    Rect rect;
+    PlatformGetWindowRect(window, &rect);
+    ASSERT_GT(rect.right, 1600);
+    ZoomToFitClient(window, record, PlatformWorkspace(), 0);
+    EXPECT_EQ(record->zoom, -3);
+    PlatformGetWindowRect(window, &rect);
+    EXPECT_EQ(rect.left, 1600 - 1040);
+    EXPECT_EQ(rect.top, 1000 - 727);
+    EXPECT_EQ(rect.right, 1600);
+    EXPECT_EQ(rect.bottom, 1000);
+    EXPECT_EQ(record->viewWidth, 1000);
+    EXPECT_EQ(record->viewHeight, 667);
+}

@@ -18,11 +18,11 @@ struct DrawnText {
 // Paints the whole window and returns the texts this paint drew in it.
 static std::vector<DrawnText> PaintTexts(WindowHandle window)
 {
-    int first = HeadlessTextCount();
+    HeadlessTextsForget();
     PlatformInvalidate(window, nullptr);
     HeadlessPaint(window);
     std::vector<DrawnText> texts;
-    for (int i = first; i < HeadlessTextCount(); i++) {
+    for (int i = 0; i < HeadlessTextCount(); i++) {
         WindowHandle in;
         int x, y;
         const char *text = HeadlessTextAt(i, &in, &x, &y);
@@ -31,13 +31,59 @@ static std::vector<DrawnText> PaintTexts(WindowHandle window)
     return texts;
 }
 
-// The texts of one ruler: the top one's stand at y 0, the left one's at x 1.
-static std::vector<DrawnText> RulerTexts(const std::vector<DrawnText> &texts, int top)
+// The headless small font: 6 pixels a character, 14 a line, a text 13 high.
+constexpr int SMALL_WIDTH = 6;
+constexpr int SMALL_LINE = 14;
+
+// The labels of one ruler, read from the texts drawn in its band beside the view: the top
+// ruler's texts whole; the left ruler's stacked characters joined again, with the place of
+// their first character.
+static std::vector<DrawnText> RulerTexts(const std::vector<DrawnText> &texts,
+                                         const ImageWindow *record, int top)
 {
+    int border = DisplayBorder();
     std::vector<DrawnText> axis;
-    for (const DrawnText &text : texts)
-        if (top ? text.y == 0 : text.x == 1) axis.push_back(text);
+    for (const DrawnText &text : texts) {
+        if (top) {
+            if (text.y + SMALL_LINE - 1 <= record->viewTop && text.y >= record->viewTop - border)
+                axis.push_back(text);
+        } else if (text.x < record->viewLeft && text.x >= record->viewLeft - border) {
+            if (!axis.empty() &&
+                text.y == axis.back().y + SMALL_LINE * (int)axis.back().text.size())
+                axis.back().text += text.text;
+            else
+                axis.push_back(text);
+        }
+    }
     return axis;
+}
+
+// Every text of a paint stands whole in one of the two rulers' bands, beside the view and
+// within its length, and no two texts meet.
+static void ExpectRulerTextsApartAndInside(const std::vector<DrawnText> &texts,
+                                           const ImageWindow *record)
+{
+    int border = DisplayBorder();
+    Rect top = {record->viewLeft, record->viewTop - border, record->viewLeft + record->viewWidth,
+                record->viewTop};
+    Rect left = {record->viewLeft - border, record->viewTop, record->viewLeft,
+                 record->viewTop + record->viewHeight};
+    std::vector<Rect> boxes;
+    for (const DrawnText &text : texts) {
+        Rect box = {text.x, text.y, text.x + SMALL_WIDTH * (int)text.text.size(),
+                    text.y + SMALL_LINE - 1};
+        auto inside = [&box](const Rect &band) {
+            return box.left >= band.left && box.right <= band.right && box.top >= band.top &&
+                   box.bottom <= band.bottom;
+        };
+        EXPECT_TRUE(inside(top) || inside(left))
+            << "\"" << text.text << "\" at " << text.x << "," << text.y;
+        for (const Rect &other : boxes)
+            EXPECT_FALSE(box.left < other.right && other.left < box.right &&
+                         box.top < other.bottom && other.top < box.bottom)
+                << "\"" << text.text << "\" at " << text.x << "," << text.y;
+        boxes.push_back(box);
+    }
 }
 
 TEST_F(DisplayWindows, PaintShowsTheMarginAndTheViewAtItsPlace)
@@ -104,43 +150,49 @@ TEST_F(DisplayWindows, GridLinesFallAtTheMappedPoints)
     }
 }
 
-TEST_F(DisplayWindows, RulerInPixelsLabelsRoundDivisions)
+TEST_F(DisplayWindows, RulerInPixelsLabelsRoundDivisionsWhereTheLabelsFit)
 {
     Prefs.showRuler = 1;
     ImageWindow *record;
     // 400 by 200 fills a client of 432 by 232 inside the border of 16.
     WindowHandle window = Picture(TYPE_GRAY8, 400, 200, 1, 432, 232, &record);
     std::vector<DrawnText> texts = PaintTexts(window);
-    // At most 400 / 20 divisions: a step of 20 pixels, labelled right of each major tick.
-    std::vector<DrawnText> top = RulerTexts(texts, 1);
-    ASSERT_EQ(top.size(), 21u);
-    for (int i = 0; i < 21; i++) {
-        EXPECT_EQ(top[i].text, std::to_string(20 * i));
-        EXPECT_EQ(top[i].x, 16 + 20 * i + 2);
+    ExpectRulerTextsApartAndInside(texts, record);
+    // 400 / 20 would be a step of 20 pixels, but "400" with the gaps needs 2 + 18 + 8: the
+    // next round step, 50. Each label stands right of its tick; "400" would pass the view's
+    // end and is left out.
+    std::vector<DrawnText> top = RulerTexts(texts, record, 1);
+    ASSERT_EQ(top.size(), 8u);
+    for (int i = 0; i < 8; i++) {
+        EXPECT_EQ(top[i].text, std::to_string(50 * i));
+        EXPECT_EQ(top[i].x, 16 + 50 * i + 2);
+        EXPECT_EQ(top[i].y, 0);
     }
-    // 200 / 20 = 10 divisions down the left, from the picture's top.
-    std::vector<DrawnText> left = RulerTexts(texts, 0);
-    ASSERT_EQ(left.size(), 11u);
-    for (int i = 0; i < 11; i++) {
-        EXPECT_EQ(left[i].text, std::to_string(20 * i));
-        EXPECT_EQ(left[i].y, 16 + 20 * i + 1);
+    // Down the left, a margin of 16 has no room for "200" written across: the digits stand
+    // one under the other, 2 + 3 * 14 + 8 pixels a label, more than 50: every 100 pixels.
+    std::vector<DrawnText> left = RulerTexts(texts, record, 0);
+    ASSERT_EQ(left.size(), 2u);
+    for (int i = 0; i < 2; i++) {
+        EXPECT_EQ(left[i].text, std::to_string(100 * i));
+        EXPECT_EQ(left[i].y, 16 + 100 * i + 2);
     }
-    // Major ticks cross the margin, minor ones (every 4 pixels) a quarter of it, in black
-    // against the white border.
+    // Major ticks cross the margin, minor ones (every 10 pixels across, 20 down) a quarter
+    // of it, in black against the white border.
     const Image *canvas = HeadlessCanvas(window);
-    EXPECT_EQ(CanvasColor(canvas, 36, 0), 0x000000u);
-    EXPECT_EQ(CanvasColor(canvas, 36, 15), 0x000000u);
-    EXPECT_EQ(CanvasColor(canvas, 20, 12), 0x000000u);
-    EXPECT_EQ(CanvasColor(canvas, 20, 11), 0xFFFFFFu);
-    EXPECT_EQ(CanvasColor(canvas, 21, 15), 0xFFFFFFu);
-    EXPECT_EQ(CanvasColor(canvas, 0, 36), 0x000000u);
-    EXPECT_EQ(CanvasColor(canvas, 12, 20), 0x000000u);
-    EXPECT_EQ(CanvasColor(canvas, 11, 20), 0xFFFFFFu);
+    EXPECT_EQ(CanvasColor(canvas, 66, 0), 0x000000u);
+    EXPECT_EQ(CanvasColor(canvas, 66, 15), 0x000000u);
+    EXPECT_EQ(CanvasColor(canvas, 26, 12), 0x000000u);
+    EXPECT_EQ(CanvasColor(canvas, 26, 11), 0xFFFFFFu);
+    EXPECT_EQ(CanvasColor(canvas, 27, 15), 0xFFFFFFu);
+    EXPECT_EQ(CanvasColor(canvas, 0, 116), 0x000000u);
+    EXPECT_EQ(CanvasColor(canvas, 12, 36), 0x000000u);
+    EXPECT_EQ(CanvasColor(canvas, 11, 36), 0xFFFFFFu);
+    EXPECT_EQ(CanvasColor(canvas, 12, 46), 0xFFFFFFu);
 
     // No ruler without the preference.
     Prefs.showRuler = 0;
     EXPECT_TRUE(PaintTexts(window).empty());
-    EXPECT_EQ(CanvasColor(HeadlessCanvas(window), 36, 0), 0xFFFFFFu);
+    EXPECT_EQ(CanvasColor(HeadlessCanvas(window), 66, 0), 0xFFFFFFu);
 }
 
 TEST_F(DisplayWindows, RulerUnitsFollowThePreference)
@@ -154,33 +206,32 @@ TEST_F(DisplayWindows, RulerUnitsFollowThePreference)
         int firstStepX; // where the second label of the top stands
         std::vector<std::string> left;
     } cases[] = {
-        // Inches: 4 / 20 = 0.2 a division.
-        {2,
-         {"0",   "0.2", "0.4", "0.6", "0.8", "1",   "1.2", "1.4", "1.6", "1.8", "2",
-          "2.2", "2.4", "2.6", "2.8", "3",   "3.2", "3.4", "3.6", "3.8", "4"},
-         16 + 20 + 2,
-         {"0", "0.2", "0.4", "0.6", "0.8", "1", "1.2", "1.4", "1.6", "1.8", "2"}},
-        // Millimetres: 101.6 / 20 = 5.08, up to 10; 10 mm are 39.37 pixels.
+        // Inches: 4 / 20 = 0.2 a division, but "0.2" takes 2 + 18 + 8 pixels of 20: 0.5.
+        // Down the left its digits stand one under the other.
+        {2, {"0", "0.5", "1", "1.5", "2", "2.5", "3", "3.5"}, 16 + 50 + 2, {"0", "1"}},
+        // Millimetres: 101.6 / 20 = 5.08, up to 10; 10 mm are 39.37 pixels, room for "40"
+        // stacked down the left: 2 + 2 * 14 + 8.
         {3,
-         {"0", "10", "20", "30", "40", "50", "60", "70", "80", "90", "100"},
+         {"0", "10", "20", "30", "40", "50", "60", "70", "80", "90"},
          16 + 39 + 2,
-         {"0", "10", "20", "30", "40", "50"}},
+         {"0", "10", "20", "30", "40"}},
         // Centimetres: 10.16 / 20 = 0.508, up to 1.
         {4,
-         {"0", "1", "2", "3", "4", "5", "6", "7", "8", "9", "10"},
+         {"0", "1", "2", "3", "4", "5", "6", "7", "8", "9"},
          16 + 39 + 2,
-         {"0", "1", "2", "3", "4", "5"}},
+         {"0", "1", "2", "3", "4"}},
     };
     for (const Case &test : cases) {
         SCOPED_TRACE(test.units);
         Prefs.showRuler = test.units;
         std::vector<DrawnText> texts = PaintTexts(window);
-        std::vector<DrawnText> top = RulerTexts(texts, 1);
+        ExpectRulerTextsApartAndInside(texts, record);
+        std::vector<DrawnText> top = RulerTexts(texts, record, 1);
         ASSERT_EQ(top.size(), test.top.size());
         for (size_t i = 0; i < top.size(); i++)
             EXPECT_EQ(top[i].text, test.top[i]);
         EXPECT_EQ(top[1].x, test.firstStepX);
-        std::vector<DrawnText> left = RulerTexts(texts, 0);
+        std::vector<DrawnText> left = RulerTexts(texts, record, 0);
         ASSERT_EQ(left.size(), test.left.size());
         for (size_t i = 0; i < left.size(); i++)
             EXPECT_EQ(left[i].text, test.left[i]);
@@ -191,30 +242,68 @@ TEST_F(DisplayWindows, RulerFollowsTheZoom)
 {
     Prefs.showRuler = 1;
     ImageWindow *record;
-    // Zoom 2: 200 picture pixels over 400 view pixels, a step of 10, two view pixels each.
+    // Zoom 2: 200 picture pixels over 400 view pixels, a step of 20, forty view pixels each.
     WindowHandle window = Picture(TYPE_GRAY8, 200, 100, 2, 432, 232, &record);
-    std::vector<DrawnText> top = RulerTexts(PaintTexts(window), 1);
-    ASSERT_EQ(top.size(), 21u);
-    EXPECT_EQ(top[3].text, "30");
-    EXPECT_EQ(top[3].x, 16 + 60 + 2);
+    std::vector<DrawnText> top = RulerTexts(PaintTexts(window), record, 1);
+    ASSERT_EQ(top.size(), 10u);
+    EXPECT_EQ(top[3].text, "60");
+    EXPECT_EQ(top[3].x, 16 + 120 + 2);
     PlatformDestroyWindow(window);
 
     // Zoom 3 scrolled down: a view of 384 by 184 from row 19, whose top block is cut by two
-    // rows. Row 20 begins at the view's second client row, 17: its label stands at 18.
+    // rows. Row 20 begins at the view's second client row, 17: its label stands at 19.
     window = Picture(TYPE_GRAY8, 200, 100, 3, 432, 232, &record);
     ASSERT_EQ(record->viewHeight, 184);
     ASSERT_EQ(record->scrollTop, 57);
     ASSERT_EQ(record->sourceTop, 19);
-    std::vector<DrawnText> left = RulerTexts(PaintTexts(window), 0);
+    std::vector<DrawnText> left = RulerTexts(PaintTexts(window), record, 0);
     ASSERT_FALSE(left.empty());
     EXPECT_EQ(left[0].text, "20");
-    EXPECT_EQ(left[0].y, 18);
+    EXPECT_EQ(left[0].y, 19);
     // And the view's row there shows picture row 20 from the top.
     int x, y;
     ClientToPicture(window, record, record->viewLeft, 17, &x, &y);
     EXPECT_EQ(record->image.height - 1 - y, 20);
     ClientToPicture(window, record, record->viewLeft, 16, &x, &y);
     EXPECT_EQ(record->image.height - 1 - y, 19);
+}
+
+TEST_F(DisplayWindows, RulerLabelsNeverMeetNorLeaveTheirBandAtAnyZoomOrSize)
+{
+    // Windows smaller and far larger than their views, at every unit, from 4:1 to 1:8: the
+    // band beside the view is as thick as the border, never the whole space around a view
+    // that stands in the middle of a large window.
+    struct Case {
+        int zoom, clientWidth, clientHeight;
+    } cases[] = {{4, 432, 232},    {1, 432, 232},  {1, 1200, 900}, {-2, 432, 232},
+                 {-3, 1500, 1000}, {-8, 300, 300}, {2, 1600, 1000}};
+    for (const Case &test : cases)
+        for (int units = 1; units <= 4; units++) {
+            SCOPED_TRACE(testing::Message() << "zoom " << test.zoom << " in " << test.clientWidth
+                                            << " x " << test.clientHeight << ", units " << units);
+            Prefs.showRuler = units;
+            ImageWindow *record;
+            WindowHandle window = Picture(TYPE_GRAY8, 1234, 567, test.zoom, test.clientWidth,
+                                          test.clientHeight, &record);
+            record->image.resolution = 240.0;
+            std::vector<DrawnText> texts = PaintTexts(window);
+            ExpectRulerTextsApartAndInside(texts, record);
+            EXPECT_GE(RulerTexts(texts, record, 1).size(), 2u);
+            EXPECT_GE(RulerTexts(texts, record, 0).size(), 1u);
+            // Nothing is drawn in the margin beyond the bands: it stays the border color.
+            const Image *canvas = HeadlessCanvas(window);
+            int bandTop = record->viewTop - DisplayBorder();
+            int bandLeft = record->viewLeft - DisplayBorder();
+            for (int y = 0; y < canvas->height; y++)
+                for (int x = 0; x < canvas->width; x++) {
+                    if (x >= bandLeft && y >= bandTop && x < record->viewLeft + record->viewWidth &&
+                        y < record->viewTop + record->viewHeight)
+                        continue;
+                    ASSERT_EQ(CanvasColor(canvas, x, y), 0xFFFFFFu) << x << "," << y;
+                }
+            PlatformDestroyWindow(window);
+            SlotFree(record->slot);
+        }
 }
 
 TEST(DisplayRuler, TextColorComparesRedAndGreenWithTheBordersRed)
@@ -240,8 +329,8 @@ TEST_F(DisplayWindows, RulerTicksTakeTheTextColor)
     PaintTexts(window);
     const Image *canvas = HeadlessCanvas(window);
     // Red 200 is above 127: no red and, by the same red, no green; blue 50 is not: blue.
-    EXPECT_EQ(CanvasColor(canvas, 36, 0), 0x0000FFu);
-    EXPECT_EQ(CanvasColor(canvas, 37, 0), 0xC83232u);
+    EXPECT_EQ(CanvasColor(canvas, 66, 0), 0x0000FFu);
+    EXPECT_EQ(CanvasColor(canvas, 67, 0), 0xC83232u);
 }
 
 TEST(DisplayRuler, StepsAreRoundAndNoMoreThanAsked)

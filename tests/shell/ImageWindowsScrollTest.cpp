@@ -74,3 +74,36 @@ TEST_F(ImageWindowScroll, TheWheelScrollsByLinesThroughTheWindowsOwnScrolling)
     EXPECT_EQ(record->view.rows[0][0], picture[43]);
     EXPECT_EQ(record->zoom, 1);
 }
+
+TEST_F(ImageWindowScroll, TheBarsShowTheRangeThePositionAndTheViewAsTheirPage)
+{
+    // The bar runs over 0..range with the view as its page, so that its thumb is as long
+    // against the bar as the view against the zoomed picture, and stands where the view
+    // stands. A range too long for a message's 16 bits is scaled, and the thumb at the bar's
+    // end still reaches the picture's end.
+    struct Case {
+        int width, zoom, range, position, page;
+    } cases[] = {
+        {900, 2, 1456, 728, 344},     // 1800 zoomed in a view of 344, centred
+        {6000, 8, 32767, 16380, 236}, // range 47656, the middle 23824, scaled by 32767 / 47656
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.zoom);
+        DestroyAllChildren();
+        WindowHandle window = MakePicture(TYPE_GRAY8, c.width, 600);
+        ImageWindow *record = WindowRecord(window);
+        record->zoom = c.zoom;
+        ImageWindowLayout(window);
+        WindowHandle across = (WindowHandle)PlatformGetWindowWord(window, WORD_HSCROLL);
+        int range, position, page;
+        EXPECT_TRUE(HeadlessScrollBar(across, &range, &position, &page));
+        EXPECT_EQ(range, c.range);
+        EXPECT_EQ(position, c.position);
+        EXPECT_EQ(page, c.page);
+        HeadlessScroll(across, SCROLL_THUMB_TRACK, range);
+        EXPECT_EQ(record->scrollLeft, record->scrollRangeX);
+        EXPECT_EQ(record->sourceRight, c.width - 1);
+        HeadlessScroll(across, SCROLL_THUMB_TRACK, 0);
+        EXPECT_EQ(record->scrollLeft, 0);
+    }
+}

@@ -514,3 +514,57 @@ TEST_F(ImageWindows, ShowingAPictureKeepsItsZoomAndAFailureLeavesTheRecordToTheC
     EXPECT_EQ(window, nullptr);
     EXPECT_EQ(FreeSlots(), free);
 }
+
+TEST_F(ImageWindows, ANewLayoutRepaintsAWindowThatWasPaintedBeforeItsPictureWasReady)
+{
+    // Copy and Negative make their window first and its picture after; the platform may
+    // paint the window in between (the progress window's pump does), when there is no view
+    // yet and the client shows the border color alone.
+    WindowHandle window = nullptr;
+    ASSERT_EQ(NewImageWindow(nullptr, &window, 200, 150, 0), ERROR_NONE);
+    ImageWindow *record = WindowRecord(window);
+    ASSERT_EQ(ImageAlloc(&record->image, TYPE_GRAY8, 40, 30, 300.0), ERROR_NONE);
+    PlatformInvalidate(window, nullptr); // as a window that has just been shown
+    HeadlessPaint(window);
+    Rect invalid;
+    ASSERT_FALSE(HeadlessInvalid(window, &invalid));
+    TestFillPattern(&record->image, 3);
+    ImageWindowLayout(window);
+    HeadlessPaint(window);
+    // The view's top left pixel shows the picture's top left pixel.
+    const Image *canvas = HeadlessCanvas(window);
+    ASSERT_NE(canvas->rows, nullptr);
+    ASSERT_LT(record->viewTop, canvas->height);
+    int y = canvas->height - 1 - record->viewTop;
+    const uint8_t *shown = canvas->rows[y] + 3 * record->viewLeft;
+    uint8_t picture = record->image.rows[record->image.height - 1][0];
+    EXPECT_EQ(shown[0], picture);
+    EXPECT_EQ(shown[1], picture);
+    EXPECT_EQ(shown[2], picture);
+}
+
+TEST_F(ImageWindows, LargePicturesOpenInWindowsThatLieWithinTheWorkspace)
+{
+    // New windows stand staggered down and right; one that would then pass the workspace's
+    // edge moves back in, so that its frame and scroll bars can be reached.
+    HeadlessSetWorkspaceSize(1000, 700);
+    for (int i = 0; i < 5; i++) {
+        SCOPED_TRACE(i);
+        int slot = -1;
+        ImageWindow *record = nullptr;
+        ASSERT_EQ(SlotAllocate(&slot, &record), ERROR_NONE);
+        ASSERT_EQ(ImageAlloc(&record->image, TYPE_GRAY8, 6000, 4000, 300.0), ERROR_NONE);
+        record->zoom = InitialZoom(6000, 4000);
+        WindowHandle window = nullptr;
+        ASSERT_EQ(ImageWindowShow(record, &window), ERROR_NONE);
+        Rect rect;
+        PlatformGetWindowRect(window, &rect);
+        EXPECT_GE(rect.left, 0);
+        EXPECT_GE(rect.top, 0);
+        EXPECT_LE(rect.right, 1000);
+        EXPECT_LE(rect.bottom, 700);
+        // The picture fits it whole, without scroll bars.
+        EXPECT_EQ(record->scrollRangeX, 0);
+        EXPECT_EQ(record->scrollRangeY, 0);
+    }
+}

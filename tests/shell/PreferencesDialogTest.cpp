@@ -303,3 +303,14 @@ TEST_F(PreferencesDialog, ValuesTakeEffectAtOnce)
     // The picture windows are drawn again.
     EXPECT_TRUE(HeadlessInvalid(picture, &invalid));
 }
+
+TEST_F(PreferencesDialog, TheWorkspaceTakesItsNewColorAtOnceAfterOk)
+{
+    WindowHandle window = Show();
+    HeadlessSetEditText(window, PREFERENCES_WORKSPACE, "0");
+    HeadlessSetEditText(window, PREFERENCES_WORKSPACE + 1, "51");
+    HeadlessSetEditText(window, PREFERENCES_WORKSPACE + 2, "255");
+    HeadlessQueueAnswer(ANSWER_NO);
+    HeadlessClick(window, DIALOG_OK);
+    EXPECT_EQ(HeadlessWorkspaceColor(), 0x0033FFu);
+}

@@ -377,3 +377,9 @@ TEST_F(Frame, AMinimisedFrameBringsItsMinimisedChildrenBack)
     PlatformSendMessage(FrameWindow, MSG_SIZE, SIZE_MINIMIZED, 0);
     EXPECT_EQ(PlatformWindowState(picture), SHOW_NORMAL);
 }
+
+TEST_F(Frame, TheWorkspaceTakesTheColorOfThePreferences)
+{
+    // 64 / 255 each by default.
+    EXPECT_EQ(HeadlessWorkspaceColor(), 0x404040u);
+}

@@ -387,3 +387,119 @@ TEST_F(TransformDialogs, FilesDroppedWhileADialogIsOpenWaitForItsEnd)
     PlatformDestroyWindow(DialogWindow);
     EXPECT_NE(FindImageWindow(second.c_str()), nullptr);
 }
+
+TEST_F(TransformDialogs, GammaIsWorkedFromTheKeyboardTabByTabWithTheFocusShown)
+{
+    MakePicture(TYPE_GRAY8, 64, 48);
+    Prefs.defaultPreview = 0;
+    HeadlessChooseMenu(COMMAND_GAMMA);
+    ASSERT_NE(DialogWindow, nullptr);
+    // The dialog has the focus as it opens; Tab goes through the controls that take it in
+    // the order they were made, and round again; Shift+Tab goes back.
+    EXPECT_EQ(PlatformFocusWindow(), DialogWindow);
+    auto tab = [](uint32_t keys) {
+        HeadlessSetKeys(keys);
+        EXPECT_EQ(PlatformSendMessage(FrameWindow, MSG_CHAR, '\t', 0), 1);
+        HeadlessSetKeys(0);
+        return PlatformControlId(PlatformFocusWindow());
+    };
+    std::vector<int> order;
+    for (int i = 0; i < 9; i++)
+        order.push_back(tab(0));
+    std::vector<int> expected = {BUTTON_AUTO,       BUTTON_PREVIEW, BUTTON_APPLY,
+                                 BUTTON_OK,         BUTTON_CANCEL,  GAMMA_INPUT,
+                                 GAMMA_INPUT_GAMMA, GAMMA_SLIDER,   BUTTON_AUTO};
+    EXPECT_EQ(order, expected);
+    EXPECT_EQ(tab(KEYS_SHIFT), GAMMA_SLIDER);
+
+    // The slider, with the focus, moves by the arrows and the page keys, and says so.
+    WindowHandle slider = PlatformFocusWindow();
+    int start = SliderPosition(DialogWindow, GAMMA_SLIDER); // as the last opening left it
+    PlatformSendMessage(slider, MSG_KEY_DOWN, KEY_RIGHT, 0);
+    EXPECT_EQ(SliderPosition(DialogWindow, GAMMA_SLIDER), start + SLIDER_STEP);
+    PlatformSendMessage(slider, MSG_KEY_DOWN, KEY_PAGE_DOWN, 0);
+    EXPECT_EQ(SliderPosition(DialogWindow, GAMMA_SLIDER), start + SLIDER_STEP - SLIDER_PAGE);
+    char expectedText[64];
+    snprintf(expectedText, sizeof expectedText, "Gamma factor: %.2f",
+             exp((start + SLIDER_STEP - SLIDER_PAGE) / 512.0 - 1.0));
+    EXPECT_EQ(Text(GAMMA_FACTOR_TEXT), expectedText);
+    // A key is a release too: the preview goes stale.
+    EXPECT_EQ(PreviewStale, 1);
+
+    // The focus shows as a frame around the slider; the slider asks to be painted again as
+    // the focus leaves it.
+    PlatformInvalidate(slider, nullptr);
+    HeadlessPaint(slider);
+    const Image *canvas = HeadlessCanvas(slider);
+    const uint8_t *corner = canvas->rows[canvas->height - 1];
+    EXPECT_EQ((uint32_t)corner[2] << 16 | corner[1] << 8 | corner[0], COLOR_FOCUS);
+    Rect invalid;
+    EXPECT_FALSE(HeadlessInvalid(slider, &invalid));
+    tab(0);
+    EXPECT_TRUE(HeadlessInvalid(slider, &invalid));
+}
+
+TEST_F(TransformDialogs, APreviewLeavesTheFocusInItsDialog)
+{
+    MakePicture(TYPE_GRAY8, 64, 48);
+    Prefs.defaultPreview = 1; // the automatic preview runs as the dialog opens
+    HeadlessChooseMenu(COMMAND_GAMMA);
+    ASSERT_NE(DialogWindow, nullptr);
+    HeadlessDeliverPosted();
+    ASSERT_NE(OutputWindow, nullptr);
+    EXPECT_EQ(ActiveWindow, DialogWindow);
+    EXPECT_EQ(PlatformFocusWindow(), DialogWindow);
+    // Each later preview too, after a slider let go with the focus on it.
+    WindowHandle slider = PlatformControl(DialogWindow, GAMMA_SLIDER);
+    PlatformSetFocus(slider);
+    PlatformSendMessage(slider, MSG_KEY_DOWN, KEY_RIGHT, 0);
+    EXPECT_EQ(PreviewStale, 0);
+    EXPECT_EQ(PlatformFocusWindow(), slider);
+    EXPECT_EQ(ActiveWindow, DialogWindow);
+    // Apply brings its result to the front, as a new picture of the user's.
+    HeadlessClick(DialogWindow, BUTTON_APPLY);
+    ASSERT_NE(LastOutput, nullptr);
+    EXPECT_EQ(ActiveWindow, LastOutput);
+}
+
+TEST_F(TransformDialogs, ChangeColorProfileWaitsForATargetInsteadOfComplainingAtOnce)
+{
+    MakePicture(TYPE_COLOR24, 40, 30);
+    Prefs.defaultPreview = 1;
+    HeadlessSetShift(1); // the first opening's choices: no target yet
+    HeadlessChooseMenu(COMMAND_CHANGE_PROFILE);
+    HeadlessSetShift(0);
+    ASSERT_NE(DialogWindow, nullptr);
+    HeadlessDeliverPosted(); // the automatic preview's click
+    // Nothing to show and nothing to say until a target is chosen; Auto stays on for it.
+    EXPECT_EQ(HeadlessMessageCount(), 0);
+    EXPECT_EQ(OutputWindow, nullptr);
+    EXPECT_EQ(AutoPreview, 1);
+
+    struct Step {
+        int change;
+        const char *target;
+        int previewed;
+    } steps[] = {
+        {0, "Compatible with Adobe RGB", 1}, // a target: the preview comes
+        {0, "None", 0},                      // none again: it goes, without a word
+        {2, "None", 1},                      // the profile setting alone needs no target
+        {1, "None", 0},
+    };
+    for (const Step &step : steps) {
+        SCOPED_TRACE(testing::Message() << step.change << " " << step.target);
+        HeadlessChoose(DialogWindow, CHANGE_PROFILE_CHANGE, step.change);
+        HeadlessChoose(DialogWindow, CHANGE_PROFILE_TARGET,
+                       ItemIndex(CHANGE_PROFILE_TARGET, step.target));
+        EXPECT_EQ(OutputWindow != nullptr, step.previewed);
+        EXPECT_EQ(HeadlessMessageCount(), 0);
+        EXPECT_EQ(AutoPreview, 1);
+    }
+
+    // Asked for a result without a target, the dialog says what is missing.
+    HeadlessClick(DialogWindow, BUTTON_APPLY);
+    ASSERT_EQ(HeadlessMessageCount(), 1);
+    EXPECT_STREQ(HeadlessLastMessage()->text,
+                 "A target color profile is required when transforming image data");
+    EXPECT_NE(DialogWindow, nullptr);
+}

@@ -66,8 +66,8 @@ TEST(UiGamma, SliderPreviewAndApplyOnTheSample)
     // Apply: a new image window beside the input, and the dialog stays for another.
     PlatformSendMessage(dialog, MSG_COMMAND, BUTTON_APPLY, 0);
     UiSettle(150);
-    // With "Auto" on (the defaultpreview preference) a fresh preview follows the Apply and
-    // is the active window; the result is the Apply's own.
+    // With "Auto" on (the defaultpreview preference) a fresh preview follows the Apply; the
+    // result is the Apply's own.
     WindowHandle result = LastOutput;
     ASSERT_NE(result, nullptr);
     ASSERT_NE(result, input);
@@ -87,6 +87,55 @@ TEST(UiGamma, SliderPreviewAndApplyOnTheSample)
     EXPECT_EQ(DialogWindow, nullptr);
     EXPECT_TRUE(PlatformWindowExists(result));
 
+    Shutdown();
+    QtPlatformStop();
+}
+
+TEST(UiGamma, TheKeyboardReachesTheSliderByTabAndMovesIt)
+{
+    ASSERT_EQ(QtPlatformStart(), ERROR_NONE);
+    ASSERT_EQ(Initialise(), ERROR_NONE);
+    ASSERT_EQ(CreateFrame(), ERROR_NONE);
+    QMainWindow *main = QtPlatformMainWindow();
+    main->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(main));
+    UiSettle(50);
+    WindowHandle input = nullptr;
+    std::string sample = UiDataPath("data/samples/sample.tif");
+    ASSERT_EQ(OpenImageFile(sample.c_str(), -1, &input), ERROR_NONE);
+    UiSettle(100);
+    PlatformSendMessage(FrameWindow, MSG_COMMAND, COMMAND_GAMMA, 0);
+    UiSettle(200);
+    WindowHandle dialog = DialogWindow;
+    ASSERT_NE(dialog, nullptr);
+    // The dialog keeps the focus through the preview that opens with it.
+    EXPECT_EQ(PlatformFocusWindow(), dialog);
+
+    // Tab from the screen's keyboard walks the controls; the focus shows on each, the
+    // platform's buttons by their style and the program's own controls by a frame.
+    QWindow *screen = main->windowHandle();
+    int tabs = 0;
+    while (PlatformControlId(PlatformFocusWindow()) != GAMMA_SLIDER && tabs < 12) {
+        QTest::keyClick(screen, Qt::Key_Tab);
+        UiSettle(20);
+        tabs++;
+        if (PlatformControlId(PlatformFocusWindow()) == BUTTON_APPLY)
+            UiSaveScreenshot(QtPlatformFrameWidget(dialog)->grab().toImage(), "gamma-focus-apply");
+    }
+    ASSERT_EQ(PlatformControlId(PlatformFocusWindow()), GAMMA_SLIDER);
+    int start = SliderPosition(dialog, GAMMA_SLIDER);
+    QTest::keyClick(screen, Qt::Key_Right);
+    QTest::keyClick(screen, Qt::Key_Right);
+    UiSettle(100);
+    EXPECT_EQ(SliderPosition(dialog, GAMMA_SLIDER), start + 2 * SLIDER_STEP);
+    QTest::keyClick(screen, Qt::Key_PageDown);
+    UiSettle(100);
+    EXPECT_EQ(SliderPosition(dialog, GAMMA_SLIDER), start + 2 * SLIDER_STEP - SLIDER_PAGE);
+    UiSaveScreenshot(QtPlatformFrameWidget(dialog)->grab().toImage(), "gamma-focus-slider");
+    UiSaveScreenshot(main->grab().toImage(), "gamma-keyboard");
+
+    PlatformSendMessage(dialog, MSG_COMMAND, BUTTON_CANCEL, 0);
+    UiSettle(50);
     Shutdown();
     QtPlatformStop();
 }

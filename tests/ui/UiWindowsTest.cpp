@@ -4,6 +4,8 @@
 #include <QAbstractSlider>
 #include <QApplication>
 #include <QCheckBox>
+#include <QDialog>
+#include <QLabel>
 #include <QLineEdit>
 #include <QMainWindow>
 #include <QMdiArea>
@@ -12,6 +14,7 @@
 #include <QMenuBar>
 #include <QPushButton>
 #include <QScrollBar>
+#include <QStyle>
 #include <QTest>
 #include <QTimer>
 
@@ -202,11 +205,13 @@ TEST_F(UiTest, ControlsReportWhatTheUserDidToTheirParent)
     PlatformGetControlText(dialog, 4, text, sizeof text);
     EXPECT_STREQ(text, "xyz");
 
-    // A scroll bar of positions 0..100 with a page of 20 stops its thumb at 81; an arrow
-    // click asks the parent and leaves the thumb where the program put it.
+    // A scroll bar of positions 0..100 with a page of 20 runs its thumb to 100, the page
+    // only sizing it; an arrow click asks the parent and leaves the thumb where the program
+    // put it.
     PlatformSetScrollBar(bar, 100, 10, 20);
     QScrollBar *scroll = (QScrollBar *)QtPlatformWidget(bar);
-    EXPECT_EQ(scroll->maximum(), 81);
+    EXPECT_EQ(scroll->maximum(), 100);
+    EXPECT_EQ(scroll->pageStep(), 20);
     UiLog.clear();
     scroll->triggerAction(QAbstractSlider::SliderSingleStepAdd);
     scroll->triggerAction(QAbstractSlider::SliderPageStepSub);
@@ -297,9 +302,15 @@ TEST_F(UiTest, TheMessageDialogIsLaidOutAsToldAndAnswersWithTheButtonPressed)
     static int buttonWidth;
     static QSize dialogSize;
     static QStringList labels;
+    static Qt::WindowFlags flags;
+    static int signs;
     UiWhenModal([](QWidget *dialog) {
         UiSaveScreenshot(dialog->grab().toImage(), "message-dialog");
         dialogSize = dialog->size();
+        flags = dialog->windowFlags();
+        signs = 0;
+        for (QLabel *label : dialog->findChildren<QLabel *>())
+            signs += !label->pixmap().isNull();
         QPushButton *no = nullptr;
         for (QPushButton *button : dialog->findChildren<QPushButton *>()) {
             labels.append(button->text());
@@ -317,13 +328,30 @@ TEST_F(UiTest, TheMessageDialogIsLaidOutAsToldAndAnswersWithTheButtonPressed)
     PlatformGetMetrics(&metrics);
     EXPECT_EQ(labels, QStringList({"&Yes", "&No", "&Cancel"}));
     EXPECT_EQ(buttonWidth, layout.buttonWidth);
-    EXPECT_EQ(dialogSize, QSize(layout.dialogWidth - metrics.dialogFrame,
-                                layout.dialogHeight - metrics.dialogBorder));
+    // The sign of the message takes a column of its own left of the text, and the text's
+    // row is at least as high as the sign.
+    int sign = QApplication::style()->pixelMetric(QStyle::PM_MessageBoxIconSize);
+    int textHeight = layout.textHeight > sign ? layout.textHeight : sign;
+    EXPECT_EQ(dialogSize,
+              QSize(layout.dialogWidth - metrics.dialogFrame + sign + metrics.margin,
+                    layout.dialogHeight - metrics.dialogBorder + textHeight - layout.textHeight));
+    EXPECT_EQ(signs, 1);
+    // A message is closed or answered: its frame has no minimise or maximise button.
+    EXPECT_FALSE(flags & Qt::WindowMinimizeButtonHint);
+    EXPECT_FALSE(flags & Qt::WindowMaximizeButtonHint);
+    EXPECT_TRUE(flags & Qt::WindowCloseButtonHint);
 
     // Esc answers Cancel.
     QTimer::singleShot(
         50, []() { QTest::keyClick(QApplication::activeModalWidget(), Qt::Key_Escape); });
     EXPECT_EQ(MessageDialog(nullptr, "Attention", MESSAGE_YES_NO_CANCEL, text), ANSWER_CANCEL);
+
+    // An error, with the sign of one.
+    UiWhenModal([](QWidget *dialog) {
+        UiSaveScreenshot(dialog->grab().toImage(), "message-dialog-error");
+        ((QDialog *)dialog)->accept();
+    });
+    ShowError(ERROR_TARGET_PROFILE_REQUIRED);
 }
 
 TEST_F(UiTest, TimersRepeatUntilKilled)

@@ -17,9 +17,9 @@
 #pragma GCC diagnostic pop
 
 #include "core/Memory.h"
+#include "core/Orient.h"
 #include "files/RasterInput.h"
 #include "files/TiffComments.h"
-#include "transforms/Orient.h"
 
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 

@@ -12,11 +12,11 @@
 
 #include "core/File.h"
 #include "core/Memory.h"
+#include "core/Orient.h"
 #include "core/Preferences.h"
 #include "core/Progress.h"
 #include "files/RasterInput.h"
 #include "platform/Platform.h"
-#include "transforms/Orient.h"
 
 static const double LIBRARY_CENTIMETRE_FACTOR = 2.540005; // the program's inches per centimetre
 // The largest single block libtiff may allocate for us; a strip or tile larger than this

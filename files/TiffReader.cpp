@@ -15,13 +15,13 @@
 
 #include "core/Helpers.h"
 #include "core/Memory.h"
+#include "core/Orient.h"
 #include "core/Preferences.h"
 #include "core/Progress.h"
 #include "core/Swap.h"
 #include "files/RasterInput.h"
 #include "files/TiffLibrary.h"
 #include "platform/Platform.h"
-#include "transforms/Orient.h"
 
 static const int TIFF_HEADER_BYTES = 8;
 static const int TIFF_ENTRY_BYTES = 12;

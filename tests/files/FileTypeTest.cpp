@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "core/Image.h"
+#include "core/Orient.h"
 #include "files/FileType.h"
 #include "files/RasterInput.h"
 #include "tests/files/FormatToolSupport.h"
-#include "transforms/Orient.h"
 
 class FileType : public ::testing::Test {
   protected:

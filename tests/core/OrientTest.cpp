@@ -6,9 +6,9 @@
 #include <string>
 
 #include "core/Helpers.h"
+#include "core/Orient.h"
 #include "platform/headless/Headless.h"
 #include "tests/support/TestSupport.h"
-#include "transforms/Orient.h"
 
 static const int PICTURE_TYPES[] = {TYPE_BINARY, TYPE_GRAY8, TYPE_COLOR24, TYPE_GRAY16,
                                     TYPE_COLOR48};

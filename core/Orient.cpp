@@ -3,7 +3,7 @@
 // Codes that keep width and height move whole rows; the four that swap them walk the source
 // in tiles of 64 by 64 pixels, so that the source rows and the destination rows that a tile
 // touches stay in the cache while it is moved. Binary pictures move bit by bit.
-#include "transforms/Orient.h"
+#include "core/Orient.h"
 
 #include <cstring>
 

@@ -145,13 +145,6 @@ constexpr int COLOR_FILE_LINE_COUNT = 12; // header, ten settings, "end"
 // line end. Profiles are written by description, read from the files at their paths.
 void ColorManagementLineFormat(const ColorSettings *settings, int index, char *line, int capacity);
 
-// Reads the "Color Settings" values of the settings store into CurrentColorSettings; an
-// absent or unreadable value keeps what the record holds. Run before InitColorSettings.
-void ReadColorSettings(void);
-
-// Writes CurrentColorSettings to the settings store's "Color Settings" values.
-void WriteColorSettings(void);
-
 // Reads a .clrmgmt file into settings, which the caller has set to what should stay where
 // the file says nothing. ERROR_OPEN_FILE when it cannot be opened,
 // ERROR_ILLEGAL_COLOR_SETTINGS_FILE for a bad file (the values read before stay),

@@ -483,7 +483,7 @@ int PlatformHandOverCommandLine(const char *commandLine);
 
 // The settings store: text values by key and name, as the registry keeps them on Windows.
 // The keys in use are "Preferences", "State" and "Color Settings"; every value is a line of
-// the settings grammar (shell/SettingsFile.h). Reading copies at most capacity - 1
+// the settings grammar (core/SettingsText.h). Reading copies at most capacity - 1
 // characters and a terminator into value and returns 1 when the value exists, else 0 and
 // value empty. Writing replaces or adds the value; a failure to write is not reported,
 // since nothing the caller could do would help.

@@ -255,8 +255,7 @@ int CliMain(int argc, char **argv)
         fputs(USAGE, stdout);
         return 0;
     }
-    // The color settings of this user, as the editor has them.
-    ReadColorSettings();
+    // vistel-cli keeps no settings store: it works with the color settings of a first start.
     InitColorSettings();
     if (strcmp(operation, "profile") == 0) return CliProfile(argc - 1, argv + 1);
     if (strcmp(operation, "make-display-profile") == 0)

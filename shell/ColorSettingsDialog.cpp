@@ -17,8 +17,9 @@
 #include "shell/Dialogs.h"
 #include "shell/FileFlow.h"
 #include "shell/ImageWindows.h"
-#include "shell/SettingsFile.h"
+#include "shell/Preferences.h"
 #include "shell/SettingsOptions.h"
+#include "ui/SettingsStore.h"
 
 static const int PROFILE_LIST_CAPACITY = 32768; // bytes of the items of one profile list
 static const int SMALL_LIST_CAPACITY = 512;

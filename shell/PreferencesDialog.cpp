@@ -9,6 +9,7 @@
 #include "core/FormatString.h"
 #include "core/Memory.h"
 #include "core/Preferences.h"
+#include "core/SettingsText.h"
 #include "core/Text.h"
 #include "files/FileType.h"
 #include "shell/DialogLayout.h"
@@ -17,7 +18,6 @@
 #include "shell/FileFlow.h"
 #include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
-#include "shell/SettingsFile.h"
 
 static const int RESOLUTION_TEXT = 16; // bytes of the resolution field's text
 static const int LIST_CAPACITY = 1024; // bytes of the items of one list

@@ -12,7 +12,7 @@
 
 #include "core/Errors.h"
 #include "platform/Platform.h"
-#include "shell/SettingsFile.h"
+#include "ui/SettingsStore.h"
 
 // The id of the "Options" button. The shared buttons of a transformation dialog take the
 // small ids and each dialog's own controls start at 101, so this one stays clear of both.

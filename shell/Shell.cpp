@@ -20,11 +20,11 @@
 #include "shell/FileFlow.h"
 #include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
-#include "shell/SettingsFile.h"
 #include "shell/Startup.h"
 #include "shell/Transform.h"
 #include "shell/TransformDialogs.h"
 #include "shell/WindowInfo.h"
+#include "ui/SettingsStore.h"
 
 WindowHandle FrameWindow;
 WindowHandle ActiveWindow;

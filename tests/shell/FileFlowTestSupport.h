@@ -17,9 +17,9 @@
 #include "shell/FileFlow.h"
 #include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
-#include "shell/SettingsFile.h"
 #include "tests/color/ProfileTestSupport.h"
 #include "tests/support/TestSupport.h"
+#include "ui/SettingsStore.h"
 
 // A menu whose File menu ends with Exit, as the frame's does.
 static const MenuItem TEST_MENU[] = {

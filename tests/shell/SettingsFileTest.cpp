@@ -13,8 +13,8 @@
 #include "core/Preferences.h"
 #include "platform/headless/Headless.h"
 #include "shell/Preferences.h"
-#include "shell/SettingsFile.h"
 #include "tests/support/TestSupport.h"
+#include "ui/SettingsStore.h"
 
 static void WriteText(const std::string &path, const std::string &text)
 {

@@ -1,6 +1,5 @@
-// The one small grammar of every settings file and every stored preference, and the rules
-// around settings files: the default and previous files of a dialog, the table of file
-// kinds, and the folders the Load and Save dialogs start in.
+// The one small grammar of every settings file and every stored preference, and whole
+// settings files read and written through a kind's own reader and writer.
 //
 // A settings file is text: a header line of exactly two tokens, the kind's name and "1.0";
 // then lines of a key and its values; then a line "end". Lines end in "\r\n" when written
@@ -19,9 +18,7 @@
 // A writer calls SettingsWriteHeader, SettingsWriteLine for each key with a FormatString
 // format ("npts %d", "gamma %f", "profile \"%s\""), and SettingsWriteEnd.
 //
-// The settings store (platform/Platform.h) keeps values of the same grammar under the keys
-// SETTINGS_KEY_PREFERENCES, SETTINGS_KEY_STATE and SETTINGS_KEY_COLOR; the SettingsStore*
-// functions below read one value into typed fields and write one from a format.
+// The settings store of the editor keeps values of the same grammar (ui/SettingsStore.h).
 #pragma once
 
 #include <cstdint>
@@ -33,14 +30,9 @@ constexpr int SETTINGS_LINE_MAX = 255; // characters every settings reader takes
 constexpr int TOKEN_COUNT_MAX = 64;    // tokens Tokenize makes of one text at most
 constexpr int TOKEN_LENGTH_MAX = 255;  // characters of one token at most
 
-// Bytes of the buffer a stored value is read into. Paths here run far longer than the 260
-// characters of older systems, so a value holds a whole quoted path and more.
+// Bytes of a buffer that holds one value or line of the grammar with a whole quoted path.
+// Paths here run far longer than the 260 characters of older systems.
 constexpr int SETTINGS_VALUE_MAX = PATH_LENGTH + 64;
-
-// The keys of the settings store.
-constexpr const char *SETTINGS_KEY_PREFERENCES = "Preferences";
-constexpr const char *SETTINGS_KEY_STATE = "State";
-constexpr const char *SETTINGS_KEY_COLOR = "Color Settings";
 
 // The separator JoinPath puts between a folder and a name. Readers of paths accept both.
 #ifdef _WIN32
@@ -153,64 +145,3 @@ ErrorCode SettingsFileLoad(const char *path, SettingsReadFunction reader, void *
 // Writes path through writer beside the old file and renames it over only when all went
 // well. Returns the codes of FileCreate, the writer's, or those of SafeFileCommit.
 ErrorCode SettingsFileSave(const char *path, SettingsWriteFunction writer, const void *settings);
-
-enum : int32_t {
-    SETTINGS_LOADED_NONE = 0,     // Shift held, no folder, or neither file there
-    SETTINGS_LOADED_DEFAULT = 1,  // default.<ext> was read
-    SETTINGS_LOADED_PREVIOUS = 2, // previous.<ext> was read
-};
-
-// What a dialog does on opening, after setting its built-in defaults: nothing while Shift
-// is held; else default.<ext> of the settings folder when it exists; else, with the
-// preference stickysettings on, previous.<ext>. A bad file is not reported and what it
-// supplied stays. extension has its dot. Returns SETTINGS_LOADED_*.
-int SettingsLoadOnOpen(const char *extension, SettingsReadFunction reader, void *settings);
-
-// What a dialog does when it closes: writes previous.<ext> into the settings folder
-// whatever the preference says. Returns the code of SettingsFileSave, or ERROR_NONE
-// without a folder.
-ErrorCode SettingsSaveOnClose(const char *extension, SettingsWriteFunction writer,
-                              const void *settings);
-
-// Reads the value name of key and tokenises it (tokens as Tokenize's). Returns 1 when the
-// value exists, else 0 with no tokens.
-int SettingsStoreTokens(const char *key, const char *name, int *tokenCount, char ***tokens);
-
-// Parses the first count tokens of a stored value into values, each by ParseInteger or
-// ParseReal; a parse failure leaves what the parser set, and missing tokens leave their
-// targets alone. Returns 1 when the value exists.
-int SettingsStoreIntegers(const char *key, const char *name, int32_t *values, int count);
-int SettingsStoreReals(const char *key, const char *name, double *values, int count);
-
-// Copies a stored quoted string (see SettingsQuotedText) into text of capacity bytes.
-// Returns 1 when the value exists; else text is left alone.
-int SettingsStoreText(const char *key, const char *name, char *text, int capacity);
-
-// Formats a value by FormatString and writes it to the store; failures are not reported.
-void SettingsStoreWrite(const char *key, const char *name, const char *format, ...);
-
-// The folders that Load and Save dialogs start in. One folder serves most settings files
-// and the image files; layouts, color lines, curves, color curves and color balance files
-// each keep their own, stored in the saved state.
-enum : int32_t {
-    FOLDER_SHARED = 0,
-    FOLDER_LAYOUT = 1,
-    FOLDER_COLOR_LINE = 2,
-    FOLDER_CURVE = 3,
-    FOLDER_COLOR_CURVES = 4,
-    FOLDER_COLOR_BALANCE = 5,
-    FOLDER_COUNT = 6,
-};
-
-// Start-up: the shared folder's next dialog is its first.
-void RememberedFolderStart(void);
-
-// The folder a dialog of which (FOLDER_*) starts in, into folder of capacity bytes. A kind
-// with a folder of its own starts there. Otherwise the shared rule holds: before the first
-// completed shared dialog, the preference startupdirectory when it is set; then the folder
-// of that dialog (or of the last run); and failing all, the current directory.
-void RememberedFolderGet(int which, char *folder, int capacity);
-
-// After a completed Load or Save of path: remembers its folder for which, and for the
-// shared folder ends its first use.
-void RememberedFolderSet(int which, const char *path);

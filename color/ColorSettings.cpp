@@ -9,6 +9,7 @@
 #include <lcms2.h>
 #include <sys/stat.h>
 
+#include "color/ColorSpace.h"
 #include "color/ProfileHeader.h"
 #include "color/ProfileTransform.h"
 #include "color/Profiles.h"
@@ -64,6 +65,12 @@ static const ProfileCheck PROFILE_CHECKS[COLOR_PROFILE_COUNT] = {
      "Error reading proofing device profile",
      "Proofing device profile is not a printer or monitor profile", nullptr},
 };
+
+void ColorInitialise(void)
+{
+    ColorSpaceInitialise();
+    ColorSettingsDefault(&CurrentColorSettings);
+}
 
 void ColorSettingsDefault(ColorSettings *settings)
 {
@@ -179,7 +186,7 @@ static int SignatureAllowed(const char *signature, const char *list)
     return 0;
 }
 
-// Loads the profile of one setting and checks it; on any failure shows the message, frees
+// Loads the profile of one setting and checks it; on any failure gives notice, frees
 // the bytes and returns 0.
 static int ProfileLoadChecked(ColorSettings *settings, int which)
 {
@@ -205,7 +212,7 @@ static int ProfileLoadChecked(ColorSettings *settings, int which)
         if (strcmp(signature, "RGB") != 0) problem = check->notRgb;
     }
     if (problem != nullptr) {
-        ShowErrorText("%s", problem);
+        Notice("Error", "%s", problem);
     } else {
         // The header is right; the engine must also take the tags, and the description must
         // read, or every conversion and list would trip over this profile later with less to
@@ -216,7 +223,7 @@ static int ProfileLoadChecked(ColorSettings *settings, int which)
         if (profile != nullptr && ProfileDescription(loaded->bytes, loaded->length, description,
                                                      sizeof description) == ERROR_NONE)
             return 1;
-        ShowError(ERROR_INVALID_PROFILE);
+        Notice("Error", "%s", ErrorText(ERROR_INVALID_PROFILE));
     }
     MemoryRelease(&loaded->bytes);
     loaded->length = 0;
@@ -303,7 +310,8 @@ void InitColorSettings(void)
         settings->proofHandle = cmsOpenProfileFromMem(proof->bytes, (cmsUInt32Number)proof->length);
     if ((monitor->bytes != nullptr && settings->monitorHandle == nullptr) ||
         (proof->bytes != nullptr && settings->proofHandle == nullptr))
-        ShowError(ERROR_NO_MEMORY); // they opened a moment ago: only memory can fail now
+        // They opened a moment ago: only memory can fail now.
+        Notice("Error", "%s", ErrorText(ERROR_NO_MEMORY));
 }
 
 void ShutdownColorSettings(void)

@@ -85,6 +85,11 @@ struct ColorSettings {
 
 extern ColorSettings CurrentColorSettings;
 
+// Start-up of color: the tables of the color spaces, and CurrentColorSettings as a first
+// start has them (nothing loaded). The program reads its stored settings and loads the
+// profiles itself when it knows where its store is.
+void ColorInitialise(void);
+
 // Fills settings with the values of a first start; loads nothing.
 void ColorSettingsDefault(ColorSettings *settings);
 
@@ -96,7 +101,7 @@ void ColorSettingsRelease(ColorSettings *settings);
 
 // Loads and checks the five profiles of CurrentColorSettings and opens the monitor and
 // proofing profiles in the engine, after copying the bundled profiles into the user's color
-// folder. Each failure is shown in a box titled "Error", and the profile is then treated
+// folder. Each failure is a notice titled "Error", and the profile is then treated
 // as not set while its path stays. The display is shown through the monitor profile the
 // user chose; without a usable choice, through the profile the desktop gives the display
 // (PlatformDisplayProfile, taken silently when it is an RGB monitor or color space profile

@@ -21,6 +21,7 @@
 #include "core/Progress.h"
 #include "core/Text.h"
 #include "platform/Platform.h"
+#include "ui/MessageBox.h"
 
 // The engine's formats for our rows: 8-bit samples, and 16-bit ones that are little-endian
 // in memory, which the engine reads natively only on a little-endian machine.

@@ -301,10 +301,11 @@ static void TiffDecodeReset(TiffDecode *state)
     state->factor = 1.0;
 }
 
-// Shows a refusal of the decoder under the title "Error"; the caller returns 56.
+// Says a refusal of the decoder in its own words under the title "Error"; the caller returns
+// 56.
 static ErrorCode TiffRefuse(const char *text)
 {
-    ShowErrorText("%s", text);
+    Notice("Error", "%s", text);
     return ERROR_READ_TIFF;
 }
 
@@ -989,7 +990,7 @@ ErrorCode DecodeLzwStrip(const uint8_t *source, int64_t sourceBytes, uint8_t *de
         // The stream must clear before it grows past 12 bits; the table has room for one code
         // more, and then we stop.
         if (next > LZW_TABLE_SIZE - 1) {
-            ShowErrorText("LZW encoding error detected");
+            Notice("Error", "LZW encoding error detected");
             result = ERROR_READ_TIFF;
             goto done;
         }

@@ -20,6 +20,7 @@
 #include "shell/Transform.h"
 #include "shell/TransformDialogs.h"
 #include "transforms/ChangeProfile.h"
+#include "ui/MessageBox.h"
 
 static const int CHANGE_PROFILE_CONTENT_WIDTH = 340;
 static const int CHANGE_PROFILE_LIST_CAPACITY = 32768; // bytes of the target list's items

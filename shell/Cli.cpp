@@ -12,6 +12,7 @@
 #include "color/ColorSettings.h"
 #include "color/ProfileHeader.h"
 #include "color/ProfileTransform.h"
+#include "core/Core.h"
 #include "core/FormatString.h"
 #include "core/ImageWindow.h"
 #include "core/Text.h"
@@ -19,12 +20,17 @@
 #include "files/CommentText.h"
 #include "files/FileType.h"
 #include "shell/CliColor.h"
-#include "shell/Startup.h"
 #include "transforms/Convert.h"
 #include "transforms/GammaAdjust.h"
 
 // The quality of a JPEG save, as the save dialog offers it first.
 static const int CLI_JPEG_QUALITY = 97;
+
+// A notice of the work, on stderr as "TITLE: TEXT".
+static void CliNotice(const char *title, const char *text)
+{
+    fprintf(stderr, "%s: %s\n", title, text);
+}
 
 static const char USAGE[] =
     "usage: vistel-cli OPERATION [settings] INPUT OUTPUT\n"
@@ -44,6 +50,17 @@ static const char USAGE[] =
     "\n"
     "An input that ends before its pixels do is refused; with --allow-partial, anywhere on\n"
     "the command line, it gives what it holds, the missing rows black, with a warning.\n";
+
+// Start-up of what the commands use: the core's tables and color, and the notice hook that
+// writes what the work has to say on stderr.
+static ErrorCode CliInitialise(void)
+{
+    ErrorCode result = CoreInitialise();
+    if (result != ERROR_NONE) return result;
+    ColorInitialise();
+    NoticeInstall(CliNotice);
+    return ERROR_NONE;
+}
 
 // Whether a damaged input may give what it holds (--allow-partial).
 static int CliAllowPartial = 0;
@@ -235,7 +252,7 @@ int CliUsage(const char *problem, const char *usage)
 
 int CliMain(int argc, char **argv)
 {
-    ErrorCode result = StartupInitialise();
+    ErrorCode result = CliInitialise();
     ImageWindow *input = nullptr;
     ImageWindow *output = nullptr;
     GammaSettings gamma;

@@ -19,6 +19,7 @@
 #include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
 #include "shell/SettingsOptions.h"
+#include "ui/MessageBox.h"
 #include "ui/SettingsStore.h"
 
 static const int PROFILE_LIST_CAPACITY = 32768; // bytes of the items of one profile list

@@ -16,6 +16,7 @@
 #include "shell/Shell.h"
 #include "shell/TransformDialogs.h"
 #include "shell/WindowInfo.h"
+#include "ui/MessageBox.h"
 
 // A run of command ids and the class their items share.
 struct MenuClassRun {

@@ -17,6 +17,7 @@
 #include "shell/DialogLayout.h"
 #include "shell/ImageWindows.h"
 #include "shell/Shell.h"
+#include "ui/MessageBox.h"
 
 // Colors of the controls' drawing, 0xRRGGBB.
 static const uint32_t COLOR_TEXT = 0x000000;

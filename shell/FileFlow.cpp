@@ -28,6 +28,7 @@
 #include "shell/Display.h"
 #include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
+#include "ui/MessageBox.h"
 #include "ui/SettingsStore.h"
 
 static const int FILTERS_CAPACITY = 2048; // bytes of the filter list of a file dialog

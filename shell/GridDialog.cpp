@@ -11,6 +11,7 @@
 #include "shell/Display.h"
 #include "shell/ImageWindows.h"
 #include "shell/Shell.h"
+#include "ui/MessageBox.h"
 
 // The grids a photographer reaches for: halves and quarters to find the middle, thirds to
 // compose by, and finer ones to straighten a horizon or a wall.

@@ -17,6 +17,7 @@
 #include "shell/FileFlow.h"
 #include "shell/ImageWindows.h"
 #include "shell/Shell.h"
+#include "ui/MessageBox.h"
 
 static WindowProcedure KindProcedures[KIND_COUNT];
 static ToolProcedure Tools[TOOL_COUNT];

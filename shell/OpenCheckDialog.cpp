@@ -17,6 +17,7 @@
 #include "shell/Dialogs.h"
 #include "shell/FileFlow.h"
 #include "shell/ImageWindows.h"
+#include "ui/MessageBox.h"
 
 static const int ASSUMED_LIST_CAPACITY = 32768;
 static const int PATH_SHOWN = 48; // characters of the path the dialog shows

@@ -18,6 +18,7 @@
 #include "shell/FileFlow.h"
 #include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
+#include "ui/MessageBox.h"
 
 static const int RESOLUTION_TEXT = 16; // bytes of the resolution field's text
 static const int LIST_CAPACITY = 1024; // bytes of the items of one list

@@ -8,6 +8,7 @@
 #include "core/Memory.h"
 #include "core/Text.h"
 #include "shell/FileFlow.h"
+#include "ui/MessageBox.h"
 
 static const char *OPTIONS_LABEL = "Options";
 

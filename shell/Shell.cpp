@@ -20,11 +20,12 @@
 #include "shell/FileFlow.h"
 #include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
-#include "shell/Startup.h"
 #include "shell/Transform.h"
 #include "shell/TransformDialogs.h"
 #include "shell/WindowInfo.h"
+#include "ui/MessageBox.h"
 #include "ui/SettingsStore.h"
+#include "ui/UiStartup.h"
 
 WindowHandle FrameWindow;
 WindowHandle ActiveWindow;
@@ -76,7 +77,7 @@ void ReadDisplayMetrics(void)
 
 ErrorCode Initialise(void)
 {
-    ErrorCode result = StartupInitialise();
+    ErrorCode result = UiInitialise();
     if (result != ERROR_NONE) return result;
 
     FrameWindow = nullptr;

@@ -22,6 +22,7 @@
 #include "shell/FileFlow.h"
 #include "shell/ImageWindows.h"
 #include "shell/Shell.h"
+#include "ui/MessageBox.h"
 
 WindowHandle InputWindow;
 WindowHandle OutputWindow;

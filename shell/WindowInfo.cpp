@@ -15,6 +15,7 @@
 #include "shell/DialogLayout.h"
 #include "shell/ImageWindows.h"
 #include "shell/Shell.h"
+#include "ui/MessageBox.h"
 
 constexpr double CM_PER_INCH = 2.540005;
 constexpr double MM_PER_INCH = 25.40005;

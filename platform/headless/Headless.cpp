@@ -12,6 +12,7 @@
 #include "core/Text.h"
 #include "platform/Platform.h"
 #include "platform/headless/HeadlessInternal.h"
+#include "ui/MessageBox.h"
 
 static const int PROGRESS_LOG = 64;
 static const int ANSWER_QUEUE = 64;

@@ -13,6 +13,7 @@
 #include "core/Image.h"
 #include "core/Progress.h"
 #include "platform/Platform.h"
+#include "ui/MessageBox.h"
 
 constexpr int HEADLESS_MESSAGE_LOG = 64; // the newest messages kept for inspection
 

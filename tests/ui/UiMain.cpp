@@ -7,7 +7,7 @@
 #include <string>
 #include <unistd.h>
 
-#include "shell/Startup.h"
+#include "ui/UiStartup.h"
 
 int main(int argc, char **argv)
 {
@@ -20,7 +20,7 @@ int main(int argc, char **argv)
     setenv("XDG_CONFIG_HOME", (home + "/config").c_str(), 1);
     QApplication application(argc, argv);
     testing::InitGoogleTest(&argc, argv);
-    if (StartupInitialise() != ERROR_NONE) return 1;
+    if (UiInitialise() != ERROR_NONE) return 1;
     int result = RUN_ALL_TESTS();
     QDir(QString::fromStdString(home)).removeRecursively();
     return result;

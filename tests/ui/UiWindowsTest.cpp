@@ -20,6 +20,7 @@
 
 #include "core/Errors.h"
 #include "tests/ui/UiSupport.h"
+#include "ui/MessageBox.h"
 
 static QWidget *Client(WindowHandle window)
 {

@@ -1,0 +1,15 @@
+// Start-up order: the core first, since every other table may use its depth tables.
+#include "ui/UiStartup.h"
+
+#include "color/ColorSettings.h"
+#include "core/Core.h"
+#include "ui/MessageBox.h"
+
+ErrorCode UiInitialise(void)
+{
+    ErrorCode result = CoreInitialise();
+    if (result != ERROR_NONE) return result;
+    ColorInitialise();
+    MessageBoxInstall();
+    return ERROR_NONE;
+}

@@ -16,7 +16,6 @@
 #include "core/Preferences.h"
 #include "core/Progress.h"
 #include "files/RasterInput.h"
-#include "platform/Platform.h"
 
 static const double LIBRARY_CENTIMETRE_FACTOR = 2.540005; // the program's inches per centimetre
 // The largest single block libtiff may allocate for us; a strip or tile larger than this
@@ -412,7 +411,7 @@ ErrorCode TiffLibraryRead(const char *path, Image *image, int showProgress, File
                 result = ProgressStep((int)fileRow);
                 if (result != ERROR_NONE) goto done;
             } else {
-                PlatformPumpMessages();
+                ProgressPump();
             }
         }
     }

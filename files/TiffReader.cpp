@@ -21,7 +21,6 @@
 #include "core/Swap.h"
 #include "files/RasterInput.h"
 #include "files/TiffLibrary.h"
-#include "platform/Platform.h"
 
 static const int TIFF_HEADER_BYTES = 8;
 static const int TIFF_ENTRY_BYTES = 12;
@@ -570,7 +569,7 @@ static ErrorCode TiffReadPieces(FileHandle file, uint8_t *buffer, int64_t bytes,
     for (int64_t done = 0; done < bytes;) {
         int64_t piece = bytes - done < TIFF_READ_PIECE ? bytes - done : TIFF_READ_PIECE;
         int64_t pieceGot = 0;
-        if (bytes > TIFF_READ_PIECE) PlatformPumpMessages();
+        if (bytes > TIFF_READ_PIECE) ProgressPump();
         ErrorCode result = FileRead(file, buffer + done, piece, &pieceGot);
         if (result == ERROR_END_OF_FILE) return ERROR_NONE;
         if (result != ERROR_NONE) return result;
@@ -689,7 +688,7 @@ static ErrorCode TiffBlockStore(const TiffDecode *state, const uint8_t *block, i
             ErrorCode result = ProgressStep((int)(state->height - 1 - *currentRow));
             if (result != ERROR_NONE) return result;
         } else {
-            PlatformPumpMessages();
+            ProgressPump();
         }
         (*currentRow)--;
     }
@@ -869,12 +868,12 @@ ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress, FileD
                 goto done;
             }
             int64_t got = 0;
-            PlatformPumpMessages();
+            ProgressPump();
             if (sourceBytes > 0 && FileRead(file, lzwSource, sourceBytes, &got) != ERROR_NONE) {
                 result = ERROR_READ_TIFF;
                 goto done;
             }
-            PlatformPumpMessages();
+            ProgressPump();
             if (DecodeLzwStrip(lzwSource, got, block, blockBytes, &decoded) != ERROR_NONE) {
                 result = ERROR_READ_TIFF;
                 goto done;

@@ -51,14 +51,15 @@ static const char USAGE[] =
     "An input that ends before its pixels do is refused; with --allow-partial, anywhere on\n"
     "the command line, it gives what it holds, the missing rows black, with a warning.\n";
 
-// Start-up of what the commands use: the core's tables and color, and the notice hook that
-// writes what the work has to say on stderr.
+// Start-up of what the commands use: the core's tables and color, the notice hook that writes
+// what the work has to say on stderr, and the progress bar.
 static ErrorCode CliInitialise(void)
 {
     ErrorCode result = CoreInitialise();
     if (result != ERROR_NONE) return result;
     ColorInitialise();
     NoticeInstall(CliNotice);
+    CliProgressInstall();
     return ERROR_NONE;
 }
 

@@ -46,5 +46,9 @@ int CliFail(ErrorCode code);
 // path, and returns CLI_EXIT_FAILED.
 int CliFailFile(ErrorCode code, const char *path);
 
+// Makes progress (core/Progress.h) a bar on stderr when stderr is a terminal, and nothing
+// otherwise.
+void CliProgressInstall(void);
+
 // Prints the problem (if any) and usage on stderr and returns CLI_EXIT_USAGE.
 int CliUsage(const char *problem, const char *usage);

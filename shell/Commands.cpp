@@ -17,6 +17,7 @@
 #include "shell/TransformDialogs.h"
 #include "shell/WindowInfo.h"
 #include "ui/MessageBox.h"
+#include "ui/ProgressWindow.h"
 
 // A run of command ids and the class their items share.
 struct MenuClassRun {

@@ -29,6 +29,7 @@
 #include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
 #include "ui/MessageBox.h"
+#include "ui/ProgressWindow.h"
 #include "ui/SettingsStore.h"
 
 static const int FILTERS_CAPACITY = 2048; // bytes of the filter list of a file dialog

@@ -24,6 +24,7 @@
 #include "shell/TransformDialogs.h"
 #include "shell/WindowInfo.h"
 #include "ui/MessageBox.h"
+#include "ui/ProgressWindow.h"
 #include "ui/SettingsStore.h"
 #include "ui/UiStartup.h"
 

@@ -23,6 +23,7 @@
 #include "shell/ImageWindows.h"
 #include "shell/Shell.h"
 #include "ui/MessageBox.h"
+#include "ui/ProgressWindow.h"
 
 WindowHandle InputWindow;
 WindowHandle OutputWindow;

@@ -4,6 +4,7 @@
 #include "color/ColorSettings.h"
 #include "core/Core.h"
 #include "ui/MessageBox.h"
+#include "ui/ProgressWindow.h"
 
 ErrorCode UiInitialise(void)
 {
@@ -11,5 +12,6 @@ ErrorCode UiInitialise(void)
     if (result != ERROR_NONE) return result;
     ColorInitialise();
     MessageBoxInstall();
+    ProgressWindowInstall();
     return ERROR_NONE;
 }

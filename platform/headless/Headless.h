@@ -11,9 +11,9 @@
 #include "core/Errors.h"
 #include "core/File.h"
 #include "core/Image.h"
-#include "core/Progress.h"
 #include "platform/Platform.h"
 #include "ui/MessageBox.h"
+#include "ui/ProgressWindow.h"
 
 constexpr int HEADLESS_MESSAGE_LOG = 64; // the newest messages kept for inspection
 

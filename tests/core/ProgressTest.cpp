@@ -16,10 +16,27 @@ static void ExpectRect(const Rect &rect, int left, int top, int right, int botto
     EXPECT_EQ(rect.bottom, bottom);
 }
 
+TEST(Progress, WithoutHooksShowsNothingAndNeverAborts)
+{
+    TestStart();
+    ProgressInstall(nullptr);
+    HeadlessAbortAtPump(0);
+    ProgressOpen(0, 9, "Copy", 1);
+    for (int value = 0; value <= 9; value++)
+        EXPECT_EQ(ProgressStep(value), ERROR_NONE);
+    ProgressPump();
+    ProgressClose();
+    SetWaitCursor();
+    EXPECT_EQ(HeadlessProgressCount(), 0);
+    EXPECT_EQ(HeadlessPumpCount(), 0);
+    EXPECT_EQ(HeadlessWaitCursorCount(), 0);
+    ProgressWindowInstall();
+}
+
 TEST(Progress, OpensWithCancelBarAndTimeRowAndClosesAgain)
 {
     TestStart();
-    WindowHandle window = ProgressOpen(0, 249, "Copy", 1);
+    WindowHandle window = ProgressWindowOpen(0, 249, "Copy", 1);
     ASSERT_NE(window, nullptr);
     EXPECT_EQ(ProgressWindow, window);
     EXPECT_EQ(HeadlessCursor(), CURSOR_WAIT);

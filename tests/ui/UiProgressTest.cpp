@@ -13,6 +13,7 @@
 #include "core/WholeImage.h"
 #include "files/FileType.h"
 #include "tests/ui/UiSupport.h"
+#include "ui/ProgressWindow.h"
 
 static const int ROWS_BEFORE_CANCEL = 100;
 

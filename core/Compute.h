@@ -17,6 +17,12 @@ typedef ErrorCode (*ComputeFunction)(const Image *source, Image *destination,
                                      int sourceY, int zoom, int x0, int y0, int x1, int y1,
                                      int w, int h);
 
+// 1 when a transformation's settings (params) change nothing for source at full depth (full
+// 1) or in a preview (full 0): the result is then a copy of the source, and the caller copies
+// instead of computing. It answers 0 for a source the transformation does not take, so that
+// the compute function reports it.
+typedef int (*ChangesNothingFunction)(const void *params, const Image *source, int full);
+
 constexpr int PROGRESS_PIXELS = 100000; // work of this many pixels or more shows progress
 
 // The output type of a transformation that keeps its input type: a preview is always 8-bit,

@@ -103,6 +103,17 @@ static int ChangeProfileListIndex(const char *list, const char *description)
     return 0;
 }
 
+// The settings are the first field of the state, so the shared handling takes the state.
+static void ChangeProfileInputTaken(WindowHandle dialog, void *params)
+{
+    ChangeProfileTakeSource(dialog, (ChangeProfileState *)params);
+}
+
+// The result's profile is the transformation's own doing: Apply does not inherit one.
+static const TransformDialogKind CHANGE_PROFILE_KIND = {
+    "Change Color Profile",  ChangeProfileCompute, 0, CHANGE_PROFILE_INPUT,
+    ChangeProfileInputTaken, nullptr,              ChangeProfileResultProfile};
+
 // Pixels need a target to go to; until one is chosen, the automatic preview waits for it
 // rather than greet the user with a message about a choice not yet made.
 static void ChangeProfileWaitUpdate(const ChangeProfileState *state)
@@ -127,18 +138,8 @@ static void ChangeProfileCommand(WindowHandle dialog, ChangeProfileState *state,
     default: return;
     }
     ChangeProfileWaitUpdate(state);
-    RefreshPreview(&state->settings, ChangeProfileCompute);
+    RefreshPreview(&state->settings, &CHANGE_PROFILE_KIND);
 }
-
-// The settings are the first field of the state, so the shared handling takes the state.
-static void ChangeProfileInputTaken(WindowHandle dialog, void *params)
-{
-    ChangeProfileTakeSource(dialog, (ChangeProfileState *)params);
-}
-
-// The result's profile is the compute function's own doing: Apply does not inherit one.
-static const TransformDialogKind CHANGE_PROFILE_KIND = {
-    "Change Color Profile", ChangeProfileCompute, 0, CHANGE_PROFILE_INPUT, ChangeProfileInputTaken};
 
 static MessageResult ChangeProfileProcedure(WindowHandle dialog, uint32_t message, uintptr_t wParam,
                                             intptr_t lParam)

@@ -101,8 +101,8 @@ done:
     return result;
 }
 
-ErrorCode CliApply(ImageWindow *input, ComputeFunction compute, void *params, int inherit,
-                   ImageWindow **made)
+ErrorCode CliApply(ImageWindow *input, ComputeFunction compute, ChangesNothingFunction nothing,
+                   void *params, int inherit, ImageWindow **made)
 {
     ErrorCode result = ERROR_NONE;
     ImageWindow *output = nullptr;
@@ -111,8 +111,13 @@ ErrorCode CliApply(ImageWindow *input, ComputeFunction compute, void *params, in
 
     result = SlotAllocate(&slot, &output);
     if (result != ERROR_NONE) goto done;
-    result = compute(source, &output->image, output, params, 1, source->width, source->height, 0, 0,
-                     1, 0, 0, source->width - 1, source->height - 1, source->width, source->height);
+    // Settings that change nothing copy the picture, as Apply does.
+    if (nothing != nullptr && nothing(params, source, 1))
+        result = ImageCopy(source, &output->image, 1);
+    else
+        result = compute(source, &output->image, output, params, 1, source->width, source->height,
+                         0, 0, 1, 0, 0, source->width - 1, source->height - 1, source->width,
+                         source->height);
     if (result != ERROR_NONE) goto done;
     if (inherit) {
         result = InheritProfile(input, output);
@@ -128,12 +133,16 @@ done:
     return result;
 }
 
-ErrorCode CliApplyInPlace(ImageWindow *record, ComputeFunction compute, void *params, int inherit)
+ErrorCode CliApplyInPlace(ImageWindow *record, ComputeFunction compute,
+                          ChangesNothingFunction nothing, void *params, int inherit)
 {
     Image *picture = &record->image;
-    ErrorCode result =
-        compute(picture, picture, record, params, 1, picture->width, picture->height, 0, 0, 1, 0, 0,
-                picture->width - 1, picture->height - 1, picture->width, picture->height);
+    ErrorCode result = ERROR_NONE;
+    // Settings that change nothing leave the picture as it is.
+    if (nothing == nullptr || !nothing(params, picture, 1))
+        result = compute(picture, picture, record, params, 1, picture->width, picture->height, 0,
+                         0, 1, 0, 0, picture->width - 1, picture->height - 1, picture->width,
+                         picture->height);
     // The record is its own source: what a new picture would inherit, it has already, but
     // for a profile that a picture of its type does not carry.
     if (result == ERROR_NONE && inherit) result = InheritProfile(record, record);
@@ -323,9 +332,9 @@ int CliMain(int argc, char **argv)
     // Gamma Adjust and Negative change each sample where it stands, so the input's own
     // picture takes the result: the input is never shown again, and one picture is held.
     if (strcmp(operation, "gamma") == 0)
-        result = CliApplyInPlace(input, GammaCompute, &gamma, 1);
+        result = CliApplyInPlace(input, GammaCompute, GammaChangesNothing, &gamma, 1);
     else if (strcmp(operation, "convert") == 0 && convert.target >= 0)
-        result = CliApply(input, ConvertCompute, &convert, 1, &output);
+        result = CliApply(input, ConvertCompute, ConvertChangesNothing, &convert, 1, &output);
     else if (strcmp(operation, "negative") == 0)
         result = ImageNegative(input, input);
     if (result != ERROR_NONE) goto done;

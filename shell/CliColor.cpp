@@ -84,7 +84,7 @@ int CliProfile(int argc, char **argv)
     settings.targetLength = targetLength;
     // The pixels change where they stand, and the compute function gives the record its new
     // profile itself, once the transform holds what it needs of the old one.
-    result = CliApplyInPlace(input, ChangeProfileCompute, &settings, 0);
+    result = CliApplyInPlace(input, ChangeProfileCompute, nullptr, &settings, 0);
     if (result != ERROR_NONE) goto done;
     result = CliSave(argv[argc - 1], saveNumber, input);
     if (result != ERROR_NONE) failedPath = argv[argc - 1]; // the messages of a save name no file

@@ -14,11 +14,12 @@ constexpr int CLI_EXIT_USAGE = 2;  // the command line could not be used
 // stderr, and gives ERROR_FILE_DAMAGED unless --allow-partial was given.
 ErrorCode CliOpen(const char *path, ImageWindow **opened);
 
-// Runs compute over the whole picture into a new record, as Apply does: the comments pass
+// Runs compute over the whole picture into a new record, as Apply does: settings for which
+// nothing (when given) says they change nothing copy the picture instead; the comments pass
 // on, and with inherit set the profile follows the rules of a new picture (a transformation
 // that sets the result's profile itself passes 0).
-ErrorCode CliApply(ImageWindow *input, ComputeFunction compute, void *params, int inherit,
-                   ImageWindow **made);
+ErrorCode CliApply(ImageWindow *input, ComputeFunction compute, ChangesNothingFunction nothing,
+                   void *params, int inherit, ImageWindow **made);
 
 // Runs compute over the whole picture of record as CliApply does, but with the record's own
 // picture as source and destination, so that a run holds one picture instead of two; the
@@ -26,9 +27,11 @@ ErrorCode CliApply(ImageWindow *input, ComputeFunction compute, void *params, in
 // and size and whose row loop reads a source row and then writes that same row, each sample
 // at the place it was read from (Gamma Adjust, Change Color Profile): at zoom 1 the row
 // reader and writer both hand out the picture's own rows, so nothing is overwritten before it
-// is read. With inherit set the profile follows the rules of a new picture. A failure leaves
-// the picture half changed, and the caller saves nothing.
-ErrorCode CliApplyInPlace(ImageWindow *record, ComputeFunction compute, void *params, int inherit);
+// is read. Settings that change nothing leave the picture alone. With inherit set the profile
+// follows the rules of a new picture. A failure leaves the picture half changed, and the
+// caller saves nothing.
+ErrorCode CliApplyInPlace(ImageWindow *record, ComputeFunction compute,
+                          ChangesNothingFunction nothing, void *params, int inherit);
 
 // The save type an output path's extension names, or FILE_SAVE_NONE.
 int CliSaveNumber(const char *path);

@@ -57,8 +57,8 @@ static void ConvertInputTaken(WindowHandle dialog, void *params)
     ConvertShowSource(dialog);
 }
 
-static const TransformDialogKind CONVERT_KIND = {"Convert", ConvertCompute, 1, CONVERT_INPUT,
-                                                 ConvertInputTaken};
+static const TransformDialogKind CONVERT_KIND = {
+    "Convert", ConvertCompute, 1, CONVERT_INPUT, ConvertInputTaken, ConvertChangesNothing, nullptr};
 
 static MessageResult ConvertProcedure(WindowHandle dialog, uint32_t message, uintptr_t wParam,
                                       intptr_t lParam)
@@ -70,7 +70,7 @@ static MessageResult ConvertProcedure(WindowHandle dialog, uint32_t message, uin
         if (settings != nullptr && (int)(wParam & 0xffff) == CONVERT_TARGET &&
             (wParam >> 16) == NOTIFY_CHANGED) {
             settings->target = PopupListChoice(dialog, CONVERT_TARGET);
-            RefreshPreview(settings, ConvertCompute);
+            RefreshPreview(settings, &CONVERT_KIND);
         }
         return 0;
     case MSG_DESTROY:

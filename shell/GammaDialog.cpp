@@ -61,8 +61,8 @@ static void GammaShowTexts(WindowHandle dialog, const GammaSettings *settings, i
     }
 }
 
-static const TransformDialogKind GAMMA_KIND = {"Gamma Adjust", GammaCompute, 1, GAMMA_INPUT,
-                                               nullptr};
+static const TransformDialogKind GAMMA_KIND = {
+    "Gamma Adjust", GammaCompute, 1, GAMMA_INPUT, nullptr, GammaChangesNothing, nullptr};
 
 // The dialog's own controls; the buttons are the shared handling's.
 static void GammaCommand(WindowHandle dialog, uintptr_t wParam)
@@ -81,7 +81,7 @@ static void GammaCommand(WindowHandle dialog, uintptr_t wParam)
     } else if (id == GAMMA_SLIDER && notification == NOTIFY_RELEASED) {
         settings->factor = GammaFactorOf(SliderPosition(dialog, GAMMA_SLIDER));
         GammaShowTexts(dialog, settings, 1);
-        RefreshPreview(settings, GammaCompute);
+        RefreshPreview(settings, &GAMMA_KIND);
     }
 }
 

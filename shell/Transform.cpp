@@ -211,13 +211,13 @@ void TransformPreviewWait(int waiting)
 
 // A preview that the user did not ask for by the button: nothing while the settings wait.
 // Returns 1 when the user aborted it.
-static int AutomaticPreview(void *params, ComputeFunction compute)
+static int AutomaticPreview(void *params, const TransformDialogKind *kind)
 {
     if (PreviewWaiting) {
         PreviewStale = 1;
         return 0;
     }
-    return RunTransformation(params, 0, nullptr, compute);
+    return RunTransformation(params, 0, nullptr, kind);
 }
 
 void ClosePreview(void)
@@ -315,11 +315,12 @@ static const uint8_t *PreviewProfile(const ImageWindow *source, int destinationT
 // Gives the preview the profile its pixels are in and brings the written rectangle to the
 // screen. The screen and the display transform are made anew only when the profile
 // changed, so that a scrolled strip costs only its own conversion.
-static void PreviewToScreen(ImageWindow *source, ImageWindow *output, const Rect *written)
+static void PreviewToScreen(ImageWindow *source, ImageWindow *output, const Rect *written,
+                            const TransformDialogKind *kind, const void *params)
 {
     int length = 0;
     int whole = 0;
-    if (CurrentOperation != KIND_CHANGE_PROFILE) {
+    if (kind->resultProfile == nullptr) {
         const uint8_t *wanted = PreviewProfile(source, output->view.type, &length);
         int same = length == output->profileSize &&
                    (length == 0 || memcmp(wanted, output->profile, (size_t)length) == 0);
@@ -329,8 +330,11 @@ static void PreviewToScreen(ImageWindow *source, ImageWindow *output, const Rect
             whole = 1;
         }
     } else {
-        // Change Color Profile gives the preview its profile itself, one it may change at
-        // every run.
+        // The transformation decides the profile of its pixels, and may change it at every
+        // run.
+        const uint8_t *profile = kind->resultProfile(params, &length);
+        ErrorCode result = WindowProfileSet(output, profile, length);
+        if (result != ERROR_NONE) ShowError(result);
         whole = 1;
     }
     if (whole) {
@@ -347,7 +351,8 @@ static void PreviewToScreen(ImageWindow *source, ImageWindow *output, const Rect
     if (result != ERROR_NONE) ShowError(result);
 }
 
-int RunTransformation(void *params, int full, const Rect *rectangle, ComputeFunction compute)
+int RunTransformation(void *params, int full, const Rect *rectangle,
+                      const TransformDialogKind *kind)
 {
     SettingsDirty = 1;
     if (!full && !PreviewStale) return 0;
@@ -424,8 +429,18 @@ int RunTransformation(void *params, int full, const Rect *rectangle, ComputeFunc
     }
 
     Running = 1;
-    ErrorCode result = compute(source, destination, output, params, full, destinationWidth,
+    ErrorCode result;
+    if (kind->changesNothing != nullptr && kind->changesNothing(params, source, full)) {
+        // Nothing to compute: Apply copies the input, and a preview shows it as the display
+        // would, smoothing included.
+        if (full)
+            result = ImageCopy(source, destination, 1);
+        else
+            result = RenderView(source, output, x0, y0, x1, y1, 1);
+    } else {
+        result = kind->compute(source, destination, output, params, full, destinationWidth,
                                destinationHeight, sourceX, sourceY, zoom, x0, y0, x1, y1, w, h);
+    }
     Running = 0;
     if (result != ERROR_NONE) {
         ClosePreview();
@@ -436,7 +451,8 @@ int RunTransformation(void *params, int full, const Rect *rectangle, ComputeFunc
 
     if (!full) {
         Rect written = {x0, y0, x1, y1};
-        PreviewToScreen(sourceRecord, output, rectangle != nullptr ? &written : nullptr);
+        PreviewToScreen(sourceRecord, output, rectangle != nullptr ? &written : nullptr, kind,
+                        params);
         UpdateTitle(window);
         if (PlatformWindowState(window) == SHOW_HIDE) {
             Running = 1;
@@ -497,11 +513,11 @@ static void FinishTransformation(WindowHandle dialog)
 
 // Apply: the whole result into a new window that then belongs to the user. Returns 1 when
 // the user aborted it.
-static int ApplySteps(WindowHandle dialog, void *params, ComputeFunction compute, int profile)
+static int ApplySteps(WindowHandle dialog, void *params, const TransformDialogKind *kind)
 {
     int wasAuto = AutoPreview;
     ClosePreview();
-    if (RunTransformation(params, 1, nullptr, compute)) return 1;
+    if (RunTransformation(params, 1, nullptr, kind)) return 1;
     if (OutputWindow != nullptr) {
         WindowHandle window = OutputWindow;
         ImageWindow *output = WindowRecord(window);
@@ -512,8 +528,8 @@ static int ApplySteps(WindowHandle dialog, void *params, ComputeFunction compute
         ErrorCode result = ERROR_NONE;
         if (input != nullptr) {
             result = CopyImageExtras(input, output);
-            if (result == ERROR_NONE && profile) result = InheritProfile(input, output);
-        } else if (profile) {
+            if (result == ERROR_NONE && kind->profile) result = InheritProfile(input, output);
+        } else if (kind->profile) {
             result = InheritProfile(nullptr, output);
         }
         if (result != ERROR_NONE) ShowError(result);
@@ -527,7 +543,7 @@ static int ApplySteps(WindowHandle dialog, void *params, ComputeFunction compute
     if (wasAuto) {
         AutoSet(1);
         PreviewButtonEnable(0);
-        AutomaticPreview(params, compute);
+        AutomaticPreview(params, kind);
     }
     SettingsDirty = 0;
     if (Prefs.transformationOnTop) PlatformActivateWindow(dialog);
@@ -535,12 +551,12 @@ static int ApplySteps(WindowHandle dialog, void *params, ComputeFunction compute
 }
 
 // OK: applies unless the last Apply is still current, and closes.
-static void OkSteps(WindowHandle dialog, void *params, ComputeFunction compute, int profile)
+static void OkSteps(WindowHandle dialog, void *params, const TransformDialogKind *kind)
 {
     int dirty = SettingsDirty;
     ClosePreview();
     if (dirty) {
-        if (ApplySteps(dialog, params, compute, profile)) return;
+        if (ApplySteps(dialog, params, kind)) return;
         if (LastOutput == nullptr) return;
         // The Apply's automatic preview has no place once the dialog closes.
         ClosePreview();
@@ -565,14 +581,14 @@ void CancelTransformation(WindowHandle dialog)
     FinishTransformation(dialog);
 }
 
-void ApplyTransformation(WindowHandle dialog, void *params, ComputeFunction compute, int profile)
+void ApplyTransformation(WindowHandle dialog, void *params, const TransformDialogKind *kind)
 {
     LastOutput = nullptr;
-    OkSteps(dialog, params, compute, profile);
+    OkSteps(dialog, params, kind);
 }
 
 int TransformCommand(WindowHandle dialog, uintptr_t wParam, intptr_t lParam, void *params,
-                     ComputeFunction compute, int profile)
+                     const TransformDialogKind *kind)
 {
     (void)lParam;
     int id = (int)(wParam & 0xffff);
@@ -581,19 +597,19 @@ int TransformCommand(WindowHandle dialog, uintptr_t wParam, intptr_t lParam, voi
     if (id < BUTTON_OK || id > BUTTON_APPLY) return 0;
     if (notification != NOTIFY_CLICKED) return 1;
     switch (id) {
-    case BUTTON_APPLY: ApplySteps(dialog, params, compute, profile); break;
-    case BUTTON_OK: OkSteps(dialog, params, compute, profile); break;
+    case BUTTON_APPLY: ApplySteps(dialog, params, kind); break;
+    case BUTTON_OK: OkSteps(dialog, params, kind); break;
     case BUTTON_CANCEL: CancelTransformation(dialog); break;
     case BUTTON_AUTO:
         AutoSet(!AutoPreview);
         if (AutoPreview) {
-            AutomaticPreview(params, compute);
+            AutomaticPreview(params, kind);
             ActivateDialogOnTop();
         }
         PreviewButtonEnable(0);
         break;
     case BUTTON_PREVIEW:
-        RunTransformation(params, 0, nullptr, compute);
+        RunTransformation(params, 0, nullptr, kind);
         ActivateDialogOnTop();
         break;
     default: break;
@@ -601,7 +617,7 @@ int TransformCommand(WindowHandle dialog, uintptr_t wParam, intptr_t lParam, voi
     return 1;
 }
 
-void RefreshPreview(void *params, ComputeFunction compute)
+void RefreshPreview(void *params, const TransformDialogKind *kind)
 {
     if (!AutoPreview) {
         if (!PreviewStale) {
@@ -612,7 +628,7 @@ void RefreshPreview(void *params, ComputeFunction compute)
         PreviewStale = 1;
         // A failed run closes the preview and with it "Auto"; an abort is the user's wish
         // to stop this one computation, not to stop previewing.
-        if (AutomaticPreview(params, compute)) {
+        if (AutomaticPreview(params, kind)) {
             AutoSet(1);
             PreviewButtonEnable(0);
         }
@@ -621,14 +637,14 @@ void RefreshPreview(void *params, ComputeFunction compute)
     ActivateDialogOnTop();
 }
 
-void InputChanged(void *params, ComputeFunction compute)
+void InputChanged(void *params, const TransformDialogKind *kind)
 {
     int again = AutoPreview && OutputWindow != nullptr;
     ClosePreview();
-    RefreshPreview(params, compute);
+    RefreshPreview(params, kind);
     if (again) {
         AutoSet(1);
-        AutomaticPreview(params, compute);
+        AutomaticPreview(params, kind);
         PreviewButtonEnable(0);
     }
     SettingsDirty = 1;
@@ -642,7 +658,7 @@ int TransformDialogMessage(WindowHandle dialog, uint32_t message, uintptr_t wPar
     if (params == nullptr) return 0;
     switch (message) {
     case MSG_COMMAND:
-        return TransformCommand(dialog, wParam, lParam, params, kind->compute, kind->profile);
+        return TransformCommand(dialog, wParam, lParam, params, kind);
     case MSG_INPUT_CHOSEN: {
         if ((int)wParam != kind->chooserId) return 1;
         WindowHandle chosen = InputChooserWindow(dialog, kind->chooserId);
@@ -652,19 +668,19 @@ int TransformDialogMessage(WindowHandle dialog, uint32_t message, uintptr_t wPar
         TransformTakeInput(chosen);
         MarkInUse(dialog, chosen, kind->name, 1);
         if (kind->inputTaken != nullptr) kind->inputTaken(dialog, params);
-        InputChanged(params, kind->compute);
+        InputChanged(params, kind);
         return 1;
     }
     case MSG_PREVIEW_REGION:
         if (OutputWindow != nullptr) {
             PreviewStale = 1;
-            RunTransformation(params, 0, (const Rect *)lParam, kind->compute);
+            RunTransformation(params, 0, (const Rect *)lParam, kind);
         }
         return 1;
-    case MSG_REFRESH: RefreshPreview(params, kind->compute); return 1;
+    case MSG_REFRESH: RefreshPreview(params, kind); return 1;
     case MSG_CLOSE:
     case MSG_CANCEL: CancelTransformation(dialog); return 1;
-    case MSG_APPLY: ApplyTransformation(dialog, params, kind->compute, kind->profile); return 1;
+    case MSG_APPLY: ApplyTransformation(dialog, params, kind); return 1;
     default: return 0;
     }
 }

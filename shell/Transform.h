@@ -49,18 +49,40 @@ WindowHandle CreateDialogWindow(const char *title, int width, int height, int ki
 int CreateTransformButtons(WindowHandle dialog, int x, int y);
 int CreateApplyButtons(WindowHandle dialog, int x, int y);
 
-// The dialog's MSG_COMMAND goes here first; returns 1 when it was one of the buttons. profile
-// set: an Apply's output inherits the input's profile.
+// What a transformation's dialog tells the shared message handling about itself.
+struct TransformDialogKind {
+    const char *name;        // its name in the in-use list, as the title
+    ComputeFunction compute; // its computation
+    int32_t profile;         // 1: an Apply's output inherits the input's profile
+    int32_t chooserId;       // the id of its input chooser
+    // After another input was taken (the input window and the result's size are set): the
+    // dialog shows what depends on the input. May be null.
+    void (*inputTaken)(WindowHandle dialog, void *params);
+    // 1 when the settings change nothing for source (null when there is none), at full
+    // depth or in a preview: Apply then copies the input under the progress title "Copy" and
+    // a preview shows it as the display does, without the compute function. Null for a
+    // transformation that always computes.
+    ChangesNothingFunction changesNothing;
+    // The profile (and its length) a result's pixels are in, for a transformation that
+    // decides it itself (Change Color Profile): a preview is shown through it. Null for the
+    // others, whose previews are in their source's profile.
+    const uint8_t *(*resultProfile)(const void *params, int *length);
+};
+
+
+
+// The dialog's MSG_COMMAND goes here first; returns 1 when it was one of the buttons.
 int TransformCommand(WindowHandle dialog, uintptr_t wParam, intptr_t lParam, void *params,
-                     ComputeFunction compute, int profile);
+                     const TransformDialogKind *kind);
 
 // One computation, of the preview (full 0, rectangle in view pixels or null for all of it)
 // or of the result (full 1). Returns 1 when the user aborted it, else 0; failures are shown.
-int RunTransformation(void *params, int full, const Rect *rectangle, ComputeFunction compute);
+int RunTransformation(void *params, int full, const Rect *rectangle,
+                      const TransformDialogKind *kind);
 
 // A setting changed; the input picture changed.
-void RefreshPreview(void *params, ComputeFunction compute);
-void InputChanged(void *params, ComputeFunction compute);
+void RefreshPreview(void *params, const TransformDialogKind *kind);
+void InputChanged(void *params, const TransformDialogKind *kind);
 
 // Destroys the output window, clears "Auto", marks the preview stale, enables "Preview".
 void ClosePreview(void);
@@ -77,7 +99,7 @@ void KeepOnScreen(WindowHandle window);
 
 // The Cancel and OK paths, which MSG_CANCEL and MSG_APPLY reach.
 void CancelTransformation(WindowHandle dialog);
-void ApplyTransformation(WindowHandle dialog, void *params, ComputeFunction compute, int profile);
+void ApplyTransformation(WindowHandle dialog, void *params, const TransformDialogKind *kind);
 
 // What every dialog with an input does as it opens: takes input as the input window and its
 // picture's size and resolution as those of the result.
@@ -95,17 +117,6 @@ void TransformDialogShow(WindowHandle dialog, int clientWidth, int clientHeight,
 
 // A line of text in a dialog at x, y, width pixels wide; returns the y below it.
 int TransformDialogText(WindowHandle dialog, int id, const char *text, int x, int y, int width);
-
-// What a transformation's dialog tells the shared message handling about itself.
-struct TransformDialogKind {
-    const char *name;        // its name in the in-use list, as the title
-    ComputeFunction compute; // its computation
-    int32_t profile;         // 1: an Apply's output inherits the input's profile
-    int32_t chooserId;       // the id of its input chooser
-    // After another input was taken (the input window and the result's size are set): the
-    // dialog shows what depends on the input. May be null.
-    void (*inputTaken)(WindowHandle dialog, void *params);
-};
 
 // The messages every transformation dialog answers the same way: the buttons, another
 // input chosen, a region the preview asks for, a refresh, Esc, Return and closing. Returns

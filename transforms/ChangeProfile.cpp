@@ -28,6 +28,17 @@ void ChangeProfileSettingsDefault(ChangeProfileSettings *settings)
     StrCopyLimit("None", settings->targetDescription, PROFILE_DESCRIPTION_MAX - 1);
 }
 
+const uint8_t *ChangeProfileResultProfile(const void *params, int *length)
+{
+    const ChangeProfileSettings *settings = (const ChangeProfileSettings *)params;
+    if (settings->change == CHANGE_PROFILE_DATA_ONLY) {
+        *length = settings->sourceLength;
+        return settings->sourceProfile;
+    }
+    *length = settings->targetLength;
+    return settings->targetProfile;
+}
+
 // One row unchanged, but for a 48-bit source into a 24-bit preview.
 static void ChangeProfileCopyRow(const uint8_t *in, uint8_t *out, int samples, int sourceType,
                                  int outputType)
@@ -114,10 +125,9 @@ ErrorCode ChangeProfileCompute(const Image *source, Image *destination, ImageWin
 
     // The window says which profile its pixels are now in.
     if (window != nullptr) {
-        if (settings->change == CHANGE_PROFILE_DATA_ONLY)
-            result = WindowProfileSet(window, settings->sourceProfile, settings->sourceLength);
-        else
-            result = WindowProfileSet(window, settings->targetProfile, settings->targetLength);
+        int length = 0;
+        const uint8_t *profile = ChangeProfileResultProfile(settings, &length);
+        result = WindowProfileSet(window, profile, length);
     }
 done:
     if (showProgress) ProgressClose();

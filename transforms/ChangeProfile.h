@@ -30,6 +30,10 @@ struct ChangeProfileSettings {
 // Fills settings with the values of a first opening: both changed, full gamut, no target.
 void ChangeProfileSettingsDefault(ChangeProfileSettings *settings);
 
+// The profile the pixels of a result are in: the source's for "Image Data Only", else the
+// target; null (sRGB) with length 0 for none.
+const uint8_t *ChangeProfileResultProfile(const void *params, int *length);
+
 // The compute function of Change Color Profile (params is a ChangeProfileSettings) for 24
 // and 48-bit pictures; a preview of a 48-bit picture is 24-bit. Pixels go from the source
 // profile to the target unless only the setting changes, in which case they are copied.

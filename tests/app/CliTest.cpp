@@ -352,15 +352,17 @@ TEST(CliInPlace, GivesWhatApplyIntoANewPictureGives)
     struct Case {
         const char *name;
         ComputeFunction compute; // null for Negative
-        GammaSettings *gamma;    // null for Change Color Profile
+        ChangesNothingFunction nothing;
+        GammaSettings *gamma; // null for Change Color Profile
         int intent;
     } cases[] = {
-        {"gamma 1", GammaCompute, &gamma[0], 0},
-        {"gamma 2", GammaCompute, &gamma[1], 0},
-        {"gamma 0.45", GammaCompute, &gamma[2], 0},
-        {"profile", ChangeProfileCompute, nullptr, COLOR_INTENT_FULL_GAMUT},
-        {"profile, black point", ChangeProfileCompute, nullptr, COLOR_INTENT_IDENTICAL_BLACK},
-        {"negative", nullptr, nullptr, 0},
+        {"gamma 1", GammaCompute, GammaChangesNothing, &gamma[0], 0},
+        {"gamma 2", GammaCompute, GammaChangesNothing, &gamma[1], 0},
+        {"gamma 0.45", GammaCompute, GammaChangesNothing, &gamma[2], 0},
+        {"profile", ChangeProfileCompute, nullptr, nullptr, COLOR_INTENT_FULL_GAMUT},
+        {"profile, black point", ChangeProfileCompute, nullptr, nullptr,
+         COLOR_INTENT_IDENTICAL_BLACK},
+        {"negative", nullptr, nullptr, nullptr, 0},
     };
     for (const Case &c : cases) {
         for (int type : PICTURE_TYPES) {
@@ -394,8 +396,9 @@ TEST(CliInPlace, GivesWhatApplyIntoANewPictureGives)
                     params = &profiles[0];
                     params2 = &profiles[1];
                 }
-                applied = CliApply(input, c.compute, params, c.gamma != nullptr, &made);
-                changed = CliApplyInPlace(inPlace, c.compute, params2, c.gamma != nullptr);
+                applied = CliApply(input, c.compute, c.nothing, params, c.gamma != nullptr, &made);
+                changed =
+                    CliApplyInPlace(inPlace, c.compute, c.nothing, params2, c.gamma != nullptr);
             }
             EXPECT_EQ(changed, applied);
             if (applied == ERROR_NONE) {

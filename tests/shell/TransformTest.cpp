@@ -42,7 +42,8 @@ ErrorCode RecordingCompute(const Image *source, Image *destination, ImageWindow 
 }
 
 // A dialog with no controls of its own: everything goes through the shared handling.
-const TransformDialogKind TEST_KIND = {"Test", RecordingCompute, 1, 103, nullptr};
+const TransformDialogKind TEST_KIND = {"Test", RecordingCompute, 1, 103, nullptr,
+                                       GammaChangesNothing, nullptr};
 
 MessageResult TestDialogProcedure(WindowHandle window, uint32_t message, uintptr_t wParam,
                                   intptr_t lParam)
@@ -235,7 +236,7 @@ TEST_F(Transform, PreviewApplyOkAndCancelKeepTheirFlags)
     EXPECT_EQ(Calls.size(), 1u);
 
     // A setting changes without Auto: stale, Preview enabled, nothing computed.
-    RefreshPreview(&Settings, RecordingCompute);
+    RefreshPreview(&Settings, &TEST_KIND);
     EXPECT_EQ(PreviewStale, 1);
     EXPECT_TRUE(HeadlessControlEnabled(dialog, BUTTON_PREVIEW));
     EXPECT_EQ(Calls.size(), 1u);
@@ -262,6 +263,43 @@ TEST_F(Transform, PreviewApplyOkAndCancelKeepTheirFlags)
     EXPECT_EQ(CurrentOperation, 0);
     EXPECT_TRUE(PlatformWindowExists(applied));
     EXPECT_EQ(InUseBy(input), nullptr);
+}
+
+TEST_F(Transform, SettingsThatChangeNothingPreviewAsTheDisplayShowsAndApplyCopies)
+{
+    // Large enough for a reduced preview, which the display smooths, and for progress.
+    Prefs.smoothZoom = 1;
+    Settings.factor = 1.0;
+    WindowHandle input = MakePicture(TYPE_COLOR24, 1000, 700);
+    WindowHandle dialog = Open(input);
+    HeadlessClick(dialog, BUTTON_PREVIEW);
+    EXPECT_TRUE(Calls.empty());
+    ImageWindow *preview = Preview();
+    ASSERT_NE(preview, nullptr);
+    ASSERT_LT(preview->zoom, -1);
+    ImageWindow display;
+    memset(&display, 0, sizeof display);
+    display.zoom = preview->zoom;
+    display.sourceLeft = preview->sourceLeft;
+    display.sourceTop = preview->sourceTop;
+    display.sourceRight = preview->sourceRight;
+    display.sourceBottom = preview->sourceBottom;
+    display.viewWidth = preview->viewWidth;
+    display.viewHeight = preview->viewHeight;
+    const Image *picture = &WindowRecord(input)->image;
+    ASSERT_EQ(RenderView(picture, &display, 0, 0, display.viewWidth - 1, display.viewHeight - 1, 0),
+              ERROR_NONE);
+    ExpectImagesNear(display.view, preview->view, 0);
+    ImageFree(&display.view);
+    ImageFree(&display.screen);
+
+    HeadlessClick(dialog, BUTTON_APPLY);
+    EXPECT_TRUE(Calls.empty());
+    WindowHandle applied = ActiveWindow;
+    ASSERT_NE(applied, input);
+    ExpectImagesNear(*picture, WindowRecord(applied)->image, 0);
+    ASSERT_GT(HeadlessProgressCount(), 0);
+    EXPECT_STREQ(HeadlessProgressAt(HeadlessProgressCount() - 1)->title, "Copy");
 }
 
 TEST_F(Transform, OkWithChangedSettingsAppliesAndCloses)
@@ -325,7 +363,7 @@ TEST_F(Transform, AnAbortedAutomaticPreviewLeavesAutoOn)
 
     HeadlessAbortAtPump(0);
     Settings.factor = 2.0;
-    RefreshPreview(&Settings, RecordingCompute);
+    RefreshPreview(&Settings, &TEST_KIND);
     EXPECT_EQ(AutoPreview, 1);
     EXPECT_EQ(PlatformControlValue(dialog, BUTTON_AUTO), 1);
     EXPECT_EQ(OutputWindow, nullptr);
@@ -336,7 +374,7 @@ TEST_F(Transform, AnAbortedAutomaticPreviewLeavesAutoOn)
     HeadlessAbortAtPump(-1);
     Calls.clear();
     Settings.factor = 1.5;
-    RefreshPreview(&Settings, RecordingCompute);
+    RefreshPreview(&Settings, &TEST_KIND);
     EXPECT_EQ(Calls.size(), 1u);
     EXPECT_NE(OutputWindow, nullptr);
 }

@@ -11,12 +11,10 @@
 
 #include "color/ColorSpace.h"
 #include "color/ProfileHeader.h"
-#include "color/ProfileTransform.h"
 #include "color/Profiles.h"
 #include "core/FormatString.h"
 #include "core/Memory.h"
 #include "core/Text.h"
-#include "platform/Platform.h"
 
 ColorSettings CurrentColorSettings;
 
@@ -251,7 +249,7 @@ static int MonitorProfileUsable(const uint8_t *bytes, int length)
 // The profile the display is shown through: the choice when it loaded, else the desktop's
 // when it is usable, else sRGB. The desktop's is not the user's doing, so a bad one is
 // passed over without a word.
-static void MonitorInUseChoose(ColorSettings *settings)
+static void MonitorInUseChoose(ColorSettings *settings, DisplayProfileSource display)
 {
     LoadedProfile *chosen = &settings->loaded[COLOR_PROFILE_MONITOR];
     LoadedProfile *inUse = &settings->monitorInUse;
@@ -263,7 +261,8 @@ static void MonitorInUseChoose(ColorSettings *settings)
         source = chosen->bytes;
         sourceLength = chosen->length;
         settings->monitorSource = MONITOR_CHOSEN;
-    } else if (PlatformDisplayProfile(&bytes, &length) && MonitorProfileUsable(bytes, length)) {
+    } else if (display != nullptr && display(&bytes, &length) &&
+               MonitorProfileUsable(bytes, length)) {
         inUse->bytes = bytes;
         inUse->length = length;
         settings->monitorSource = MONITOR_DISPLAY;
@@ -282,12 +281,11 @@ static void MonitorInUseChoose(ColorSettings *settings)
     inUse->length = sourceLength;
 }
 
-void InitColorSettings(void)
+void InitColorSettings(DisplayProfileSource display)
 {
     ColorSettings *settings = &CurrentColorSettings;
 
     ColorSettingsRelease(settings);
-    DisplayResetAll();
     if (!settings->available) {
         settings->enabled = 0;
         return;
@@ -300,7 +298,7 @@ void InitColorSettings(void)
     }
 
     // The monitor and proofing profiles stay open for the display transforms.
-    MonitorInUseChoose(settings);
+    MonitorInUseChoose(settings, display);
     LoadedProfile *monitor = &settings->monitorInUse;
     LoadedProfile *proof = &settings->loaded[COLOR_PROFILE_PROOF];
     if (monitor->bytes != nullptr)
@@ -337,13 +335,13 @@ const uint8_t *ColorMonitorInUse(int *length)
     return inUse->bytes;
 }
 
-void ColorMonitorAutomaticDescription(char *text, int capacity)
+void ColorMonitorAutomaticDescription(DisplayProfileSource display, char *text, int capacity)
 {
     uint8_t *bytes = nullptr;
     int32_t length = 0;
     const uint8_t *described = nullptr;
     int describedLength = 0;
-    if (PlatformDisplayProfile(&bytes, &length) && MonitorProfileUsable(bytes, length)) {
+    if (display != nullptr && display(&bytes, &length) && MonitorProfileUsable(bytes, length)) {
         described = bytes;
         describedLength = length;
     } else {

@@ -115,6 +115,6 @@ void FileDamageOrient(FileDamage *damage, int code, int height);
 ErrorCode RasterDamageResult(ErrorCode result, const FileDamage *found, FileDamage *damage,
                              ErrorCode code);
 
-// Gives the window the picture, or on failure frees both: the convention of every reader is
-// that a failed read leaves the window's picture empty.
-void RasterFinish(ErrorCode result, Image *picture, Image *windowImage);
+// Gives target the pixels read, or on failure frees both: the convention of every reader is
+// that a failed read leaves the picture it reads into without pixels.
+void RasterFinish(ErrorCode result, Image *picture, Image *target);

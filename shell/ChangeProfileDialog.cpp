@@ -9,7 +9,6 @@
 #include "color/ColorSettings.h"
 #include "color/Profiles.h"
 #include "core/FormatString.h"
-#include "core/ImageWindow.h"
 #include "core/Memory.h"
 #include "core/Preferences.h"
 #include "core/Text.h"
@@ -20,6 +19,7 @@
 #include "shell/Transform.h"
 #include "shell/TransformDialogs.h"
 #include "transforms/ChangeProfile.h"
+#include "ui/ImageWindow.h"
 #include "ui/MessageBox.h"
 
 static const int CHANGE_PROFILE_CONTENT_WIDTH = 340;
@@ -51,8 +51,8 @@ static ChangeProfileState *StateOf(WindowHandle dialog)
 static void ChangeProfileTakeSource(WindowHandle dialog, ChangeProfileState *state)
 {
     const ImageWindow *record = InputWindow != nullptr ? WindowRecord(InputWindow) : nullptr;
-    state->settings.sourceProfile = record != nullptr ? record->profile : nullptr;
-    state->settings.sourceLength = record != nullptr ? record->profileSize : 0;
+    state->settings.sourceProfile = record != nullptr ? record->picture.profile : nullptr;
+    state->settings.sourceLength = record != nullptr ? record->picture.profileSize : 0;
     char description[PROFILE_DESCRIPTION_MAX] = "";
     const uint8_t *bytes = state->settings.sourceProfile;
     int length = state->settings.sourceLength;
@@ -178,7 +178,8 @@ ErrorCode OpenChangeProfileDialog(WindowHandle input)
         return ERROR_NONE;
     }
     const ImageWindow *record = input != nullptr ? WindowRecord(input) : nullptr;
-    if (record == nullptr || !ChangeProfileAccepts(record->image.type)) return ERROR_ILLEGAL_TYPE;
+    if (record == nullptr || !ChangeProfileAccepts(record->picture.image.type))
+        return ERROR_ILLEGAL_TYPE;
     if (!Prefs.stickySettings || PlatformShiftDown()) ChangeProfileUseDefaults = 1;
     ChangeProfileState *state = (ChangeProfileState *)MemoryAlloc(sizeof(ChangeProfileState));
     if (state == nullptr) return ERROR_NO_MEMORY;

@@ -14,7 +14,6 @@
 #include "color/ProfileTransform.h"
 #include "core/Core.h"
 #include "core/FormatString.h"
-#include "core/ImageWindow.h"
 #include "core/Text.h"
 #include "core/WholeImage.h"
 #include "files/CommentText.h"
@@ -66,19 +65,15 @@ static ErrorCode CliInitialise(void)
 // Whether a damaged input may give what it holds (--allow-partial).
 static int CliAllowPartial = 0;
 
-// Opens a picture file into a new record, with its comments and profile.
-ErrorCode CliOpen(const char *path, ImageWindow **opened)
+ErrorCode CliOpen(const char *path, Picture *picture)
 {
     ErrorCode result = ERROR_NONE;
-    ImageWindow *record = nullptr;
     FileDamage damage;
-    int slot = -1;
 
-    result = SlotAllocate(&slot, &record);
-    if (result != ERROR_NONE) goto done;
+    PictureReset(picture);
     // By content first, so that a file with a wrong extension still opens; the extension
     // decides for formats without a signature.
-    result = FileLoadPartial(path, FILE_OPEN_ALL, record, 1, &damage);
+    result = FileLoadPartial(path, FILE_OPEN_ALL, picture, 1, &damage);
     if (result != ERROR_NONE) goto done;
     // A damaged input is said either way; it stops the command unless it may give what it
     // holds. The message is the whole answer: CliFail adds nothing to it.
@@ -91,61 +86,49 @@ ErrorCode CliOpen(const char *path, ImageWindow **opened)
             goto done;
         }
     }
-    StrCopyLimit(path, record->fileName, PATH_LENGTH - 1);
+    StrCopyLimit(path, picture->fileName, PATH_LENGTH - 1);
 done:
-    if (result != ERROR_NONE) {
-        SlotFree(slot);
-        record = nullptr;
-    }
-    *opened = record;
+    if (result != ERROR_NONE) PictureFree(picture);
     return result;
 }
 
-ErrorCode CliApply(ImageWindow *input, ComputeFunction compute, ChangesNothingFunction nothing,
-                   void *params, int inherit, ImageWindow **made)
+ErrorCode CliApply(const Picture *input, ComputeFunction compute, ChangesNothingFunction nothing,
+                   void *params, int inherit, Picture *made)
 {
     ErrorCode result = ERROR_NONE;
-    ImageWindow *output = nullptr;
-    int slot = -1;
     const Image *source = &input->image;
 
-    result = SlotAllocate(&slot, &output);
-    if (result != ERROR_NONE) goto done;
+    PictureReset(made);
     // Settings that change nothing copy the picture, as Apply does.
     if (nothing != nullptr && nothing(params, source, 1))
-        result = ImageCopy(source, &output->image, 1);
+        result = ImageCopy(source, &made->image, 1);
     else
-        result = compute(source, &output->image, output, params, 1, source->width, source->height,
-                         0, 0, 1, 0, 0, source->width - 1, source->height - 1, source->width,
-                         source->height);
+        result =
+            compute(source, &made->image, made, params, 1, source->width, source->height, 0, 0, 1,
+                    0, 0, source->width - 1, source->height - 1, source->width, source->height);
     if (result != ERROR_NONE) goto done;
     if (inherit) {
-        result = InheritProfile(input, output);
+        result = InheritProfile(input, made);
         if (result != ERROR_NONE) goto done;
     }
-    result = CopyImageExtras(input, output);
+    result = CopyImageExtras(input, made);
 done:
-    if (result != ERROR_NONE) {
-        SlotFree(slot);
-        output = nullptr;
-    }
-    *made = output;
+    if (result != ERROR_NONE) PictureFree(made);
     return result;
 }
 
-ErrorCode CliApplyInPlace(ImageWindow *record, ComputeFunction compute,
-                          ChangesNothingFunction nothing, void *params, int inherit)
+ErrorCode CliApplyInPlace(Picture *picture, ComputeFunction compute, ChangesNothingFunction nothing,
+                          void *params, int inherit)
 {
-    Image *picture = &record->image;
+    Image *image = &picture->image;
     ErrorCode result = ERROR_NONE;
     // Settings that change nothing leave the picture as it is.
-    if (nothing == nullptr || !nothing(params, picture, 1))
-        result = compute(picture, picture, record, params, 1, picture->width, picture->height, 0,
-                         0, 1, 0, 0, picture->width - 1, picture->height - 1, picture->width,
-                         picture->height);
-    // The record is its own source: what a new picture would inherit, it has already, but
+    if (nothing == nullptr || !nothing(params, image, 1))
+        result = compute(image, image, picture, params, 1, image->width, image->height, 0, 0, 1, 0,
+                         0, image->width - 1, image->height - 1, image->width, image->height);
+    // The picture is its own source: what a new picture would inherit, it has already, but
     // for a profile that a picture of its type does not carry.
-    if (result == ERROR_NONE && inherit) result = InheritProfile(record, record);
+    if (result == ERROR_NONE && inherit) result = InheritProfile(picture, picture);
     return result;
 }
 
@@ -161,17 +144,17 @@ static void PrintLine(const char *format, ...)
 }
 
 // What Window Info shows, as lines of text.
-static void CliPrintInfo(const ImageWindow *record, const char *path)
+static void CliPrintInfo(const Picture *picture, const char *path)
 {
-    const Image *image = &record->image;
+    const Image *image = &picture->image;
     PrintLine("%s", ImageTypeName(image->type));
     if (image->type == TYPE_COLOR24 || image->type == TYPE_COLOR48) {
         char description[256];
         char maker[256];
-        ErrorCode known = ProfileDescription(record->profile, record->profileSize, description,
+        ErrorCode known = ProfileDescription(picture->profile, picture->profileSize, description,
                                              sizeof description);
-        if (known == ERROR_NONE && ProfileManufacturer(record->profile, record->profileSize, maker,
-                                                       sizeof maker) == ERROR_NONE)
+        if (known == ERROR_NONE && ProfileManufacturer(picture->profile, picture->profileSize,
+                                                       maker, sizeof maker) == ERROR_NONE)
             PrintLine("Profile: %s [%s]", description, maker);
         else
             PrintLine("Profile: %s", description);
@@ -185,12 +168,12 @@ static void CliPrintInfo(const ImageWindow *record, const char *path)
     PrintLine("%2f x %2f cm", inchesWide * 2.540005, inchesHigh * 2.540005);
     PrintLine("%2f x %2f mm", inchesWide * 25.40005, inchesHigh * 25.40005);
     PrintLine("%2f dpi", image->resolution);
-    if (record->derivedFrom[0] != 0) PrintLine("Derived from: %s", record->derivedFrom);
-    const FileTypeEntry *format = FileTypeByOpen(record->fileType);
+    if (picture->derivedFrom[0] != 0) PrintLine("Derived from: %s", picture->derivedFrom);
+    const FileTypeEntry *format = FileTypeByOpen(picture->fileType);
     PrintLine("File format: %s", format != nullptr ? format->label : "Unknown");
     struct stat status;
     if (stat(path, &status) == 0) PrintLine("File size: %, bytes", (int)status.st_size);
-    for (const FileComment *comment = record->comments; comment != nullptr;
+    for (const FileComment *comment = picture->comments; comment != nullptr;
          comment = comment->next) {
         char text[1024];
         FileCommentText(comment, text, sizeof text);
@@ -205,18 +188,18 @@ int CliSaveNumber(const char *path)
     return FILE_SAVE_NONE;
 }
 
-ErrorCode CliSave(const char *path, int saveNumber, ImageWindow *record)
+ErrorCode CliSave(const char *path, int saveNumber, Picture *picture)
 {
     ErrorCode code;
-    int holds = FileSaveHolds(saveNumber, record->image.type, &code);
+    int holds = FileSaveHolds(saveNumber, picture->image.type, &code);
     if (holds == FILE_HOLDS_NO) return code;
     if (holds == FILE_HOLDS_REDUCED) {
         fprintf(stderr, "vistel-cli: %s files hold 8 bits a sample: reducing the picture\n",
                 FileTypeBySave(saveNumber)->label);
-        ErrorCode result = FileReduceTo8Bits(record);
+        ErrorCode result = FileReduceTo8Bits(picture);
         if (result != ERROR_NONE) return result;
     }
-    return FileSave(path, saveNumber, record, CLI_JPEG_QUALITY);
+    return FileSave(path, saveNumber, picture, CLI_JPEG_QUALITY);
 }
 
 // Parses the target of convert.
@@ -263,8 +246,9 @@ int CliUsage(const char *problem, const char *usage)
 int CliMain(int argc, char **argv)
 {
     ErrorCode result = CliInitialise();
-    ImageWindow *input = nullptr;
-    ImageWindow *output = nullptr;
+    Picture input;
+    Picture output;
+    Picture *saved = &input; // what goes to the output file
     GammaSettings gamma;
     ConvertSettings convert;
     const char *operation;
@@ -274,6 +258,8 @@ int CliMain(int argc, char **argv)
     int first;                        // index of the first file argument
     int saveNumber;
 
+    PictureReset(&input);
+    PictureReset(&output);
     if (result != ERROR_NONE) return CliFail(result);
     argc = CliTakeAllowPartial(argc, argv);
     if (argc < 2) return CliUsage(nullptr, USAGE);
@@ -283,7 +269,7 @@ int CliMain(int argc, char **argv)
         return 0;
     }
     // vistel-cli keeps no settings store: it works with the color settings of a first start.
-    InitColorSettings();
+    InitColorSettings(nullptr);
     if (strcmp(operation, "profile") == 0) return CliProfile(argc - 1, argv + 1);
     if (strcmp(operation, "make-display-profile") == 0)
         return CliMakeDisplayProfile(argc - 1, argv + 1);
@@ -291,8 +277,8 @@ int CliMain(int argc, char **argv)
         if (argc != 3) return CliUsage("info takes one file", USAGE);
         result = CliOpen(argv[2], &input);
         if (result != ERROR_NONE) return CliFail(result);
-        CliPrintInfo(input, argv[2]);
-        SlotFree(input->slot);
+        CliPrintInfo(&input, argv[2]);
+        PictureFree(&input);
         return 0;
     }
 
@@ -332,17 +318,18 @@ int CliMain(int argc, char **argv)
     // Gamma Adjust and Negative change each sample where it stands, so the input's own
     // picture takes the result: the input is never shown again, and one picture is held.
     if (strcmp(operation, "gamma") == 0)
-        result = CliApplyInPlace(input, GammaCompute, GammaChangesNothing, &gamma, 1);
-    else if (strcmp(operation, "convert") == 0 && convert.target >= 0)
-        result = CliApply(input, ConvertCompute, ConvertChangesNothing, &convert, 1, &output);
-    else if (strcmp(operation, "negative") == 0)
-        result = ImageNegative(input, input);
+        result = CliApplyInPlace(&input, GammaCompute, GammaChangesNothing, &gamma, 1);
+    else if (strcmp(operation, "convert") == 0 && convert.target >= 0) {
+        result = CliApply(&input, ConvertCompute, ConvertChangesNothing, &convert, 1, &output);
+        saved = &output; // a picture of its own
+    } else if (strcmp(operation, "negative") == 0)
+        result = ImageNegative(&input, &input);
     if (result != ERROR_NONE) goto done;
-    result = CliSave(outputPath, saveNumber, output != nullptr ? output : input);
+    result = CliSave(outputPath, saveNumber, saved);
     if (result != ERROR_NONE) failedPath = outputPath; // the messages of a save name no file
 done:
-    if (output != nullptr) SlotFree(output->slot);
-    if (input != nullptr) SlotFree(input->slot);
+    PictureFree(&output);
+    PictureFree(&input);
     if (result == ERROR_NONE) return 0;
     return failedPath != nullptr ? CliFailFile(result, failedPath) : CliFail(result);
 }

@@ -11,7 +11,6 @@
 #include "color/ColorSettings.h"
 #include "color/Profiles.h"
 #include "core/Helpers.h"
-#include "core/ImageWindow.h"
 #include "core/Memory.h"
 #include "core/Text.h"
 #include "files/FileType.h"
@@ -44,7 +43,7 @@ int CliProfile(int argc, char **argv)
 {
     ErrorCode result = ERROR_NONE;
     ChangeProfileSettings settings;
-    ImageWindow *input = nullptr;
+    Picture input;
     uint8_t *target = nullptr;
     int targetLength = 0;
     const char *targetPath = nullptr;
@@ -53,6 +52,7 @@ int CliProfile(int argc, char **argv)
     int saveNumber;
     int at = 1;
 
+    PictureReset(&input);
     while (at < argc - 2) {
         if (strcmp(argv[at], "--to") == 0 && at + 1 < argc - 2) {
             targetPath = argv[at + 1];
@@ -78,18 +78,18 @@ int CliProfile(int argc, char **argv)
     ChangeProfileSettingsDefault(&settings);
     settings.change = CHANGE_PROFILE_DATA_AND_PROFILE;
     settings.intent = intent;
-    settings.sourceProfile = input->profile;
-    settings.sourceLength = input->profileSize;
+    settings.sourceProfile = input.profile;
+    settings.sourceLength = input.profileSize;
     settings.targetProfile = target;
     settings.targetLength = targetLength;
-    // The pixels change where they stand, and the compute function gives the record its new
+    // The pixels change where they stand, and the compute function gives the picture its new
     // profile itself, once the transform holds what it needs of the old one.
-    result = CliApplyInPlace(input, ChangeProfileCompute, nullptr, &settings, 0);
+    result = CliApplyInPlace(&input, ChangeProfileCompute, nullptr, &settings, 0);
     if (result != ERROR_NONE) goto done;
-    result = CliSave(argv[argc - 1], saveNumber, input);
+    result = CliSave(argv[argc - 1], saveNumber, &input);
     if (result != ERROR_NONE) failedPath = argv[argc - 1]; // the messages of a save name no file
 done:
-    if (input != nullptr) SlotFree(input->slot);
+    PictureFree(&input);
     MemoryFree(target);
     if (result == ERROR_NONE) return 0;
     return failedPath != nullptr ? CliFailFile(result, failedPath) : CliFail(result);

@@ -19,6 +19,7 @@
 #include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
 #include "shell/SettingsOptions.h"
+#include "ui/DisplayColor.h"
 #include "ui/MessageBox.h"
 #include "ui/SettingsStore.h"
 
@@ -147,7 +148,7 @@ static void ProfileListFill(WindowHandle window, ColorDialogState *state, int wh
     char first[PROFILE_DESCRIPTION_MAX + 16] = "None";
     if (which == COLOR_PROFILE_MONITOR) {
         char automatic[PROFILE_DESCRIPTION_MAX];
-        ColorMonitorAutomaticDescription(automatic, sizeof automatic);
+        ColorMonitorAutomaticDescription(PlatformDisplayProfile, automatic, sizeof automatic);
         FormatString(first, sizeof first, "Automatic (%s)", automatic);
     }
     // A folder that cannot be read, or a list too long, leaves what fitted: still a choice.
@@ -344,7 +345,7 @@ static void SettingsRetain(const ColorDialogState *state)
 {
     ChoicesCopy(&state->edited, &CurrentColorSettings);
     WriteColorSettings();
-    InitColorSettings();
+    DisplayColorSettingsLoad();
     for (WindowHandle child = PlatformFirstChild(); child != nullptr;
          child = PlatformNextChild(child))
         PlatformInvalidate(child, nullptr);

@@ -11,12 +11,12 @@
 
 #include "core/File.h"
 #include "core/FormatString.h"
-#include "core/ImageWindow.h"
 #include "core/Memory.h"
 #include "core/Text.h"
 #include "shell/DialogLayout.h"
 #include "shell/ImageWindows.h"
 #include "shell/Shell.h"
+#include "ui/ImageWindow.h"
 #include "ui/MessageBox.h"
 
 // Colors of the controls' drawing, 0xRRGGBB.
@@ -434,8 +434,9 @@ int InputChooserCandidates(ChooserAccept accept, WindowHandle *windows, int capa
     int count = 0;
     for (WindowHandle window = PlatformFirstChild(); window != nullptr && count < capacity;
          window = PlatformNextChild(window)) {
-        const ImageWindow *picture = ShownPicture(window);
-        if (picture != nullptr && Accepts(accept, picture->image.type)) windows[count++] = window;
+        const ImageWindow *record = ShownPicture(window);
+        if (record != nullptr && Accepts(accept, record->picture.image.type))
+            windows[count++] = window;
     }
     return count;
 }
@@ -624,11 +625,13 @@ int AmountIsAllFull(const AmountSetting *setting)
 // The picture of a window that may serve as a mask of width by height, or null.
 static const Image *MaskPicture(WindowHandle window, int width, int height)
 {
-    const ImageWindow *picture = ShownPicture(window);
-    if (picture == nullptr || picture->image.type != TYPE_GRAY8) return nullptr;
-    if (width == -1 && height == -1) return &picture->image;
-    if (picture->image.width != width || picture->image.height != height) return nullptr;
-    return &picture->image;
+    const ImageWindow *record = ShownPicture(window);
+    if (record == nullptr) return nullptr;
+    const Image *picture = &record->picture.image;
+    if (picture->type != TYPE_GRAY8) return nullptr;
+    if (width == -1 && height == -1) return picture;
+    if (picture->width != width || picture->height != height) return nullptr;
+    return picture;
 }
 
 int AmountMaskCandidates(int width, int height, WindowHandle *windows, int capacity)
@@ -969,10 +972,10 @@ WindowHandle AmountCreate(WindowHandle parent, int id, const Rect *rect, const c
     init.id = id;
     AmountSettingDefault(&init.setting, label, bipolar);
     init.targetWidth = init.targetHeight = -1;
-    const ImageWindow *picture = WindowRecord(reference);
-    if (reference != nullptr && picture != nullptr) {
-        init.targetWidth = picture->image.width;
-        init.targetHeight = picture->image.height;
+    const ImageWindow *record = WindowRecord(reference);
+    if (reference != nullptr && record != nullptr) {
+        init.targetWidth = record->picture.image.width;
+        init.targetHeight = record->picture.image.height;
     }
     return ControlMake(parent, id, rect, CUSTOM_AMOUNT, &init);
 }

@@ -1,6 +1,5 @@
 // The Convert dialog: what the input is, and the type to convert it to.
 #include "core/FormatString.h"
-#include "core/ImageWindow.h"
 #include "core/Memory.h"
 #include "core/Preferences.h"
 #include "shell/Controls.h"
@@ -9,6 +8,7 @@
 #include "shell/Transform.h"
 #include "shell/TransformDialogs.h"
 #include "transforms/Convert.h"
+#include "ui/ImageWindow.h"
 
 static const int CONVERT_CONTENT_WIDTH = 292;
 
@@ -33,7 +33,7 @@ static void ConvertShowSource(WindowHandle dialog)
 {
     const ImageWindow *record = InputWindow != nullptr ? WindowRecord(InputWindow) : nullptr;
     const char *name = "";
-    switch (record != nullptr ? record->image.type : TYPE_EMPTY) {
+    switch (record != nullptr ? record->picture.image.type : TYPE_EMPTY) {
     case TYPE_BINARY: name = "1-bit Binary"; break;
     case TYPE_GRAY8: name = "8-bit Black and White"; break;
     case TYPE_COLOR24: name = "24-bit Color"; break;
@@ -91,7 +91,7 @@ ErrorCode OpenConvertDialog(WindowHandle input)
         return ERROR_NONE;
     }
     const ImageWindow *record = input != nullptr ? WindowRecord(input) : nullptr;
-    if (record == nullptr || !ConvertAccepts(record->image.type)) return ERROR_ILLEGAL_TYPE;
+    if (record == nullptr || !ConvertAccepts(record->picture.image.type)) return ERROR_ILLEGAL_TYPE;
     if (!Prefs.stickySettings || PlatformShiftDown()) ConvertUseDefaults = 1;
     ConvertSettings *settings = (ConvertSettings *)MemoryAlloc(sizeof(ConvertSettings));
     if (settings == nullptr) return ERROR_NO_MEMORY;

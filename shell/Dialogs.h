@@ -7,7 +7,7 @@
 #include <cstdint>
 
 #include "core/Errors.h"
-#include "core/ImageWindow.h"
+#include "ui/ImageWindow.h"
 
 // Kinds that no other child uses: the modal question about an opened picture's profile, and
 // the grid of a picture window.

@@ -27,6 +27,7 @@
 #include "core/Memory.h"
 #include "core/Preferences.h"
 #include "core/Progress.h"
+#include "ui/DisplayColor.h"
 
 static const double VIEW_RESOLUTION = 100.0; // view and screen are never printed or saved
 
@@ -538,9 +539,9 @@ ErrorCode RenderView(const Image *source, ImageWindow *target, int left, int top
     // The mask overlay, when the window has one and it is not switched off by alpha 0.
     if (target->overlayMask != nullptr && target->overlayAlpha != 0) {
         const ImageWindow *maskWindow = WindowRecord(target->overlayMask);
-        if (maskWindow != nullptr && maskWindow->image.type == TYPE_GRAY8 &&
-            maskWindow->image.rows != nullptr) {
-            job.mask = &maskWindow->image;
+        if (maskWindow != nullptr && maskWindow->picture.image.type == TYPE_GRAY8 &&
+            maskWindow->picture.image.rows != nullptr) {
+            job.mask = &maskWindow->picture.image;
             job.alpha = target->overlayAlpha < 0 ? -1 : Limit(target->overlayAlpha, 1, 255);
             job.overlay[0] = Clamp8(target->overlayBlue);
             job.overlay[1] = Clamp8(target->overlayGreen);
@@ -646,8 +647,8 @@ done:
 
 ErrorCode RefreshView(ImageWindow *record)
 {
-    return RenderView(&record->image, record, 0, 0, record->viewWidth - 1, record->viewHeight - 1,
-                      1);
+    return RenderView(&record->picture.image, record, 0, 0, record->viewWidth - 1,
+                      record->viewHeight - 1, 1);
 }
 
 // ---------------------------------------------------------------------------------------
@@ -697,8 +698,9 @@ static int PaintPrepare(ImageWindow *record, const Image *picture)
 {
     if (record->viewWidth <= 0 || record->viewHeight <= 0) return 0;
     Image *view = &record->view;
-    if (picture == &record->image && (view->rows == nullptr || view->width != record->viewWidth ||
-                                      view->height != record->viewHeight)) {
+    if (picture == &record->picture.image &&
+        (view->rows == nullptr || view->width != record->viewWidth ||
+         view->height != record->viewHeight)) {
         if (RefreshView(record) != ERROR_NONE) return 0;
     }
     if (view->rows == nullptr) return 0;

@@ -5,7 +5,7 @@
 #pragma once
 
 #include "core/Errors.h"
-#include "core/ImageWindow.h"
+#include "ui/ImageWindow.h"
 
 // Renders the rectangle left..right, top..bottom (view pixels, inclusive, rows counted from
 // the view's bottom row) of target's view from source. A rectangle covering the whole view

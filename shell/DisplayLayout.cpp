@@ -58,9 +58,9 @@ void DisplayPictureSize(WindowHandle window, const ImageWindow *record, int *wid
         *height = OutputHeight > 0 ? OutputHeight : 0;
         return;
     }
-    if (record != nullptr && ImageIsPicture(record->image.type)) {
-        *width = record->image.width;
-        *height = record->image.height;
+    if (record != nullptr && ImageIsPicture(record->picture.image.type)) {
+        *width = record->picture.image.width;
+        *height = record->picture.image.height;
     }
 }
 
@@ -660,7 +660,8 @@ int ScrollImageWindow(WindowHandle window, ImageWindow *record, uint32_t message
     if (ScrollMove(window, record, horizontal, position, ViewIsCurrent(record), &strip))
         RefreshView(record);
     else
-        RenderView(&record->image, record, strip.left, strip.top, strip.right, strip.bottom, 0);
+        RenderView(&record->picture.image, record, strip.left, strip.top, strip.right, strip.bottom,
+                   0);
     return 1;
 }
 
@@ -700,7 +701,7 @@ void WheelImageWindow(WindowHandle window, ImageWindow *record, uintptr_t wParam
         if (keys & KEYS_CONTROL) {
             // Only an image window zooms here; a preview's zoom belongs to its dialog.
             if (record == nullptr || PlatformGetWindowWord(window, WORD_KIND) != KIND_IMAGE ||
-                !ImageIsPicture(record->image.type))
+                !ImageIsPicture(record->picture.image.type))
                 return;
             int zoom = notches > 0 ? ZoomStepIn(record->zoom) : ZoomStepOut(record->zoom);
             if (zoom == ZoomNormal(record->zoom)) return;

@@ -7,7 +7,6 @@
 
 #include "core/FormatString.h"
 #include "core/Helpers.h"
-#include "core/ImageWindow.h"
 #include "core/Memory.h"
 #include "core/Preferences.h"
 #include "shell/Controls.h"
@@ -16,6 +15,7 @@
 #include "shell/Transform.h"
 #include "shell/TransformDialogs.h"
 #include "transforms/GammaAdjust.h"
+#include "ui/ImageWindow.h"
 
 static const int GAMMA_CONTENT_WIDTH = 292; // pixels of the chooser, the list and the slider
 
@@ -110,7 +110,7 @@ ErrorCode OpenGammaDialog(WindowHandle input)
         return ERROR_NONE;
     }
     const ImageWindow *record = input != nullptr ? WindowRecord(input) : nullptr;
-    if (record == nullptr || !GammaAccepts(record->image.type)) return ERROR_ILLEGAL_TYPE;
+    if (record == nullptr || !GammaAccepts(record->picture.image.type)) return ERROR_ILLEGAL_TYPE;
     // Shift held at opening starts afresh, as does a program that keeps no settings.
     if (!Prefs.stickySettings || PlatformShiftDown()) GammaUseDefaults = 1;
     GammaSettings *settings = (GammaSettings *)MemoryAlloc(sizeof(GammaSettings));

@@ -4,13 +4,13 @@
 #include <cstring>
 
 #include "core/FormatString.h"
-#include "core/ImageWindow.h"
 #include "core/Memory.h"
 #include "shell/DialogLayout.h"
 #include "shell/Dialogs.h"
 #include "shell/Display.h"
 #include "shell/ImageWindows.h"
 #include "shell/Shell.h"
+#include "ui/ImageWindow.h"
 #include "ui/MessageBox.h"
 
 // The grids a photographer reaches for: halves and quarters to find the middle, thirds to

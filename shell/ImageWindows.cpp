@@ -211,7 +211,7 @@ static void ImageWindowSize(WindowHandle window, uint32_t kind, int width, int h
         return;
     }
     ImageWindowPlaceBars(window, width, height);
-    if (!ImageIsPicture(record->image.type)) {
+    if (!ImageIsPicture(record->picture.image.type)) {
         PlatformShowWindow(ScrollBar(window, WORD_HSCROLL), SHOW_HIDE);
         PlatformShowWindow(ScrollBar(window, WORD_VSCROLL), SHOW_HIDE);
         return;
@@ -223,7 +223,7 @@ static void ImageWindowSize(WindowHandle window, uint32_t kind, int width, int h
 void ImageWindowLayout(WindowHandle window)
 {
     ImageWindow *record = WindowRecord(window);
-    if (record == nullptr || !ImageIsPicture(record->image.type)) return;
+    if (record == nullptr || !ImageIsPicture(record->picture.image.type)) return;
     ImageFree(&record->view);
     ImageFree(&record->screen);
     // A layout that resized the window has a MSG_SIZE coming, which does the rest.
@@ -260,7 +260,7 @@ static void ImageWindowZoomed(WindowHandle window)
 static void ImageWindowScroll(WindowHandle window, uint32_t message, uintptr_t wParam)
 {
     ImageWindow *record = WindowRecord(window);
-    if (record == nullptr || !ImageIsPicture(record->image.type)) return;
+    if (record == nullptr || !ImageIsPicture(record->picture.image.type)) return;
     ToolCall(CurrentTool, window, 0, 0, TOOL_PHASE_OVERLAY);
     // A scroll leaves the zoom and so the title as they were.
     if (ScrollImageWindow(window, record, message, wParam)) NotifyUsers(window);
@@ -271,7 +271,7 @@ static void ImageWindowScroll(WindowHandle window, uint32_t message, uintptr_t w
 static int ImageWindowCommand(WindowHandle window, int id)
 {
     ImageWindow *record = WindowRecord(window);
-    if (record == nullptr || !ImageIsPicture(record->image.type)) return 0;
+    if (record == nullptr || !ImageIsPicture(record->picture.image.type)) return 0;
     switch (id) {
     case COMMAND_ZOOM_IN: ZoomIn(window, record, 0, -1, -1); break;
     case COMMAND_ZOOM_IN_RESIZE: ZoomIn(window, record, 1, -1, -1); break;
@@ -289,7 +289,7 @@ static int ImageWindowCommand(WindowHandle window, int id)
 static void ImageWindowWheel(WindowHandle window, uintptr_t wParam, intptr_t lParam)
 {
     ImageWindow *record = WindowRecord(window);
-    if (record == nullptr || !ImageIsPicture(record->image.type)) return;
+    if (record == nullptr || !ImageIsPicture(record->picture.image.type)) return;
     // A plain wheel comes back as scroll messages, which notify by themselves; Control zooms.
     int zoom = record->zoom;
     WheelImageWindow(window, record, wParam, lParam);
@@ -417,7 +417,7 @@ MessageResult ImageWindowProcedure(WindowHandle window, uint32_t message, uintpt
     case MSG_PAINT:
         if (record == nullptr || PlatformWindowState(window) == SHOW_MINIMIZED) return 0;
         ToolCall(CurrentTool, window, 0, 0, TOOL_PHASE_OVERLAY);
-        PaintImageWindow((DrawContext *)wParam, window, record, &record->image);
+        PaintImageWindow((DrawContext *)wParam, window, record, &record->picture.image);
         ToolCall(CurrentTool, window, 0, 0, TOOL_PHASE_OVERLAY);
         return 0;
     case MSG_HSCROLL:
@@ -500,10 +500,10 @@ ErrorCode ImageWindowShow(ImageWindow *record, WindowHandle *window)
     // the layout adds scroll bars when it has to.
     Rect workspace;
     PlatformGetClientRect(PlatformWorkspace(), &workspace);
-    int width = ZoomedSize(record->image.width, record->zoom) + DisplayMetrics.frameSize +
+    int width = ZoomedSize(record->picture.image.width, record->zoom) + DisplayMetrics.frameSize +
                 2 * DisplayBorder();
-    int height = ZoomedSize(record->image.height, record->zoom) + DisplayMetrics.borderSize +
-                 2 * DisplayBorder();
+    int height = ZoomedSize(record->picture.image.height, record->zoom) +
+                 DisplayMetrics.borderSize + 2 * DisplayBorder();
     if (width > workspace.right) width = workspace.right;
     if (height > workspace.bottom) height = workspace.bottom;
     *window = ImageWindowMake(record->slot, width, height, 0);
@@ -541,11 +541,11 @@ void WindowTitle(WindowHandle window, char *title, int capacity)
         PlatformGetWindowTitle(window, title, capacity);
         return;
     }
-    if (record->fileName[0] != 0)
-        FormatString(title, capacity, "%s", ShownName(record->fileName));
-    else if (record->derivedFrom[0] != 0)
+    if (record->picture.fileName[0] != 0)
+        FormatString(title, capacity, "%s", ShownName(record->picture.fileName));
+    else if (record->picture.derivedFrom[0] != 0)
         FormatString(title, capacity, "Untitled %d - %s", record->slot + 1,
-                     ShownName(record->derivedFrom));
+                     ShownName(record->picture.derivedFrom));
     else
         FormatString(title, capacity, "Untitled %d", record->slot + 1);
 }
@@ -557,7 +557,7 @@ void UpdateTitle(WindowHandle window)
     WindowTitle(window, name, sizeof name);
     const ImageWindow *record = WindowRecord(window);
     // A preview has no picture of its own but shows the result at a zoom all the same.
-    int zoomed = record != nullptr && (ImageIsPicture(record->image.type) ||
+    int zoomed = record != nullptr && (ImageIsPicture(record->picture.image.type) ||
                                        PlatformGetWindowWord(window, WORD_KIND) == KIND_PREVIEW);
     if (zoomed) {
         if (record->zoom < 0)
@@ -601,7 +601,7 @@ WindowHandle FindImageWindow(const char *path)
         const ImageWindow *record = SlotRecord(slot);
         if (record->free || record->window == nullptr) continue;
         if (PlatformGetWindowWord(record->window, WORD_KIND) != KIND_IMAGE) continue;
-        if (StrEqualNoCase(record->fileName, path)) return record->window;
+        if (StrEqualNoCase(record->picture.fileName, path)) return record->window;
     }
     return nullptr;
 }

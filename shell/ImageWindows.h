@@ -7,8 +7,8 @@
 
 #include "core/Errors.h"
 #include "core/Helpers.h"
-#include "core/ImageWindow.h"
 #include "platform/Platform.h"
+#include "ui/ImageWindow.h"
 
 // Kinds of children (word 4). A transformation's kind is also its operation code.
 enum : int32_t {

@@ -246,8 +246,8 @@ void RulerPaint(DrawContext *context, WindowHandle window, const ImageWindow *re
     (void)window;
     if (Prefs.showRuler < 1 || Prefs.showRuler > 4) return;
     // A picture without a resolution of its own measures at the default one.
-    double resolution =
-        record->image.resolution > 0.0 ? record->image.resolution : Prefs.defaultResolution;
+    double resolution = record->picture.image.resolution > 0.0 ? record->picture.image.resolution
+                                                               : Prefs.defaultResolution;
     double units = RulerUnitsPerPixel(Prefs.showRuler, resolution);
     if (!(units > 0.0)) return;
     uint32_t color = RulerTextColor(DisplayBorderColor());

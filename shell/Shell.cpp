@@ -23,6 +23,7 @@
 #include "shell/Transform.h"
 #include "shell/TransformDialogs.h"
 #include "shell/WindowInfo.h"
+#include "ui/DisplayColor.h"
 #include "ui/MessageBox.h"
 #include "ui/ProgressWindow.h"
 #include "ui/SettingsStore.h"
@@ -100,7 +101,7 @@ ErrorCode Initialise(void)
     ReadPreferences();
     ReadColorSettings();
     ReadState();
-    InitColorSettings();
+    DisplayColorSettingsLoad();
     ReadDisplayMetrics();
 
     PlatformRegisterClass(CLASS_FRAME, FrameProcedure);

@@ -22,6 +22,7 @@
 #include "shell/FileFlow.h"
 #include "shell/ImageWindows.h"
 #include "shell/Shell.h"
+#include "ui/DisplayColor.h"
 #include "ui/MessageBox.h"
 #include "ui/ProgressWindow.h"
 
@@ -157,9 +158,9 @@ void TransformTakeInput(WindowHandle input)
     InputWindow = input;
     const ImageWindow *record = input != nullptr ? WindowRecord(input) : nullptr;
     if (record == nullptr) return;
-    OutputWidth = record->image.width;
-    OutputHeight = record->image.height;
-    OutputResolution = record->image.resolution;
+    OutputWidth = record->picture.image.width;
+    OutputHeight = record->picture.image.height;
+    OutputResolution = record->picture.image.resolution;
 }
 
 int TransformDialogClientWidth(int buttonsRight, int contentWidth)
@@ -288,7 +289,7 @@ static ErrorCode CreateOutputWindow(int full)
     record->sourceRight = outputWidth - 1;
     record->sourceBottom = outputHeight - 1;
     record->zoom = n == 1 ? 1 : -n;
-    record->image.resolution = OutputResolution;
+    record->picture.image.resolution = OutputResolution;
     CenterView(record, window);
     UpdateTitle(window);
     KeepOnScreen(window);
@@ -302,12 +303,12 @@ static const uint8_t *PreviewProfile(const ImageWindow *source, int destinationT
 {
     *length = 0;
     int color = destinationType == TYPE_COLOR24 || destinationType == TYPE_COLOR48;
-    if (source != nullptr && source->profile != nullptr) {
-        *length = source->profileSize;
-        return source->profile;
+    if (source != nullptr && source->picture.profile != nullptr) {
+        *length = source->picture.profileSize;
+        return source->picture.profile;
     }
-    int sourceColor = source != nullptr &&
-                      (source->image.type == TYPE_COLOR24 || source->image.type == TYPE_COLOR48);
+    int sourceColor = source != nullptr && (source->picture.image.type == TYPE_COLOR24 ||
+                                            source->picture.image.type == TYPE_COLOR48);
     if (color && !sourceColor) return ColorProfileBytes(COLOR_PROFILE_WORKING, length);
     return nullptr;
 }
@@ -322,8 +323,8 @@ static void PreviewToScreen(ImageWindow *source, ImageWindow *output, const Rect
     int whole = 0;
     if (kind->resultProfile == nullptr) {
         const uint8_t *wanted = PreviewProfile(source, output->view.type, &length);
-        int same = length == output->profileSize &&
-                   (length == 0 || memcmp(wanted, output->profile, (size_t)length) == 0);
+        int same = length == output->picture.profileSize &&
+                   (length == 0 || memcmp(wanted, output->picture.profile, (size_t)length) == 0);
         if (!same) {
             ErrorCode result = WindowProfileSet(output, wanted, length);
             if (result != ERROR_NONE) ShowError(result);
@@ -377,12 +378,12 @@ int RunTransformation(void *params, int full, const Rect *rectangle,
     ImageWindow *sourceRecord = nullptr;
     if (InputWindow != nullptr && PlatformGetWindowWord(InputWindow, WORD_KIND) == KIND_IMAGE)
         sourceRecord = WindowRecord(InputWindow);
-    const Image *source = sourceRecord != nullptr ? &sourceRecord->image : nullptr;
+    const Image *source = sourceRecord != nullptr ? &sourceRecord->picture.image : nullptr;
 
     Image *destination;
     int zoom, destinationWidth, destinationHeight, x0, y0, x1, y1, w, h, sourceX, sourceY;
     if (full) {
-        destination = &output->image;
+        destination = &output->picture.image;
         zoom = 1;
         destinationWidth = OutputWidth;
         destinationHeight = OutputHeight;
@@ -438,8 +439,10 @@ int RunTransformation(void *params, int full, const Rect *rectangle,
         else
             result = RenderView(source, output, x0, y0, x1, y1, 1);
     } else {
-        result = kind->compute(source, destination, output, params, full, destinationWidth,
-                               destinationHeight, sourceX, sourceY, zoom, x0, y0, x1, y1, w, h);
+        // A preview's own picture is empty: the transformation gives only a result's.
+        result = kind->compute(source, destination, full ? &output->picture : nullptr, params, full,
+                               destinationWidth, destinationHeight, sourceX, sourceY, zoom, x0, y0,
+                               x1, y1, w, h);
     }
     Running = 0;
     if (result != ERROR_NONE) {
@@ -476,10 +479,10 @@ int RunTransformation(void *params, int full, const Rect *rectangle,
         // The window takes its picture's zoomed size, as far as the workspace allows.
         Rect outer;
         PlatformGetWindowRect(window, &outer);
-        int width = ZoomedSize(output->image.width, output->zoom) + DisplayMetrics.frameSize +
-                    2 * DisplayBorder();
-        int height = ZoomedSize(output->image.height, output->zoom) + DisplayMetrics.borderSize +
-                     2 * DisplayBorder();
+        int width = ZoomedSize(output->picture.image.width, output->zoom) +
+                    DisplayMetrics.frameSize + 2 * DisplayBorder();
+        int height = ZoomedSize(output->picture.image.height, output->zoom) +
+                     DisplayMetrics.borderSize + 2 * DisplayBorder();
         PlatformMoveWindow(window, outer.left, outer.top, width, height);
         FitWindow(window);
         PlatformShowWindow(window, SHOW_NORMAL);
@@ -526,12 +529,10 @@ static int ApplySteps(WindowHandle dialog, void *params, const TransformDialogKi
         PlatformSetWindowWord(window, WORD_KIND, KIND_IMAGE);
         ImageWindow *input = InputWindow != nullptr ? WindowRecord(InputWindow) : nullptr;
         ErrorCode result = ERROR_NONE;
-        if (input != nullptr) {
-            result = CopyImageExtras(input, output);
-            if (result == ERROR_NONE && kind->profile) result = InheritProfile(input, output);
-        } else if (kind->profile) {
-            result = InheritProfile(nullptr, output);
-        }
+        if (input != nullptr) result = CopyImageExtras(&input->picture, &output->picture);
+        if (result == ERROR_NONE && kind->profile)
+            result = InheritProfile(input != nullptr ? &input->picture : nullptr, &output->picture);
+        DisplayReset(output);
         if (result != ERROR_NONE) ShowError(result);
         FitWindow(window);
         ImageWindowLayout(window);

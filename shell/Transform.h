@@ -10,8 +10,8 @@
 #include "core/Compute.h"
 #include "core/Errors.h"
 #include "core/Helpers.h"
-#include "core/ImageWindow.h"
 #include "platform/Platform.h"
+#include "ui/ImageWindow.h"
 
 // Ids of the shared buttons.
 enum : int32_t {

@@ -7,7 +7,6 @@
 #include "transforms/Convert.h"
 
 #include "core/Helpers.h"
-#include "core/ImageWindow.h"
 #include "core/Progress.h"
 #include "core/RowReader.h"
 
@@ -120,7 +119,7 @@ int ConvertChangesNothing(const void *params, const Image *source, int full)
            ConvertTargetType(settings->target, full) == source->type;
 }
 
-ErrorCode ConvertCompute(const Image *source, Image *destination, ImageWindow *window, void *params,
+ErrorCode ConvertCompute(const Image *source, Image *destination, Picture *picture, void *params,
                          int full, int destinationWidth, int destinationHeight, int sourceX,
                          int sourceY, int zoom, int x0, int y0, int x1, int y1, int w, int h)
 {
@@ -132,6 +131,8 @@ ErrorCode ConvertCompute(const Image *source, Image *destination, ImageWindow *w
     int firstBit = 0;
     int showProgress = 0;
     int waitCursor = 0;
+
+    (void)picture; // a result has nothing of this transformation's own but its pixels
 
     // Reset before anything can fail, so that the exit may close both unconditionally.
     RowReaderReset(&reader);

@@ -29,7 +29,6 @@ int ConvertChangesNothing(const void *params, const Image *source, int full);
 // The compute function of Convert (params is a ConvertSettings). Returns ERROR_ILLEGAL_TYPE
 // for a record without a picture, ERROR_INTERNAL_1 for an unknown target, ERROR_NO_MEMORY,
 // or ERROR_ABORTED with the rows done so far.
-ErrorCode ConvertCompute(const Image *source, Image *destination, ImageWindow *window,
-                         void *params, int full, int destinationWidth, int destinationHeight,
-                         int sourceX, int sourceY, int zoom, int x0, int y0, int x1, int y1,
-                         int w, int h);
+ErrorCode ConvertCompute(const Image *source, Image *destination, Picture *picture, void *params,
+                         int full, int destinationWidth, int destinationHeight, int sourceX,
+                         int sourceY, int zoom, int x0, int y0, int x1, int y1, int w, int h);

@@ -8,7 +8,6 @@
 #include <cmath>
 
 #include "core/Helpers.h"
-#include "core/ImageWindow.h"
 #include "core/Memory.h"
 #include "core/Progress.h"
 #include "core/RowReader.h"
@@ -59,7 +58,7 @@ static void GammaRow(const uint8_t *in, uint8_t *out, int count, const Table *ta
     }
 }
 
-ErrorCode GammaCompute(const Image *source, Image *destination, ImageWindow *window, void *params,
+ErrorCode GammaCompute(const Image *source, Image *destination, Picture *picture, void *params,
                        int full, int destinationWidth, int destinationHeight, int sourceX,
                        int sourceY, int zoom, int x0, int y0, int x1, int y1, int w, int h)
 {
@@ -73,6 +72,8 @@ ErrorCode GammaCompute(const Image *source, Image *destination, ImageWindow *win
     int samples = 0; // samples of a row of w pixels
     int showProgress = 0;
     int waitCursor = 0;
+
+    (void)picture; // a result has nothing of this transformation's own but its pixels
 
     // Reset before anything can fail, so that the exit may close both unconditionally.
     RowReaderReset(&reader);

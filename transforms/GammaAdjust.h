@@ -24,7 +24,6 @@ int GammaChangesNothing(const void *params, const Image *source, int full);
 // The compute function of Gamma Adjust (params is a GammaSettings). Returns
 // ERROR_ILLEGAL_TYPE for other than 8-bit and 16-bit gray and color input, ERROR_NO_MEMORY,
 // or ERROR_ABORTED with the rows done so far.
-ErrorCode GammaCompute(const Image *source, Image *destination, ImageWindow *window,
-                       void *params, int full, int destinationWidth, int destinationHeight,
-                       int sourceX, int sourceY, int zoom, int x0, int y0, int x1, int y1,
-                       int w, int h);
+ErrorCode GammaCompute(const Image *source, Image *destination, Picture *picture, void *params,
+                       int full, int destinationWidth, int destinationHeight, int sourceX,
+                       int sourceY, int zoom, int x0, int y0, int x1, int y1, int w, int h);

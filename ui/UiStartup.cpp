@@ -3,6 +3,7 @@
 
 #include "color/ColorSettings.h"
 #include "core/Core.h"
+#include "ui/ImageWindow.h"
 #include "ui/MessageBox.h"
 #include "ui/ProgressWindow.h"
 
@@ -11,6 +12,7 @@ ErrorCode UiInitialise(void)
     ErrorCode result = CoreInitialise();
     if (result != ERROR_NONE) return result;
     ColorInitialise();
+    SlotTableInitialise();
     MessageBoxInstall();
     ProgressWindowInstall();
     return ERROR_NONE;

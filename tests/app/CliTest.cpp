@@ -322,11 +322,10 @@ TEST_F(Cli, ASaveStoppedByASignalLeavesNoTemporaryFile)
 
 // What vistel-cli holds of an opened file: a record with a picture of type in the pattern of
 // seed, an Adobe RGB profile and one comment.
-static ImageWindow *InPlaceRecord(int type, int seed, const std::vector<uint8_t> &profile)
+static Picture *InPlaceRecord(int type, int seed, const std::vector<uint8_t> &profile)
 {
-    int slot;
-    ImageWindow *record = nullptr;
-    EXPECT_EQ(SlotAllocate(&slot, &record), ERROR_NONE);
+    Picture *record = (Picture *)MemoryAllocZero(sizeof(Picture));
+    EXPECT_NE(record, nullptr);
     PictureMake(&record->image, type, 203, 131, seed);
     record->profile = (uint8_t *)MemoryAlloc(profile.size());
     memcpy(record->profile, profile.data(), profile.size());
@@ -367,14 +366,16 @@ TEST(CliInPlace, GivesWhatApplyIntoANewPictureGives)
     for (const Case &c : cases) {
         for (int type : PICTURE_TYPES) {
             SCOPED_TRACE(testing::Message() << c.name << ", type " << type);
-            ImageWindow *input = InPlaceRecord(type, 7, adobe);
-            ImageWindow *inPlace = InPlaceRecord(type, 7, adobe);
-            ImageWindow *made = nullptr;
+            Picture *input = InPlaceRecord(type, 7, adobe);
+            Picture *inPlace = InPlaceRecord(type, 7, adobe);
+            Picture madeRecord;
+            Picture *made = &madeRecord;
+            PictureReset(made);
             Image original;
             ImageClear(&original);
             ASSERT_EQ(ImageDuplicate(&input->image, &original), ERROR_NONE);
             ChangeProfileSettings profiles[2]; // each run reads the profile of its own record
-            ImageWindow *records[2] = {input, inPlace};
+            Picture *records[2] = {input, inPlace};
             for (int i = 0; i < 2; i++) {
                 ChangeProfileSettingsDefault(&profiles[i]);
                 profiles[i].intent = c.intent;
@@ -385,8 +386,6 @@ TEST(CliInPlace, GivesWhatApplyIntoANewPictureGives)
             }
             ErrorCode applied, changed;
             if (c.compute == nullptr) {
-                int slot;
-                ASSERT_EQ(SlotAllocate(&slot, &made), ERROR_NONE);
                 applied = ImageNegative(input, made);
                 changed = ImageNegative(inPlace, inPlace);
             } else {
@@ -396,7 +395,7 @@ TEST(CliInPlace, GivesWhatApplyIntoANewPictureGives)
                     params = &profiles[0];
                     params2 = &profiles[1];
                 }
-                applied = CliApply(input, c.compute, c.nothing, params, c.gamma != nullptr, &made);
+                applied = CliApply(input, c.compute, c.nothing, params, c.gamma != nullptr, made);
                 changed =
                     CliApplyInPlace(inPlace, c.compute, c.nothing, params2, c.gamma != nullptr);
             }
@@ -407,7 +406,7 @@ TEST(CliInPlace, GivesWhatApplyIntoANewPictureGives)
                 if (made->profileSize > 0) // gray and binary results carry none
                     EXPECT_EQ(memcmp(inPlace->profile, made->profile, (size_t)made->profileSize),
                               0);
-                for (ImageWindow *record : {made, inPlace}) { // the one comment, once
+                for (Picture *record : {made, inPlace}) { // the one comment, once
                     ASSERT_NE(record->comments, nullptr);
                     EXPECT_STREQ((const char *)record->comments->value, "Ada");
                     EXPECT_EQ(record->comments->next, nullptr);
@@ -415,9 +414,11 @@ TEST(CliInPlace, GivesWhatApplyIntoANewPictureGives)
             }
             ExpectImagesNear(original, input->image, 0); // Apply left its input alone
             ImageFree(&original);
-            if (made != nullptr) SlotFree(made->slot);
-            SlotFree(input->slot);
-            SlotFree(inPlace->slot);
+            PictureFree(made);
+            for (Picture *record : {input, inPlace}) {
+                PictureFree(record);
+                MemoryFree(record);
+            }
         }
     }
 }

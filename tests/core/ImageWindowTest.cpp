@@ -6,11 +6,11 @@
 #include <vector>
 
 #include "core/FileComment.h"
-#include "core/ImageWindow.h"
 #include "core/Memory.h"
 #include "core/Text.h"
 #include "platform/headless/Headless.h"
 #include "tests/support/TestSupport.h"
+#include "ui/ImageWindow.h"
 
 static int Allocate(void)
 {
@@ -89,33 +89,33 @@ TEST(SlotTable, FreeReleasesEverythingAndResetsTheRecord)
     TestStart();
     int slot = Allocate();
     ImageWindow *record = SlotRecord(slot);
-    ASSERT_EQ(ImageAlloc(&record->image, TYPE_COLOR48, 300, 2000, 300.0), ERROR_NONE);
+    ASSERT_EQ(ImageAlloc(&record->picture.image, TYPE_COLOR48, 300, 2000, 300.0), ERROR_NONE);
     ASSERT_EQ(ImageAlloc(&record->view, TYPE_COLOR24, 150, 1000, 300.0), ERROR_NONE);
     ASSERT_EQ(ImageAlloc(&record->screen, TYPE_COLOR24, 150, 1000, 300.0), ERROR_NONE);
-    ASSERT_EQ(AddFileComment(record, "Make", 5, 7, 3, "Corvane"), ERROR_NONE);
-    ASSERT_EQ(AddFileComment(record, "Model", 6, 2, 1, "X1"), ERROR_NONE);
-    record->profile = (uint8_t *)MemoryAlloc(560);
-    record->profileSize = 560;
+    ASSERT_EQ(AddFileComment(&record->picture, "Make", 5, 7, 3, "Corvane"), ERROR_NONE);
+    ASSERT_EQ(AddFileComment(&record->picture, "Model", 6, 2, 1, "X1"), ERROR_NONE);
+    record->picture.profile = (uint8_t *)MemoryAlloc(560);
+    record->picture.profileSize = 560;
     record->zoom = -4;
     record->gridDivisions = 3;
-    StrCopyLimit("/pictures/scan.tif", record->fileName, PATH_LENGTH - 1);
-    record->fileType = 1;
+    StrCopyLimit("/pictures/scan.tif", record->picture.fileName, PATH_LENGTH - 1);
+    record->picture.fileType = 1;
 
     // Whatever was not released here the leak checker of the sanitizer build reports.
     SlotFree(slot);
     EXPECT_EQ(record->free, 1);
     EXPECT_EQ(record->slot, slot);
-    EXPECT_EQ(record->image.rows, nullptr);
-    EXPECT_EQ(record->image.type, TYPE_EMPTY);
+    EXPECT_EQ(record->picture.image.rows, nullptr);
+    EXPECT_EQ(record->picture.image.type, TYPE_EMPTY);
     EXPECT_EQ(record->view.rows, nullptr);
     EXPECT_EQ(record->screen.rows, nullptr);
-    EXPECT_EQ(record->comments, nullptr);
-    EXPECT_EQ(record->profile, nullptr);
-    EXPECT_EQ(record->profileSize, 0);
+    EXPECT_EQ(record->picture.comments, nullptr);
+    EXPECT_EQ(record->picture.profile, nullptr);
+    EXPECT_EQ(record->picture.profileSize, 0);
     EXPECT_EQ(record->zoom, 1);
     EXPECT_EQ(record->gridDivisions, 1);
-    EXPECT_STREQ(record->fileName, "");
-    EXPECT_EQ(record->fileType, 0);
+    EXPECT_STREQ(record->picture.fileName, "");
+    EXPECT_EQ(record->picture.fileType, 0);
 }
 
 // The comments of a list as "name=value" texts, in order.
@@ -134,32 +134,33 @@ TEST(FileComment, ListKeepsArrivalOrderAndOwnsItsCopies)
     ImageWindow *record = SlotRecord(Allocate());
     char name[] = "Artist";
     char value[] = "A. Photographer";
-    ASSERT_EQ(AddFileComment(record, name, 0, 15, 3, value), ERROR_NONE);
-    ASSERT_EQ(AddFileComment(record, "Date/Time", 2, 19, 3, "2024:05:01 10:20:30"), ERROR_NONE);
+    ASSERT_EQ(AddFileComment(&record->picture, name, 0, 15, 3, value), ERROR_NONE);
+    ASSERT_EQ(AddFileComment(&record->picture, "Date/Time", 2, 19, 3, "2024:05:01 10:20:30"),
+              ERROR_NONE);
     const uint8_t binary[4] = {1, 0, 2, 0};
-    ASSERT_EQ(AddFileComment(record, "Exposure", 40, 4, 8, binary), ERROR_NONE);
-    ASSERT_EQ(AddFileComment(record, "Empty", 7, 0, 1, nullptr), ERROR_NONE);
+    ASSERT_EQ(AddFileComment(&record->picture, "Exposure", 40, 4, 8, binary), ERROR_NONE);
+    ASSERT_EQ(AddFileComment(&record->picture, "Empty", 7, 0, 1, nullptr), ERROR_NONE);
     // Changing the caller's buffers changes nothing in the list.
     name[0] = 'X';
     value[0] = 'X';
 
-    const FileComment *first = record->comments;
+    const FileComment *first = record->picture.comments;
     ASSERT_NE(first, nullptr);
     EXPECT_STREQ(first->name, "Artist");
     EXPECT_EQ(first->id, 0);
     EXPECT_EQ(first->length, 15);
     EXPECT_EQ(first->flags, 3);
     EXPECT_EQ(memcmp(first->value, "A. Photographer", 16), 0); // with its zero byte
-    const FileComment *exposure = FindFileComment(record->comments, 40);
+    const FileComment *exposure = FindFileComment(record->picture.comments, 40);
     ASSERT_NE(exposure, nullptr);
     EXPECT_EQ(memcmp(exposure->value, binary, 4), 0);
     EXPECT_EQ(exposure->value[4], 0);
-    const FileComment *empty = FindFileComment(record->comments, 7);
+    const FileComment *empty = FindFileComment(record->picture.comments, 7);
     ASSERT_NE(empty, nullptr);
     EXPECT_EQ(empty->length, 0);
     EXPECT_EQ(empty->value[0], 0);
     EXPECT_EQ(empty->next, nullptr);
-    EXPECT_EQ(FindFileComment(record->comments, 99), nullptr);
+    EXPECT_EQ(FindFileComment(record->picture.comments, 99), nullptr);
     EXPECT_EQ(FindFileComment(nullptr, 0), nullptr);
     SlotFree(record->slot);
 }
@@ -168,25 +169,26 @@ TEST(FileComment, RemoveTakesTheFirstRecordOfTheId)
 {
     TestStart();
     ImageWindow *record = SlotRecord(Allocate());
-    ASSERT_EQ(AddFileComment(record, "a", 1, 1, 0, "1"), ERROR_NONE);
-    ASSERT_EQ(AddFileComment(record, "b", 2, 1, 0, "2"), ERROR_NONE);
-    ASSERT_EQ(AddFileComment(record, "c", 1, 1, 0, "3"), ERROR_NONE);
-    ASSERT_EQ(AddFileComment(record, "d", 4, 1, 0, "4"), ERROR_NONE);
+    ASSERT_EQ(AddFileComment(&record->picture, "a", 1, 1, 0, "1"), ERROR_NONE);
+    ASSERT_EQ(AddFileComment(&record->picture, "b", 2, 1, 0, "2"), ERROR_NONE);
+    ASSERT_EQ(AddFileComment(&record->picture, "c", 1, 1, 0, "3"), ERROR_NONE);
+    ASSERT_EQ(AddFileComment(&record->picture, "d", 4, 1, 0, "4"), ERROR_NONE);
 
-    RemoveFileComment(record, 1); // the head, and only the first of two
-    EXPECT_EQ(Describe(record->comments), (std::vector<std::string>{"b=2", "c=3", "d=4"}));
-    EXPECT_STREQ(FindFileComment(record->comments, 1)->name, "c");
-    RemoveFileComment(record, 4); // the tail
-    EXPECT_EQ(Describe(record->comments), (std::vector<std::string>{"b=2", "c=3"}));
-    RemoveFileComment(record, 99); // none: nothing changes
-    EXPECT_EQ(Describe(record->comments), (std::vector<std::string>{"b=2", "c=3"}));
-    ASSERT_EQ(AddFileComment(record, "e", 5, 1, 0, "5"), ERROR_NONE); // appended after removal
-    EXPECT_EQ(Describe(record->comments), (std::vector<std::string>{"b=2", "c=3", "e=5"}));
-    RemoveFileComment(record, 1); // the middle
-    RemoveFileComment(record, 2);
-    RemoveFileComment(record, 5);
-    EXPECT_EQ(record->comments, nullptr);
-    RemoveFileComment(record, 5); // an empty list
+    RemoveFileComment(&record->picture, 1); // the head, and only the first of two
+    EXPECT_EQ(Describe(record->picture.comments), (std::vector<std::string>{"b=2", "c=3", "d=4"}));
+    EXPECT_STREQ(FindFileComment(record->picture.comments, 1)->name, "c");
+    RemoveFileComment(&record->picture, 4); // the tail
+    EXPECT_EQ(Describe(record->picture.comments), (std::vector<std::string>{"b=2", "c=3"}));
+    RemoveFileComment(&record->picture, 99); // none: nothing changes
+    EXPECT_EQ(Describe(record->picture.comments), (std::vector<std::string>{"b=2", "c=3"}));
+    ASSERT_EQ(AddFileComment(&record->picture, "e", 5, 1, 0, "5"),
+              ERROR_NONE); // appended after removal
+    EXPECT_EQ(Describe(record->picture.comments), (std::vector<std::string>{"b=2", "c=3", "e=5"}));
+    RemoveFileComment(&record->picture, 1); // the middle
+    RemoveFileComment(&record->picture, 2);
+    RemoveFileComment(&record->picture, 5);
+    EXPECT_EQ(record->picture.comments, nullptr);
+    RemoveFileComment(&record->picture, 5); // an empty list
     SlotFree(record->slot);
 }
 
@@ -197,30 +199,31 @@ TEST(FileComment, CopyAppendsCopiesAndPassesTitleAndFileType)
     ImageWindow *destination = SlotRecord(Allocate());
     source->window = HeadlessBareWindow(0, source->slot, "scan.tif");
     destination->window = HeadlessBareWindow(0, destination->slot, "Untitled 2");
-    ASSERT_EQ(AddFileComment(source, "Make", 5, 7, 3, "Corvane"), ERROR_NONE);
-    ASSERT_EQ(AddFileComment(source, "Model", 6, 2, 1, "X1"), ERROR_NONE);
-    ASSERT_EQ(AddFileComment(destination, "Software", 9, 6, 1, "Vistel"), ERROR_NONE);
-    StrCopyLimit("/pictures/scan.tif", source->fileName, PATH_LENGTH - 1);
-    source->fileType = 2;
+    ASSERT_EQ(AddFileComment(&source->picture, "Make", 5, 7, 3, "Corvane"), ERROR_NONE);
+    ASSERT_EQ(AddFileComment(&source->picture, "Model", 6, 2, 1, "X1"), ERROR_NONE);
+    ASSERT_EQ(AddFileComment(&destination->picture, "Software", 9, 6, 1, "Vistel"), ERROR_NONE);
+    StrCopyLimit("/pictures/scan.tif", source->picture.fileName, PATH_LENGTH - 1);
+    source->picture.fileType = 2;
 
     ASSERT_EQ(CopyFileComments(source, destination), ERROR_NONE);
-    EXPECT_EQ(Describe(destination->comments),
+    EXPECT_EQ(Describe(destination->picture.comments),
               (std::vector<std::string>{"Software=Vistel", "Make=Corvane", "Model=X1"}));
-    EXPECT_NE(destination->comments->next, source->comments); // copies, not shared
-    EXPECT_NE(destination->comments->next->value, source->comments->value);
-    EXPECT_EQ(Describe(source->comments), (std::vector<std::string>{"Make=Corvane", "Model=X1"}));
-    EXPECT_EQ(destination->fileType, 2);
+    EXPECT_NE(destination->picture.comments->next, source->picture.comments); // copies, not shared
+    EXPECT_NE(destination->picture.comments->next->value, source->picture.comments->value);
+    EXPECT_EQ(Describe(source->picture.comments),
+              (std::vector<std::string>{"Make=Corvane", "Model=X1"}));
+    EXPECT_EQ(destination->picture.fileType, 2);
     char title[PATH_LENGTH];
     PlatformGetWindowTitle(destination->window, title, sizeof title);
     EXPECT_STREQ(title, "/pictures/scan.tif");
 
     // Without a path the source's title names the destination.
-    source->fileName[0] = 0;
+    source->picture.fileName[0] = 0;
     PlatformSetWindowTitle(source->window, "Untitled 1");
     ASSERT_EQ(CopyFileComments(source, destination), ERROR_NONE);
     PlatformGetWindowTitle(destination->window, title, sizeof title);
     EXPECT_STREQ(title, "Untitled 1");
-    EXPECT_EQ(Describe(destination->comments).size(), 5u);
+    EXPECT_EQ(Describe(destination->picture.comments).size(), 5u);
 
     // Without either the destination keeps its title.
     PlatformDestroyWindow(source->window);
@@ -249,20 +252,20 @@ TEST(CopyImageExtras, DerivedFromIsTheFileNameOrItsOwnOrigin)
         SCOPED_TRACE(c.expected);
         ImageWindow *source = SlotRecord(Allocate());
         ImageWindow *destination = SlotRecord(Allocate());
-        StrCopyLimit(c.fileName, source->fileName, PATH_LENGTH - 1);
-        StrCopyLimit(c.derivedFrom, source->derivedFrom, PATH_LENGTH - 1);
-        StrCopyLimit("/stale/name.tif", destination->derivedFrom, PATH_LENGTH - 1);
-        source->fileType = 3;
-        ASSERT_EQ(AddFileComment(source, "Copyright", 1, 4, 3, "2024"), ERROR_NONE);
-        ASSERT_EQ(AddFileComment(source, "Artist", 0, 3, 3, "Ann"), ERROR_NONE);
+        StrCopyLimit(c.fileName, source->picture.fileName, PATH_LENGTH - 1);
+        StrCopyLimit(c.derivedFrom, source->picture.derivedFrom, PATH_LENGTH - 1);
+        StrCopyLimit("/stale/name.tif", destination->picture.derivedFrom, PATH_LENGTH - 1);
+        source->picture.fileType = 3;
+        ASSERT_EQ(AddFileComment(&source->picture, "Copyright", 1, 4, 3, "2024"), ERROR_NONE);
+        ASSERT_EQ(AddFileComment(&source->picture, "Artist", 0, 3, 3, "Ann"), ERROR_NONE);
 
-        ASSERT_EQ(CopyImageExtras(source, destination), ERROR_NONE);
-        EXPECT_STREQ(destination->derivedFrom, c.expected);
-        EXPECT_EQ(destination->fileType, 3);
-        EXPECT_STREQ(destination->fileName, "");
-        EXPECT_EQ(Describe(destination->comments),
+        ASSERT_EQ(CopyImageExtras(&source->picture, &destination->picture), ERROR_NONE);
+        EXPECT_STREQ(destination->picture.derivedFrom, c.expected);
+        EXPECT_EQ(destination->picture.fileType, 3);
+        EXPECT_STREQ(destination->picture.fileName, "");
+        EXPECT_EQ(Describe(destination->picture.comments),
                   (std::vector<std::string>{"Copyright=2024", "Artist=Ann"}));
-        EXPECT_EQ(destination->profile, nullptr); // the profile has a copy of its own
+        EXPECT_EQ(destination->picture.profile, nullptr); // the profile has a copy of its own
         SlotFree(source->slot);
         SlotFree(destination->slot);
     }
@@ -274,10 +277,10 @@ TEST(CopyImageExtras, LongPathsAreCutToTheBuffer)
     ImageWindow *source = SlotRecord(Allocate());
     ImageWindow *destination = SlotRecord(Allocate());
     std::string path = "/" + std::string(PATH_LENGTH + 100, 'p');
-    StrCopyLimit(path.c_str(), source->fileName, PATH_LENGTH - 1);
-    ASSERT_EQ(CopyImageExtras(source, destination), ERROR_NONE);
-    EXPECT_EQ(strlen(destination->derivedFrom), (size_t)PATH_LENGTH - 1);
-    EXPECT_EQ(std::string(destination->derivedFrom), path.substr(0, PATH_LENGTH - 1));
+    StrCopyLimit(path.c_str(), source->picture.fileName, PATH_LENGTH - 1);
+    ASSERT_EQ(CopyImageExtras(&source->picture, &destination->picture), ERROR_NONE);
+    EXPECT_EQ(strlen(destination->picture.derivedFrom), (size_t)PATH_LENGTH - 1);
+    EXPECT_EQ(std::string(destination->picture.derivedFrom), path.substr(0, PATH_LENGTH - 1));
     SlotFree(source->slot);
     SlotFree(destination->slot);
 }

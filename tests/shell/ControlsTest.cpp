@@ -400,7 +400,7 @@ TEST_F(Controls, ChooserShowsTheChosenWindowsTitleAsItIsNow)
 
     // A save gives it a file name; the next paint reads the new title, and the list doubles
     // the & that would otherwise be taken as an access key.
-    strcpy(WindowRecord(picture)->fileName, "/pictures/Sun & Sea.tif");
+    strcpy(WindowRecord(picture)->picture.fileName, "/pictures/Sun & Sea.tif");
     PlatformInvalidate(chooser, nullptr);
     HeadlessPaint(chooser);
     EXPECT_EQ(LastTextOf(chooser), "Sun & Sea.tif");
@@ -409,7 +409,7 @@ TEST_F(Controls, ChooserShowsTheChosenWindowsTitleAsItIsNow)
 
     // A title too long for the field is cut with "..." to fit.
     std::string longName = "/pictures/" + std::string(200, 'x') + ".tif";
-    strcpy(WindowRecord(picture)->fileName, longName.c_str());
+    strcpy(WindowRecord(picture)->picture.fileName, longName.c_str());
     PlatformInvalidate(chooser, nullptr);
     HeadlessPaint(chooser);
     std::string shown = LastTextOf(chooser);
@@ -588,7 +588,7 @@ TEST_F(Controls, AmountChoosingAMaskSetsTheRangeAndMarksTheMask)
         EXPECT_EQ(setting.low, bipolar ? 512 : 0);
         EXPECT_EQ(setting.high, bipolar ? 512 : 1024);
         EXPECT_EQ(setting.maskWindow, mask);
-        EXPECT_EQ(setting.maskImage, &WindowRecord(mask)->image);
+        EXPECT_EQ(setting.maskImage, &WindowRecord(mask)->picture.image);
         EXPECT_EQ(std::string(setting.maskTitle), Title(mask));
         EXPECT_STREQ(InUseBy(mask), "Amount Mask");
         EXPECT_EQ(AmountNotes(AMOUNT_ID), std::vector<int>({NOTIFY_CHANGED}));
@@ -690,7 +690,7 @@ TEST_F(Controls, AmountShiftPressComparesWithTheNeutralState)
         EXPECT_EQ(setting.low, 100);
         EXPECT_EQ(setting.high, 900);
         EXPECT_EQ(setting.maskWindow, mask);
-        EXPECT_EQ(setting.maskImage, &WindowRecord(mask)->image);
+        EXPECT_EQ(setting.maskImage, &WindowRecord(mask)->picture.image);
         EXPECT_EQ(AmountNotes(AMOUNT_ID), std::vector<int>({NOTIFY_CHANGED, NOTIFY_CHANGED}));
         PlatformDestroyWindow(amount);
         EXPECT_EQ(InUseBy(mask), nullptr);
@@ -779,8 +779,8 @@ TEST_F(Controls, AmountLetsGoOfAMaskThatNoLongerFits)
     AmountSetTargetSize(amount, 10, 10);
     AmountSelect(amount, mask);
     ImageWindow *record = WindowRecord(mask);
-    ImageFree(&record->image);
-    ASSERT_EQ(ImageAlloc(&record->image, TYPE_COLOR24, 10, 10, 72.0), ERROR_NONE);
+    ImageFree(&record->picture.image);
+    ASSERT_EQ(ImageAlloc(&record->picture.image, TYPE_COLOR24, 10, 10, 72.0), ERROR_NONE);
     AmountGet(amount, &setting);
     EXPECT_EQ(setting.maskWindow, nullptr);
     EXPECT_EQ(setting.maskImage, nullptr);
@@ -790,7 +790,7 @@ TEST_F(Controls, AmountSquareShowsTheAmountOrTheMaskSmall)
 {
     WindowHandle mask = MakePicture(TYPE_GRAY8, 100, 50);
     // Left half black, right half white.
-    Image *image = &WindowRecord(mask)->image;
+    Image *image = &WindowRecord(mask)->picture.image;
     for (int row = 0; row < 50; row++)
         for (int x = 0; x < 100; x++)
             image->rows[row][x] = x < 50 ? 0 : 255;

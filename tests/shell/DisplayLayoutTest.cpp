@@ -316,7 +316,7 @@ static ImageWindow *MappingRecord(int width, int height, int zoom, int sourceLef
     int slot;
     ImageWindow *record = nullptr;
     EXPECT_EQ(SlotAllocate(&slot, &record), ERROR_NONE);
-    EXPECT_EQ(ImageAlloc(&record->image, TYPE_GRAY8, width, height, 72.0), ERROR_NONE);
+    EXPECT_EQ(ImageAlloc(&record->picture.image, TYPE_GRAY8, width, height, 72.0), ERROR_NONE);
     record->zoom = zoom;
     record->sourceLeft = sourceLeft;
     record->sourceTop = sourceTop;
@@ -398,7 +398,7 @@ TEST_F(DisplayWindows, ClientToPictureFindsThePixelTheViewShows)
         ImageWindow *record;
         // A client of 101 by 97: views with heights that are not multiples of the zoom.
         WindowHandle window = Picture(TYPE_COLOR24, 120, 90, zoom, 101, 97, &record);
-        CoordinatePicture(&record->image);
+        CoordinatePicture(&record->picture.image);
         // Somewhere inside the picture, at positions the scroll code allows.
         if (record->scrollRangeX > 0) PlatformSendMessage(window, MSG_HSCROLL, SCROLL_LINE_DOWN, 0);
         if (record->scrollRangeY > 0) PlatformSendMessage(window, MSG_VSCROLL, SCROLL_PAGE_DOWN, 0);
@@ -409,7 +409,7 @@ TEST_F(DisplayWindows, ClientToPictureFindsThePixelTheViewShows)
                 int cx = record->viewLeft + vx, cy = record->viewTop + vy, x, y;
                 ClientToPicture(window, record, cx, cy, &x, &y);
                 const uint8_t *shown = record->view.rows[record->viewHeight - 1 - vy] + 3 * vx;
-                int row = record->image.height - 1 - y; // from the top
+                int row = record->picture.image.height - 1 - y; // from the top
                 ASSERT_EQ(shown[0], x) << vx << "," << vy;
                 // A reduced view samples a row of the block that starts there.
                 ASSERT_GE(shown[1], row) << vx << "," << vy;
@@ -459,7 +459,7 @@ TEST_F(DisplayWindows, ZoomOutFromOneGoesToMinusTwoThenMinusThree)
     EXPECT_EQ(record->viewHeight, 100);
     EXPECT_EQ(record->scrollRangeX, 0);
     Image fresh, freshScreen;
-    FreshView(record, &record->image, &fresh, &freshScreen);
+    FreshView(record, &record->picture.image, &fresh, &freshScreen);
     ExpectImagesNear(fresh, record->view, 0);
     ImageFree(&fresh);
     ImageFree(&freshScreen);
@@ -503,7 +503,7 @@ TEST_F(DisplayWindows, ZoomWithResizeGrowsAndShrinksTheWindow)
     EXPECT_EQ(record->viewHeight, 160);
     EXPECT_EQ(record->scrollRangeX, 0);
     Image fresh, freshScreen;
-    FreshView(record, &record->image, &fresh, &freshScreen);
+    FreshView(record, &record->picture.image, &fresh, &freshScreen);
     ExpectImagesNear(fresh, record->view, 0);
     ImageFree(&fresh);
     ImageFree(&freshScreen);

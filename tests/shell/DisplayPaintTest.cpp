@@ -8,6 +8,7 @@
 
 #include "color/ProfileTransform.h"
 #include "tests/shell/DisplayTestSupport.h"
+#include "ui/DisplayColor.h"
 
 // A text drawn in a window: where, and what.
 struct DrawnText {
@@ -106,7 +107,7 @@ TEST_F(DisplayWindows, PaintShowsTheMarginAndTheViewAtItsPlace)
             uint32_t expected = 0xFF8000;
             if (inView) {
                 // The picture's pixel, blue first, rows from the bottom.
-                const uint8_t *pixel = record->image.rows[79 - (y - 35)] + 3 * (x - 50);
+                const uint8_t *pixel = record->picture.image.rows[79 - (y - 35)] + 3 * (x - 50);
                 expected = (uint32_t)pixel[2] << 16 | (uint32_t)pixel[1] << 8 | pixel[0];
             }
             ASSERT_EQ(CanvasColor(canvas, x, y), expected) << x << "," << y;
@@ -199,7 +200,7 @@ TEST_F(DisplayWindows, RulerUnitsFollowThePreference)
 {
     ImageWindow *record;
     WindowHandle window = Picture(TYPE_GRAY8, 400, 200, 1, 432, 232, &record);
-    record->image.resolution = 100.0; // 4 by 2 inches
+    record->picture.image.resolution = 100.0; // 4 by 2 inches
     struct Case {
         int units;
         std::vector<std::string> top;
@@ -263,9 +264,9 @@ TEST_F(DisplayWindows, RulerFollowsTheZoom)
     // And the view's row there shows picture row 20 from the top.
     int x, y;
     ClientToPicture(window, record, record->viewLeft, 17, &x, &y);
-    EXPECT_EQ(record->image.height - 1 - y, 20);
+    EXPECT_EQ(record->picture.image.height - 1 - y, 20);
     ClientToPicture(window, record, record->viewLeft, 16, &x, &y);
-    EXPECT_EQ(record->image.height - 1 - y, 19);
+    EXPECT_EQ(record->picture.image.height - 1 - y, 19);
 }
 
 TEST_F(DisplayWindows, RulerLabelsNeverMeetNorLeaveTheirBandAtAnyZoomOrSize)
@@ -285,7 +286,7 @@ TEST_F(DisplayWindows, RulerLabelsNeverMeetNorLeaveTheirBandAtAnyZoomOrSize)
             ImageWindow *record;
             WindowHandle window = Picture(TYPE_GRAY8, 1234, 567, test.zoom, test.clientWidth,
                                           test.clientHeight, &record);
-            record->image.resolution = 240.0;
+            record->picture.image.resolution = 240.0;
             std::vector<DrawnText> texts = PaintTexts(window);
             ExpectRulerTextsApartAndInside(texts, record);
             EXPECT_GE(RulerTexts(texts, record, 1).size(), 2u);
@@ -378,8 +379,8 @@ static WindowHandle StorageWindow(DisplayWindows *fixture, int type, int clientW
 {
     int slot;
     EXPECT_EQ(SlotAllocate(&slot, record), ERROR_NONE);
-    EXPECT_EQ(ImageAlloc(&(*record)->image, type, 257, 1, 72.0), ERROR_NONE);
-    memset((*record)->image.rows[0], 0, (size_t)(*record)->image.rowBytes);
+    EXPECT_EQ(ImageAlloc(&(*record)->picture.image, type, 257, 1, 72.0), ERROR_NONE);
+    memset((*record)->picture.image.rows[0], 0, (size_t)(*record)->picture.image.rowBytes);
     (void)fixture;
     WindowCreate request = {CLASS_CHILD,
                             KIND_IMAGE,
@@ -401,7 +402,7 @@ TEST_F(DisplayWindows, HistogramFillsItsAreaAndScalesToThePeak)
     ImageWindow *record;
     // An area of 255 by 100 inside the margin of 4.
     WindowHandle window = StorageWindow(this, TYPE_HISTOGRAM, 263, 108, &record);
-    uint32_t *counts = (uint32_t *)record->image.rows[0];
+    uint32_t *counts = (uint32_t *)record->picture.image.rows[0];
     counts[0] = 100;       // the peak
     counts[1 + 0] = 100;   // value 0
     counts[1 + 128] = 50;  // value 128
@@ -437,9 +438,9 @@ TEST_F(DisplayWindows, SingleColorFillsTheWindow)
 {
     ImageWindow *record;
     WindowHandle window = StorageWindow(this, TYPE_COLOR, 50, 40, &record);
-    record->image.rows[0][0] = 10; // blue
-    record->image.rows[0][1] = 20;
-    record->image.rows[0][2] = 30;
+    record->picture.image.rows[0][0] = 10; // blue
+    record->picture.image.rows[0][1] = 20;
+    record->picture.image.rows[0][2] = 30;
     PlatformInvalidate(window, nullptr);
     HeadlessPaint(window);
     const Image *canvas = HeadlessCanvas(window);
@@ -458,7 +459,7 @@ TEST_F(DisplayWindows, PaintMakesAMissingViewOrScreenFirst)
     HeadlessPaint(window);
     ASSERT_EQ(record->view.width, 50);
     Image view, screen;
-    FreshView(record, &record->image, &view, &screen);
+    FreshView(record, &record->picture.image, &view, &screen);
     ExpectImagesNear(view, record->view, 0);
     const Image *canvas = HeadlessCanvas(window);
     EXPECT_EQ(CanvasColor(canvas, record->viewLeft + 3, record->viewTop + 4),
@@ -485,7 +486,7 @@ TEST_F(DisplayWindows, PaintSkipsBandsOutsideTheUpdateRectangle)
     HeadlessPaint(window);
     uint32_t oldTop = CanvasColor(HeadlessCanvas(window), 20, 20);
     uint32_t oldBottom = CanvasColor(HeadlessCanvas(window), 20, 300);
-    Image *picture = &record->image;
+    Image *picture = &record->picture.image;
     for (int y = 0; y < picture->height; y++)
         for (int x = 0; x < picture->width; x++)
             picture->rows[y][x] = (uint8_t)(255 - picture->rows[y][x]);

@@ -54,7 +54,7 @@ TEST_F(DisplayWindows, ScrollingRendersOnlyTheStripThatCameIntoView)
     ASSERT_EQ(record->viewHeight, 184);
     HeadlessPaint(window);
     // The picture changes without the view being told: what is rendered anew shows it.
-    Image *picture = &record->image;
+    Image *picture = &record->picture.image;
     for (int y = 0; y < picture->height; y++)
         for (int x = 0; x < picture->width; x++)
             picture->rows[y][x] = (uint8_t)(255 - picture->rows[y][x]);
@@ -131,7 +131,7 @@ TEST_F(DisplayWindows, ScrolledViewsEqualViewsMadeAfresh)
                                             << record->scrollLeft << "," << record->scrollTop);
             PlatformSendMessage(window, step.message, step.code | ((uintptr_t)step.thumb << 16), 0);
             Image view, screen;
-            FreshView(record, &record->image, &view, &screen);
+            FreshView(record, &record->picture.image, &view, &screen);
             ExpectImagesNear(view, record->view, 0);
             ExpectImagesNear(screen, record->screen, 0);
             ImageFree(&view);
@@ -271,7 +271,7 @@ TEST_F(DisplayWindows, WheelScrollsByLinesAndZoomsWithControl)
         EXPECT_LE(abs(x1 - x0), block);
         EXPECT_LE(abs(y1 - y0), block);
         Image view, screen;
-        FreshView(record, &record->image, &view, &screen);
+        FreshView(record, &record->picture.image, &view, &screen);
         ExpectImagesNear(view, record->view, 0);
         ImageFree(&view);
         ImageFree(&screen);

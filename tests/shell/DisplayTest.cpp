@@ -2,12 +2,12 @@
 // smoothing, partial repaints, clamping at the picture's edge, and the mask overlay.
 #include <gtest/gtest.h>
 
-#include "core/ImageWindow.h"
 #include "core/Preferences.h"
 #include "platform/headless/Headless.h"
 #include "shell/Display.h"
 #include "tests/support/TestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
+#include "ui/ImageWindow.h"
 
 // The picture as the display shows it at zoom 1: 16-bit samples through Depth16To8.
 static void DisplayReference(const Image &picture, Image *out)
@@ -37,9 +37,9 @@ static WindowHandle MaskWindowMake(int width, int height, const int *values, int
     ImageWindow *record = nullptr;
     EXPECT_EQ(SlotAllocate(slot, &record), ERROR_NONE);
     if (record == nullptr) return nullptr;
-    EXPECT_EQ(ImageAlloc(&record->image, TYPE_GRAY8, width, height, 72.0), ERROR_NONE);
+    EXPECT_EQ(ImageAlloc(&record->picture.image, TYPE_GRAY8, width, height, 72.0), ERROR_NONE);
     for (int i = 0; i < width * height; i++)
-        record->image.rows[i / width][i % width] = (uint8_t)values[i];
+        record->picture.image.rows[i / width][i % width] = (uint8_t)values[i];
     record->window = HeadlessBareWindow(0, *slot, "Mask");
     return record->window;
 }

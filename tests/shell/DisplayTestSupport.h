@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include "core/ImageWindow.h"
 #include "core/Preferences.h"
 #include "platform/headless/Headless.h"
 #include "shell/Display.h"
@@ -15,6 +14,7 @@
 #include "shell/Shell.h"
 #include "tests/support/TestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
+#include "ui/ImageWindow.h"
 
 // The headless frame of a child: 8 pixels across, 28 down; scroll bars 16 pixels.
 constexpr int TEST_FRAME_ACROSS = 8;
@@ -83,7 +83,7 @@ inline MessageResult DisplayTestProcedure(WindowHandle window, uint32_t message,
     case MSG_PAINT:
         if (record != nullptr)
             PaintImageWindow((DrawContext *)wParam, window, record,
-                             kind == KIND_PREVIEW ? &record->view : &record->image);
+                             kind == KIND_PREVIEW ? &record->view : &record->picture.image);
         return 0;
     case MSG_HSCROLL:
     case MSG_VSCROLL:
@@ -125,7 +125,7 @@ class DisplayWindows : public testing::Test {
         ImageWindow *record = nullptr;
         EXPECT_EQ(SlotAllocate(&slot, &record), ERROR_NONE);
         if (record == nullptr) return nullptr;
-        PictureMake(&record->image, type, width, height, seed);
+        PictureMake(&record->picture.image, type, width, height, seed);
         record->zoom = zoom;
         WindowCreate request = {CLASS_CHILD,
                                 KIND_IMAGE,

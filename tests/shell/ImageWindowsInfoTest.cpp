@@ -48,10 +48,10 @@ TEST_F(WindowInfo, A48BitPictureWithAProfileShowsItsSizesAndProfile)
     WindowHandle window = MakePicture(TYPE_COLOR48, 300, 200, 1, 300.0);
     ImageWindow *record = WindowRecord(window);
     std::vector<uint8_t> profile = ProfileWithNames("Studio RGB", "Corvane");
-    record->profile = (uint8_t *)MemoryAlloc(profile.size());
-    memcpy(record->profile, profile.data(), profile.size());
-    record->profileSize = (int32_t)profile.size();
-    record->fileType = 2;
+    record->picture.profile = (uint8_t *)MemoryAlloc(profile.size());
+    memcpy(record->picture.profile, profile.data(), profile.size());
+    record->picture.profileSize = (int32_t)profile.size();
+    record->picture.fileType = 2;
 
     // 300 pixels of 6 bytes are 1800 bytes a row; 200 rows.
     std::vector<std::string> expected = {
@@ -76,12 +76,12 @@ TEST_F(WindowInfo, LongNamesAreShortenedAroundTheirMiddle)
     WindowHandle window = MakePicture(TYPE_GRAY8, 10, 10);
     ImageWindow *record = WindowRecord(window);
     std::string shortName = "/pictures/boat.tif";
-    strcpy(record->derivedFrom, shortName.c_str());
+    strcpy(record->picture.derivedFrom, shortName.c_str());
     EXPECT_EQ(Lines(record)[7], "Derived from: /pictures/boat.tif");
 
     std::string longName =
         "/home/photographer/scans/2024/summer/" + std::string(40, 'x') + "/harbour-at-dusk.tif";
-    strcpy(record->derivedFrom, longName.c_str());
+    strcpy(record->picture.derivedFrom, longName.c_str());
     // The first 24 characters and the last 33 stand around the dots: 60 in all.
     EXPECT_EQ(Lines(record)[7],
               "Derived from: /home/photographer/scans...xxxxxxxxxxxxx/harbour-at-dusk.tif");
@@ -104,8 +104,8 @@ TEST_F(WindowInfo, APictureFromAFileShowsItsPathSizeAndDate)
 
     WindowHandle window = MakePicture(TYPE_GRAY8, 10, 10);
     ImageWindow *record = WindowRecord(window);
-    strcpy(record->fileName, path.c_str());
-    record->fileType = 2;
+    strcpy(record->picture.fileName, path.c_str());
+    record->picture.fileType = 2;
     std::vector<std::string> lines = Lines(record);
     ASSERT_EQ(lines.size(), 11u);
     EXPECT_EQ(lines[7], path.size() <= 60
@@ -151,11 +151,11 @@ TEST(WindowInfoSizes, SizesBeyondTwoGigabytesAreStillGrouped)
 {
     // Only the record's numbers are read, so a picture this large needs no memory here.
     ImageWindow record = {};
-    record.image.type = TYPE_COLOR48;
-    record.image.width = 20000;
-    record.image.height = 20000;
-    record.image.rowBytes = 120000;
-    record.image.resolution = 400.0;
+    record.picture.image.type = TYPE_COLOR48;
+    record.picture.image.width = 20000;
+    record.picture.image.height = 20000;
+    record.picture.image.rowBytes = 120000;
+    record.picture.image.resolution = 400.0;
     char texts[WINDOW_INFO_LINES][WINDOW_INFO_TEXT];
     ASSERT_GE(WindowInfoTexts(&record, texts, WINDOW_INFO_LINES), 3);
     EXPECT_STREQ(texts[1], "2,400,000,000 bytes");

@@ -26,8 +26,8 @@ TEST_F(ImageWindowScroll, AThumbDragToTenScrollsToNineAtZoomThree)
 
     // The view shows it: its first three columns are picture column 4, the next three column
     // 5, in the bottom row's block (row 0 of the view is the picture's row below the source).
-    int row = record->image.height - 1 - record->sourceBottom;
-    const uint8_t *picture = record->image.rows[row];
+    int row = record->picture.image.height - 1 - record->sourceBottom;
+    const uint8_t *picture = record->picture.image.rows[row];
     const uint8_t *view = record->view.rows[0];
     for (int x = 0; x < 6; x++)
         EXPECT_EQ(view[x], picture[4 + x / 3]) << "view column " << x;
@@ -70,7 +70,8 @@ TEST_F(ImageWindowScroll, TheWheelScrollsByLinesThroughTheWindowsOwnScrolling)
     PlatformSendMessage(window, MSG_MOUSE_WHEEL, KEYS_SHIFT | (uintptr_t)(uint16_t)-120 << 16, 0);
     EXPECT_EQ(record->scrollLeft, 43);
     EXPECT_EQ(record->sourceLeft, 43);
-    const uint8_t *picture = record->image.rows[record->image.height - 1 - record->sourceBottom];
+    const uint8_t *picture =
+        record->picture.image.rows[record->picture.image.height - 1 - record->sourceBottom];
     EXPECT_EQ(record->view.rows[0][0], picture[43]);
     EXPECT_EQ(record->zoom, 1);
 }

@@ -152,8 +152,8 @@ TEST_F(ImageWindows, TitlesFollowTheNameTheZoomAndThePreference)
     ImageWindow *record = WindowRecord(window);
     for (const Case &item : cases) {
         SCOPED_TRACE(item.expected);
-        strcpy(record->fileName, item.fileName);
-        strcpy(record->derivedFrom, item.derivedFrom);
+        strcpy(record->picture.fileName, item.fileName);
+        strcpy(record->picture.derivedFrom, item.derivedFrom);
         record->zoom = item.zoom;
         Prefs.displayFullPathName = item.fullPath;
         UpdateTitle(window);
@@ -175,14 +175,14 @@ TEST_F(ImageWindows, LongTitlesAreCutToThreeHundredFortyCharacters)
     WindowHandle window = MakePicture(TYPE_GRAY8, 40, 30);
     ImageWindow *record = WindowRecord(window);
     std::string path = "/" + std::string(398, 'p') + ".tif";
-    strcpy(record->fileName, path.c_str());
+    strcpy(record->picture.fileName, path.c_str());
     Prefs.displayFullPathName = 1;
     UpdateTitle(window);
     EXPECT_EQ(Title(window), path.substr(0, 340));
 
     // Just short enough: the zoom suffix still fits whole.
     std::string fits = "/" + std::string(329, 'q') + ".tif"; // 334 characters, + " (1:1)"
-    strcpy(record->fileName, fits.c_str());
+    strcpy(record->picture.fileName, fits.c_str());
     UpdateTitle(window);
     EXPECT_EQ(Title(window), fits + " (1:1)");
 }
@@ -193,8 +193,8 @@ TEST_F(ImageWindows, TheSaveQuestionAnswersByTheButtonPressed)
     WindowHandle window = MakePicture(TYPE_GRAY8, 40, 30);
     ImageWindow *record = WindowRecord(window);
     std::string path = folder + "/saved.tif";
-    strcpy(record->fileName, path.c_str());
-    record->fileType = 2; // TIFF
+    strcpy(record->picture.fileName, path.c_str());
+    record->picture.fileType = 2; // TIFF
     UpdateTitle(window);
 
     // Unmodified, or with the question turned off: no question.
@@ -459,7 +459,7 @@ TEST_F(ImageWindows, AMaskWindowGoingAwayLeavesNoOverlayBehind)
 TEST_F(ImageWindows, FindImageWindowComparesFileNamesWithoutCase)
 {
     WindowHandle window = MakePicture(TYPE_GRAY8, 10, 10);
-    strcpy(WindowRecord(window)->fileName, "/Pictures/Boat.TIF");
+    strcpy(WindowRecord(window)->picture.fileName, "/Pictures/Boat.TIF");
     EXPECT_EQ(FindImageWindow("/pictures/boat.tif"), window);
     EXPECT_EQ(FindImageWindow("/pictures/boat2.tif"), nullptr);
     EXPECT_EQ(FindImageWindow(""), nullptr);
@@ -478,8 +478,8 @@ TEST_F(ImageWindows, ShowingAPictureKeepsItsZoomAndAFailureLeavesTheRecordToTheC
     int slot = -1;
     ImageWindow *record = nullptr;
     ASSERT_EQ(SlotAllocate(&slot, &record), ERROR_NONE);
-    ASSERT_EQ(ImageAlloc(&record->image, TYPE_GRAY8, 300, 200, 300.0), ERROR_NONE);
-    TestFillPattern(&record->image, 1);
+    ASSERT_EQ(ImageAlloc(&record->picture.image, TYPE_GRAY8, 300, 200, 300.0), ERROR_NONE);
+    TestFillPattern(&record->picture.image, 1);
     record->zoom = -3; // as the open flow chose it
     WindowHandle window = nullptr;
     ASSERT_EQ(ImageWindowShow(record, &window), ERROR_NONE);
@@ -491,12 +491,12 @@ TEST_F(ImageWindows, ShowingAPictureKeepsItsZoomAndAFailureLeavesTheRecordToTheC
     // With every window of the platform taken, no window comes, and the record with its
     // picture stays the caller's.
     std::string path = TestOutputFolder("ImageWindowsNoRoom") + "/a.tif";
-    ImageWindow written = {};
+    Picture written = {};
     ASSERT_EQ(ImageAlloc(&written.image, TYPE_GRAY8, 6, 5, 200.0), ERROR_NONE);
     ASSERT_EQ(FileSave(path.c_str(), FILE_SAVE_TIFF, &written, 90), ERROR_NONE);
     ImageFree(&written.image);
     ASSERT_EQ(SlotAllocate(&slot, &record), ERROR_NONE);
-    ASSERT_EQ(ImageAlloc(&record->image, TYPE_GRAY8, 30, 20, 300.0), ERROR_NONE);
+    ASSERT_EQ(ImageAlloc(&record->picture.image, TYPE_GRAY8, 30, 20, 300.0), ERROR_NONE);
     record->zoom = 2;
     while (HeadlessBareWindow(KIND_SPLASH, -1, "filler") != nullptr) {
     }
@@ -504,7 +504,7 @@ TEST_F(ImageWindows, ShowingAPictureKeepsItsZoomAndAFailureLeavesTheRecordToTheC
     EXPECT_EQ(ImageWindowShow(record, &window), ERROR_NO_MEMORY);
     EXPECT_EQ(window, nullptr);
     EXPECT_EQ(record->free, 0);
-    EXPECT_EQ(record->image.width, 30);
+    EXPECT_EQ(record->picture.image.width, 30);
     EXPECT_EQ(record->zoom, 2);
     SlotFree(slot);
 
@@ -523,12 +523,12 @@ TEST_F(ImageWindows, ANewLayoutRepaintsAWindowThatWasPaintedBeforeItsPictureWasR
     WindowHandle window = nullptr;
     ASSERT_EQ(NewImageWindow(nullptr, &window, 200, 150, 0), ERROR_NONE);
     ImageWindow *record = WindowRecord(window);
-    ASSERT_EQ(ImageAlloc(&record->image, TYPE_GRAY8, 40, 30, 300.0), ERROR_NONE);
+    ASSERT_EQ(ImageAlloc(&record->picture.image, TYPE_GRAY8, 40, 30, 300.0), ERROR_NONE);
     PlatformInvalidate(window, nullptr); // as a window that has just been shown
     HeadlessPaint(window);
     Rect invalid;
     ASSERT_FALSE(HeadlessInvalid(window, &invalid));
-    TestFillPattern(&record->image, 3);
+    TestFillPattern(&record->picture.image, 3);
     ImageWindowLayout(window);
     HeadlessPaint(window);
     // The view's top left pixel shows the picture's top left pixel.
@@ -537,7 +537,7 @@ TEST_F(ImageWindows, ANewLayoutRepaintsAWindowThatWasPaintedBeforeItsPictureWasR
     ASSERT_LT(record->viewTop, canvas->height);
     int y = canvas->height - 1 - record->viewTop;
     const uint8_t *shown = canvas->rows[y] + 3 * record->viewLeft;
-    uint8_t picture = record->image.rows[record->image.height - 1][0];
+    uint8_t picture = record->picture.image.rows[record->picture.image.height - 1][0];
     EXPECT_EQ(shown[0], picture);
     EXPECT_EQ(shown[1], picture);
     EXPECT_EQ(shown[2], picture);
@@ -553,7 +553,7 @@ TEST_F(ImageWindows, LargePicturesOpenInWindowsThatLieWithinTheWorkspace)
         int slot = -1;
         ImageWindow *record = nullptr;
         ASSERT_EQ(SlotAllocate(&slot, &record), ERROR_NONE);
-        ASSERT_EQ(ImageAlloc(&record->image, TYPE_GRAY8, 6000, 4000, 300.0), ERROR_NONE);
+        ASSERT_EQ(ImageAlloc(&record->picture.image, TYPE_GRAY8, 6000, 4000, 300.0), ERROR_NONE);
         record->zoom = InitialZoom(6000, 4000);
         WindowHandle window = nullptr;
         ASSERT_EQ(ImageWindowShow(record, &window), ERROR_NONE);

@@ -29,15 +29,14 @@ std::vector<ComputeCall> Calls;
 ErrorCode FailFull = ERROR_NONE; // what an Apply answers instead of computing
 GammaSettings Settings;
 
-ErrorCode RecordingCompute(const Image *source, Image *destination, ImageWindow *window,
-                           void *params, int full, int destinationWidth, int destinationHeight,
-                           int sourceX, int sourceY, int zoom, int x0, int y0, int x1, int y1,
-                           int w, int h)
+ErrorCode RecordingCompute(const Image *source, Image *destination, Picture *picture, void *params,
+                           int full, int destinationWidth, int destinationHeight, int sourceX,
+                           int sourceY, int zoom, int x0, int y0, int x1, int y1, int w, int h)
 {
     Calls.push_back({source, destination, full, destinationWidth, destinationHeight, sourceX,
                      sourceY, zoom, x0, y0, x1, y1, w, h});
     if (full && FailFull != ERROR_NONE) return FailFull;
-    return GammaCompute(source, destination, window, params, full, destinationWidth,
+    return GammaCompute(source, destination, picture, params, full, destinationWidth,
                         destinationHeight, sourceX, sourceY, zoom, x0, y0, x1, y1, w, h);
 }
 
@@ -69,9 +68,9 @@ class Transform : public ShellTest {
     {
         ImageWindow *record = WindowRecord(input);
         InputWindow = input;
-        OutputWidth = record->image.width;
-        OutputHeight = record->image.height;
-        OutputResolution = record->image.resolution;
+        OutputWidth = record->picture.image.width;
+        OutputHeight = record->picture.image.height;
+        OutputResolution = record->picture.image.resolution;
         WindowHandle dialog = CreateDialogWindow("Test", 400, 120, KIND_TEST_DIALOG, 0);
         EXPECT_NE(dialog, nullptr);
         CreateTransformButtons(dialog, Margin, Margin);
@@ -146,7 +145,7 @@ TEST_F(Transform, AReducedPreviewOfAHundredColumnsIsThirtyFourWideAndEndsAtColum
     EXPECT_EQ(call.sourceX + (call.w - 1) * 3, 99);
 
     // The view holds every third pixel of the picture through the table.
-    const Image &picture = WindowRecord(input)->image;
+    const Image &picture = WindowRecord(input)->picture.image;
     const Image &view = Preview()->view;
     ASSERT_EQ(view.width, 34);
     for (int y = 0; y < view.height; y++)
@@ -253,7 +252,7 @@ TEST_F(Transform, PreviewApplyOkAndCancelKeepTheirFlags)
     ASSERT_NE(applied, nullptr);
     EXPECT_EQ(PlatformGetWindowWord(applied, WORD_KIND), KIND_IMAGE);
     EXPECT_EQ(PlatformGetWindowWord(applied, WORD_MODIFIED), 1);
-    EXPECT_EQ(WindowRecord(applied)->image.type, TYPE_COLOR48);
+    EXPECT_EQ(WindowRecord(applied)->picture.image.type, TYPE_COLOR48);
 
     // OK right after: nothing computed, the dialog closes, the applied window stays.
     HeadlessClick(dialog, BUTTON_OK);
@@ -286,7 +285,7 @@ TEST_F(Transform, SettingsThatChangeNothingPreviewAsTheDisplayShowsAndApplyCopie
     display.sourceBottom = preview->sourceBottom;
     display.viewWidth = preview->viewWidth;
     display.viewHeight = preview->viewHeight;
-    const Image *picture = &WindowRecord(input)->image;
+    const Image *picture = &WindowRecord(input)->picture.image;
     ASSERT_EQ(RenderView(picture, &display, 0, 0, display.viewWidth - 1, display.viewHeight - 1, 0),
               ERROR_NONE);
     ExpectImagesNear(display.view, preview->view, 0);
@@ -297,7 +296,7 @@ TEST_F(Transform, SettingsThatChangeNothingPreviewAsTheDisplayShowsAndApplyCopie
     EXPECT_TRUE(Calls.empty());
     WindowHandle applied = ActiveWindow;
     ASSERT_NE(applied, input);
-    ExpectImagesNear(*picture, WindowRecord(applied)->image, 0);
+    ExpectImagesNear(*picture, WindowRecord(applied)->picture.image, 0);
     ASSERT_GT(HeadlessProgressCount(), 0);
     EXPECT_STREQ(HeadlessProgressAt(HeadlessProgressCount() - 1)->title, "Copy");
 }

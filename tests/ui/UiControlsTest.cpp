@@ -5,12 +5,12 @@
 #include <QTest>
 #include <gtest/gtest.h>
 
-#include "core/ImageWindow.h"
 #include "platform/qt/QtPlatform.h"
 #include "shell/Controls.h"
 #include "shell/ImageWindows.h"
 #include "shell/Shell.h"
 #include "tests/ui/UiSupport.h"
+#include "ui/ImageWindow.h"
 
 static int SliderMessages; // MSG_COMMAND of the slider the dialog received
 
@@ -29,11 +29,11 @@ static WindowHandle Picture(int type, int width, int height,
     EXPECT_EQ(NewImageWindow(nullptr, &window, -1, -1, 0), ERROR_NONE);
     if (window == nullptr) return nullptr;
     ImageWindow *record = WindowRecord(window);
-    EXPECT_EQ(ImageAlloc(&record->image, type, width, height, 300.0), ERROR_NONE);
+    EXPECT_EQ(ImageAlloc(&record->picture.image, type, width, height, 300.0), ERROR_NONE);
     int samples = type == TYPE_COLOR24 ? 3 : 1;
     for (int row = 0; row < height; row++)
         for (int x = 0; x < width * samples; x++)
-            record->image.rows[row][x] = fill(x / samples, height - 1 - row, x % samples);
+            record->picture.image.rows[row][x] = fill(x / samples, height - 1 - row, x % samples);
     ImageWindowLayout(window);
     return window;
 }

@@ -6,10 +6,10 @@
 #include <QTest>
 
 #include "core/Image.h"
-#include "core/ImageWindow.h"
 #include "files/FileType.h"
 #include "shell/Display.h"
 #include "tests/ui/UiSupport.h"
+#include "ui/ImageWindow.h"
 
 struct DrawScene {
     Image color; // 2000 x 300: its rows lie in four blocks
@@ -177,13 +177,13 @@ static void SampleRender(int zoom)
 {
     Sample->zoom = zoom;
     Sample->sourceLeft = Sample->sourceTop = 0;
-    Sample->sourceRight = zoom > 0 ? 299 : Sample->image.width - 1;
-    Sample->sourceBottom = zoom > 0 ? 199 : Sample->image.height - 1;
+    Sample->sourceRight = zoom > 0 ? 299 : Sample->picture.image.width - 1;
+    Sample->sourceBottom = zoom > 0 ? 199 : Sample->picture.image.height - 1;
     Sample->viewWidth = ViewSize(Sample->sourceRight + 1, zoom);
     Sample->viewHeight = ViewSize(Sample->sourceBottom + 1, zoom);
-    ASSERT_EQ(
-        RenderView(&Sample->image, Sample, 0, 0, Sample->viewWidth - 1, Sample->viewHeight - 1, 0),
-        ERROR_NONE);
+    ASSERT_EQ(RenderView(&Sample->picture.image, Sample, 0, 0, Sample->viewWidth - 1,
+                         Sample->viewHeight - 1, 0),
+              ERROR_NONE);
 }
 
 TEST_F(UiTest, TheSamplePictureShowsInItsWindowAtTwoZooms)
@@ -197,9 +197,10 @@ TEST_F(UiTest, TheSamplePictureShowsInItsWindowAtTwoZooms)
     PlatformSetMenu(MENU);
     int slot;
     ASSERT_EQ(SlotAllocate(&slot, &Sample), ERROR_NONE);
-    ASSERT_EQ(FileLoad(UiDataPath("data/samples/sample.tif").c_str(), FILE_OPEN_ALL, Sample, 0),
-              ERROR_NONE);
-    ASSERT_EQ(Sample->image.type, TYPE_COLOR24);
+    ASSERT_EQ(
+        FileLoad(UiDataPath("data/samples/sample.tif").c_str(), FILE_OPEN_ALL, &Sample->picture, 0),
+        ERROR_NONE);
+    ASSERT_EQ(Sample->picture.image.type, TYPE_COLOR24);
     SampleRender(-2);
     UiHook = PaintSample;
     PlatformMetrics metrics;
@@ -220,7 +221,7 @@ TEST_F(UiTest, TheSamplePictureShowsInItsWindowAtTwoZooms)
     PlatformInvalidate(window, nullptr);
     PlatformUpdateWindow(window);
     shot = QtPlatformWidget(window)->grab().toImage().convertToFormat(QImage::Format_RGB32);
-    EXPECT_EQ(Mismatches(shot, &Sample->image, 0, 0, 0, 0, 300, 200), 0);
+    EXPECT_EQ(Mismatches(shot, &Sample->picture.image, 0, 0, 0, 0, 300, 200), 0);
     UiSaveScreenshot(QtPlatformMainWindow()->grab().toImage(), "sample-zoom1");
     PlatformDestroyWindow(window);
     SlotFree(slot);

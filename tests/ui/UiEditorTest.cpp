@@ -11,7 +11,6 @@
 #include <QTimer>
 #include <gtest/gtest.h>
 
-#include "core/ImageWindow.h"
 #include "core/Preferences.h"
 #include "platform/qt/QtPlatform.h"
 #include "shell/Commands.h"
@@ -21,6 +20,7 @@
 #include "shell/ImageWindows.h"
 #include "shell/Shell.h"
 #include "tests/ui/UiSupport.h"
+#include "ui/ImageWindow.h"
 
 // The title of a window as its caption shows it.
 static std::string Title(WindowHandle window)
@@ -71,7 +71,7 @@ class UiEditor : public testing::Test {
 
 TEST_F(UiEditor, OpensTheSamplePictureAndZoomsFromTheMenu)
 {
-    EXPECT_EQ(record->image.width, 900);
+    EXPECT_EQ(record->picture.image.width, 900);
     // The offscreen screen decides how large the workspace is: the picture opens at the zoom
     // at which it fits there.
     EXPECT_EQ(record->zoom, InitialZoom(900, 600));
@@ -120,8 +120,8 @@ TEST_F(UiEditor, OpensTheSamplePictureAndZoomsFromTheMenu)
     int y = record->viewHeight / 2;
     const uint8_t *shown = record->view.rows[record->viewHeight - 1 - y] + 3 * x;
     int column = record->sourceLeft + 2 * x;
-    int row = record->image.height - 1 - (record->sourceTop + 2 * y);
-    const uint8_t *picture = record->image.rows[row] + 3 * column;
+    int row = record->picture.image.height - 1 - (record->sourceTop + 2 * y);
+    const uint8_t *picture = record->picture.image.rows[row] + 3 * column;
     // Smooth zoom averages a 2 x 2 block, so the shown pixel lies near the sampled one.
     for (int c = 0; c < 3; c++)
         EXPECT_NEAR(shown[c], picture[c], 40) << "channel " << c;
@@ -239,10 +239,10 @@ TEST_F(UiEditor, LargePicturesOpenInWindowsWithinTheWorkspaceAndFitBringsThemBac
         int slot = -1;
         ImageWindow *picture = nullptr;
         ASSERT_EQ(SlotAllocate(&slot, &picture), ERROR_NONE);
-        ASSERT_EQ(ImageAlloc(&picture->image, TYPE_GRAY8, 6000, 4000, 300.0), ERROR_NONE);
+        ASSERT_EQ(ImageAlloc(&picture->picture.image, TYPE_GRAY8, 6000, 4000, 300.0), ERROR_NONE);
         for (int y = 0; y < 4000; y++)
             for (int x = 0; x < 6000; x++)
-                picture->image.rows[y][x] = ((x / 500 + y / 500) & 1) ? 200 : 60;
+                picture->picture.image.rows[y][x] = ((x / 500 + y / 500) & 1) ? 200 : 60;
         picture->zoom = InitialZoom(6000, 4000);
         ASSERT_EQ(ImageWindowShow(picture, &large), ERROR_NONE);
         UiSettle(100);

@@ -8,7 +8,6 @@
 #include <cmath>
 
 #include "core/Helpers.h"
-#include "core/ImageWindow.h"
 #include "platform/qt/QtPlatform.h"
 #include "shell/Commands.h"
 #include "shell/Controls.h"
@@ -18,6 +17,7 @@
 #include "shell/Transform.h"
 #include "shell/TransformDialogs.h"
 #include "tests/ui/UiSupport.h"
+#include "ui/ImageWindow.h"
 
 TEST(UiGamma, SliderPreviewAndApplyOnTheSample)
 {
@@ -72,8 +72,8 @@ TEST(UiGamma, SliderPreviewAndApplyOnTheSample)
     ASSERT_NE(result, nullptr);
     ASSERT_NE(result, input);
     ASSERT_EQ(PlatformGetWindowWord(result, WORD_KIND), 0);
-    const Image &picture = WindowRecord(input)->image;
-    const Image &applied = WindowRecord(result)->image;
+    const Image &picture = WindowRecord(input)->picture.image;
+    const Image &applied = WindowRecord(result)->picture.image;
     ASSERT_EQ(applied.width, picture.width);
     // The factor raises a middle gray's sample: a power above 1 darkens it.
     double factor = exp(position / 512.0 - 1.0);

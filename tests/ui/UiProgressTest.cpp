@@ -8,11 +8,11 @@
 #include <QTimer>
 #include <cstring>
 
-#include "core/ImageWindow.h"
 #include "core/Progress.h"
 #include "core/WholeImage.h"
 #include "files/FileType.h"
 #include "tests/ui/UiSupport.h"
+#include "ui/ImageWindow.h"
 #include "ui/ProgressWindow.h"
 
 static const int ROWS_BEFORE_CANCEL = 100;
@@ -83,13 +83,13 @@ TEST_F(UiProgress, CancelStopsANegativeUnderWayAndNothingElseGetsInput)
     ASSERT_EQ(SlotAllocate(&sourceSlot, &source), ERROR_NONE);
     ASSERT_EQ(SlotAllocate(&resultSlot, &negative), ERROR_NONE);
     // Large enough that the work lasts several of the pump's 16 ms turns.
-    ASSERT_EQ(ImageAlloc(&source->image, TYPE_COLOR48, 4000, 3000, 300), ERROR_NONE);
-    for (int y = 0; y < source->image.height; y++)
-        memset(source->image.rows[y], y & 255, (size_t)source->image.rowBytes);
+    ASSERT_EQ(ImageAlloc(&source->picture.image, TYPE_COLOR48, 4000, 3000, 300), ERROR_NONE);
+    for (int y = 0; y < source->picture.image.height; y++)
+        memset(source->picture.image.rows[y], y & 255, (size_t)source->picture.image.rowBytes);
 
     QTimer timer;
     WatchStart(&timer, other, "progress-negative");
-    EXPECT_EQ(ImageNegative(source, negative), ERROR_ABORTED);
+    EXPECT_EQ(ImageNegative(&source->picture, &negative->picture), ERROR_ABORTED);
     EXPECT_TRUE(Watch.sawProgress);
     // Clicked during the work, not after it: the abort came before the last row.
     EXPECT_GE(Watch.clickedAt, ROWS_BEFORE_CANCEL);
@@ -107,19 +107,20 @@ TEST_F(UiProgress, CancelStopsATiffRead)
     ASSERT_EQ(SlotAllocate(&slot, &record), ERROR_NONE);
     // Large enough that the read lasts several of the pump's 16 ms turns, so that Cancel is
     // clicked well before its end.
-    ASSERT_EQ(ImageAlloc(&record->image, TYPE_COLOR48, 4000, 3000, 300), ERROR_NONE);
-    for (int y = 0; y < record->image.height; y++)
-        memset(record->image.rows[y], (y * 7) & 255, (size_t)record->image.rowBytes);
+    ASSERT_EQ(ImageAlloc(&record->picture.image, TYPE_COLOR48, 4000, 3000, 300), ERROR_NONE);
+    for (int y = 0; y < record->picture.image.height; y++)
+        memset(record->picture.image.rows[y], (y * 7) & 255,
+               (size_t)record->picture.image.rowBytes);
     std::string folder = std::string(VISTEL_TEST_OUTPUT) + "/ui";
     QDir().mkpath(QString::fromStdString(folder));
     std::string path = folder + "/large.tif";
-    ASSERT_EQ(FileSave(path.c_str(), FILE_SAVE_TIFF, record, 0), ERROR_NONE);
+    ASSERT_EQ(FileSave(path.c_str(), FILE_SAVE_TIFF, &record->picture, 0), ERROR_NONE);
     SlotFree(slot);
 
     ASSERT_EQ(SlotAllocate(&slot, &record), ERROR_NONE);
     QTimer timer;
     WatchStart(&timer, other, nullptr);
-    EXPECT_EQ(FileLoad(path.c_str(), FILE_OPEN_ALL, record, 1), ERROR_ABORTED);
+    EXPECT_EQ(FileLoad(path.c_str(), FILE_OPEN_ALL, &record->picture, 1), ERROR_ABORTED);
     EXPECT_GE(Watch.clickedAt, ROWS_BEFORE_CANCEL);
     EXPECT_LT(Watch.clickedAt, Watch.last);
     EXPECT_EQ(UiLogOf("other"), std::vector<std::string>());

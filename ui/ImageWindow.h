@@ -1,24 +1,22 @@
-// The per-picture record and the table of 256 that holds them.
+// The record of a picture window and the table of 256 that holds them.
 //
-// An ImageWindow's first field is its Image, so a pointer to the record may be used as a
-// pointer to its picture. The table is allocated once and never moves; a window word holds
-// the slot, which is how a window finds its record.
+// An ImageWindow's first field is its Picture, whose first field is the Image, so a pointer
+// to the record may be used as a pointer to its picture. The table is allocated once and
+// never moves; a window word holds the slot, which is how a window finds its record.
 #pragma once
 
 #include <cstdint>
 
 #include "core/Errors.h"
-#include "core/File.h"
-#include "core/FileComment.h"
-#include "core/Image.h"
+#include "core/Picture.h"
 #include "platform/Platform.h"
 
 constexpr int SLOT_COUNT = 256;
 
 struct ImageWindow {
-    Image image;  // the picture at full size and depth
-    Image view;   // what the window shows at the present zoom; 1, 8 or 24 bits
-    Image screen; // view after color management for the display
+    Picture picture; // the document: pixels, comments, profile, names
+    Image view;      // what the window shows at the present zoom; 1, 8 or 24 bits
+    Image screen;    // view after color management for the display
     int32_t gridDivisions;
     int32_t zoom; // 1 one to one, n >= 2 magnified, -n reduced
     int32_t sourceLeft;
@@ -34,21 +32,15 @@ struct ImageWindow {
     int32_t scrollRangeX;
     int32_t scrollRangeY; // largest scroll positions; 0 hides the bar
     int32_t viewLeft;
-    int32_t viewTop; // the view's corner in the client area
-    int32_t free;    // 1 while the slot is unused
-    int32_t slot;    // index in the table
-    char fileName[PATH_LENGTH];    // empty until saved or opened
-    char derivedFrom[PATH_LENGTH]; // the picture this one was made from
-    int32_t fileType;              // format code of the file
-    WindowHandle window;           // the window showing this record
-    WindowHandle overlayMask;      // the mask's window, or null
+    int32_t viewTop;          // the view's corner in the client area
+    int32_t free;             // 1 while the slot is unused
+    int32_t slot;             // index in the table
+    WindowHandle window;      // the window showing this record
+    WindowHandle overlayMask; // the mask's window, or null
     int32_t overlayAlpha;
     int32_t overlayRed;
     int32_t overlayGreen;
     int32_t overlayBlue;
-    FileComment *comments;
-    int32_t profileSize; // bytes of profile
-    uint8_t *profile;    // the embedded ICC profile, owned, or null
     // The color engine's transform from the picture's profile to the monitor, built at the
     // first color-managed paint and kept, since making one is slow. The engine needs no
     // profile once the transform exists, so none is kept open beside it.
@@ -58,7 +50,7 @@ struct ImageWindow {
     int32_t displayFailed;
 };
 
-// Sets every record free with its slot number; runs once at start-up.
+// Sets every record free with its slot number; runs once at start-up (UiInitialise).
 void SlotTableInitialise(void);
 
 // Takes the first free record from the rotating start index. ERROR_TOO_MANY_IMAGES when all
@@ -75,9 +67,6 @@ ImageWindow *SlotRecord(int slot);
 // The record of a window, through its slot word, or null.
 ImageWindow *WindowRecord(WindowHandle window);
 
-// Copies comments; derivedFrom becomes the source's fileName, or its derivedFrom when that is
-// empty; copies fileType.
-ErrorCode CopyImageExtras(const ImageWindow *source, ImageWindow *destination);
-
-// Replaces the destination's profile by a copy of the source's.
-ErrorCode CopyImageProfile(const ImageWindow *source, ImageWindow *destination);
+// Copies the source's comments to the end of the destination's, gives the destination's
+// window the source's path (or its window's title) as its title, and copies fileType.
+ErrorCode CopyFileComments(const ImageWindow *source, ImageWindow *destination);

@@ -1,11 +1,12 @@
 // The table of 256 picture records. Allocation starts at a rotating index, so a slot just
 // freed is not taken again at once and "Untitled" numbers rise through a run.
-#include "core/ImageWindow.h"
+#include "ui/ImageWindow.h"
 
 #include <cstring>
-#include <lcms2.h>
 
+#include "color/ProfileTransform.h"
 #include "core/Memory.h"
+#include "core/Text.h"
 
 static ImageWindow Slots[SLOT_COUNT];
 static int SlotStart = 0; // where the next search for a free record begins
@@ -46,12 +47,10 @@ void SlotFree(int slot)
 {
     if (slot < 0 || slot >= SLOT_COUNT) return;
     ImageWindow *record = &Slots[slot];
-    ImageFree(&record->image);
+    PictureFree(&record->picture);
     ImageFree(&record->view);
     ImageFree(&record->screen);
-    FreeFileComments(&record->comments);
-    MemoryRelease(&record->profile);
-    if (record->displayTransform != nullptr) cmsDeleteTransform(record->displayTransform);
+    ProfileTransformFree(&record->displayTransform);
     SlotReset(slot);
 }
 
@@ -67,14 +66,21 @@ ImageWindow *WindowRecord(WindowHandle window)
     return SlotRecord((int)PlatformGetWindowWord(window, WORD_SLOT));
 }
 
-ErrorCode CopyImageProfile(const ImageWindow *source, ImageWindow *destination)
+ErrorCode CopyFileComments(const ImageWindow *source, ImageWindow *destination)
 {
-    MemoryRelease(&destination->profile);
-    destination->profileSize = 0;
-    if (source->profile == nullptr || source->profileSize <= 0) return ERROR_NONE;
-    destination->profile = (uint8_t *)MemoryAlloc((size_t)source->profileSize);
-    if (destination->profile == nullptr) return ERROR_NO_MEMORY;
-    memcpy(destination->profile, source->profile, (size_t)source->profileSize);
-    destination->profileSize = source->profileSize;
+    ErrorCode result = FileCommentsCopy(source->picture.comments, &destination->picture.comments);
+    if (result != ERROR_NONE) return result;
+    if (destination->window != nullptr) {
+        // The source's path names the copy; without one, its window's title does. A source
+        // with neither leaves the destination's title alone.
+        char title[PATH_LENGTH];
+        title[0] = 0;
+        if (source->picture.fileName[0] != 0)
+            StrCopyLimit(source->picture.fileName, title, PATH_LENGTH - 1);
+        else if (source->window != nullptr)
+            PlatformGetWindowTitle(source->window, title, sizeof title);
+        if (title[0] != 0) PlatformSetWindowTitle(destination->window, title);
+    }
+    destination->picture.fileType = source->picture.fileType;
     return ERROR_NONE;
 }

@@ -9,13 +9,13 @@
 #include "core/Preferences.h"
 #include "platform/headless/Headless.h"
 #include "shell/Commands.h"
-#include "shell/Controls.h"
-#include "shell/Display.h"
-#include "shell/ImageWindows.h"
 #include "shell/Shell.h"
-#include "shell/Transform.h"
 #include "shell/TransformDialogs.h"
+#include "ui/Controls.h"
+#include "ui/Display.h"
 #include "ui/ImageWindow.h"
+#include "ui/ImageWindows.h"
+#include "ui/Transform.h"
 
 static const int BENCH_WIDTH = 6000;
 static const int BENCH_HEIGHT = 4000;

@@ -12,9 +12,9 @@
 #include "core/Image.h"
 #include "core/Preferences.h"
 #include "platform/headless/Headless.h"
-#include "shell/Display.h"
-#include "shell/ImageWindows.h"
+#include "ui/Display.h"
 #include "ui/ImageWindow.h"
+#include "ui/ImageWindows.h"
 
 static const int BENCH_WIDTH = 6000;
 static const int BENCH_HEIGHT = 4000;

@@ -1,15 +1,17 @@
 // What the program asks of the platform it runs on.
 //
 // Two implementations exist and exactly one is linked into a program: platform/headless
-// (tests and vistel-cli), which keeps everything as records and answers dialogs from a
-// script, and platform/qt (the editor). Nothing here names a Qt type, so all code outside
-// platform/qt and app compiles without Qt. The interface grows with the issues that need it.
+// (the tests), which keeps everything as records and answers dialogs from a script, and
+// platform/qt (the editor). vistel-cli links neither. Nothing here names a Qt type, so all
+// code outside platform/qt and app compiles without Qt. The interface grows with the issues
+// that need it.
 #pragma once
 
 #include <cstdint>
 
 #include "core/Errors.h"
 #include "core/Helpers.h"
+#include "ui/UiLayer.h"
 
 struct MessageLayout;
 struct ProgressState;

@@ -12,15 +12,15 @@
 #include "core/Memory.h"
 #include "core/Preferences.h"
 #include "core/Text.h"
-#include "shell/Controls.h"
-#include "shell/DialogLayout.h"
-#include "shell/ImageWindows.h"
 #include "shell/Shell.h"
-#include "shell/Transform.h"
 #include "shell/TransformDialogs.h"
 #include "transforms/ChangeProfile.h"
+#include "ui/Controls.h"
+#include "ui/DialogLayout.h"
 #include "ui/ImageWindow.h"
+#include "ui/ImageWindows.h"
 #include "ui/MessageBox.h"
+#include "ui/Transform.h"
 
 static const int CHANGE_PROFILE_CONTENT_WIDTH = 340;
 static const int CHANGE_PROFILE_LIST_CAPACITY = 32768; // bytes of the target list's items

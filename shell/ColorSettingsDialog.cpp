@@ -13,14 +13,14 @@
 #include "core/FormatString.h"
 #include "core/Memory.h"
 #include "core/Text.h"
-#include "shell/DialogLayout.h"
 #include "shell/Dialogs.h"
 #include "shell/FileFlow.h"
-#include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
-#include "shell/SettingsOptions.h"
+#include "ui/DialogLayout.h"
 #include "ui/DisplayColor.h"
+#include "ui/ImageWindows.h"
 #include "ui/MessageBox.h"
+#include "ui/SettingsOptions.h"
 #include "ui/SettingsStore.h"
 
 static const int PROFILE_LIST_CAPACITY = 32768; // bytes of the items of one profile list

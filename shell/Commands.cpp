@@ -11,11 +11,12 @@
 #include "core/WholeImage.h"
 #include "shell/Dialogs.h"
 #include "shell/FileFlow.h"
-#include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
 #include "shell/Shell.h"
 #include "shell/TransformDialogs.h"
+#include "shell/Undo.h"
 #include "shell/WindowInfo.h"
+#include "ui/ImageWindows.h"
 #include "ui/MessageBox.h"
 #include "ui/ProgressWindow.h"
 

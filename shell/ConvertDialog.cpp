@@ -2,13 +2,13 @@
 #include "core/FormatString.h"
 #include "core/Memory.h"
 #include "core/Preferences.h"
-#include "shell/Controls.h"
-#include "shell/ImageWindows.h"
 #include "shell/Shell.h"
-#include "shell/Transform.h"
 #include "shell/TransformDialogs.h"
 #include "transforms/Convert.h"
+#include "ui/Controls.h"
 #include "ui/ImageWindow.h"
+#include "ui/ImageWindows.h"
+#include "ui/Transform.h"
 
 static const int CONVERT_CONTENT_WIDTH = 292;
 

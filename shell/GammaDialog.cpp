@@ -9,13 +9,13 @@
 #include "core/Helpers.h"
 #include "core/Memory.h"
 #include "core/Preferences.h"
-#include "shell/Controls.h"
-#include "shell/ImageWindows.h"
 #include "shell/Shell.h"
-#include "shell/Transform.h"
 #include "shell/TransformDialogs.h"
 #include "transforms/GammaAdjust.h"
+#include "ui/Controls.h"
 #include "ui/ImageWindow.h"
+#include "ui/ImageWindows.h"
+#include "ui/Transform.h"
 
 static const int GAMMA_CONTENT_WIDTH = 292; // pixels of the chooser, the list and the slider
 

@@ -13,11 +13,11 @@
 #include "core/FormatString.h"
 #include "core/Memory.h"
 #include "core/Text.h"
-#include "shell/DialogLayout.h"
 #include "shell/Dialogs.h"
 #include "shell/FileFlow.h"
-#include "shell/ImageWindows.h"
+#include "ui/DialogLayout.h"
 #include "ui/DisplayColor.h"
+#include "ui/ImageWindows.h"
 #include "ui/MessageBox.h"
 
 static const int ASSUMED_LIST_CAPACITY = 32768;

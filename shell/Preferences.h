@@ -10,6 +10,7 @@
 
 #include "core/File.h"
 #include "ui/SettingsStore.h"
+#include "ui/UiLayer.h"
 
 // Sets Prefs to the defaults and then to each value the store holds. A value absent leaves
 // its default; a value that fails to parse leaves what the parser set. "nfilemenu" is held

@@ -9,8 +9,9 @@
 
 #include "core/Memory.h"
 #include "core/Preferences.h"
-#include "shell/Display.h"
-#include "shell/ImageWindows.h"
+#include "shell/Undo.h"
+#include "ui/Display.h"
+#include "ui/ImageWindows.h"
 
 struct UndoEntry {
     UndoEntry *next; // the older entry

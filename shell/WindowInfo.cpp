@@ -12,9 +12,9 @@
 #include "core/FormatString.h"
 #include "core/Preferences.h"
 #include "files/FileType.h"
-#include "shell/DialogLayout.h"
-#include "shell/ImageWindows.h"
 #include "shell/Shell.h"
+#include "ui/DialogLayout.h"
+#include "ui/ImageWindows.h"
 #include "ui/MessageBox.h"
 
 constexpr double CM_PER_INCH = 2.540005;

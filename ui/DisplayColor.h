@@ -7,6 +7,7 @@
 
 #include "core/Errors.h"
 #include "ui/ImageWindow.h"
+#include "ui/UiLayer.h"
 
 // Brings the rectangle left..right, top..bottom (view pixels, inclusive, rows counted from
 // the view's bottom row) of the window's view through color management into its screen,

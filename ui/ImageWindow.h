@@ -10,6 +10,7 @@
 #include "core/Errors.h"
 #include "core/Picture.h"
 #include "platform/Platform.h"
+#include "ui/UiLayer.h"
 
 constexpr int SLOT_COUNT = 256;
 

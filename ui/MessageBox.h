@@ -5,6 +5,7 @@
 #include <cstdint>
 
 #include "core/Errors.h"
+#include "ui/UiLayer.h"
 
 // Buttons of MessageDialog, from left to right, and the results they give.
 enum : int32_t {

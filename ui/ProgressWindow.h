@@ -8,6 +8,7 @@
 #include "core/Errors.h"
 #include "core/Helpers.h"
 #include "platform/Platform.h"
+#include "ui/UiLayer.h"
 
 struct ProgressState {
     int32_t first;   // first value of the range

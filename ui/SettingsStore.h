@@ -13,6 +13,7 @@
 #include "core/Errors.h"
 #include "core/File.h"
 #include "core/SettingsText.h"
+#include "ui/UiLayer.h"
 
 // The keys of the settings store.
 constexpr const char *SETTINGS_KEY_PREFERENCES = "Preferences";

@@ -5,5 +5,6 @@
 #pragma once
 
 #include "core/Errors.h"
+#include "ui/UiLayer.h"
 
 ErrorCode UiInitialise(void);

@@ -12,11 +12,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "cli/CliCommon.h"
 #include "color/ColorSettings.h"
 #include "core/FileComment.h"
 #include "core/Memory.h"
 #include "core/WholeImage.h"
-#include "shell/CliCommon.h"
 #include "tests/color/ProfileTestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
 #include "transforms/ChangeProfile.h"

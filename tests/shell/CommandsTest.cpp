@@ -10,6 +10,7 @@
 #include "shell/Commands.h"
 #include "shell/Dialogs.h"
 #include "tests/shell/ShellTestSupport.h"
+#include "ui/GridDialog.h"
 
 using Commands = ShellTest;
 

@@ -7,7 +7,8 @@
 #include <cstring>
 #include <string>
 
-#include "shell/Controls.h"
+#include "masks/AmountControl.h"
+#include "ui/Controls.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <cstring>
 #include <gtest/gtest.h>
 
-#include "shell/Display.h"
 #include "tests/color/ProfileTransformSupport.h"
+#include "ui/Display.h"
 
 // A view of a window, as RenderView leaves it, with a pattern in it.
 static void ViewMake(ImageWindow *window, int type, int width, int height, int seed)

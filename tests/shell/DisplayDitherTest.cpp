@@ -2,7 +2,7 @@
 // its two threshold tables, position by position.
 #include <gtest/gtest.h>
 
-#include "shell/Display.h"
+#include "ui/Display.h"
 
 // The ordered-dither matrix, typed here once more so that a changed entry shows.
 static const int MATRIX[8][8] = {{1, 33, 9, 41, 3, 35, 11, 43},  {49, 17, 57, 25, 51, 19, 59, 27},

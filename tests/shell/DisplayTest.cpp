@@ -4,9 +4,9 @@
 
 #include "core/Preferences.h"
 #include "platform/headless/Headless.h"
-#include "shell/Display.h"
 #include "tests/support/TestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
+#include "ui/Display.h"
 #include "ui/ImageWindow.h"
 
 // The picture as the display shows it at zoom 1: 16-bit samples through Depth16To8.

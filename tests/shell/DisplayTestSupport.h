@@ -9,12 +9,12 @@
 
 #include "core/Preferences.h"
 #include "platform/headless/Headless.h"
-#include "shell/Display.h"
-#include "shell/ImageWindows.h"
 #include "shell/Shell.h"
 #include "tests/support/TestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
+#include "ui/Display.h"
 #include "ui/ImageWindow.h"
+#include "ui/ImageWindows.h"
 
 // The headless frame of a child: 8 pixels across, 28 down; scroll bars 16 pixels.
 constexpr int TEST_FRAME_ACROSS = 8;

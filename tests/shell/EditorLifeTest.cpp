@@ -14,10 +14,11 @@
 #include "platform/headless/Headless.h"
 #include "shell/Commands.h"
 #include "shell/FileFlow.h"
-#include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
 #include "shell/Shell.h"
+#include "shell/Undo.h"
 #include "tests/support/TestSupport.h"
+#include "ui/ImageWindows.h"
 
 static std::string Quote(const std::string &path)
 {

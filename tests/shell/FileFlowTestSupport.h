@@ -15,10 +15,10 @@
 #include "files/TiffWriter.h"
 #include "platform/headless/Headless.h"
 #include "shell/FileFlow.h"
-#include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
 #include "tests/color/ProfileTestSupport.h"
 #include "tests/support/TestSupport.h"
+#include "ui/ImageWindows.h"
 #include "ui/SettingsStore.h"
 
 // A menu whose File menu ends with Exit, as the frame's does.

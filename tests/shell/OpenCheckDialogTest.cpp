@@ -7,8 +7,8 @@
 
 #include "color/ProfileTransform.h"
 #include "files/FileType.h"
-#include "shell/DialogLayout.h"
 #include "shell/Dialogs.h"
+#include "ui/DialogLayout.h"
 #include "ui/DisplayColor.h"
 
 // What the test does when the modal dialog comes up.

@@ -7,8 +7,8 @@
 #include <cstring>
 
 #include "core/Text.h"
-#include "shell/SettingsOptions.h"
 #include "transforms/Curve.h"
+#include "ui/SettingsOptions.h"
 
 static const int TEST_KIND = 70;         // a child kind no dialog of the program uses
 static const int TEST_POINTS_TEXT = 101; // the static text that shows the settings

@@ -11,10 +11,10 @@
 #include "core/Errors.h"
 #include "core/Image.h"
 #include "platform/headless/Headless.h"
-#include "shell/ImageWindows.h"
 #include "shell/Shell.h"
 #include "tests/support/TestSupport.h"
 #include "ui/ImageWindow.h"
+#include "ui/ImageWindows.h"
 
 // Every test starts the program as the editor does and shuts it down at the end, so that
 // no picture of one test survives into the next.

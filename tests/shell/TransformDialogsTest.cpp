@@ -13,14 +13,14 @@
 #include "files/TiffReader.h"
 #include "files/TiffWriter.h"
 #include "shell/Commands.h"
-#include "shell/Controls.h"
-#include "shell/Display.h"
 #include "shell/FileFlow.h"
-#include "shell/Transform.h"
 #include "shell/TransformDialogs.h"
 #include "tests/color/ProfileTestSupport.h"
 #include "tests/shell/ShellTestSupport.h"
 #include "transforms/Convert.h"
+#include "ui/Controls.h"
+#include "ui/Display.h"
+#include "ui/Transform.h"
 
 namespace {
 

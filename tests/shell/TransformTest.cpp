@@ -9,10 +9,10 @@
 #include "core/Helpers.h"
 #include "core/Preferences.h"
 #include "shell/Commands.h"
-#include "shell/Display.h"
-#include "shell/Transform.h"
 #include "tests/shell/ShellTestSupport.h"
 #include "transforms/GammaAdjust.h"
+#include "ui/Display.h"
+#include "ui/Transform.h"
 
 namespace {
 

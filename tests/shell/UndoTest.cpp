@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "core/Preferences.h"
+#include "shell/Undo.h"
 #include "tests/shell/ShellTestSupport.h"
 
 using UndoList = ShellTest;

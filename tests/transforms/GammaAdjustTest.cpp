@@ -6,10 +6,10 @@
 #include "core/Preferences.h"
 #include "core/Progress.h"
 #include "platform/headless/Headless.h"
-#include "shell/Display.h"
 #include "tests/support/TestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
 #include "transforms/GammaAdjust.h"
+#include "ui/Display.h"
 
 // A gray picture one row high whose pixel i holds value i, for i from 0 to count - 1.
 static void MakeRamp(Image *image, int type, int count)

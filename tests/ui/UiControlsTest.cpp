@@ -5,12 +5,13 @@
 #include <QTest>
 #include <gtest/gtest.h>
 
+#include "masks/AmountControl.h"
 #include "platform/qt/QtPlatform.h"
-#include "shell/Controls.h"
-#include "shell/ImageWindows.h"
 #include "shell/Shell.h"
 #include "tests/ui/UiSupport.h"
+#include "ui/Controls.h"
 #include "ui/ImageWindow.h"
+#include "ui/ImageWindows.h"
 
 static int SliderMessages; // MSG_COMMAND of the slider the dialog received
 

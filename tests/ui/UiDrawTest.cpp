@@ -7,8 +7,8 @@
 
 #include "core/Image.h"
 #include "files/FileType.h"
-#include "shell/Display.h"
 #include "tests/ui/UiSupport.h"
+#include "ui/Display.h"
 #include "ui/ImageWindow.h"
 
 struct DrawScene {

@@ -15,12 +15,13 @@
 #include "platform/qt/QtPlatform.h"
 #include "shell/Commands.h"
 #include "shell/Dialogs.h"
-#include "shell/Display.h"
 #include "shell/FileFlow.h"
-#include "shell/ImageWindows.h"
 #include "shell/Shell.h"
 #include "tests/ui/UiSupport.h"
+#include "ui/Display.h"
+#include "ui/GridDialog.h"
 #include "ui/ImageWindow.h"
+#include "ui/ImageWindows.h"
 
 // The title of a window as its caption shows it.
 static std::string Title(WindowHandle window)

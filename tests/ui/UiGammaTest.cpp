@@ -10,14 +10,14 @@
 #include "core/Helpers.h"
 #include "platform/qt/QtPlatform.h"
 #include "shell/Commands.h"
-#include "shell/Controls.h"
 #include "shell/FileFlow.h"
-#include "shell/ImageWindows.h"
 #include "shell/Shell.h"
-#include "shell/Transform.h"
 #include "shell/TransformDialogs.h"
 #include "tests/ui/UiSupport.h"
+#include "ui/Controls.h"
 #include "ui/ImageWindow.h"
+#include "ui/ImageWindows.h"
+#include "ui/Transform.h"
 
 TEST(UiGamma, SliderPreviewAndApplyOnTheSample)
 {

@@ -1,7 +1,7 @@
 // vistel-cli's progress: a bar on stderr when stderr is a terminal, redrawn at most ten
 // times a second, and nothing at all when it is not. The command line has no Cancel button,
 // so a step never aborts, and no cursor.
-#include "shell/CliCommon.h"
+#include "cli/CliCommon.h"
 
 #include <cstdio>
 #include <ctime>
@@ -83,8 +83,8 @@ static ErrorCode CliProgressStep(int value)
         int hours;
         int minutes;
         int seconds;
-        ProgressTimeLeft(CliTicks() - Bar.startTicks, Bar.first, Bar.last, value, &hours,
-                         &minutes, &seconds);
+        ProgressTimeLeft(CliTicks() - Bar.startTicks, Bar.first, Bar.last, value, &hours, &minutes,
+                         &seconds);
         FormatString(Bar.timeText, sizeof Bar.timeText, "Time left: %2d:%2d:%2d", hours, minutes,
                      seconds);
     }
@@ -92,8 +92,8 @@ static ErrorCode CliProgressStep(int value)
     return ERROR_NONE;
 }
 
-static const ProgressHooks CLI_PROGRESS_HOOKS = {CliProgressOpen, CliProgressStep,
-                                                 CliProgressClose, nullptr, nullptr};
+static const ProgressHooks CLI_PROGRESS_HOOKS = {CliProgressOpen, CliProgressStep, CliProgressClose,
+                                                 nullptr, nullptr};
 
 void CliProgressInstall(void)
 {

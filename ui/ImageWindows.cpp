@@ -10,14 +10,13 @@
 #include "core/FormatString.h"
 #include "core/Preferences.h"
 #include "core/Text.h"
-#include "shell/Commands.h"
-#include "shell/Controls.h"
-#include "shell/Dialogs.h"
-#include "shell/Display.h"
-#include "shell/FileFlow.h"
-#include "shell/ImageWindows.h"
-#include "shell/Shell.h"
+#include "ui/CommandIds.h"
+#include "ui/Controls.h"
+#include "ui/Display.h"
+#include "ui/GridDialog.h"
+#include "ui/ImageWindows.h"
 #include "ui/MessageBox.h"
+#include "ui/UiState.h"
 
 static WindowProcedure KindProcedures[KIND_COUNT];
 static ToolProcedure Tools[TOOL_COUNT];
@@ -88,7 +87,7 @@ MessageResult ChildProcedure(WindowHandle window, uint32_t message, uintptr_t wP
             // files that waited for it may open now.
             DialogWindow = nullptr;
             CurrentOperation = 0;
-            OpenQueueRelease();
+            EditorOpenQueueRelease();
         }
         if (SplashWindow == window) SplashWindow = nullptr;
         ClearInUse(window, nullptr);
@@ -374,7 +373,7 @@ static void ImageWindowMouse(WindowHandle window, uint32_t message, uintptr_t wP
 static void ImageWindowDestroy(WindowHandle window)
 {
     ImageWindow *record = WindowRecord(window);
-    UndoForget(window);
+    EditorWindowDestroyed(window);
     ToolCall(CurrentTool, window, 0, 0, TOOL_PHASE_DESTROY);
     if (DragWindow == window) {
         // The button went down here and will never come up here.
@@ -439,7 +438,7 @@ MessageResult ImageWindowProcedure(WindowHandle window, uint32_t message, uintpt
     }
     case MSG_MOUSE_WHEEL: ImageWindowWheel(window, wParam, lParam); return 0;
     case MSG_COMMAND: return ImageWindowCommand(window, (int)(wParam & 0xffff));
-    case MSG_DROP_FILES: OpenDroppedFiles((const DroppedFiles *)wParam); return 0;
+    case MSG_DROP_FILES: EditorDropFiles((const DroppedFiles *)wParam); return 0;
     case MSG_LBUTTON_DOWN:
     case MSG_MOUSE_MOVE:
     case MSG_LBUTTON_UP: ImageWindowMouse(window, message, wParam, lParam); return 0;
@@ -584,7 +583,7 @@ int QuerySave(WindowHandle window)
     FormatString(text, sizeof text, "Save Modified Image: %s?", name);
     switch (MessageDialog(nullptr, "Warning", MESSAGE_YES_NO_CANCEL, text)) {
     case ANSWER_YES: {
-        ErrorCode result = SaveImage(window);
+        ErrorCode result = EditorSaveImage(window);
         // A cancelled Save As is the user's own choice and needs no message.
         if (result != ERROR_NONE && result != ERROR_ABORTED) ShowError(result);
         return result == ERROR_NONE;

@@ -5,13 +5,13 @@
 
 #include "core/FormatString.h"
 #include "core/Memory.h"
-#include "shell/DialogLayout.h"
-#include "shell/Dialogs.h"
-#include "shell/Display.h"
-#include "shell/ImageWindows.h"
-#include "shell/Shell.h"
+#include "ui/DialogLayout.h"
+#include "ui/Display.h"
+#include "ui/GridDialog.h"
 #include "ui/ImageWindow.h"
+#include "ui/ImageWindows.h"
 #include "ui/MessageBox.h"
+#include "ui/UiState.h"
 
 // The grids a photographer reaches for: halves and quarters to find the middle, thirds to
 // compose by, and finer ones to straighten a horizon or a wall.

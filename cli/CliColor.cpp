@@ -2,19 +2,19 @@
 // profile as the editor does, runs Change Color Profile's compute function over the whole of
 // it as Apply does, and saves it with the new profile embedded. "make-display-profile" writes
 // the profile a display calibration would.
-#include "shell/CliColor.h"
+#include "cli/CliColor.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
+#include "cli/CliCommon.h"
 #include "color/ColorSettings.h"
 #include "color/Profiles.h"
 #include "core/Helpers.h"
 #include "core/Memory.h"
 #include "core/Text.h"
 #include "files/FileType.h"
-#include "shell/CliCommon.h"
 #include "transforms/ChangeProfile.h"
 
 static const char PROFILE_USAGE[] =

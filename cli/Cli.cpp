@@ -1,14 +1,15 @@
 // vistel-cli's commands. Each opens its input into a picture record as the editor does, runs
 // the very compute function of the dialog over the whole picture with full = 1, passes the
 // comments and the profile on as Apply does, and saves the result.
-#include "shell/Cli.h"
-#include "shell/CliCommon.h"
+#include "cli/Cli.h"
+#include "cli/CliCommon.h"
 
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <sys/stat.h>
 
+#include "cli/CliColor.h"
 #include "color/ColorSettings.h"
 #include "color/ProfileHeader.h"
 #include "color/ProfileTransform.h"
@@ -18,7 +19,6 @@
 #include "core/WholeImage.h"
 #include "files/CommentText.h"
 #include "files/FileType.h"
-#include "shell/CliColor.h"
 #include "transforms/Convert.h"
 #include "transforms/GammaAdjust.h"
 

@@ -7,6 +7,13 @@
 #include <cstdint>
 
 #include "platform/Platform.h"
+#include "ui/UiLayer.h"
+
+// Buttons every dialog laid out here has.
+enum : int32_t {
+    DIALOG_OK = 1,
+    DIALOG_CANCEL = 2,
+};
 
 // A row's label is a static control whose id is its control's id plus this, so that the
 // label can be found as well as the control.

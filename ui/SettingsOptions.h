@@ -13,6 +13,7 @@
 #include "core/Errors.h"
 #include "platform/Platform.h"
 #include "ui/SettingsStore.h"
+#include "ui/UiLayer.h"
 
 // The id of the "Options" button. The shared buttons of a transformation dialog take the
 // small ids and each dialog's own controls start at 101, so this one stays clear of both.

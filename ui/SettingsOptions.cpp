@@ -1,14 +1,14 @@
 // The settings files of a transformation dialog, from its description: loading on opening,
 // saving on closing, and the Options menu with Reset, Load and Save As.
-#include "shell/SettingsOptions.h"
+#include "ui/SettingsOptions.h"
 
 #include <cstring>
 
 #include "core/FormatString.h"
 #include "core/Memory.h"
 #include "core/Text.h"
-#include "shell/FileFlow.h"
 #include "ui/MessageBox.h"
+#include "ui/UiState.h"
 
 static const char *OPTIONS_LABEL = "Options";
 
@@ -107,10 +107,10 @@ static void OptionsLoad(WindowHandle dialog, const SettingsOptions *options, voi
     RememberedFolderGet(options->folder, folder, sizeof folder);
     OptionsFilters(options, filters);
     FileDialogRequest request = {FILE_DIALOG_OPEN, options->loadTitle, filters, 0, folder, ""};
-    OpenQueueHold();
+    EditorOpenQueueHold();
     ok = PlatformFileDialog(&request, &chosen);
     if (ok) StrCopyLimit(chosen.paths, path, PATH_LENGTH - 1);
-    OpenQueueRelease();
+    EditorOpenQueueRelease();
     if (!ok) goto done;
     RememberedFolderSet(options->folder, path);
 
@@ -143,7 +143,7 @@ int SettingsSavePathAsk(const char *title, const char *filters, const char *name
     char folder[PATH_LENGTH];
     FileDialogResult chosen;
     int ok = 0;
-    OpenQueueHold();
+    EditorOpenQueueHold();
     for (;;) {
         // Asked again, the dialog starts in the folder the user just chose from.
         RememberedFolderGet(which, folder, sizeof folder);
@@ -158,7 +158,7 @@ int SettingsSavePathAsk(const char *title, const char *filters, const char *name
         ok = 1;
         break;
     }
-    OpenQueueRelease();
+    EditorOpenQueueRelease();
     return ok;
 }
 

@@ -1,9 +1,9 @@
 // The custom controls of the dialogs, each a window of CLASS_CONTROL drawn by its own
-// procedure: the Slider on positions 0 to 1024, the input image chooser (colorimg), and the
-// Amount control (a caption, a slider with one or two thumbs, and the square that opens the
-// list of mask pictures, imgmenu). The pop-up list is the platform's own list with a label.
-// A slider reports a move and a release to its parent by MSG_COMMAND with NOTIFY_MOVED and
-// NOTIFY_RELEASED; the chooser sends MSG_INPUT_CHOSEN and the Amount MSG_AMOUNT_CHANGED.
+// procedure: the Slider on positions 0 to 1024 and the input image chooser (colorimg), and
+// the kit with which controls of their own subsystems are written (the Amount control of
+// masks/AmountControl.h). The pop-up list is the platform's own list with a label. A slider
+// reports a move and a release to its parent by MSG_COMMAND with NOTIFY_MOVED and
+// NOTIFY_RELEASED; the chooser sends MSG_INPUT_CHOSEN.
 #pragma once
 
 #include <cstdint>
@@ -11,6 +11,8 @@
 #include "core/Helpers.h"
 #include "core/Image.h"
 #include "platform/Platform.h"
+#include "ui/ImageWindow.h"
+#include "ui/UiLayer.h"
 
 constexpr int SLIDER_POSITIONS = 1024; // a slider runs over 0..1024
 constexpr int SLIDER_THUMB_WIDTH = 11; // pixels; the thumb's centre runs from x = 5 to
@@ -24,9 +26,11 @@ enum : int32_t {
     CUSTOM_SLIDER = 1,
     CUSTOM_INPUT_CHOOSER = 3,
     CUSTOM_AMOUNT = 4,
+    CUSTOM_KIND_COUNT = 16, // room in the table of procedures
 };
 
-// Registers the procedure of the custom controls; start-up calls it.
+// Registers the procedure of the custom controls' class and those of the slider and the
+// chooser; start-up calls it.
 void ControlsRegister(void);
 
 // Moves the focus, as Tab and Shift+Tab do, among the controls of parent that take it
@@ -87,65 +91,59 @@ WindowHandle InputChooserWindow(WindowHandle parent, int id);
 int InputChooserCandidates(ChooserAccept accept, WindowHandle *windows, int capacity);
 
 // ---------------------------------------------------------------------------------------
-// Amount: the strength of an effect, 0 to 100 percent (or -100 to 100 around the middle),
-// constant or varied over the picture by a mask picture chosen from a list.
+// The kit of custom controls, for controls written beside their subsystems.
 
-constexpr int AMOUNT_LABEL_BYTES = 80;
-constexpr int AMOUNT_CANDIDATES_MAX = 50; // mask pictures the list offers at most
-constexpr int AMOUNT_NO_MASK = -1;        // high without a mask
-constexpr const char *AMOUNT_IN_USE_NAME = "Amount Mask";
+// The procedure of a control type (CUSTOM_*); a type without one draws nothing.
+void ControlKindRegister(int kind, WindowProcedure procedure);
 
-struct AmountSetting {
-    const Image *maskImage;               // the chosen mask's picture, or null
-    int32_t low;                          // 0..1024: the amount where the mask is 0, or everywhere
-                                          // without a mask
-    int32_t high;                         // 0..1024 where the mask is 255; AMOUNT_NO_MASK without
-    int32_t bipolar;                      // 1: -100 % at 0, none at 512, +100 % at 1024
-    char label[AMOUNT_LABEL_BYTES];       // the caption before the amount, such as "Amount: "
-    WindowHandle maskWindow;              // the chosen mask's window, or null
-    char maskTitle[WINDOW_TITLE_MAX + 1]; // its title, by which a kept setting finds it
-                                          // again; empty for "No Mask"
+// Colors of the controls' drawing, 0xRRGGBB.
+constexpr uint32_t COLOR_CONTROL_TEXT = 0x000000;
+constexpr uint32_t COLOR_CONTROL_SHADOW = 0x808080;
+constexpr uint32_t COLOR_CONTROL_DARK = 0x404040;
+
+// The record of a control of kind (the creator's init, copied at MSG_CREATE), or null for a
+// window that is not such a control.
+void *ControlRecord(WindowHandle window, int kind);
+
+// Makes a control of kind in parent at rect, passing init to its MSG_CREATE. Null when the
+// window cannot be made.
+WindowHandle ControlMake(WindowHandle parent, int id, const Rect *rect, int kind, void *init);
+
+// What a control does at MSG_CREATE: its record becomes a copy of the bytes the creator passed.
+// -1 (the window is refused) when the record cannot be allocated.
+MessageResult ControlRecordCreate(WindowHandle window, intptr_t lParam, size_t bytes);
+
+// Offers first (when not null) and the titles of windows in a pop-up menu under the control
+// at its bottom left. Returns -1 for first, the index of a window, or -2 when nothing was
+// chosen. Item ids are 1 for first and 2 + index for the windows when first is given, else
+// 1 + index.
+int ControlListChoose(WindowHandle control, const char *first, const WindowHandle *windows,
+                      int count);
+
+// A shown image window of the workspace, and its picture, or null.
+const ImageWindow *ShownPicture(WindowHandle window);
+
+// The slider's rules over a track rectangle, shared by every control with a slider in it.
+struct SliderState {
+    int32_t positions[2]; // the thumbs, 0..1024; positions[1] is -1 with one thumb
+    int32_t active;       // the thumb that a drag or a key moves, 0 or 1
+    int32_t dragging;     // 1 from a press until its release
+    int32_t grab;         // pixels from the press to the centre of the thumb it took
 };
 
-// The state a new control shows: low 1024, no mask, with label and bipolar as given.
-void AmountSettingDefault(AmountSetting *setting, const char *label, int bipolar);
+// position held to 0..1024.
+int SliderClampPosition(int position);
 
-// The caption: "%s%1f\%" with the label and low, or "%s%1f\% .. %1f\%" with low and high
-// when a mask is chosen; a position is position * 100 / 1024 percent, or (position - 512) *
-// 200 / 1024 when bipolar.
-void AmountText(const AmountSetting *setting, char *text, int capacity);
+// A press at x: takes the nearer thumb (on a tie the one whose value lies on the press's
+// side), and either grabs it where it was pressed or, off the thumb, jumps it there.
+// Returns 1 when the taken thumb's position changed.
+int SliderPress(SliderState *slider, const Rect *track, int x);
 
-// The amounts on the 0..255 scale of the per-pixel work: (position * 255 + 512) >> 10.
-// AmountHigh8 is -1 without a mask.
-int AmountLow8(const AmountSetting *setting);
-int AmountHigh8(const AmountSetting *setting);
+// The mouse at x during a drag; returns 1 when the position changed.
+int SliderDrag(SliderState *slider, const Rect *track, int x);
 
-// 1 when the effect is nowhere applied (low8 0, high8 -1 or 0): the output is a copy of the
-// input. AmountIsAllFull: 1 when it is applied fully everywhere (low8 255, high8 -1 or 255),
-// so that no mask is read.
-int AmountIsAllZero(const AmountSetting *setting);
-int AmountIsAllFull(const AmountSetting *setting);
+// A key on the active thumb; returns 1 when the position changed.
+int SliderKey(SliderState *slider, uint32_t key);
 
-// The windows the mask list offers after "No Mask", front to back: shown image windows with
-// an 8-bit gray picture of width by height (any size when both are -1), at most capacity.
-int AmountMaskCandidates(int width, int height, WindowHandle *windows, int capacity);
-
-// An Amount control in parent at rect with label and bipolar; reference (or null) fixes the
-// size that masks must have. Null when the window cannot be made.
-WindowHandle AmountCreate(WindowHandle parent, int id, const Rect *rect, const char *label,
-                          int bipolar, WindowHandle reference);
-// Copies the control's setting, with maskImage the chosen mask's picture as it is now.
-void AmountGet(WindowHandle control, AmountSetting *setting);
-// Applies a setting: the mask is found again by its window, else by its title, among the
-// candidates; when neither is there the control has no mask. The parent is not told.
-void AmountSet(WindowHandle control, const AmountSetting *setting);
-// Chooses a mask window (null for "No Mask") as a choice from the list does: a mask sets low
-// 0 and high 1024 (both 512 when bipolar), none restores low 1024. The parent is not told;
-// the choice is refused (nothing changes) for a window that is not a candidate.
-void AmountSelect(WindowHandle control, WindowHandle mask);
-// Changes the size masks must have (-1 by -1: any); a chosen mask of another size is let go.
-void AmountSetTargetSize(WindowHandle control, int width, int height);
-
-// Where the parts of an Amount control of width by height lie: the caption along the top,
-// the slider below it, and the square at the right.
-void AmountLayout(int width, int height, Rect *caption, Rect *slider, Rect *square);
+// Draws the groove and the thumbs in track.
+void SliderDraw(DrawContext *context, const SliderState *slider, const Rect *track);

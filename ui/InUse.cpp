@@ -7,8 +7,8 @@
 
 #include "core/Memory.h"
 #include "core/Text.h"
-#include "shell/ImageWindows.h"
-#include "shell/Shell.h"
+#include "ui/ImageWindows.h"
+#include "ui/UiState.h"
 
 constexpr int IN_USE_NAME_MAX = 80; // characters of a user's name kept
 

@@ -9,7 +9,7 @@
 // The renderers run once per view row over a table of the picture columns that the
 // rectangle's view columns show, so that the inner loops have no test of the zoom or the
 // type: the row's renderer is chosen once per row, and the overlay is a pass of its own.
-#include "shell/Display.h"
+#include "ui/Display.h"
 
 #include <cstring>
 #if defined(__SSE2__)

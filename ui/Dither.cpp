@@ -4,7 +4,7 @@
 // hold 20 grays and a cube of six levels a channel. A view pixel takes the palette level at
 // or below it, and the next one up when its distance above that level exceeds the threshold
 // of its place in an 8 by 8 matrix, which spreads the error into a fine regular pattern.
-#include "shell/Display.h"
+#include "ui/Display.h"
 
 static const int PALETTE_GRAYS = 20;          // entries 0..19
 static const int PALETTE_LEVELS = 6;          // levels a channel of the color cube

@@ -1,6 +1,6 @@
 // Picture windows and the things around them: the procedure of every child by its kind, the
-// image window's own procedure, making new image windows, titles, the in-use list that keeps
-// an input alive while something depends on it, and undo.
+// image window's own procedure, making new image windows, titles, and the in-use list that
+// keeps an input alive while something depends on it.
 #pragma once
 
 #include <cstdint>
@@ -9,6 +9,7 @@
 #include "core/Helpers.h"
 #include "platform/Platform.h"
 #include "ui/ImageWindow.h"
+#include "ui/UiLayer.h"
 
 // Kinds of children (word 4). A transformation's kind is also its operation code.
 enum : int32_t {
@@ -119,16 +120,8 @@ const char *InUseBy(WindowHandle window);
 void NotifyUsers(WindowHandle window);  // MSG_INPUT_CHANGED to each user
 void RefreshUsers(WindowHandle window); // MSG_REFRESH to each user
 
-// Undo of retouching. UndoPush(null, null) begins a new group; a rectangle is in picture
-// pixels, inclusive, with rows as row indices (0 the bottom row), and is cut to the picture.
-ErrorCode UndoPush(WindowHandle window, const Rect *rectangle);
-void Undo(void);
-void UndoAll(void);
-void UndoDiscard(void);
-void UndoForget(WindowHandle window);
-int UndoAvailable(void);
-
-// Asks whether a modified window may close ("Save Modified Image: %s?"); 1 allows.
+// Asks whether a modified window may close ("Save Modified Image: %s?"), saving it through
+// the editor (EditorSaveImage) when the answer is Yes; 1 allows.
 int QuerySave(WindowHandle window);
 
 // The image window that shows the file at path (compared without case), or null.

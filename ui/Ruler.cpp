@@ -15,7 +15,7 @@
 #include "core/FormatString.h"
 #include "core/Preferences.h"
 #include "core/Text.h"
-#include "shell/Display.h"
+#include "ui/Display.h"
 
 static const int RULER_DIVISION_PIXELS = 20; // the view's pixels for each major division, least
 static const int RULER_MINOR_PARTS = 5;      // parts of a major division

@@ -6,6 +6,7 @@
 
 #include "core/Errors.h"
 #include "ui/ImageWindow.h"
+#include "ui/UiLayer.h"
 
 // Renders the rectangle left..right, top..bottom (view pixels, inclusive, rows counted from
 // the view's bottom row) of target's view from source. A rectangle covering the whole view

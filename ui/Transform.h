@@ -12,6 +12,7 @@
 #include "core/Helpers.h"
 #include "platform/Platform.h"
 #include "ui/ImageWindow.h"
+#include "ui/UiLayer.h"
 
 // Ids of the shared buttons.
 enum : int32_t {
@@ -68,8 +69,6 @@ struct TransformDialogKind {
     // others, whose previews are in their source's profile.
     const uint8_t *(*resultProfile)(const void *params, int *length);
 };
-
-
 
 // The dialog's MSG_COMMAND goes here first; returns 1 when it was one of the buttons.
 int TransformCommand(WindowHandle dialog, uintptr_t wParam, intptr_t lParam, void *params,

@@ -6,7 +6,7 @@
 // same kind and then hands it to the user as an ordinary image window. The flags below say
 // whether the preview still shows the settings (PreviewStale) and whether the last Apply
 // does (SettingsDirty), which is what lets OK after an Apply close without computing.
-#include "shell/Transform.h"
+#include "ui/Transform.h"
 
 #include <cstring>
 
@@ -15,16 +15,15 @@
 #include "core/Memory.h"
 #include "core/Preferences.h"
 #include "core/Progress.h"
-#include "shell/Commands.h"
-#include "shell/Controls.h"
-#include "shell/Dialogs.h"
-#include "shell/Display.h"
-#include "shell/FileFlow.h"
-#include "shell/ImageWindows.h"
-#include "shell/Shell.h"
+#include "ui/CommandIds.h"
+#include "ui/Controls.h"
+#include "ui/Display.h"
 #include "ui/DisplayColor.h"
+#include "ui/GridDialog.h"
+#include "ui/ImageWindows.h"
 #include "ui/MessageBox.h"
 #include "ui/ProgressWindow.h"
+#include "ui/UiState.h"
 
 WindowHandle InputWindow;
 WindowHandle OutputWindow;
@@ -76,7 +75,7 @@ WindowHandle CreateDialogWindow(const char *title, int width, int height, int ki
     OutputWindow = nullptr;
     LastOutput = nullptr;
     // Files dropped or handed over while the dialog is open wait until it ends.
-    OpenQueueHold();
+    EditorOpenQueueHold();
     return dialog;
 }
 
@@ -658,8 +657,7 @@ int TransformDialogMessage(WindowHandle dialog, uint32_t message, uintptr_t wPar
     // A dialog's settings go at its destruction; nothing is computed after that.
     if (params == nullptr) return 0;
     switch (message) {
-    case MSG_COMMAND:
-        return TransformCommand(dialog, wParam, lParam, params, kind);
+    case MSG_COMMAND: return TransformCommand(dialog, wParam, lParam, params, kind);
     case MSG_INPUT_CHOSEN: {
         if ((int)wParam != kind->chooserId) return 1;
         WindowHandle chosen = InputChooserWindow(dialog, kind->chooserId);

@@ -1,11 +1,11 @@
 // Tables of rows turned into platform controls, for the shell's own dialogs.
-#include "shell/DialogLayout.h"
+#include "ui/DialogLayout.h"
 
 #include <cstring>
 
 #include "core/FormatString.h"
 #include "core/Text.h"
-#include "shell/ImageWindows.h"
+#include "ui/ImageWindows.h"
 
 static const int CONTROL_CHARACTERS = 34; // width of the control column, in digits
 static const int ROW_CONTROLS_MAX = 3;

@@ -8,9 +8,9 @@
 #include <cstdlib>
 
 #include "core/Preferences.h"
-#include "shell/Display.h"
-#include "shell/ImageWindows.h"
-#include "shell/Shell.h"
+#include "ui/Display.h"
+#include "ui/ImageWindows.h"
+#include "ui/UiState.h"
 
 int OutputWidth;
 int OutputHeight;

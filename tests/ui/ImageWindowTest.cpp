@@ -1,5 +1,5 @@
-// The table of 256 picture records, what goes with a picture from one window to the next,
-// and the comment list.
+// The table of 256 picture window records, and the comments and title that a copy of a
+// window takes from its source.
 #include <cstring>
 #include <gtest/gtest.h>
 #include <string>
@@ -128,70 +128,6 @@ static std::vector<std::string> Describe(const FileComment *comments)
     return texts;
 }
 
-TEST(FileComment, ListKeepsArrivalOrderAndOwnsItsCopies)
-{
-    TestStart();
-    ImageWindow *record = SlotRecord(Allocate());
-    char name[] = "Artist";
-    char value[] = "A. Photographer";
-    ASSERT_EQ(AddFileComment(&record->picture, name, 0, 15, 3, value), ERROR_NONE);
-    ASSERT_EQ(AddFileComment(&record->picture, "Date/Time", 2, 19, 3, "2024:05:01 10:20:30"),
-              ERROR_NONE);
-    const uint8_t binary[4] = {1, 0, 2, 0};
-    ASSERT_EQ(AddFileComment(&record->picture, "Exposure", 40, 4, 8, binary), ERROR_NONE);
-    ASSERT_EQ(AddFileComment(&record->picture, "Empty", 7, 0, 1, nullptr), ERROR_NONE);
-    // Changing the caller's buffers changes nothing in the list.
-    name[0] = 'X';
-    value[0] = 'X';
-
-    const FileComment *first = record->picture.comments;
-    ASSERT_NE(first, nullptr);
-    EXPECT_STREQ(first->name, "Artist");
-    EXPECT_EQ(first->id, 0);
-    EXPECT_EQ(first->length, 15);
-    EXPECT_EQ(first->flags, 3);
-    EXPECT_EQ(memcmp(first->value, "A. Photographer", 16), 0); // with its zero byte
-    const FileComment *exposure = FindFileComment(record->picture.comments, 40);
-    ASSERT_NE(exposure, nullptr);
-    EXPECT_EQ(memcmp(exposure->value, binary, 4), 0);
-    EXPECT_EQ(exposure->value[4], 0);
-    const FileComment *empty = FindFileComment(record->picture.comments, 7);
-    ASSERT_NE(empty, nullptr);
-    EXPECT_EQ(empty->length, 0);
-    EXPECT_EQ(empty->value[0], 0);
-    EXPECT_EQ(empty->next, nullptr);
-    EXPECT_EQ(FindFileComment(record->picture.comments, 99), nullptr);
-    EXPECT_EQ(FindFileComment(nullptr, 0), nullptr);
-    SlotFree(record->slot);
-}
-
-TEST(FileComment, RemoveTakesTheFirstRecordOfTheId)
-{
-    TestStart();
-    ImageWindow *record = SlotRecord(Allocate());
-    ASSERT_EQ(AddFileComment(&record->picture, "a", 1, 1, 0, "1"), ERROR_NONE);
-    ASSERT_EQ(AddFileComment(&record->picture, "b", 2, 1, 0, "2"), ERROR_NONE);
-    ASSERT_EQ(AddFileComment(&record->picture, "c", 1, 1, 0, "3"), ERROR_NONE);
-    ASSERT_EQ(AddFileComment(&record->picture, "d", 4, 1, 0, "4"), ERROR_NONE);
-
-    RemoveFileComment(&record->picture, 1); // the head, and only the first of two
-    EXPECT_EQ(Describe(record->picture.comments), (std::vector<std::string>{"b=2", "c=3", "d=4"}));
-    EXPECT_STREQ(FindFileComment(record->picture.comments, 1)->name, "c");
-    RemoveFileComment(&record->picture, 4); // the tail
-    EXPECT_EQ(Describe(record->picture.comments), (std::vector<std::string>{"b=2", "c=3"}));
-    RemoveFileComment(&record->picture, 99); // none: nothing changes
-    EXPECT_EQ(Describe(record->picture.comments), (std::vector<std::string>{"b=2", "c=3"}));
-    ASSERT_EQ(AddFileComment(&record->picture, "e", 5, 1, 0, "5"),
-              ERROR_NONE); // appended after removal
-    EXPECT_EQ(Describe(record->picture.comments), (std::vector<std::string>{"b=2", "c=3", "e=5"}));
-    RemoveFileComment(&record->picture, 1); // the middle
-    RemoveFileComment(&record->picture, 2);
-    RemoveFileComment(&record->picture, 5);
-    EXPECT_EQ(record->picture.comments, nullptr);
-    RemoveFileComment(&record->picture, 5); // an empty list
-    SlotFree(record->slot);
-}
-
 TEST(FileComment, CopyAppendsCopiesAndPassesTitleAndFileType)
 {
     TestStart();
@@ -236,51 +172,3 @@ TEST(FileComment, CopyAppendsCopiesAndPassesTitleAndFileType)
     SlotFree(destination->slot);
 }
 
-TEST(CopyImageExtras, DerivedFromIsTheFileNameOrItsOwnOrigin)
-{
-    TestStart();
-    struct Case {
-        const char *fileName;
-        const char *derivedFrom;
-        const char *expected;
-    } cases[] = {
-        {"/pictures/scan.tif", "/pictures/original.tif", "/pictures/scan.tif"},
-        {"", "/pictures/original.tif", "/pictures/original.tif"},
-        {"", "", ""},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.expected);
-        ImageWindow *source = SlotRecord(Allocate());
-        ImageWindow *destination = SlotRecord(Allocate());
-        StrCopyLimit(c.fileName, source->picture.fileName, PATH_LENGTH - 1);
-        StrCopyLimit(c.derivedFrom, source->picture.derivedFrom, PATH_LENGTH - 1);
-        StrCopyLimit("/stale/name.tif", destination->picture.derivedFrom, PATH_LENGTH - 1);
-        source->picture.fileType = 3;
-        ASSERT_EQ(AddFileComment(&source->picture, "Copyright", 1, 4, 3, "2024"), ERROR_NONE);
-        ASSERT_EQ(AddFileComment(&source->picture, "Artist", 0, 3, 3, "Ann"), ERROR_NONE);
-
-        ASSERT_EQ(CopyImageExtras(&source->picture, &destination->picture), ERROR_NONE);
-        EXPECT_STREQ(destination->picture.derivedFrom, c.expected);
-        EXPECT_EQ(destination->picture.fileType, 3);
-        EXPECT_STREQ(destination->picture.fileName, "");
-        EXPECT_EQ(Describe(destination->picture.comments),
-                  (std::vector<std::string>{"Copyright=2024", "Artist=Ann"}));
-        EXPECT_EQ(destination->picture.profile, nullptr); // the profile has a copy of its own
-        SlotFree(source->slot);
-        SlotFree(destination->slot);
-    }
-}
-
-TEST(CopyImageExtras, LongPathsAreCutToTheBuffer)
-{
-    TestStart();
-    ImageWindow *source = SlotRecord(Allocate());
-    ImageWindow *destination = SlotRecord(Allocate());
-    std::string path = "/" + std::string(PATH_LENGTH + 100, 'p');
-    StrCopyLimit(path.c_str(), source->picture.fileName, PATH_LENGTH - 1);
-    ASSERT_EQ(CopyImageExtras(&source->picture, &destination->picture), ERROR_NONE);
-    EXPECT_EQ(strlen(destination->picture.derivedFrom), (size_t)PATH_LENGTH - 1);
-    EXPECT_EQ(std::string(destination->picture.derivedFrom), path.substr(0, PATH_LENGTH - 1));
-    SlotFree(source->slot);
-    SlotFree(destination->slot);
-}

@@ -1,7 +1,7 @@
 // Zoom, layout and coordinates of picture windows: the zoom rule, the steps of LayoutWindow
 // (grow, fit, scroll bars), the scroll ranges and their rounding, the centred view, the
 // mapping between picture and client both ways, and the zoom commands on real windows.
-#include "tests/shell/DisplayTestSupport.h"
+#include "tests/ui/DisplayTestSupport.h"
 
 TEST(DisplayZoom, StepsSkipZeroAndMinusOne)
 {

@@ -13,7 +13,7 @@
 #include "shell/FileFlow.h"
 #include "shell/Shell.h"
 #include "shell/TransformDialogs.h"
-#include "tests/ui/UiSupport.h"
+#include "tests/qt/UiSupport.h"
 #include "ui/Controls.h"
 #include "ui/ImageWindow.h"
 #include "ui/ImageWindows.h"

@@ -11,7 +11,7 @@
 #include "core/Progress.h"
 #include "core/WholeImage.h"
 #include "files/FileType.h"
-#include "tests/ui/UiSupport.h"
+#include "tests/qt/UiSupport.h"
 #include "ui/ImageWindow.h"
 #include "ui/ProgressWindow.h"
 

@@ -8,7 +8,7 @@
 #include "masks/AmountControl.h"
 #include "platform/qt/QtPlatform.h"
 #include "shell/Shell.h"
-#include "tests/ui/UiSupport.h"
+#include "tests/qt/UiSupport.h"
 #include "ui/Controls.h"
 #include "ui/ImageWindow.h"
 #include "ui/ImageWindows.h"

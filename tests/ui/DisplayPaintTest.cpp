@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "color/ProfileTransform.h"
-#include "tests/shell/DisplayTestSupport.h"
+#include "tests/ui/DisplayTestSupport.h"
 #include "ui/DisplayColor.h"
 
 // A text drawn in a window: where, and what.

@@ -1,7 +1,7 @@
 // Scrolling of picture and preview windows: the line and page steps, the strip that alone is
 // rendered after a scroll, views after any run of scrolls that equal views made afresh, the
 // preview's requests to its dialog, and the mouse wheel.
-#include "tests/shell/DisplayTestSupport.h"
+#include "tests/ui/DisplayTestSupport.h"
 
 static uintptr_t WheelParam(uint32_t keys, int delta)
 {

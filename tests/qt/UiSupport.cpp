@@ -1,5 +1,5 @@
 // Shared support of the UI tests.
-#include "tests/ui/UiSupport.h"
+#include "tests/qt/UiSupport.h"
 
 #include <QApplication>
 #include <QDir>

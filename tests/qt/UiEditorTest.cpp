@@ -17,7 +17,7 @@
 #include "shell/Dialogs.h"
 #include "shell/FileFlow.h"
 #include "shell/Shell.h"
-#include "tests/ui/UiSupport.h"
+#include "tests/qt/UiSupport.h"
 #include "ui/Display.h"
 #include "ui/GridDialog.h"
 #include "ui/ImageWindow.h"

@@ -9,7 +9,7 @@
 #include <QTimer>
 #include <QUrl>
 
-#include "tests/ui/UiSupport.h"
+#include "tests/qt/UiSupport.h"
 
 static QStringList filters;
 static QString title;

@@ -10,7 +10,7 @@
 
 #include "core/Image.h"
 #include "core/Memory.h"
-#include "tests/ui/UiSupport.h"
+#include "tests/qt/UiSupport.h"
 
 TEST_F(UiTest, TheStoreKeepsEveryValueAsWrittenAcrossANewQSettings)
 {

@@ -19,7 +19,7 @@
 #include <QTimer>
 
 #include "core/Errors.h"
-#include "tests/ui/UiSupport.h"
+#include "tests/qt/UiSupport.h"
 #include "ui/MessageBox.h"
 
 static QWidget *Client(WindowHandle window)

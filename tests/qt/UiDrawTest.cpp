@@ -7,7 +7,7 @@
 
 #include "core/Image.h"
 #include "files/FileType.h"
-#include "tests/ui/UiSupport.h"
+#include "tests/qt/UiSupport.h"
 #include "ui/Display.h"
 #include "ui/ImageWindow.h"
 

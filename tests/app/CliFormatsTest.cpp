@@ -13,7 +13,9 @@
 #include <gtest/gtest.h>
 #include <tiffio.h>
 
+#include <cmath>
 #include <cstdio>
+#include <dlfcn.h>
 #include <string>
 #include <vector>
 
@@ -210,11 +212,12 @@ int ToolDepth(const std::string &path, const std::string &extension)
     return atoi(output.c_str());
 }
 
-// Runs vistel-cli; returns its exit status and its stderr.
-int RunCli(const std::string &arguments, std::string *errors)
+// Runs vistel-cli, after an environment of the shell's form when given; returns its exit
+// status and its stderr.
+int RunCli(const std::string &arguments, std::string *errors, const std::string &environment = "")
 {
     std::string errorFile = Folder() + "/stderr-" + std::to_string(getpid()) + ".txt";
-    int status = TestRun(TestCliPath() + " " + arguments + " 2>" + Quote(errorFile));
+    int status = TestRun(environment + TestCliPath() + " " + arguments + " 2>" + Quote(errorFile));
     std::vector<uint8_t> bytes = TestReadFile(errorFile);
     errors->assign(bytes.begin(), bytes.end());
     remove(errorFile.c_str());
@@ -408,6 +411,37 @@ TEST_F(CliFormats, FlashPixAndPhotoCdAnswerWithTheirCodes)
         EXPECT_EQ(RunCli("convert " + Quote(Input(kind, "tif")) + " " + Quote(output), &errors), 1);
         std::string note = kind == KIND_GRAY16 ? ReducingNote("fpx") : "";
         EXPECT_EQ(errors, note + "vistel-cli: " + output + ": Problem writing FlashPix file\n");
+        EXPECT_TRUE(TestReadFile(output).empty());
+    }
+}
+
+// vistel-cli loads cfitsio at the first FITS file. Where the loader finds something else under
+// its name (a file that is no library, a library without cfitsio's functions), reading and
+// writing FITS fail with their codes, and nothing is written.
+TEST_F(CliFormats, FitsWithoutCfitsioGivesTheFormatsCodes)
+{
+    Dl_info math;
+    ASSERT_NE(dladdr((void *)&cos, &math), 0);
+    std::string fit = Input(KIND_GRAY, "fit");
+    for (int library : {0, 1}) {
+        SCOPED_TRACE(library ? "another library" : "no library");
+        std::string folder = Folder() + "/library" + std::to_string(library);
+        std::string fake = folder + "/" + VISTEL_CFITSIO_LIBRARY;
+        ASSERT_TRUE(ToolRuns("mkdir -p " + Quote(folder)));
+        if (library)
+            ASSERT_TRUE(ToolRuns("cp " + Quote(math.dli_fname) + " " + Quote(fake)));
+        else
+            TestWriteFile(fake, {'n', 'o', 't', '\n'});
+        std::string run = "LD_LIBRARY_PATH=" + Quote(folder) + " ";
+        std::string output = folder + "/out.fit";
+        std::string errors;
+        EXPECT_EQ(RunCli("convert " + Quote(fit) + " " + Quote(folder + "/out.tif"), &errors, run),
+                  1);
+        EXPECT_EQ(errors, "vistel-cli: Error reading FITS file\n");
+        EXPECT_EQ(
+            RunCli("convert " + Quote(Input(KIND_GRAY, "tif")) + " " + Quote(output), &errors, run),
+            1);
+        EXPECT_EQ(errors, "vistel-cli: " + output + ": Error writing FITS file\n");
         EXPECT_TRUE(TestReadFile(output).empty());
     }
 }

@@ -12,6 +12,9 @@
 #include <csignal>
 #include <mutex>
 #include <sys/mman.h>
+#include <unistd.h>
+
+static const int64_t FILE_MAP_RELEASE_BYTES = 4 << 20; // a run long enough to give back
 
 struct FileMapGuardRecord {
     const uint8_t *first; // the mapping's first byte
@@ -66,6 +69,8 @@ void FileMapReset(FileMap *map)
 {
     map->bytes = nullptr;
     map->size = 0;
+    map->runStart = 0;
+    map->runEnd = 0;
 }
 
 ErrorCode FileMapOpen(FileHandle file, int64_t size, FileMap *map)
@@ -79,6 +84,20 @@ ErrorCode FileMapOpen(FileHandle file, int64_t size, FileMap *map)
     map->bytes = (const uint8_t *)bytes;
     map->size = size;
     return ERROR_NONE;
+}
+
+void FileMapDone(FileMap *map, int64_t offset, int64_t bytes)
+{
+    static const int64_t page = sysconf(_SC_PAGESIZE);
+    if (map->bytes == nullptr || bytes <= 0) return;
+    if (offset != map->runEnd) map->runStart = offset;
+    map->runEnd = offset + bytes;
+    if (map->runEnd - map->runStart < FILE_MAP_RELEASE_BYTES) return;
+    // Only whole pages of the run: the ones at its ends may hold bytes still to be read.
+    int64_t first = (map->runStart + page - 1) / page * page;
+    int64_t last = map->runEnd / page * page;
+    if (last > first) madvise((void *)(map->bytes + first), (size_t)(last - first), MADV_DONTNEED);
+    map->runStart = last;
 }
 
 void FileMapClose(FileMap *map)

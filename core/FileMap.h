@@ -14,6 +14,8 @@
 struct FileMap {
     const uint8_t *bytes; // the file's first byte, null when nothing is mapped
     int64_t size;         // bytes mapped
+    int64_t runStart;     // the bytes used in order since the last release, by FileMapDone
+    int64_t runEnd;
 };
 
 // Sets the record to "nothing mapped".
@@ -23,6 +25,12 @@ void FileMapReset(FileMap *map);
 // the system will not map it (an empty file, a pipe, a file system without mappings): the
 // caller then reads the file as before. Release with FileMapClose.
 ErrorCode FileMapOpen(FileHandle file, int64_t size, FileMap *map);
+
+// Tells that the reader is done with bytes from offset on. The pages of a run of such bytes
+// read in order are given back every few megabytes, so that going through a large file holds
+// only a little of it at a time rather than all of it until the end; a page given back that
+// is read again simply comes back from the file.
+void FileMapDone(FileMap *map, int64_t offset, int64_t bytes);
 
 // Unmaps and resets the record; a reset record is left alone.
 void FileMapClose(FileMap *map);

@@ -758,6 +758,7 @@ static ErrorCode TiffStripStore(const TiffDecode *state, FileHandle file, FileMa
                                     currentRow, showProgress);
             if (result != ERROR_NONE && result != ERROR_READ_FILE) return result;
             int64_t stored = firstRow - *currentRow;
+            FileMapDone(map, position, stored * fileRowBytes);
             rowsDone += stored;
             position += stored * fileRowBytes;
             remaining -= stored * fileRowBytes;

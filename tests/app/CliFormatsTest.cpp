@@ -8,8 +8,8 @@
 //
 // Every pair of formats that can hold a picture type is a test of its own, so that a failure
 // names its pair. Also: a 16-bit picture saved in an 8-bit format is reduced with a note on
-// stderr, a type a format cannot hold gives its code and message, and FlashPix and Photo CD
-// answer with theirs.
+// stderr, a type a format cannot hold gives its code and message, FlashPix and Photo CD
+// answer with theirs, and so do the formats whose library cannot be loaded.
 #include <gtest/gtest.h>
 #include <tiffio.h>
 
@@ -415,37 +415,6 @@ TEST_F(CliFormats, FlashPixAndPhotoCdAnswerWithTheirCodes)
     }
 }
 
-// vistel-cli loads cfitsio at the first FITS file. Where the loader finds something else under
-// its name (a file that is no library, a library without cfitsio's functions), reading and
-// writing FITS fail with their codes, and nothing is written.
-TEST_F(CliFormats, FitsWithoutCfitsioGivesTheFormatsCodes)
-{
-    Dl_info math;
-    ASSERT_NE(dladdr((void *)&cos, &math), 0);
-    std::string fit = Input(KIND_GRAY, "fit");
-    for (int library : {0, 1}) {
-        SCOPED_TRACE(library ? "another library" : "no library");
-        std::string folder = Folder() + "/library" + std::to_string(library);
-        std::string fake = folder + "/" + VISTEL_CFITSIO_LIBRARY;
-        ASSERT_TRUE(ToolRuns("mkdir -p " + Quote(folder)));
-        if (library)
-            ASSERT_TRUE(ToolRuns("cp " + Quote(math.dli_fname) + " " + Quote(fake)));
-        else
-            TestWriteFile(fake, {'n', 'o', 't', '\n'});
-        std::string run = "LD_LIBRARY_PATH=" + Quote(folder) + " ";
-        std::string output = folder + "/out.fit";
-        std::string errors;
-        EXPECT_EQ(RunCli("convert " + Quote(fit) + " " + Quote(folder + "/out.tif"), &errors, run),
-                  1);
-        EXPECT_EQ(errors, "vistel-cli: Error reading FITS file\n");
-        EXPECT_EQ(
-            RunCli("convert " + Quote(Input(KIND_GRAY, "tif")) + " " + Quote(output), &errors, run),
-            1);
-        EXPECT_EQ(errors, "vistel-cli: " + output + ": Error writing FITS file\n");
-        EXPECT_TRUE(TestReadFile(output).empty());
-    }
-}
-
 // A DNG of a flat gray field made through libtiff, the way RawTest makes its files.
 void DngGrayWrite(const std::string &path)
 {
@@ -482,6 +451,61 @@ void DngGrayWrite(const std::string &path)
     ASSERT_EQ(TIFFWriteEncodedStrip(tiff, 0, mosaic.data(), (tmsize_t)(mosaic.size() * 2)),
               (tmsize_t)(mosaic.size() * 2));
     TIFFClose(tiff);
+}
+
+// vistel-cli loads libtiff, LibRaw and cfitsio at the first file that needs them. Where the
+// loader finds something else under a library's name (a file that is no library, a library
+// without its functions), its files fail with their format's codes: a TIFF our own reader
+// leaves to libtiff, a camera raw file, a FITS file read and written. Nothing is written.
+TEST_F(CliFormats, LibrariesLoadedLaterFailWithTheirFormatsCodes)
+{
+    Dl_info math;
+    ASSERT_NE(dladdr((void *)&cos, &math), 0);
+    std::string zip = Folder() + "/zip.tif";
+    std::string dng = Folder() + "/field.dng";
+    ASSERT_TRUE(ToolRuns("tiffcp -c zip " + Quote(Input(KIND_GRAY, "tif")) + " " + Quote(zip)));
+    DngGrayWrite(dng);
+    struct Case {
+        const char *library;
+        std::string input;
+        const char *message;
+    };
+    const Case cases[] = {
+        {VISTEL_TIFF_LIBRARY, zip, "Problem reading TIFF file"},
+        {VISTEL_LIBRAW_LIBRARY, dng, "Error reading image file"},
+        {VISTEL_CFITSIO_LIBRARY, Input(KIND_GRAY, "fit"), "Error reading FITS file"},
+    };
+    for (const Case &c : cases) {
+        for (int library : {0, 1}) {
+            SCOPED_TRACE(std::string(c.library) + (library ? ", another library" : ", no library"));
+            std::string folder = Folder() + "/library" + std::to_string(library);
+            std::string fake = folder + "/" + c.library;
+            ASSERT_TRUE(ToolRuns("rm -rf " + Quote(folder) + " && mkdir " + Quote(folder)));
+            if (library)
+                ASSERT_TRUE(ToolRuns("cp " + Quote(math.dli_fname) + " " + Quote(fake)));
+            else
+                TestWriteFile(fake, {'n', 'o', 't', '\n'});
+            std::string run = "LD_LIBRARY_PATH=" + Quote(folder) + " ";
+            std::string output = folder + "/out.tif";
+            std::string errors;
+            EXPECT_EQ(RunCli("convert " + Quote(c.input) + " " + Quote(output), &errors, run), 1);
+            EXPECT_EQ(errors, std::string("vistel-cli: ") + c.message + "\n");
+            EXPECT_TRUE(TestReadFile(output).empty());
+            if (c.library != std::string(VISTEL_CFITSIO_LIBRARY)) continue;
+            output = folder + "/out.fit";
+            EXPECT_EQ(RunCli("convert " + Quote(Input(KIND_GRAY, "tif")) + " " + Quote(output),
+                             &errors, run),
+                      1);
+            EXPECT_EQ(errors, "vistel-cli: " + output + ": Error writing FITS file\n");
+            EXPECT_TRUE(TestReadFile(output).empty());
+        }
+    }
+    // The same files open where the libraries are the real ones.
+    std::string errors;
+    for (const Case &c : cases)
+        EXPECT_EQ(RunCli("convert " + Quote(c.input) + " " + Quote(Folder() + "/out.tif"), &errors),
+                  0)
+            << c.input << ": " << errors;
 }
 
 TEST_F(CliFormats, CameraRawFilesKeepTheir16BitsInTiff)

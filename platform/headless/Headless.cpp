@@ -30,6 +30,9 @@ static int AbortPump = -1;
 static HeadlessProgressRecord ProgressLog[PROGRESS_LOG];
 static int ProgressTotal;
 static int PumpTotal;
+static int ActionPump; // 0 for none
+static void (*PumpAction)(void *context);
+static void *PumpActionContext;
 static int ConsoleMessages;
 static int ConsoleProgress;
 static uint32_t ConsoleLastDraw;
@@ -49,6 +52,7 @@ void HeadlessReset(void)
     AbortPump = -1;
     ProgressTotal = 0;
     PumpTotal = 0;
+    ActionPump = 0;
     ConsoleMessages = 0;
     ConsoleProgress = 0;
     StoreFile[0] = 0;
@@ -121,6 +125,13 @@ int HeadlessPumpCount(void)
     return PumpTotal;
 }
 
+void HeadlessActAtPump(int pump, void (*action)(void *context), void *context)
+{
+    ActionPump = pump;
+    PumpAction = action;
+    PumpActionContext = context;
+}
+
 void PlatformGetMetrics(PlatformMetrics *metrics)
 {
     metrics->lineHeight = 16;
@@ -168,6 +179,10 @@ uint32_t PlatformTickCount(void)
 void PlatformPumpMessages(void)
 {
     PumpTotal++;
+    if (ActionPump > 0 && PumpTotal == ActionPump) {
+        ActionPump = 0;
+        PumpAction(PumpActionContext);
+    }
 }
 
 int PlatformShowMessage(void *owner, const char *title, const char *text, int kind,

@@ -7,7 +7,10 @@
 #   gamma --factor 2   a table lookup of every sample      against tiffcp
 #   profile            sRGB to Adobe RGB, perceptual       against tificc -t0 -e
 #
-#   bench/compare-tiff.sh [BUILD_FOLDER] [RUNS]      (RUNS 7 unless given)
+#   bench/compare-tiff.sh [BUILD_FOLDER] [RUNS] [BEFORE_CLI]      (RUNS 7 unless given)
+#
+# With BEFORE_CLI (another vistel-cli, a build of main say), its gamma and profile runs take
+# their turns too, as gamma1-before and so on, for a table of before and after in one run.
 #
 # Each run is measured by the shell's time (wall, user and system seconds, to the
 # millisecond) and /usr/bin/time (the peak resident memory and the minor page faults). The
@@ -21,6 +24,11 @@ build=${1:-build}
 runs=${2:-7}
 cli=$(realpath "$build/vistel-cli")
 [ -x "$cli" ] || { echo "no $cli: build first (scripts/build.sh $build)" >&2; exit 1; }
+before=
+if [ -n "${3:-}" ]; then
+    before=$(realpath "$3")
+    [ -x "$before" ] || { echo "no $before" >&2; exit 1; }
+fi
 target=/usr/share/color/icc/compatibleWithAdobeRGB1998.icc
 [ -s "$target" ] || { echo "no $target: run scripts/install-deps.sh" >&2; exit 1; }
 if [ -d /dev/shm ] && [ -w /dev/shm ]; then
@@ -51,6 +59,15 @@ declare -A commands=(
     [profile]="$cli profile --to $target --intent 0 @IN out-profile.tif"
     [tificc]="tificc -t0 -e -o$target @IN out-tificc.tif"
 )
+pairs=(gamma1:tiffcp gamma2:tiffcp profile:tificc)
+if [ -n "$before" ]; then
+    names=(gamma1 gamma1-before gamma2 gamma2-before tiffcp profile profile-before tificc)
+    commands[gamma1-before]="$before gamma --factor 1 @IN out-gamma1-before.tif"
+    commands[gamma2-before]="$before gamma --factor 2 @IN out-gamma2-before.tif"
+    commands[profile-before]="$before profile --to $target --intent 0 @IN out-profile-before.tif"
+    pairs=(gamma1:tiffcp gamma1-before:tiffcp gamma2:tiffcp gamma2-before:tiffcp profile:tificc
+           profile-before:tificc)
+fi
 
 # Runs every command once on a file, in turn, appending "wall user sys kilobytes faults" to
 # one line file per command and depth.
@@ -84,20 +101,20 @@ spread() {
 echo "Medians of $runs runs taken in turn; 6000 x 4000 pixels, uncompressed TIFF in $work"
 for depth in 24 48; do
     echo
-    printf '%-8s %-8s %7s %7s %7s %11s %9s %8s\n' "$depth-bit" "" wall user sys "sys range" "peak MB" faults
+    printf '%-8s %-14s %7s %7s %7s %11s %9s %8s\n' "$depth-bit" "" wall user sys "sys range" "peak MB" faults
     for name in "${names[@]}"; do
         f=times-$depth-$name.txt
-        printf '%-8s %-8s %7.3f %7.3f %7.3f %11s %9.0f %8.0f\n' "" "$name" "$(median "$f" 1)" \
+        printf '%-8s %-14s %7.3f %7.3f %7.3f %11s %9.0f %8.0f\n' "" "$name" "$(median "$f" 1)" \
             "$(median "$f" 2)" "$(median "$f" 3)" "$(spread "$f")" \
             "$(awk -v k="$(median "$f" 4)" 'BEGIN { print k / 1024 }')" "$(median "$f" 5)"
     done
-    for pair in gamma1:tiffcp gamma2:tiffcp profile:tificc; do
+    for pair in "${pairs[@]}"; do
         ours=${pair%:*}
         theirs=${pair#*:}
         awk -v n="$ours / $theirs" -v ow="$(median "times-$depth-$ours.txt" 1)" \
             -v tw="$(median "times-$depth-$theirs.txt" 1)" \
             -v oc="$(median "times-$depth-$ours.txt" 6)" \
             -v tc="$(median "times-$depth-$theirs.txt" 6)" \
-            'BEGIN { printf "  %-18s wall %5.2f   user + sys %5.2f\n", n, ow / tw, oc / tc }'
+            'BEGIN { printf "  %-25s wall %5.2f   user + sys %5.2f\n", n, ow / tw, oc / tc }'
     done
 done

@@ -5,8 +5,8 @@
 
 #include <cstdint>
 
-// Copies pixels of three bytes from in to out with the first and third byte exchanged. in
-// and out may not overlap.
+// Copies pixels of three bytes from in to out with the first and third byte exchanged. out
+// may be in itself, for a swap where the pixels lie; otherwise the two may not overlap.
 void SwapRedBlue24(const uint8_t *in, uint8_t *out, int64_t pixels);
 
 // The same for pixels of three 16-bit samples.

@@ -8,6 +8,10 @@
 // Values are scaled by cfitsio (BZERO + BSCALE * stored) whenever we ask it for doubles; the
 // two common layouts that need no scaling (unsigned bytes, unsigned 16-bit with BZERO 32768)
 // are read as they stand so that not a level is lost to rounding.
+//
+// cfitsio is loaded at the first FITS file, not at start-up: it links the network libraries
+// of its remote files, whose loading used to cost every run of the program more time than
+// reading a large TIFF file does. Its header still gives the types and the prototypes.
 #include "files/Fits.h"
 
 #include <cmath>
@@ -18,10 +22,47 @@
 
 #include "core/Compute.h"
 #include "core/File.h"
+#include "core/Library.h"
 #include "core/Memory.h"
 #include "core/Preferences.h"
 #include "core/Progress.h"
 #include "files/RasterInput.h"
+
+// The cfitsio functions we call, by the names of their prototypes in fitsio.h.
+struct FitsFunctions {
+    decltype(&ffgky) readKey;
+    decltype(&ffmahd) moveToHdu;
+    decltype(&ffgiprll) imageParameters;
+    decltype(&ffgpxv) readPixels;
+    decltype(&ffdkopn) openDiskFile;
+    decltype(&ffclos) closeFile;
+    decltype(&ffcmsg) clearMessages;
+    decltype(&ffdkinit) createDiskFile;
+    decltype(&ffcrim) createImage;
+    decltype(&ffppx) writePixels;
+};
+
+static FitsFunctions Fits;
+
+// 1 once cfitsio and all its functions are there; loaded at the first call.
+static int FitsLibraryReady(void)
+{
+    static const LibrarySymbol SYMBOLS[] = {
+        {"ffgky", &Fits.readKey},
+        {"ffmahd", &Fits.moveToHdu},
+        {"ffgiprll", &Fits.imageParameters},
+        {"ffgpxv", &Fits.readPixels},
+        {"ffdkopn", &Fits.openDiskFile},
+        {"ffclos", &Fits.closeFile},
+        {"ffcmsg", &Fits.clearMessages},
+        {"ffdkinit", &Fits.createDiskFile},
+        {"ffcrim", &Fits.createImage},
+        {"ffppx", &Fits.writePixels},
+    };
+    static const int ready =
+        LibraryLoad(VISTEL_CFITSIO_LIBRARY, SYMBOLS, sizeof SYMBOLS / sizeof SYMBOLS[0]);
+    return ready;
+}
 
 static const int FITS_MOST_HDUS = 1000;           // cfitsio's own limit of extensions in a file
 static const int FITS_BLOCK = 2880;               // bytes of a header or data block
@@ -52,7 +93,7 @@ static double FitsKeyRead(fitsfile *fits, const char *name, double fallback)
 {
     int status = 0;
     double value = fallback;
-    if (fits_read_key(fits, TDOUBLE, name, &value, nullptr, &status) != 0) return fallback;
+    if (Fits.readKey(fits, TDOUBLE, name, &value, nullptr, &status) != 0) return fallback;
     return std::isfinite(value) ? value : fallback;
 }
 
@@ -189,8 +230,8 @@ static int FitsImageDescribe(fitsfile *fits, int hdu, int64_t fileSize, FitsLayo
     int bitpix = 0;
     int naxis = 0;
     LONGLONG naxes[3] = {0, 0, 0};
-    if (fits_movabs_hdu(fits, hdu, &hduType, &status) != 0 || hduType != IMAGE_HDU) return 0;
-    if (fits_get_img_paramll(fits, 3, &bitpix, &naxis, naxes, &status) != 0) return 0;
+    if (Fits.moveToHdu(fits, hdu, &hduType, &status) != 0 || hduType != IMAGE_HDU) return 0;
+    if (Fits.imageParameters(fits, 3, &bitpix, &naxis, naxes, &status) != 0) return 0;
     if (naxis != 2 && !(naxis == 3 && naxes[2] == 1)) return 0; // not what our walk found
     if (naxes[0] < 1 || naxes[1] < 1 || naxes[0] > (1 << 24) || naxes[1] > (1 << 24)) return 0;
     int sampleBytes = (bitpix < 0 ? -bitpix : bitpix) / 8;
@@ -231,8 +272,8 @@ static ErrorCode FitsFloatsNormalised(fitsfile *fits, const FitsLayout *layout, 
     for (int64_t y = 0; y < layout->height; y++) {
         int status = 0;
         long first[3] = {1, (long)(y + 1), 1};
-        if (fits_read_pix(fits, TDOUBLE, first, layout->width, nullptr, buffer, nullptr, &status) !=
-            0)
+        if (Fits.readPixels(fits, TDOUBLE, first, layout->width, nullptr, buffer, nullptr,
+                            &status) != 0)
             return ERROR_NONE; // the rows the file lacks are missing from the picture too
         for (int64_t x = 0; x < layout->width; x++) {
             double v = buffer[x];
@@ -267,11 +308,11 @@ static ErrorCode FitsRowsRead(fitsfile *fits, const FitsLayout *layout, double *
         uint8_t *out = image->rows[y];
         switch (layout->mode) {
         case FITS_BYTES:
-            fits_read_pix(fits, TBYTE, first, layout->width, nullptr, out, nullptr, &status);
+            Fits.readPixels(fits, TBYTE, first, layout->width, nullptr, out, nullptr, &status);
             break;
         case FITS_UNSIGNED:
             // Read into the double buffer's memory, then laid out little-endian.
-            fits_read_pix(fits, TUSHORT, first, layout->width, nullptr, buffer, nullptr, &status);
+            Fits.readPixels(fits, TUSHORT, first, layout->width, nullptr, buffer, nullptr, &status);
             if (status == 0) {
                 const uint16_t *values = (const uint16_t *)buffer;
                 for (int64_t x = 0; x < layout->width; x++)
@@ -279,7 +320,7 @@ static ErrorCode FitsRowsRead(fitsfile *fits, const FitsLayout *layout, double *
             }
             break;
         default:
-            fits_read_pix(fits, TDOUBLE, first, layout->width, nullptr, buffer, nullptr, &status);
+            Fits.readPixels(fits, TDOUBLE, first, layout->width, nullptr, buffer, nullptr, &status);
             if (status != 0) break;
             if (layout->type == TYPE_GRAY8) {
                 for (int64_t x = 0; x < layout->width; x++)
@@ -329,7 +370,7 @@ ErrorCode ReadFitsFile(const char *path, Picture *picture, int showProgress, Fil
     }
     FileClose(&file);
 
-    if (fits_open_diskfile(&fits, path, READONLY, &status) != 0) {
+    if (!FitsLibraryReady() || Fits.openDiskFile(&fits, path, READONLY, &status) != 0) {
         fits = nullptr;
         result = ERROR_READ_FITS;
         goto done;
@@ -369,9 +410,9 @@ done:
     if (progressOpen) ProgressClose();
     if (fits != nullptr) {
         status = 0;
-        fits_close_file(fits, &status);
+        Fits.closeFile(fits, &status);
     }
-    fits_clear_errmsg();
+    if (Fits.clearMessages != nullptr) Fits.clearMessages(); // null when never loaded
     FileClose(&file);
     MemoryFree(buffer);
     ImageFree(&image);
@@ -396,6 +437,10 @@ ErrorCode SaveFitsFile(const char *path, Picture *picture)
         result = ERROR_SAVE_TYPE_FITS;
         goto done;
     }
+    if (!FitsLibraryReady()) {
+        result = ERROR_WRITE_FITS;
+        goto done;
+    }
     buffer = (uint8_t *)MemoryAlloc((size_t)image->width * sizeof(uint16_t));
     if (buffer == nullptr) {
         result = ERROR_NO_MEMORY;
@@ -408,7 +453,7 @@ ErrorCode SaveFitsFile(const char *path, Picture *picture)
     if (result != ERROR_NONE) goto done;
     FileClose(&safe.file);
     remove(safe.temporary);
-    if (fits_create_diskfile(&fits, safe.temporary, &fitsStatus) != 0) {
+    if (Fits.createDiskFile(&fits, safe.temporary, &fitsStatus) != 0) {
         fits = nullptr;
         result = ERROR_WRITE_FITS;
         goto done;
@@ -418,7 +463,7 @@ ErrorCode SaveFitsFile(const char *path, Picture *picture)
         goto done;
     }
     // cfitsio writes an unsigned 16-bit picture as BITPIX 16 with BZERO 32768 itself.
-    if (fits_create_img(fits, wide ? USHORT_IMG : BYTE_IMG, 2, naxes, &fitsStatus) != 0) {
+    if (Fits.createImage(fits, wide ? USHORT_IMG : BYTE_IMG, 2, naxes, &fitsStatus) != 0) {
         result = ERROR_WRITE_FITS;
         goto done;
     }
@@ -433,9 +478,9 @@ ErrorCode SaveFitsFile(const char *path, Picture *picture)
             uint16_t *values = (uint16_t *)buffer;
             for (int x = 0; x < image->width; x++)
                 values[x] = BytesGet16(row, 2 * x, 1);
-            fits_write_pix(fits, TUSHORT, first, image->width, values, &fitsStatus);
+            Fits.writePixels(fits, TUSHORT, first, image->width, values, &fitsStatus);
         } else {
-            fits_write_pix(fits, TBYTE, first, image->width, (void *)row, &fitsStatus);
+            Fits.writePixels(fits, TBYTE, first, image->width, (void *)row, &fitsStatus);
         }
         if (fitsStatus != 0) {
             result = ERROR_WRITE_FITS;
@@ -443,7 +488,7 @@ ErrorCode SaveFitsFile(const char *path, Picture *picture)
         }
         if (progressOpen && (result = ProgressStep(y)) != ERROR_NONE) goto done;
     }
-    if (fits_close_file(fits, &fitsStatus) != 0) {
+    if (Fits.closeFile(fits, &fitsStatus) != 0) {
         fits = nullptr;
         result = ERROR_WRITE_FITS;
         goto done;
@@ -454,9 +499,9 @@ done:
     if (progressOpen) ProgressClose();
     if (fits != nullptr) {
         fitsStatus = 0;
-        fits_close_file(fits, &fitsStatus);
+        Fits.closeFile(fits, &fitsStatus);
     }
-    fits_clear_errmsg();
+    if (Fits.clearMessages != nullptr) Fits.clearMessages(); // null when never loaded
     SafeFileAbandon(&safe); // removes the temporary file unless it was committed
     MemoryFree(buffer);
     return result;

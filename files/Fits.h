@@ -20,11 +20,11 @@
 // read. A file that ends before its rows do gives the rows it holds, the others black, and
 // *damage says which are missing; with damage null that is ERROR_READ_FITS. ERROR_OPEN_FILE
 // when the file cannot be opened, ERROR_ABORTED on Cancel, ERROR_NO_MEMORY, ERROR_READ_FITS
-// for anything else; on failure picture->image is left empty.
+// for anything else, cfitsio missing among it; on failure picture->image is left empty.
 ErrorCode ReadFitsFile(const char *path, Picture *picture, int showProgress, FileDamage *damage);
 
 // Writes an 8-bit gray picture as BITPIX 8 and a 16-bit one as BITPIX 16 with BZERO 32768.
-// ERROR_SAVE_TYPE_FITS for any other type, ERROR_WRITE_FITS when cfitsio fails, ERROR_ABORTED
-// on Cancel, codes of SafeFileCreate and SafeFileCommit; the old file is replaced only on
-// success.
+// ERROR_SAVE_TYPE_FITS for any other type, ERROR_WRITE_FITS when cfitsio fails or is missing,
+// ERROR_ABORTED on Cancel, codes of SafeFileCreate and SafeFileCommit; the old file is
+// replaced only on success.
 ErrorCode SaveFitsFile(const char *path, Picture *picture);

@@ -13,6 +13,10 @@
 //   linear part of slope 12.92), the space every other picture without a profile is taken
 //   to be in;
 // - AHD demosaicing at full resolution, and the orientation the camera recorded.
+//
+// LibRaw is loaded at the first raw file, not at start-up, where it and the libraries it
+// links were a good part of the time every run of the program took before its first byte of
+// work. Its header still gives the types and the prototypes.
 #include "files/Raw.h"
 
 #include <cstdio>
@@ -24,6 +28,7 @@
 #include "core/File.h"
 #include "core/FileComment.h"
 #include "core/Helpers.h"
+#include "core/Library.h"
 #include "core/Memory.h"
 #include "core/Preferences.h"
 #include "core/Progress.h"
@@ -48,6 +53,42 @@ static const int RAW_ID_FOCAL_LENGTH = 33;
 static const int RAW_ID_EXPOSURE = 34;
 static const int RAW_ID_APERTURE = 35;
 static const int RAW_ID_ISO = 162;
+
+// The LibRaw functions we call, by the names of their prototypes in libraw.h.
+struct RawFunctions {
+    decltype(&libraw_init) init;
+    decltype(&libraw_set_dataerror_handler) setDataErrorHandler;
+    decltype(&libraw_set_memerror_handler) setMemoryErrorHandler;
+    decltype(&libraw_set_progress_handler) setProgressHandler;
+    decltype(&libraw_open_file) openFile;
+    decltype(&libraw_unpack) unpack;
+    decltype(&libraw_dcraw_process) process;
+    decltype(&libraw_dcraw_make_mem_image) makeImage;
+    decltype(&libraw_dcraw_clear_mem) clearImage;
+    decltype(&libraw_close) close;
+};
+
+static RawFunctions Raw;
+
+// 1 once LibRaw and all its functions are there; loaded at the first call.
+static int RawLibraryReady(void)
+{
+    static const LibrarySymbol SYMBOLS[] = {
+        {"libraw_init", &Raw.init},
+        {"libraw_set_dataerror_handler", &Raw.setDataErrorHandler},
+        {"libraw_set_memerror_handler", &Raw.setMemoryErrorHandler},
+        {"libraw_set_progress_handler", &Raw.setProgressHandler},
+        {"libraw_open_file", &Raw.openFile},
+        {"libraw_unpack", &Raw.unpack},
+        {"libraw_dcraw_process", &Raw.process},
+        {"libraw_dcraw_make_mem_image", &Raw.makeImage},
+        {"libraw_dcraw_clear_mem", &Raw.clearImage},
+        {"libraw_close", &Raw.close},
+    };
+    static const int ready =
+        LibraryLoad(VISTEL_LIBRAW_LIBRARY, SYMBOLS, sizeof SYMBOLS / sizeof SYMBOLS[0]);
+    return ready;
+}
 
 // LibRaw reports damaged data and failed allocations through callbacks that print by
 // default; ours stay silent, since the code we return says it all. Damaged data does not stop
@@ -199,15 +240,19 @@ ErrorCode ReadRawFile(const char *path, Picture *picture, int showProgress)
     }
     FileClose(&file);
 
-    raw = libraw_init(0);
+    if (!RawLibraryReady()) {
+        result = ERROR_READ_IMAGE_FILE;
+        goto done;
+    }
+    raw = Raw.init(0);
     if (raw == nullptr) {
         result = ERROR_NO_MEMORY;
         goto done;
     }
-    libraw_set_dataerror_handler(raw, RawDataDamaged, &damaged);
-    libraw_set_memerror_handler(raw, RawMemoryQuiet, nullptr);
+    Raw.setDataErrorHandler(raw, RawDataDamaged, &damaged);
+    Raw.setMemoryErrorHandler(raw, RawMemoryQuiet, nullptr);
     RawSettings(raw);
-    code = libraw_open_file(raw, path);
+    code = Raw.openFile(raw, path);
     if (code != LIBRAW_SUCCESS) {
         result = RawCode(code);
         goto done;
@@ -221,15 +266,15 @@ ErrorCode ReadRawFile(const char *path, Picture *picture, int showProgress)
     if (showProgress && (int64_t)raw->sizes.width * raw->sizes.height >= PROGRESS_PIXELS) {
         ProgressOpen(0, RAW_PROGRESS_STAGES - 1, "Camera Raw Read", 1);
         progressOpen = 1;
-        libraw_set_progress_handler(raw, RawProgress, raw);
+        Raw.setProgressHandler(raw, RawProgress, raw);
     }
-    code = libraw_unpack(raw);
-    if (code == LIBRAW_SUCCESS) code = libraw_dcraw_process(raw);
+    code = Raw.unpack(raw);
+    if (code == LIBRAW_SUCCESS) code = Raw.process(raw);
     if (code != LIBRAW_SUCCESS || damaged) {
         result = code != LIBRAW_SUCCESS ? RawCode(code) : ERROR_READ_IMAGE_FILE;
         goto done;
     }
-    developed = libraw_dcraw_make_mem_image(raw, &code);
+    developed = Raw.makeImage(raw, &code);
     if (developed == nullptr) {
         result = RawCode(code);
         goto done;
@@ -242,8 +287,8 @@ ErrorCode ReadRawFile(const char *path, Picture *picture, int showProgress)
     ImageClear(&image);
 done:
     if (progressOpen) ProgressClose();
-    if (developed != nullptr) libraw_dcraw_clear_mem(developed);
-    if (raw != nullptr) libraw_close(raw);
+    if (developed != nullptr) Raw.clearImage(developed);
+    if (raw != nullptr) Raw.close(raw);
     FileClose(&file);
     ImageFree(&image);
     if (result != ERROR_NONE) ImageFree(&picture->image);

@@ -9,5 +9,5 @@
 // camera's white balance, no automatic brightening, highlights clipped at the sensor's white
 // level, the sRGB tone curve, turned upright as the camera recorded. ERROR_OPEN_FILE when the
 // file cannot be opened, ERROR_ABORTED on Cancel, ERROR_NO_MEMORY, ERROR_READ_IMAGE_FILE for a
-// file LibRaw cannot develop; on failure picture->image is left empty.
+// file LibRaw cannot develop or when LibRaw is missing; on failure picture->image is left empty.
 ErrorCode ReadRawFile(const char *path, Picture *picture, int showProgress);

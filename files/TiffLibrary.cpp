@@ -4,6 +4,10 @@
 // each (all samples of a pixel together, 16-bit samples in the machine's order); we unpack
 // each band row ourselves, so that 16-bit samples stay 16-bit, which libtiff's RGBA
 // conversions would not keep. libtiff's messages go nowhere: the caller shows our code.
+//
+// libtiff is loaded at the first file our own reader refuses, not at start-up: it and the
+// compression libraries it links were a good part of the time every run of the program took
+// before its first byte of work. Its header still gives the types and the prototypes.
 #include "files/TiffLibrary.h"
 
 #include <cmath>
@@ -11,11 +15,62 @@
 #include <tiffio.h>
 
 #include "core/File.h"
+#include "core/Library.h"
 #include "core/Memory.h"
 #include "core/Orient.h"
 #include "core/Preferences.h"
 #include "core/Progress.h"
 #include "files/RasterInput.h"
+
+// The libtiff functions we call, by the names of their prototypes in tiffio.h.
+struct TiffFunctions {
+    decltype(&TIFFClose) close;
+    decltype(&TIFFComputeStrip) computeStrip;
+    decltype(&TIFFComputeTile) computeTile;
+    decltype(&TIFFGetField) getField;
+    decltype(&TIFFGetFieldDefaulted) getFieldDefaulted;
+    decltype(&TIFFIsTiled) isTiled;
+    decltype(&TIFFOpenExt) openExt;
+    decltype(&TIFFOpenOptionsAlloc) openOptionsAlloc;
+    decltype(&TIFFOpenOptionsFree) openOptionsFree;
+    decltype(&TIFFOpenOptionsSetErrorHandlerExtR) openOptionsSetErrorHandlerExtR;
+    decltype(&TIFFOpenOptionsSetMaxSingleMemAlloc) openOptionsSetMaxSingleMemAlloc;
+    decltype(&TIFFOpenOptionsSetWarningHandlerExtR) openOptionsSetWarningHandlerExtR;
+    decltype(&TIFFReadEncodedStrip) readEncodedStrip;
+    decltype(&TIFFReadEncodedTile) readEncodedTile;
+    decltype(&TIFFScanlineSize64) scanlineSize64;
+    decltype(&TIFFSetField) setField;
+    decltype(&TIFFTileSize) tileSize;
+};
+
+static TiffFunctions Tiff;
+
+// 1 once libtiff and all its functions are there; loaded at the first call.
+static int TiffLibraryReady(void)
+{
+    static const LibrarySymbol SYMBOLS[] = {
+        {"TIFFClose", &Tiff.close},
+        {"TIFFComputeStrip", &Tiff.computeStrip},
+        {"TIFFComputeTile", &Tiff.computeTile},
+        {"TIFFGetField", &Tiff.getField},
+        {"TIFFGetFieldDefaulted", &Tiff.getFieldDefaulted},
+        {"TIFFIsTiled", &Tiff.isTiled},
+        {"TIFFOpenExt", &Tiff.openExt},
+        {"TIFFOpenOptionsAlloc", &Tiff.openOptionsAlloc},
+        {"TIFFOpenOptionsFree", &Tiff.openOptionsFree},
+        {"TIFFOpenOptionsSetErrorHandlerExtR", &Tiff.openOptionsSetErrorHandlerExtR},
+        {"TIFFOpenOptionsSetMaxSingleMemAlloc", &Tiff.openOptionsSetMaxSingleMemAlloc},
+        {"TIFFOpenOptionsSetWarningHandlerExtR", &Tiff.openOptionsSetWarningHandlerExtR},
+        {"TIFFReadEncodedStrip", &Tiff.readEncodedStrip},
+        {"TIFFReadEncodedTile", &Tiff.readEncodedTile},
+        {"TIFFScanlineSize64", &Tiff.scanlineSize64},
+        {"TIFFSetField", &Tiff.setField},
+        {"TIFFTileSize", &Tiff.tileSize},
+    };
+    static const int ready =
+        LibraryLoad(VISTEL_TIFF_LIBRARY, SYMBOLS, sizeof SYMBOLS / sizeof SYMBOLS[0]);
+    return ready;
+}
 
 static const double LIBRARY_CENTIMETRE_FACTOR = 2.540005; // the program's inches per centimetre
 // The largest single block libtiff may allocate for us; a strip or tile larger than this
@@ -76,19 +131,19 @@ static int LibraryLayoutRead(TIFF *tiff, LibraryLayout *layout)
     uint16_t sampleFormat = SAMPLEFORMAT_UINT;
     uint16_t compression = COMPRESSION_NONE;
     memset(layout, 0, sizeof *layout);
-    if (!TIFFGetField(tiff, TIFFTAG_IMAGEWIDTH, &layout->width) ||
-        !TIFFGetField(tiff, TIFFTAG_IMAGELENGTH, &layout->height))
+    if (!Tiff.getField(tiff, TIFFTAG_IMAGEWIDTH, &layout->width) ||
+        !Tiff.getField(tiff, TIFFTAG_IMAGELENGTH, &layout->height))
         return 0;
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_BITSPERSAMPLE, &layout->bits);
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLESPERPIXEL, &layout->samples);
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_PLANARCONFIG, &layout->planar);
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_SAMPLEFORMAT, &sampleFormat);
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_COMPRESSION, &compression);
-    if (!TIFFGetField(tiff, TIFFTAG_PHOTOMETRIC, &layout->photometric))
+    Tiff.getFieldDefaulted(tiff, TIFFTAG_BITSPERSAMPLE, &layout->bits);
+    Tiff.getFieldDefaulted(tiff, TIFFTAG_SAMPLESPERPIXEL, &layout->samples);
+    Tiff.getFieldDefaulted(tiff, TIFFTAG_PLANARCONFIG, &layout->planar);
+    Tiff.getFieldDefaulted(tiff, TIFFTAG_SAMPLEFORMAT, &sampleFormat);
+    Tiff.getFieldDefaulted(tiff, TIFFTAG_COMPRESSION, &compression);
+    if (!Tiff.getField(tiff, TIFFTAG_PHOTOMETRIC, &layout->photometric))
         layout->photometric = layout->samples >= 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK;
     // JPEG keeps color as YCbCr; libtiff turns it back into RGB for us.
     if (layout->photometric == PHOTOMETRIC_YCBCR && compression == COMPRESSION_JPEG) {
-        TIFFSetField(tiff, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
+        Tiff.setField(tiff, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
         layout->photometric = PHOTOMETRIC_RGB;
     }
     if (layout->width < 1 || layout->height < 1 || layout->samples < 1) return 0;
@@ -126,8 +181,8 @@ static int LibraryLayoutRead(TIFF *tiff, LibraryLayout *layout)
     case PHOTOMETRIC_PALETTE:
         layout->colorSamples = 1;
         if (layout->samples != 1 || (bits != 1 && bits != 2 && bits != 4 && bits != 8)) return 0;
-        if (!TIFFGetField(tiff, TIFFTAG_COLORMAP, &layout->palette[0], &layout->palette[1],
-                          &layout->palette[2]))
+        if (!Tiff.getField(tiff, TIFFTAG_COLORMAP, &layout->palette[0], &layout->palette[1],
+                           &layout->palette[2]))
             return 0;
         layout->type = TYPE_COLOR24;
         layout->paletteIs8Bit = 1;
@@ -144,7 +199,7 @@ static int LibraryLayoutRead(TIFF *tiff, LibraryLayout *layout)
     layout->rowBytes = ((int64_t)layout->width * layout->samples * bits + 7) / 8;
     // Our idea of a row must be libtiff's, or a band would be cut at the wrong places.
     if (layout->planar == PLANARCONFIG_CONTIG &&
-        (int64_t)TIFFScanlineSize64(tiff) != layout->rowBytes)
+        (int64_t)Tiff.scanlineSize64(tiff) != layout->rowBytes)
         return 0;
     return 1;
 }
@@ -240,12 +295,12 @@ static int LibraryStripsRead(TIFF *tiff, const LibraryLayout *layout, uint32_t y
 {
     if (layout->planar == PLANARCONFIG_CONTIG) {
         tmsize_t wanted = (tmsize_t)(rows * layout->rowBytes);
-        return TIFFReadEncodedStrip(tiff, TIFFComputeStrip(tiff, y0, 0), band, wanted) == wanted;
+        return Tiff.readEncodedStrip(tiff, Tiff.computeStrip(tiff, y0, 0), band, wanted) == wanted;
     }
     int64_t planeRowBytes = (int64_t)layout->width * (layout->bits / 8);
     tmsize_t wanted = (tmsize_t)(rows * planeRowBytes);
     for (int c = 0; c < layout->colorSamples; c++) {
-        if (TIFFReadEncodedStrip(tiff, TIFFComputeStrip(tiff, y0, (uint16_t)c), piece, wanted) !=
+        if (Tiff.readEncodedStrip(tiff, Tiff.computeStrip(tiff, y0, (uint16_t)c), piece, wanted) !=
             wanted)
             return 0;
         LibraryPlaneSpread(layout, piece, planeRowBytes, rows, 0, layout->width, c, band);
@@ -257,12 +312,12 @@ static int LibraryStripsRead(TIFF *tiff, const LibraryLayout *layout, uint32_t y
 static int LibraryTilesRead(TIFF *tiff, const LibraryLayout *layout, uint32_t tileWidth,
                             uint32_t y0, uint32_t rows, uint8_t *band, uint8_t *piece)
 {
-    tmsize_t tileBytes = TIFFTileSize(tiff);
+    tmsize_t tileBytes = Tiff.tileSize(tiff);
     for (uint32_t x0 = 0; x0 < layout->width; x0 += tileWidth) {
         uint32_t columns = layout->width - x0 < tileWidth ? layout->width - x0 : tileWidth;
         if (layout->planar == PLANARCONFIG_CONTIG) {
-            if (TIFFReadEncodedTile(tiff, TIFFComputeTile(tiff, x0, y0, 0, 0), piece, tileBytes) !=
-                tileBytes)
+            if (Tiff.readEncodedTile(tiff, Tiff.computeTile(tiff, x0, y0, 0, 0), piece,
+                                     tileBytes) != tileBytes)
                 return 0;
             // Tile widths are multiples of 16, so a tile starts on a byte at any depth.
             int64_t tileRowBytes = ((int64_t)tileWidth * layout->samples * layout->bits + 7) / 8;
@@ -275,8 +330,8 @@ static int LibraryTilesRead(TIFF *tiff, const LibraryLayout *layout, uint32_t ti
         }
         int64_t planeRowBytes = (int64_t)tileWidth * (layout->bits / 8);
         for (int c = 0; c < layout->colorSamples; c++) {
-            if (TIFFReadEncodedTile(tiff, TIFFComputeTile(tiff, x0, y0, 0, (uint16_t)c), piece,
-                                    tileBytes) != tileBytes)
+            if (Tiff.readEncodedTile(tiff, Tiff.computeTile(tiff, x0, y0, 0, (uint16_t)c), piece,
+                                     tileBytes) != tileBytes)
                 return 0;
             LibraryPlaneSpread(layout, piece, planeRowBytes, rows, x0, columns, c, band);
         }
@@ -289,8 +344,8 @@ static double LibraryResolution(TIFF *tiff)
 {
     float x = 0.0f;
     uint16_t unit = RESUNIT_INCH;
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_RESOLUTIONUNIT, &unit);
-    if (!TIFFGetField(tiff, TIFFTAG_XRESOLUTION, &x) || !std::isfinite(x) || x <= 0.0f)
+    Tiff.getFieldDefaulted(tiff, TIFFTAG_RESOLUTIONUNIT, &unit);
+    if (!Tiff.getField(tiff, TIFFTAG_XRESOLUTION, &x) || !std::isfinite(x) || x <= 0.0f)
         return Prefs.defaultResolution;
     return unit == RESUNIT_CENTIMETER ? x * LIBRARY_CENTIMETRE_FACTOR : (double)x;
 }
@@ -322,41 +377,45 @@ ErrorCode TiffLibraryRead(const char *path, Image *image, int showProgress, File
         goto done;
     }
     FileClose(&file);
+    if (!TiffLibraryReady()) {
+        result = ERROR_READ_TIFF;
+        goto done;
+    }
 
     // Per-file handlers and an allocation limit, so that nothing of libtiff's reaches the
     // terminal and no damaged count makes it allocate without bound.
-    options = TIFFOpenOptionsAlloc();
+    options = Tiff.openOptionsAlloc();
     if (options == nullptr) {
         result = ERROR_READ_TIFF;
         goto done;
     }
-    TIFFOpenOptionsSetMaxSingleMemAlloc(options, LIBRARY_MAX_ALLOC);
-    TIFFOpenOptionsSetErrorHandlerExtR(options, LibraryDiscard, nullptr);
-    TIFFOpenOptionsSetWarningHandlerExtR(options, LibraryDiscard, nullptr);
-    tiff = TIFFOpenExt(path, "r", options);
+    Tiff.openOptionsSetMaxSingleMemAlloc(options, LIBRARY_MAX_ALLOC);
+    Tiff.openOptionsSetErrorHandlerExtR(options, LibraryDiscard, nullptr);
+    Tiff.openOptionsSetWarningHandlerExtR(options, LibraryDiscard, nullptr);
+    tiff = Tiff.openExt(path, "r", options);
     if (tiff == nullptr || !LibraryLayoutRead(tiff, &layout)) {
         result = ERROR_READ_TIFF;
         goto done;
     }
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_COMPRESSION, &compression);
+    Tiff.getFieldDefaulted(tiff, TIFFTAG_COMPRESSION, &compression);
     if (layout.rowBytes * layout.height > LibraryExpansionLimit(compression, fileSize)) {
         result = ERROR_READ_TIFF;
         goto done;
     }
 
     // A band is one strip's rows, or one row of tiles.
-    tiled = TIFFIsTiled(tiff);
+    tiled = Tiff.isTiled(tiff);
     if (tiled) {
         uint32_t tileLength = 0;
-        if (!TIFFGetField(tiff, TIFFTAG_TILEWIDTH, &tileWidth) ||
-            !TIFFGetField(tiff, TIFFTAG_TILELENGTH, &tileLength) || tileWidth < 1 ||
+        if (!Tiff.getField(tiff, TIFFTAG_TILEWIDTH, &tileWidth) ||
+            !Tiff.getField(tiff, TIFFTAG_TILELENGTH, &tileLength) || tileWidth < 1 ||
             tileLength < 1 || ((int64_t)tileWidth * layout.bits) % 8 != 0 ||
-            TIFFTileSize(tiff) <= 0) {
+            Tiff.tileSize(tiff) <= 0) {
             result = ERROR_READ_TIFF;
             goto done;
         }
         bandRows = tileLength;
-        pieceBytes = (size_t)TIFFTileSize(tiff);
+        pieceBytes = (size_t)Tiff.tileSize(tiff);
         // The copies below take a tile as tileLength rows of our own row size: libtiff must
         // agree, or they would read past the tile.
         int64_t tileRowBytes = layout.planar == PLANARCONFIG_CONTIG
@@ -367,7 +426,7 @@ ErrorCode TiffLibraryRead(const char *path, Image *image, int showProgress, File
             goto done;
         }
     } else {
-        TIFFGetFieldDefaulted(tiff, TIFFTAG_ROWSPERSTRIP, &bandRows);
+        Tiff.getFieldDefaulted(tiff, TIFFTAG_ROWSPERSTRIP, &bandRows);
         if (bandRows < 1) bandRows = 1;
         if (layout.planar == PLANARCONFIG_SEPARATE)
             pieceBytes = (size_t)((int64_t)layout.width * (layout.bits / 8) *
@@ -416,7 +475,7 @@ ErrorCode TiffLibraryRead(const char *path, Image *image, int showProgress, File
         }
     }
 
-    TIFFGetFieldDefaulted(tiff, TIFFTAG_ORIENTATION, &orientation);
+    Tiff.getFieldDefaulted(tiff, TIFFTAG_ORIENTATION, &orientation);
     if (orientation > ORIENTATION_TOPLEFT && orientation <= ORIENTATION_LEFTBOT) {
         result = OrientImageCode(image, &oriented, LIBRARY_ORIENT_CODES[orientation], 0);
         if (result != ERROR_NONE) goto done;
@@ -430,8 +489,8 @@ ErrorCode TiffLibraryRead(const char *path, Image *image, int showProgress, File
 done:
     if (progressOpen) ProgressClose();
     FileClose(&file);
-    if (tiff != nullptr) TIFFClose(tiff);
-    if (options != nullptr) TIFFOpenOptionsFree(options);
+    if (tiff != nullptr) Tiff.close(tiff);
+    if (options != nullptr) Tiff.openOptionsFree(options);
     MemoryFree(band);
     MemoryFree(piece);
     ImageFree(&oriented);

@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstring>
 
+#include "core/FileMap.h"
 #include "core/Helpers.h"
 #include "core/Memory.h"
 #include "core/Orient.h"
@@ -672,17 +673,40 @@ static void TiffRowIntegrate(int type, int width, uint8_t *row)
     }
 }
 
+// One row to unpack from a mapping of the file, under its guard.
+struct TiffUnpackWork {
+    const TiffDecode *state;
+    const uint8_t *in;
+    int64_t fileRowBytes;
+    uint8_t *out;
+};
+
+static void TiffUnpackMapped(void *context)
+{
+    const TiffUnpackWork *work = (const TiffUnpackWork *)context;
+    TiffRowUnpack(work->state, work->in, work->fileRowBytes, work->out);
+}
+
 // The rows of one block into the picture, from *currentRow downward, with the predictor and
-// a progress step or a pump after each. Stops at row 0 whatever the block still holds.
-static ErrorCode TiffBlockStore(const TiffDecode *state, const uint8_t *block, int64_t rows,
-                                int64_t fileRowBytes, Image *image, int64_t *currentRow,
-                                int showProgress)
+// a progress step or a pump after each. Stops at row 0 whatever the block still holds. A
+// block that lies in map, the file's mapping, is read under its guard: ERROR_READ_FILE says
+// that the file was shortened under us, and *currentRow is then the row that could not be
+// read, the rows above it stored.
+static ErrorCode TiffBlockStore(const TiffDecode *state, const uint8_t *block, const FileMap *map,
+                                int64_t rows, int64_t fileRowBytes, Image *image,
+                                int64_t *currentRow, int showProgress)
 {
     for (int64_t r = 0; r < rows && *currentRow >= 0; r++) {
         if (state->predictor && state->imageType == TYPE_BINARY)
             return TiffRefuse("Horizontal differencing not supported for binary images");
         uint8_t *out = image->rows[*currentRow];
-        TiffRowUnpack(state, block + r * fileRowBytes, fileRowBytes, out);
+        if (map != nullptr) {
+            TiffUnpackWork work = {state, block + r * fileRowBytes, fileRowBytes, out};
+            ErrorCode result = FileMapGuard(map, TiffUnpackMapped, &work);
+            if (result != ERROR_NONE) return result;
+        } else {
+            TiffRowUnpack(state, block + r * fileRowBytes, fileRowBytes, out);
+        }
         if (state->predictor) TiffRowIntegrate(state->imageType, state->width, out);
         if (showProgress) {
             ErrorCode result = ProgressStep((int)(state->height - 1 - *currentRow));
@@ -702,6 +726,69 @@ static void TiffBlockInvert(uint8_t *block, int64_t bytes)
         block[i] = (uint8_t)~block[i];
 }
 
+// Stores the rows of one uncompressed strip, from *currentRow downward, a block of at most
+// rowsPerBlock rows at a time. A block that lies whole in the file's mapping is taken from
+// there; any other is read into *block (allocated here at the first need, for the caller to
+// free), black where the file ends, and the rows the file does not give go to found. A file
+// shortened under the mapping is read from the row that failed on as a file that ends
+// there. byteCount is what the strip holds, 0 when it starts outside the file.
+static ErrorCode TiffStripStore(const TiffDecode *state, FileHandle file, FileMap *map,
+                                int64_t offset, int64_t byteCount, int64_t stripRows,
+                                int64_t stripTop, int64_t rowsPerBlock, int64_t fileRowBytes,
+                                uint8_t **block, Image *image, int64_t *currentRow,
+                                int showProgress, FileDamage *found)
+{
+    ErrorCode result = ERROR_NONE;
+    int64_t remaining = byteCount; // bytes of the strip not yet taken
+    int64_t position = offset;     // in the file, of the next row
+    int64_t rowsDone = 0;
+    while (rowsDone < stripRows && *currentRow >= 0) {
+        int64_t rows = stripRows - rowsDone < rowsPerBlock ? stripRows - rowsDone : rowsPerBlock;
+        int64_t bytes = rows * fileRowBytes;
+        int64_t got = 0;
+        if (bytes > remaining) bytes = remaining > 0 ? remaining : 0;
+        if (map->bytes != nullptr && bytes == rows * fileRowBytes &&
+            position <= map->size - bytes) {
+            int64_t firstRow = *currentRow;
+            // The interface is pumped as often as the reads of the block would have pumped it.
+            if (bytes > TIFF_READ_PIECE)
+                for (int64_t piece = 0; piece < bytes; piece += TIFF_READ_PIECE)
+                    ProgressPump();
+            result = TiffBlockStore(state, map->bytes + position, map, rows, fileRowBytes, image,
+                                    currentRow, showProgress);
+            if (result != ERROR_NONE && result != ERROR_READ_FILE) return result;
+            int64_t stored = firstRow - *currentRow;
+            FileMapDone(map, position, stored * fileRowBytes);
+            rowsDone += stored;
+            position += stored * fileRowBytes;
+            remaining -= stored * fileRowBytes;
+            if (result == ERROR_READ_FILE) FileMapClose(map); // shortened: read the rest
+            result = ERROR_NONE;
+            continue;
+        }
+        if (*block == nullptr) {
+            *block = (uint8_t *)MemoryAlloc((size_t)(rowsPerBlock * fileRowBytes));
+            if (*block == nullptr) return TiffRefuse("Unable to allocate strip buffer");
+        }
+        if (bytes > 0 && (FileSeek(file, position) != ERROR_NONE ||
+                          TiffReadPieces(file, *block, bytes, &got) != ERROR_NONE))
+            return ERROR_READ_TIFF;                    // a failed read is silent
+        remaining = got < bytes ? 0 : remaining - got; // the file ended
+        // Where the file ends the block is black, not what the last block left.
+        memset(*block + got, 0, (size_t)(rows * fileRowBytes - got));
+        if (state->inverted) TiffBlockInvert(*block, rows * fileRowBytes);
+        result = TiffBlockStore(state, *block, nullptr, rows, fileRowBytes, image, currentRow,
+                                showProgress);
+        if (result != ERROR_NONE) return result;
+        if (got < rows * fileRowBytes)
+            RasterRowsMissing(image, stripTop + rowsDone + got / fileRowBytes,
+                              stripTop + rowsDone + rows - 1, found);
+        rowsDone += rows;
+        position += got;
+    }
+    return ERROR_NONE;
+}
+
 ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress, FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
@@ -711,9 +798,11 @@ ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress, FileD
     uint8_t *entries = nullptr;
     uint8_t *block = nullptr;     // rows of a strip as the file has them
     uint8_t *lzwSource = nullptr; // a compressed strip
+    FileMap map;                  // the whole file, for uncompressed rows
     int available = 0;
     int wanted = 0;
     int progressOpen = 0;
+    int mapped = 0; // whether rows were taken from the mapping
     int64_t directoryOffset = 0;
     int64_t fileRowBytes = 0;
     int64_t rowsPerBlock = 0;
@@ -724,6 +813,7 @@ ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress, FileD
     TiffDecodeReset(&state);
     ImageClear(&oriented);
     FileDamageClear(&found);
+    FileMapReset(&map);
 
     if (FileSeek(file, 0) != ERROR_NONE ||
         FileReadExact(file, header, TIFF_HEADER_BYTES) != ERROR_NONE ||
@@ -805,88 +895,83 @@ ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress, FileD
         }
     }
 
-    currentRow = state.height - 1;
+    // Uncompressed rows are taken from a mapping of the file where the system gives one,
+    // rather than copied by read calls into a block first and from there into the picture.
+    // Without one they are read.
+    mapped = !state.compressed && !state.inverted &&
+             FileMapOpen(file, state.fileSize, &map) == ERROR_NONE;
+
     if (showProgress) {
         ProgressOpen(0, state.height - 1, "TIFF Read", 1);
         progressOpen = 1;
     }
-    for (int64_t s = 0; s < state.stripCount && currentRow >= 0; s++) {
-        int64_t offset = state.stripCount > 1 ? state.offsets[s] : state.singleOffset;
-        int64_t byteCount = state.stripCount > 1 ? state.byteCounts[s] : state.singleByteCount;
-        int64_t stripRows =
-            state.rowsPerStrip < currentRow + 1 ? state.rowsPerStrip : currentRow + 1;
-        int64_t stripTop = state.height - 1 - currentRow; // its first row, from the top
-        // A strip that starts outside the file gives nothing: its rows are missing.
-        int inFile = offset >= 0 && offset < state.fileSize && FileSeek(file, offset) == ERROR_NONE;
-        MemoryRelease(&block);
-        if (!state.compressed) {
-            int64_t blockRows = rowsPerBlock < stripRows ? rowsPerBlock : stripRows;
-            block = (uint8_t *)MemoryAlloc((size_t)(blockRows * fileRowBytes));
-            if (block == nullptr) {
-                result = TiffRefuse("Unable to allocate strip buffer");
-                goto done;
-            }
-            int64_t remaining = inFile ? byteCount : 0;
-            for (int64_t rowsDone = 0; rowsDone < stripRows && currentRow >= 0;
-                 rowsDone += blockRows) {
-                int64_t rows = stripRows - rowsDone < blockRows ? stripRows - rowsDone : blockRows;
-                int64_t bytes = rows * fileRowBytes;
-                int64_t got = 0;
-                if (bytes > remaining) bytes = remaining > 0 ? remaining : 0;
-                if (TiffReadPieces(file, block, bytes, &got) != ERROR_NONE) {
-                    result = ERROR_READ_TIFF; // a failed read is silent
+    for (int pass = 0;; pass++) {
+        currentRow = state.height - 1;
+        for (int64_t s = 0; s < state.stripCount && currentRow >= 0; s++) {
+            int64_t offset = state.stripCount > 1 ? state.offsets[s] : state.singleOffset;
+            int64_t byteCount = state.stripCount > 1 ? state.byteCounts[s] : state.singleByteCount;
+            int64_t stripRows =
+                state.rowsPerStrip < currentRow + 1 ? state.rowsPerStrip : currentRow + 1;
+            int64_t stripTop = state.height - 1 - currentRow; // its first row, from the top
+            // A strip that starts outside the file gives nothing: its rows are missing. Rows
+            // taken from the mapping need no position in the file; the others seek their own.
+            int inFile = offset >= 0 && offset < state.fileSize &&
+                         (!state.compressed || FileSeek(file, offset) == ERROR_NONE);
+            if (!state.compressed) {
+                result = TiffStripStore(&state, file, &map, offset, inFile ? byteCount : 0,
+                                        stripRows, stripTop, rowsPerBlock, fileRowBytes, &block,
+                                        image, &currentRow, showProgress, &found);
+                if (result != ERROR_NONE) goto done;
+            } else {
+                int64_t blockBytes = state.rowsPerStrip * fileRowBytes;
+                int64_t decoded = 0;
+                MemoryRelease(&block);
+                block = (uint8_t *)MemoryAllocZero((size_t)blockBytes);
+                if (block == nullptr) {
+                    result = TiffRefuse("Unable to allocate strip buffer");
                     goto done;
                 }
-                remaining = got < bytes ? 0 : remaining - got; // the file ended
-                // Where the file ends the block is black, not what the last block left.
-                memset(block + got, 0, (size_t)(rows * fileRowBytes - got));
-                if (state.inverted) TiffBlockInvert(block, rows * fileRowBytes);
-                result = TiffBlockStore(&state, block, rows, fileRowBytes, image, &currentRow,
-                                        showProgress);
+                // The source holds no more than the file has after the strip's offset; a count
+                // of 0 says nothing, and the stream's own end code ends it.
+                int64_t sourceBytes = inFile ? byteCount : 0;
+                if (inFile && (sourceBytes <= 0 || sourceBytes > state.fileSize - offset))
+                    sourceBytes = state.fileSize - offset;
+                MemoryRelease(&lzwSource);
+                lzwSource = (uint8_t *)MemoryAlloc((size_t)(sourceBytes > 0 ? sourceBytes : 1));
+                if (lzwSource == nullptr) {
+                    result = TiffRefuse("Unable to allocate LZW buffer");
+                    goto done;
+                }
+                int64_t got = 0;
+                ProgressPump();
+                if (sourceBytes > 0 && FileRead(file, lzwSource, sourceBytes, &got) != ERROR_NONE) {
+                    result = ERROR_READ_TIFF;
+                    goto done;
+                }
+                ProgressPump();
+                if (DecodeLzwStrip(lzwSource, got, block, blockBytes, &decoded) != ERROR_NONE) {
+                    result = ERROR_READ_TIFF;
+                    goto done;
+                }
+                if (state.inverted) TiffBlockInvert(block, blockBytes);
+                result = TiffBlockStore(&state, block, nullptr, state.rowsPerStrip, fileRowBytes,
+                                        image, &currentRow, showProgress);
                 if (result != ERROR_NONE) goto done;
-                if (got < rows * fileRowBytes)
-                    RasterRowsMissing(image, stripTop + rowsDone + got / fileRowBytes,
-                                      stripTop + rowsDone + rows - 1, &found);
+                // A stream that stops before the strip's rows do, without or with its end code.
+                if (decoded < stripRows * fileRowBytes)
+                    RasterRowsMissing(image, stripTop + decoded / fileRowBytes,
+                                      stripTop + stripRows - 1, &found);
             }
-        } else {
-            int64_t blockBytes = state.rowsPerStrip * fileRowBytes;
-            int64_t decoded = 0;
-            block = (uint8_t *)MemoryAllocZero((size_t)blockBytes);
-            if (block == nullptr) {
-                result = TiffRefuse("Unable to allocate strip buffer");
-                goto done;
-            }
-            // The source holds no more than the file has after the strip's offset; a count
-            // of 0 says nothing, and the stream's own end code ends it.
-            int64_t sourceBytes = inFile ? byteCount : 0;
-            if (inFile && (sourceBytes <= 0 || sourceBytes > state.fileSize - offset))
-                sourceBytes = state.fileSize - offset;
-            MemoryRelease(&lzwSource);
-            lzwSource = (uint8_t *)MemoryAlloc((size_t)(sourceBytes > 0 ? sourceBytes : 1));
-            if (lzwSource == nullptr) {
-                result = TiffRefuse("Unable to allocate LZW buffer");
-                goto done;
-            }
-            int64_t got = 0;
-            ProgressPump();
-            if (sourceBytes > 0 && FileRead(file, lzwSource, sourceBytes, &got) != ERROR_NONE) {
-                result = ERROR_READ_TIFF;
-                goto done;
-            }
-            ProgressPump();
-            if (DecodeLzwStrip(lzwSource, got, block, blockBytes, &decoded) != ERROR_NONE) {
-                result = ERROR_READ_TIFF;
-                goto done;
-            }
-            if (state.inverted) TiffBlockInvert(block, blockBytes);
-            result = TiffBlockStore(&state, block, state.rowsPerStrip, fileRowBytes, image,
-                                    &currentRow, showProgress);
-            if (result != ERROR_NONE) goto done;
-            // A stream that stops before the strip's rows do, without or with its end code.
-            if (decoded < stripRows * fileRowBytes)
-                RasterRowsMissing(image, stripTop + decoded / fileRowBytes,
-                                  stripTop + stripRows - 1, &found);
         }
+
+        // A file shortened while it was mapped faults only past the page where it now ends;
+        // up to there the mapping gives zeros, and a read would have told the rows missing.
+        // So a file found shorter than it was is read again, as a file that ends there.
+        int64_t sizeNow = 0;
+        if (!mapped || pass > 0) break;
+        if (FileSize(file, &sizeNow) == ERROR_NONE && sizeNow >= state.fileSize) break;
+        FileMapClose(&map);
+        FileDamageClear(&found);
     }
 
     if (state.orientation != 1) {
@@ -909,6 +994,7 @@ done:
     MemoryFree(state.byteCounts);
     MemoryFree(block);
     MemoryFree(lzwSource);
+    FileMapClose(&map);
     ImageFree(&oriented);
     // A failure leaves no half picture; an abort leaves the rows read so far.
     if (result != ERROR_NONE && result != ERROR_ABORTED) ImageAlloc(image, TYPE_EMPTY, 0, 0, 0.0);

@@ -9,6 +9,10 @@
 #include "core/Text.h"
 
 static ImageWindow Slots[SLOT_COUNT];
+// Whether a record has been reset since the table was initialised. A record is reset when it
+// is first reached, not all at once at start-up: the table is two megabytes, and a run that
+// uses two or three records need not take a page fault for every four kilobytes of it.
+static uint8_t SlotReady[SLOT_COUNT];
 static int SlotStart = 0; // where the next search for a free record begins
 
 static void SlotReset(int slot)
@@ -19,12 +23,19 @@ static void SlotReset(int slot)
     record->slot = slot;
     record->zoom = 1;
     record->gridDivisions = 1;
+    SlotReady[slot] = 1;
+}
+
+// The record of a slot in range, reset first if this is its first use.
+static ImageWindow *SlotReached(int slot)
+{
+    if (!SlotReady[slot]) SlotReset(slot);
+    return &Slots[slot];
 }
 
 void SlotTableInitialise(void)
 {
-    for (int i = 0; i < SLOT_COUNT; i++)
-        SlotReset(i);
+    memset(SlotReady, 0, sizeof SlotReady);
     SlotStart = 0;
 }
 
@@ -33,7 +44,7 @@ ErrorCode SlotAllocate(int *slot, ImageWindow **record)
     int found = -1;
     for (int i = 0; i < SLOT_COUNT && found < 0; i++) {
         int candidate = (SlotStart + i) % SLOT_COUNT;
-        if (Slots[candidate].free) found = candidate;
+        if (SlotReached(candidate)->free) found = candidate;
     }
     if (found < 0) return ERROR_TOO_MANY_IMAGES;
     SlotStart = (SlotStart + 1) % SLOT_COUNT;
@@ -46,7 +57,7 @@ ErrorCode SlotAllocate(int *slot, ImageWindow **record)
 void SlotFree(int slot)
 {
     if (slot < 0 || slot >= SLOT_COUNT) return;
-    ImageWindow *record = &Slots[slot];
+    ImageWindow *record = SlotReached(slot);
     PictureFree(&record->picture);
     ImageFree(&record->view);
     ImageFree(&record->screen);
@@ -57,7 +68,7 @@ void SlotFree(int slot)
 ImageWindow *SlotRecord(int slot)
 {
     if (slot < 0 || slot >= SLOT_COUNT) return nullptr;
-    return &Slots[slot];
+    return SlotReached(slot);
 }
 
 ImageWindow *WindowRecord(WindowHandle window)

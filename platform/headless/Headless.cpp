@@ -30,6 +30,9 @@ static int AbortPump = -1;
 static HeadlessProgressRecord ProgressLog[PROGRESS_LOG];
 static int ProgressTotal;
 static int PumpTotal;
+static int ActionPump; // 0 for none
+static void (*PumpAction)(void *context);
+static void *PumpActionContext;
 static char StoreFile[PATH_LENGTH];
 static char StoreFolder[PATH_LENGTH];
 static uint8_t *DisplayProfile; // what the desktop is said to give the display, or null
@@ -46,6 +49,7 @@ void HeadlessReset(void)
     AbortPump = -1;
     ProgressTotal = 0;
     PumpTotal = 0;
+    ActionPump = 0;
     StoreFile[0] = 0;
     StoreFolder[0] = 0;
     HeadlessSetDisplayProfile(nullptr, 0);
@@ -110,6 +114,13 @@ int HeadlessPumpCount(void)
     return PumpTotal;
 }
 
+void HeadlessActAtPump(int pump, void (*action)(void *context), void *context)
+{
+    ActionPump = pump;
+    PumpAction = action;
+    PumpActionContext = context;
+}
+
 void PlatformGetMetrics(PlatformMetrics *metrics)
 {
     metrics->lineHeight = 16;
@@ -157,6 +168,10 @@ uint32_t PlatformTickCount(void)
 void PlatformPumpMessages(void)
 {
     PumpTotal++;
+    if (ActionPump > 0 && PumpTotal == ActionPump) {
+        ActionPump = 0;
+        PumpAction(PumpActionContext);
+    }
 }
 
 int PlatformShowMessage(void *owner, const char *title, const char *text, int kind,

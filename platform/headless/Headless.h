@@ -62,6 +62,11 @@ const HeadlessProgressRecord *HeadlessProgressAt(int index);
 // Times PlatformPumpMessages was called since the reset.
 int HeadlessPumpCount(void);
 
+// Calls action(context) once, inside the call of PlatformPumpMessages that makes the count
+// reach pump (1 is the first after the reset): what happens to a file while it is being
+// read. A reset forgets it.
+void HeadlessActAtPump(int pump, void (*action)(void *context), void *context);
+
 // Windows alive now.
 int HeadlessWindowCount(void);
 

@@ -106,11 +106,16 @@ struct DrawContext {
 // ---------------------------------------------------------------------------------------
 // The pool.
 
+// One past the highest record ever used: the reset looks no further, so that a run of
+// vistel-cli does not fault in the whole table's pages only to find them unused.
+static int HeadlessWindowsReached = 0;
+
 PlatformWindow *HeadlessWindowAllocate(void)
 {
     for (int i = 0; i < HEADLESS_WINDOW_COUNT; i++) {
         PlatformWindow *window = &HeadlessWindows[i];
         if (window->used) continue;
+        if (i >= HeadlessWindowsReached) HeadlessWindowsReached = i + 1;
         ImageFree(&window->canvas);
         MemoryFree(window->items);
         memset(window, 0, sizeof *window);
@@ -150,7 +155,7 @@ static PlatformWindow *WorkspaceMake(int width, int height)
 
 void HeadlessWindowsReset(void)
 {
-    for (int i = 0; i < HEADLESS_WINDOW_COUNT; i++)
+    for (int i = 0; i < HeadlessWindowsReached; i++)
         if (HeadlessWindows[i].used) WindowRelease(&HeadlessWindows[i]);
     memset(Procedures, 0, sizeof Procedures);
     PostedFirst = PostedCount = 0;

@@ -8,12 +8,14 @@
 //
 // Every pair of formats that can hold a picture type is a test of its own, so that a failure
 // names its pair. Also: a 16-bit picture saved in an 8-bit format is reduced with a note on
-// stderr, a type a format cannot hold gives its code and message, and FlashPix and Photo CD
-// answer with theirs.
+// stderr, a type a format cannot hold gives its code and message, FlashPix and Photo CD
+// answer with theirs, and so do the formats whose library cannot be loaded.
 #include <gtest/gtest.h>
 #include <tiffio.h>
 
+#include <cmath>
 #include <cstdio>
+#include <dlfcn.h>
 #include <string>
 #include <vector>
 
@@ -210,11 +212,12 @@ int ToolDepth(const std::string &path, const std::string &extension)
     return atoi(output.c_str());
 }
 
-// Runs vistel-cli; returns its exit status and its stderr.
-int RunCli(const std::string &arguments, std::string *errors)
+// Runs vistel-cli, after an environment of the shell's form when given; returns its exit
+// status and its stderr.
+int RunCli(const std::string &arguments, std::string *errors, const std::string &environment = "")
 {
     std::string errorFile = Folder() + "/stderr-" + std::to_string(getpid()) + ".txt";
-    int status = TestRun(TestCliPath() + " " + arguments + " 2>" + Quote(errorFile));
+    int status = TestRun(environment + TestCliPath() + " " + arguments + " 2>" + Quote(errorFile));
     std::vector<uint8_t> bytes = TestReadFile(errorFile);
     errors->assign(bytes.begin(), bytes.end());
     remove(errorFile.c_str());
@@ -448,6 +451,61 @@ void DngGrayWrite(const std::string &path)
     ASSERT_EQ(TIFFWriteEncodedStrip(tiff, 0, mosaic.data(), (tmsize_t)(mosaic.size() * 2)),
               (tmsize_t)(mosaic.size() * 2));
     TIFFClose(tiff);
+}
+
+// vistel-cli loads libtiff, LibRaw and cfitsio at the first file that needs them. Where the
+// loader finds something else under a library's name (a file that is no library, a library
+// without its functions), its files fail with their format's codes: a TIFF our own reader
+// leaves to libtiff, a camera raw file, a FITS file read and written. Nothing is written.
+TEST_F(CliFormats, LibrariesLoadedLaterFailWithTheirFormatsCodes)
+{
+    Dl_info math;
+    ASSERT_NE(dladdr((void *)&cos, &math), 0);
+    std::string zip = Folder() + "/zip.tif";
+    std::string dng = Folder() + "/field.dng";
+    ASSERT_TRUE(ToolRuns("tiffcp -c zip " + Quote(Input(KIND_GRAY, "tif")) + " " + Quote(zip)));
+    DngGrayWrite(dng);
+    struct Case {
+        const char *library;
+        std::string input;
+        const char *message;
+    };
+    const Case cases[] = {
+        {VISTEL_TIFF_LIBRARY, zip, "Problem reading TIFF file"},
+        {VISTEL_LIBRAW_LIBRARY, dng, "Error reading image file"},
+        {VISTEL_CFITSIO_LIBRARY, Input(KIND_GRAY, "fit"), "Error reading FITS file"},
+    };
+    for (const Case &c : cases) {
+        for (int library : {0, 1}) {
+            SCOPED_TRACE(std::string(c.library) + (library ? ", another library" : ", no library"));
+            std::string folder = Folder() + "/library" + std::to_string(library);
+            std::string fake = folder + "/" + c.library;
+            ASSERT_TRUE(ToolRuns("rm -rf " + Quote(folder) + " && mkdir " + Quote(folder)));
+            if (library)
+                ASSERT_TRUE(ToolRuns("cp " + Quote(math.dli_fname) + " " + Quote(fake)));
+            else
+                TestWriteFile(fake, {'n', 'o', 't', '\n'});
+            std::string run = "LD_LIBRARY_PATH=" + Quote(folder) + " ";
+            std::string output = folder + "/out.tif";
+            std::string errors;
+            EXPECT_EQ(RunCli("convert " + Quote(c.input) + " " + Quote(output), &errors, run), 1);
+            EXPECT_EQ(errors, std::string("vistel-cli: ") + c.message + "\n");
+            EXPECT_TRUE(TestReadFile(output).empty());
+            if (c.library != std::string(VISTEL_CFITSIO_LIBRARY)) continue;
+            output = folder + "/out.fit";
+            EXPECT_EQ(RunCli("convert " + Quote(Input(KIND_GRAY, "tif")) + " " + Quote(output),
+                             &errors, run),
+                      1);
+            EXPECT_EQ(errors, "vistel-cli: " + output + ": Error writing FITS file\n");
+            EXPECT_TRUE(TestReadFile(output).empty());
+        }
+    }
+    // The same files open where the libraries are the real ones.
+    std::string errors;
+    for (const Case &c : cases)
+        EXPECT_EQ(RunCli("convert " + Quote(c.input) + " " + Quote(Folder() + "/out.tif"), &errors),
+                  0)
+            << c.input << ": " << errors;
 }
 
 TEST_F(CliFormats, CameraRawFilesKeepTheir16BitsInTiff)

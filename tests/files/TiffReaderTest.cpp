@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 #include <map>
 #include <string>
+#include <unistd.h>
 #include <vector>
 
 #include "core/File.h"
@@ -1038,6 +1039,55 @@ TEST(TiffReader, FileThatEndsEarlyGivesItsRowsAndSaysWhichAreMissing)
         ImageFree(&image);
     }
     EXPECT_EQ(HeadlessMessageCount(), 0); // the file's damage is told by who opened it
+}
+
+// A file that another program shortens while we read it gives what a file that ended there
+// gives: its rows, the others black and told missing. The new end lies ahead of the rows read
+// (a fault in a page still to be touched), in the rows next to be read (a page that gives
+// zeros, not a fault), and among the rows already read.
+TEST(TiffReader, FileShortenedWhileReadGivesWhatAFileEndingThereGives)
+{
+    std::string folder = TestOutputFolder("TiffReader.Shortened");
+    std::vector<uint8_t> data = RandomBytes(1000 * 100, 14);
+    std::vector<uint8_t> bytes = TestTiffBytes(TestTiffMake(1000, 100, 8, 1, data, 1));
+    size_t start = bytes.size() - data.size();
+    struct Shortening {
+        std::string path;
+        size_t size;
+        int done;
+    };
+    for (size_t rowsKept : {60500, 11500, 5000}) {
+        SCOPED_TRACE(rowsKept);
+        Shortening shortening = {folder + "/shortened.tif", start + rowsKept, 0};
+        std::string cut = folder + "/cut.tif";
+        TestWriteFile(shortening.path, bytes);
+        TestWriteFile(cut, std::vector<uint8_t>(bytes.begin(), bytes.begin() + start + rowsKept));
+        Image expected;
+        Image image;
+        ImageClear(&expected);
+        ImageClear(&image);
+        FileDamage expectedDamage;
+        FileDamage damage;
+        TestStart();
+        ASSERT_EQ(ReadPath(cut, &expected, 0, &expectedDamage), ERROR_NONE);
+        ASSERT_GE(expectedDamage.first, 0);
+        // The reader pumps after each row: the tenth pump comes with ten rows read.
+        TestStart();
+        HeadlessActAtPump(
+            10,
+            [](void *context) {
+                Shortening *shortening = (Shortening *)context;
+                shortening->done = truncate(shortening->path.c_str(), (off_t)shortening->size) == 0;
+            },
+            &shortening);
+        ASSERT_EQ(ReadPath(shortening.path, &image, 0, &damage), ERROR_NONE);
+        EXPECT_EQ(shortening.done, 1);
+        EXPECT_EQ(damage.first, expectedDamage.first);
+        EXPECT_EQ(damage.last, expectedDamage.last);
+        EXPECT_TRUE(SamplesEqual(ImageSamples(expected), ImageSamples(image)));
+        ImageFree(&expected);
+        ImageFree(&image);
+    }
 }
 
 // libtiff's files end early as well: of four PackBits strips of five rows, a file cut in the

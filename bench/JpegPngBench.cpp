@@ -12,10 +12,9 @@
 #include <unistd.h>
 
 #include "core/Core.h"
-#include "core/ImageWindow.h"
+#include "core/Picture.h"
 #include "files/Jpeg.h"
 #include "files/Png.h"
-#include "platform/headless/Headless.h"
 
 static const int BENCH_WIDTH = 6000;
 static const int BENCH_HEIGHT = 4000;
@@ -26,15 +25,14 @@ static std::string BenchPath(const char *name)
     return folder + "/vistel-bench-" + name;
 }
 
-// The window with the picture, made once and kept for every run.
-static ImageWindow *BenchWindow(void)
+// The picture, made once and kept for every run.
+static Picture *BenchWindow(void)
 {
-    static ImageWindow *window = nullptr;
+    static Picture picture;
+    static Picture *window = nullptr;
     if (window != nullptr) return window;
-    int slot;
     CoreInitialise();
-    HeadlessReset();
-    if (SlotAllocate(&slot, &window) != ERROR_NONE) return nullptr;
+    window = &picture;
     Image *image = &window->image;
     if (ImageAlloc(image, TYPE_COLOR24, BENCH_WIDTH, BENCH_HEIGHT, 300.0) != ERROR_NONE)
         return nullptr;
@@ -64,7 +62,7 @@ static ImageWindow *BenchWindow(void)
 
 static void BM_JpegSave(benchmark::State &state)
 {
-    ImageWindow *window = BenchWindow();
+    Picture *window = BenchWindow();
     int quality = (int)state.range(0);
     std::string path = BenchPath("save.jpg");
     for (auto _ : state)
@@ -76,32 +74,31 @@ BENCHMARK(BM_JpegSave)->Arg(97)->Arg(75)->Unit(benchmark::kMillisecond)->UseReal
 
 static void BM_JpegLoad(benchmark::State &state)
 {
-    ImageWindow *window = BenchWindow();
+    Picture *window = BenchWindow();
     int quality = (int)state.range(0);
     std::string path = BenchPath(("load-" + std::to_string(quality) + ".jpg").c_str());
     if (window == nullptr || SaveJpegFile(path.c_str(), window, quality) != ERROR_NONE) {
         state.SkipWithError("no file to load");
         return;
     }
-    int slot;
-    ImageWindow *loaded;
-    SlotAllocate(&slot, &loaded);
+    Picture read;
+    Picture *loaded = &read;
+    PictureReset(loaded);
     for (auto _ : state) {
         if (ReadJpegFile(path.c_str(), loaded, 0, nullptr) != ERROR_NONE)
             state.SkipWithError("load failed");
         state.PauseTiming();
-        SlotFree(slot);
-        SlotAllocate(&slot, &loaded);
+        PictureFree(loaded);
         state.ResumeTiming();
     }
-    SlotFree(slot);
+    PictureFree(loaded);
     state.SetItemsProcessed(state.iterations() * BENCH_WIDTH * BENCH_HEIGHT);
 }
 BENCHMARK(BM_JpegLoad)->Arg(97)->Arg(75)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 static void BM_PngSave(benchmark::State &state)
 {
-    ImageWindow *window = BenchWindow();
+    Picture *window = BenchWindow();
     std::string path = BenchPath("save.png");
     for (auto _ : state)
         if (window == nullptr || SavePngFile(path.c_str(), window) != ERROR_NONE)
@@ -112,24 +109,23 @@ BENCHMARK(BM_PngSave)->Unit(benchmark::kMillisecond)->UseRealTime();
 
 static void BM_PngLoad(benchmark::State &state)
 {
-    ImageWindow *window = BenchWindow();
+    Picture *window = BenchWindow();
     std::string path = BenchPath("load.png");
     if (window == nullptr || SavePngFile(path.c_str(), window) != ERROR_NONE) {
         state.SkipWithError("no file to load");
         return;
     }
-    int slot;
-    ImageWindow *loaded;
-    SlotAllocate(&slot, &loaded);
+    Picture read;
+    Picture *loaded = &read;
+    PictureReset(loaded);
     for (auto _ : state) {
         if (ReadPngFile(path.c_str(), loaded, 0, nullptr) != ERROR_NONE)
             state.SkipWithError("load failed");
         state.PauseTiming();
-        SlotFree(slot);
-        SlotAllocate(&slot, &loaded);
+        PictureFree(loaded);
         state.ResumeTiming();
     }
-    SlotFree(slot);
+    PictureFree(loaded);
     state.SetItemsProcessed(state.iterations() * BENCH_WIDTH * BENCH_HEIGHT);
 }
 BENCHMARK(BM_PngLoad)->Unit(benchmark::kMillisecond)->UseRealTime();

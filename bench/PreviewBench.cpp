@@ -6,16 +6,16 @@
 
 #include "core/Core.h"
 #include "core/Image.h"
-#include "core/ImageWindow.h"
 #include "core/Preferences.h"
 #include "platform/headless/Headless.h"
 #include "shell/Commands.h"
-#include "shell/Controls.h"
-#include "shell/Display.h"
-#include "shell/ImageWindows.h"
 #include "shell/Shell.h"
-#include "shell/Transform.h"
 #include "shell/TransformDialogs.h"
+#include "ui/Controls.h"
+#include "ui/Display.h"
+#include "ui/ImageWindow.h"
+#include "ui/ImageWindows.h"
+#include "ui/Transform.h"
 
 static const int BENCH_WIDTH = 6000;
 static const int BENCH_HEIGHT = 4000;
@@ -38,7 +38,7 @@ static WindowHandle BenchPicture(int bits)
     if (windows[index] == nullptr) {
         WindowHandle window = nullptr;
         if (NewImageWindow(nullptr, &window, 400, 300, 0) != ERROR_NONE) return nullptr;
-        Image *picture = &WindowRecord(window)->image;
+        Image *picture = &WindowRecord(window)->picture.image;
         if (ImageAlloc(picture, bits == 24 ? TYPE_COLOR24 : TYPE_COLOR48, BENCH_WIDTH, BENCH_HEIGHT,
                        300.0) != ERROR_NONE)
             return nullptr;

@@ -14,8 +14,8 @@
 #include "color/Profiles.h"
 #include "core/Core.h"
 #include "core/Image.h"
-#include "core/ImageWindow.h"
 #include "core/Memory.h"
+#include "core/Picture.h"
 #include "platform/headless/Headless.h"
 #include "transforms/ChangeProfile.h"
 
@@ -65,14 +65,14 @@ static void SetCounters(benchmark::State &state, const Image *source)
                            benchmark::Counter::kIsRate);
 }
 
-// ConvertImageToProfile on a window's picture, from sRGB (no profile) to Adobe RGB, in place
+// ConvertImageToProfile on a picture, from sRGB (no profile) to Adobe RGB, in place
 // row by row. The picture is copied back before each run, outside the timing.
 static void ConvertInPlace(benchmark::State &state)
 {
     const Image *source = BenchSource();
     std::vector<uint8_t> target = BenchTarget();
-    ImageWindow window;
-    memset(&window, 0, sizeof window);
+    Picture window;
+    PictureReset(&window);
     if (source == nullptr || target.empty() ||
         ImageDuplicate(source, &window.image) != ERROR_NONE) {
         state.SkipWithError("no picture or no profile");
@@ -83,8 +83,9 @@ static void ConvertInPlace(benchmark::State &state)
         MemoryRelease(&window.profile);
         window.profileSize = 0;
         state.ResumeTiming();
+        int modified;
         ErrorCode result = ConvertImageToProfile(&window, target.data(), (int)target.size(),
-                                                 COLOR_INTENT_FULL_GAMUT, 0);
+                                                 COLOR_INTENT_FULL_GAMUT, 0, &modified);
         if (result != ERROR_NONE) {
             state.SkipWithError("conversion failed");
             break;

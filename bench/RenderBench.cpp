@@ -10,11 +10,11 @@
 
 #include "core/Core.h"
 #include "core/Image.h"
-#include "core/ImageWindow.h"
 #include "core/Preferences.h"
 #include "platform/headless/Headless.h"
-#include "shell/Display.h"
-#include "shell/ImageWindows.h"
+#include "ui/Display.h"
+#include "ui/ImageWindow.h"
+#include "ui/ImageWindows.h"
 
 static const int BENCH_WIDTH = 6000;
 static const int BENCH_HEIGHT = 4000;
@@ -31,7 +31,7 @@ static ImageWindow *BenchRecord(void)
     CoreInitialise();
     HeadlessReset();
     if (SlotAllocate(&slot, &record) != ERROR_NONE) return nullptr;
-    Image *picture = &record->image;
+    Image *picture = &record->picture.image;
     if (ImageAlloc(picture, TYPE_COLOR48, BENCH_WIDTH, BENCH_HEIGHT, 300.0) != ERROR_NONE) {
         record = nullptr;
         return nullptr;
@@ -58,8 +58,8 @@ static void BenchLayout(ImageWindow *record, int zoom)
     ImageFree(&record->view);
     ImageFree(&record->screen);
     record->zoom = zoom;
-    int zw = ZoomedSize(record->image.width, zoom);
-    int zh = ZoomedSize(record->image.height, zoom);
+    int zw = ZoomedSize(record->picture.image.width, zoom);
+    int zh = ZoomedSize(record->picture.image.height, zoom);
     record->viewWidth = zw < SCREEN_WIDTH ? zw : SCREEN_WIDTH;
     record->viewHeight = zh < SCREEN_HEIGHT ? zh : SCREEN_HEIGHT;
     record->scrollRangeX = record->scrollRangeY = 0;
@@ -84,7 +84,7 @@ static void RenderWholeView(benchmark::State &state)
     Prefs.smoothZoom = 1;
     BenchLayout(record, (int)state.range(0));
     for (auto _ : state) {
-        ErrorCode result = RenderView(&record->image, record, 0, 0, record->viewWidth - 1,
+        ErrorCode result = RenderView(&record->picture.image, record, 0, 0, record->viewWidth - 1,
                                       record->viewHeight - 1, 0);
         if (result != ERROR_NONE) state.SkipWithError("RenderView failed");
         benchmark::DoNotOptimize(record->screen.rows[0][0]);
@@ -124,7 +124,7 @@ static void MemoryFloor(benchmark::State &state)
         state.SkipWithError("out of memory");
         return;
     }
-    const Image *picture = &record->image;
+    const Image *picture = &record->picture.image;
     size_t words = (size_t)picture->rowBytes / 8;
     for (auto _ : state) {
         uint64_t sums[4] = {0, 0, 0, 0};
@@ -145,15 +145,15 @@ static void MemoryFloor(benchmark::State &state)
 static void SmoothInCache(benchmark::State &state)
 {
     static ImageWindow record;
-    if (record.image.rows == nullptr) {
+    if (record.picture.image.rows == nullptr) {
         CoreInitialise();
-        if (ImageAlloc(&record.image, TYPE_COLOR48, 600, 400, 300.0) != ERROR_NONE) {
+        if (ImageAlloc(&record.picture.image, TYPE_COLOR48, 600, 400, 300.0) != ERROR_NONE) {
             state.SkipWithError("out of memory");
             return;
         }
         for (int y = 0; y < 400; y++)
             for (int i = 0; i < 3 * 600; i++)
-                ((uint16_t *)record.image.rows[y])[i] = (uint16_t)(y * 100 + i * 7);
+                ((uint16_t *)record.picture.image.rows[y])[i] = (uint16_t)(y * 100 + i * 7);
     }
     Prefs.smoothZoom = 1;
     record.zoom = -4;
@@ -162,7 +162,7 @@ static void SmoothInCache(benchmark::State &state)
     record.sourceLeft = 0;
     record.sourceBottom = 399;
     for (auto _ : state) {
-        RenderView(&record.image, &record, 0, 0, 149, 99, 0);
+        RenderView(&record.picture.image, &record, 0, 0, 149, 99, 0);
         benchmark::DoNotOptimize(record.view.rows[0][0]);
     }
     state.counters["picture Mpixel/s"] = benchmark::Counter(

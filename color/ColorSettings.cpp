@@ -9,13 +9,12 @@
 #include <lcms2.h>
 #include <sys/stat.h>
 
+#include "color/ColorSpace.h"
 #include "color/ProfileHeader.h"
-#include "color/ProfileTransform.h"
 #include "color/Profiles.h"
 #include "core/FormatString.h"
 #include "core/Memory.h"
 #include "core/Text.h"
-#include "platform/Platform.h"
 
 ColorSettings CurrentColorSettings;
 
@@ -64,6 +63,12 @@ static const ProfileCheck PROFILE_CHECKS[COLOR_PROFILE_COUNT] = {
      "Error reading proofing device profile",
      "Proofing device profile is not a printer or monitor profile", nullptr},
 };
+
+void ColorInitialise(void)
+{
+    ColorSpaceInitialise();
+    ColorSettingsDefault(&CurrentColorSettings);
+}
 
 void ColorSettingsDefault(ColorSettings *settings)
 {
@@ -179,7 +184,7 @@ static int SignatureAllowed(const char *signature, const char *list)
     return 0;
 }
 
-// Loads the profile of one setting and checks it; on any failure shows the message, frees
+// Loads the profile of one setting and checks it; on any failure gives notice, frees
 // the bytes and returns 0.
 static int ProfileLoadChecked(ColorSettings *settings, int which)
 {
@@ -205,7 +210,7 @@ static int ProfileLoadChecked(ColorSettings *settings, int which)
         if (strcmp(signature, "RGB") != 0) problem = check->notRgb;
     }
     if (problem != nullptr) {
-        ShowErrorText("%s", problem);
+        Notice("Error", "%s", problem);
     } else {
         // The header is right; the engine must also take the tags, and the description must
         // read, or every conversion and list would trip over this profile later with less to
@@ -216,7 +221,7 @@ static int ProfileLoadChecked(ColorSettings *settings, int which)
         if (profile != nullptr && ProfileDescription(loaded->bytes, loaded->length, description,
                                                      sizeof description) == ERROR_NONE)
             return 1;
-        ShowError(ERROR_INVALID_PROFILE);
+        Notice("Error", "%s", ErrorText(ERROR_INVALID_PROFILE));
     }
     MemoryRelease(&loaded->bytes);
     loaded->length = 0;
@@ -244,7 +249,7 @@ static int MonitorProfileUsable(const uint8_t *bytes, int length)
 // The profile the display is shown through: the choice when it loaded, else the desktop's
 // when it is usable, else sRGB. The desktop's is not the user's doing, so a bad one is
 // passed over without a word.
-static void MonitorInUseChoose(ColorSettings *settings)
+static void MonitorInUseChoose(ColorSettings *settings, DisplayProfileSource display)
 {
     LoadedProfile *chosen = &settings->loaded[COLOR_PROFILE_MONITOR];
     LoadedProfile *inUse = &settings->monitorInUse;
@@ -256,7 +261,8 @@ static void MonitorInUseChoose(ColorSettings *settings)
         source = chosen->bytes;
         sourceLength = chosen->length;
         settings->monitorSource = MONITOR_CHOSEN;
-    } else if (PlatformDisplayProfile(&bytes, &length) && MonitorProfileUsable(bytes, length)) {
+    } else if (display != nullptr && display(&bytes, &length) &&
+               MonitorProfileUsable(bytes, length)) {
         inUse->bytes = bytes;
         inUse->length = length;
         settings->monitorSource = MONITOR_DISPLAY;
@@ -275,12 +281,11 @@ static void MonitorInUseChoose(ColorSettings *settings)
     inUse->length = sourceLength;
 }
 
-void InitColorSettings(void)
+void InitColorSettings(DisplayProfileSource display)
 {
     ColorSettings *settings = &CurrentColorSettings;
 
     ColorSettingsRelease(settings);
-    DisplayResetAll();
     if (!settings->available) {
         settings->enabled = 0;
         return;
@@ -293,7 +298,7 @@ void InitColorSettings(void)
     }
 
     // The monitor and proofing profiles stay open for the display transforms.
-    MonitorInUseChoose(settings);
+    MonitorInUseChoose(settings, display);
     LoadedProfile *monitor = &settings->monitorInUse;
     LoadedProfile *proof = &settings->loaded[COLOR_PROFILE_PROOF];
     if (monitor->bytes != nullptr)
@@ -303,7 +308,8 @@ void InitColorSettings(void)
         settings->proofHandle = cmsOpenProfileFromMem(proof->bytes, (cmsUInt32Number)proof->length);
     if ((monitor->bytes != nullptr && settings->monitorHandle == nullptr) ||
         (proof->bytes != nullptr && settings->proofHandle == nullptr))
-        ShowError(ERROR_NO_MEMORY); // they opened a moment ago: only memory can fail now
+        // They opened a moment ago: only memory can fail now.
+        Notice("Error", "%s", ErrorText(ERROR_NO_MEMORY));
 }
 
 void ShutdownColorSettings(void)
@@ -329,13 +335,13 @@ const uint8_t *ColorMonitorInUse(int *length)
     return inUse->bytes;
 }
 
-void ColorMonitorAutomaticDescription(char *text, int capacity)
+void ColorMonitorAutomaticDescription(DisplayProfileSource display, char *text, int capacity)
 {
     uint8_t *bytes = nullptr;
     int32_t length = 0;
     const uint8_t *described = nullptr;
     int describedLength = 0;
-    if (PlatformDisplayProfile(&bytes, &length) && MonitorProfileUsable(bytes, length)) {
+    if (display != nullptr && display(&bytes, &length) && MonitorProfileUsable(bytes, length)) {
         described = bytes;
         describedLength = length;
     } else {

@@ -85,6 +85,11 @@ struct ColorSettings {
 
 extern ColorSettings CurrentColorSettings;
 
+// Start-up of color: the tables of the color spaces, and CurrentColorSettings as a first
+// start has them (nothing loaded). The program reads its stored settings and loads the
+// profiles itself when it knows where its store is.
+void ColorInitialise(void);
+
 // Fills settings with the values of a first start; loads nothing.
 void ColorSettingsDefault(ColorSettings *settings);
 
@@ -94,16 +99,20 @@ char *ColorSettingsPath(ColorSettings *settings, int which);
 // Frees the loaded profiles and closes the engine's handles; the paths stay.
 void ColorSettingsRelease(ColorSettings *settings);
 
+// Where the profile the desktop gives the display comes from, as PlatformDisplayProfile
+// answers: 1 with a block from MemoryAlloc that the caller frees, or 0 with none.
+typedef int (*DisplayProfileSource)(uint8_t **bytes, int32_t *length);
+
 // Loads and checks the five profiles of CurrentColorSettings and opens the monitor and
 // proofing profiles in the engine, after copying the bundled profiles into the user's color
-// folder. Each failure is shown in a box titled "Error", and the profile is then treated
+// folder. Each failure is a notice titled "Error", and the profile is then treated
 // as not set while its path stays. The display is shown through the monitor profile the
 // user chose; without a usable choice, through the profile the desktop gives the display
-// (PlatformDisplayProfile, taken silently when it is an RGB monitor or color space profile
-// the engine reads), and without that through sRGB. The display transforms and screens of all
-// windows are dropped, since the monitor may have changed; the caller repaints them. Nothing is
-// done when color management is not available.
-void InitColorSettings(void);
+// (asked of display, which may be null; taken silently when it is an RGB monitor or color
+// space profile the engine reads), and without that through sRGB. Windows keep display
+// transforms made for the old monitor: the editor drops them (DisplayColorSettingsLoad).
+// Nothing is done when color management is not available.
+void InitColorSettings(DisplayProfileSource display);
 
 // Frees what InitColorSettings loaded and the built-in sRGB profile.
 void ShutdownColorSettings(void);
@@ -115,8 +124,8 @@ const uint8_t *ColorProfileBytes(int which, int *length);
 const uint8_t *ColorMonitorInUse(int *length);
 
 // The description of the profile the display is shown through when no monitor profile is
-// chosen: the desktop's when it is usable, else sRGB's.
-void ColorMonitorAutomaticDescription(char *text, int capacity);
+// chosen: the desktop's (asked of display, which may be null) when it is usable, else sRGB's.
+void ColorMonitorAutomaticDescription(DisplayProfileSource display, char *text, int capacity);
 
 // The engine's intent for an intent index (perceptual for an index out of range), and its
 // extra flags (black point compensation for index 4).
@@ -144,13 +153,6 @@ constexpr int COLOR_FILE_LINE_COUNT = 12; // header, ten settings, "end"
 // Line index (0 to COLOR_FILE_LINE_COUNT - 1) of a .clrmgmt file for settings, without its
 // line end. Profiles are written by description, read from the files at their paths.
 void ColorManagementLineFormat(const ColorSettings *settings, int index, char *line, int capacity);
-
-// Reads the "Color Settings" values of the settings store into CurrentColorSettings; an
-// absent or unreadable value keeps what the record holds. Run before InitColorSettings.
-void ReadColorSettings(void);
-
-// Writes CurrentColorSettings to the settings store's "Color Settings" values.
-void WriteColorSettings(void);
 
 // Reads a .clrmgmt file into settings, which the caller has set to what should stay where
 // the file says nothing. ERROR_OPEN_FILE when it cannot be opened,

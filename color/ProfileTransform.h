@@ -1,7 +1,8 @@
 // Moving pixels from one ICC profile to another through Little CMS: converting a picture to
-// a profile, the color-managed display of a window's view with soft proofing and the gamut
-// alarm, throw-away transforms for thumbnails and swatches, the checks made when two
-// pictures meet or a file is opened, and the profile a new window inherits.
+// a profile, the transforms to the monitor with soft proofing and the gamut alarm that the
+// display of windows (ui/DisplayColor.h) uses, throw-away transforms for thumbnails and
+// swatches, the checks made when a file is opened, and the profile a new picture inherits.
+// Everything here works on pictures and tells its caller what changed; it touches no window.
 //
 // Only color pictures (types 3 and 7) carry a profile, and a picture without one counts as
 // sRGB everywhere. Pixels go blue first, 8 bits (TYPE_BGR_8) or 16 bits (TYPE_BGR_16) a
@@ -12,7 +13,7 @@
 
 #include "core/Errors.h"
 #include "core/Image.h"
-#include "core/ImageWindow.h"
+#include "core/Picture.h"
 
 // A transform between two profiles given as bytes (null for sRGB), from rows of inputType to
 // rows of outputType (each TYPE_COLOR24 or TYPE_COLOR48), with the engine's intent and flags
@@ -29,37 +30,30 @@ void ProfileTransformRow(void *transform, const uint8_t *in, uint8_t *out, int c
 // Deletes a transform and sets it to null; null is ignored.
 void ProfileTransformFree(void **transform);
 
-// Converts the pixels of the window's color picture to the target profile (null for sRGB)
-// in place, gives the window a copy of the target as its profile, drops its display buffer
-// and transform (the caller refreshes the view) and marks it modified. Nothing happens, with
-// ERROR_NONE, when color management is off, the picture is not color, or its profile (sRGB
-// for none) is byte for byte the target. Progress "Convert Color Space", without Cancel,
-// when showProgress is set and the picture is large. Codes of ProfileTransformMake, or
-// ERROR_NO_MEMORY; on failure the picture and its profile are as they were.
-ErrorCode ConvertImageToProfile(ImageWindow *window, const uint8_t *targetBytes, int targetLength,
-                                int intentIndex, int showProgress);
+// Converts the pixels of a color picture to the target profile (null for sRGB) in place and
+// gives it a copy of the target as its profile; *modified is then 1 (the caller drops the
+// display of a window that shows the picture and marks it modified). Nothing happens, with
+// ERROR_NONE and *modified 0, when color management is off, the picture is not color, or its
+// profile (sRGB for none) is byte for byte the target. Progress "Convert Color Space",
+// without Cancel, when showProgress is set and the picture is large. Codes of
+// ProfileTransformMake, or ERROR_NO_MEMORY; on failure the picture and its profile are as
+// they were.
+ErrorCode ConvertImageToProfile(Picture *picture, const uint8_t *targetBytes, int targetLength,
+                                int intentIndex, int showProgress, int *modified);
 
 // ConvertImageToProfile with progress.
-ErrorCode ConvertToWorkingSpace(ImageWindow *window, const uint8_t *targetBytes, int targetLength,
-                                int intentIndex);
+ErrorCode ConvertToWorkingSpace(Picture *picture, const uint8_t *targetBytes, int targetLength,
+                                int intentIndex, int *modified);
 
-// Brings the rectangle left..right, top..bottom (view pixels, inclusive, rows counted from
-// the view's bottom row) of the window's view through color management into its screen,
-// which is (re)made as a 24-bit picture of the view's size when it has another size, and
-// then updated whole. Binary and gray views are widened to three channels. Without color
-// management or a monitor profile, or when the display transform cannot be made, the view
-// is copied plainly. ERROR_NO_MEMORY when the screen or the row buffer cannot be allocated.
-ErrorCode UpdateDisplayImage(ImageWindow *window, int left, int top, int right, int bottom);
+// A transform from a picture's profile (null for sRGB) to the monitor, 8 bits in and out,
+// as the settings ask: through the proofing profile when there is one, with the gamut alarm
+// when it is on. Null when the settings have no monitor or the transform cannot be made.
+// The caller frees it with ProfileTransformFree.
+void *MonitorTransformMake(const uint8_t *profileBytes, int profileLength);
 
-// Drops the window's display transform, so that the next paint builds it anew.
-void DisplayTransformRelease(ImageWindow *window);
-
-// Drops the display transform and frees the screen; for a change of the window's profile.
-void DisplayReset(ImageWindow *window);
-
-// DisplayReset for every window of the table; for a change of the settings, after which
-// every window is repainted.
-void DisplayResetAll(void);
+// 1 when a picture in a profile (null for sRGB) shows on the monitor as it is: no proofing,
+// and the monitor's profile is that very profile, as an sRGB picture on an sRGB display.
+int MonitorShowsAsIs(const uint8_t *profileBytes, int profileLength);
 
 // Converts a 24-bit picture that has its own profile (null for sRGB) to the monitor profile
 // in place, through a transform made for this call. Nothing is done without color management
@@ -69,36 +63,30 @@ ErrorCode ConvertForDisplay(Image *image, const uint8_t *profileBytes, int profi
 
 // Converts count blue-green-red 8-bit pixels of a swatch from the working space to the
 // monitor, in place. Nothing is done without color management, a working or a monitor
-// profile. A failure shows "Problem converting from working color space to monitor color
-// space" and returns its code.
+// profile. A failure gives the notice "Problem converting from working color space to
+// monitor color space" and returns its code.
 ErrorCode ConvertWorkingToMonitor(uint8_t *pixels, int count);
 
-// Warns, in a box titled "Warning", when two color pictures used together have different
-// profiles. With second null the other side is the working space, named "Working color
-// space", and nothing is said when none is set. Silent when color management is off or
-// either picture is not color.
-void CheckProfileMatch(const ImageWindow *first, const ImageWindow *second);
-
-// Gives a window that a transformation has just made the profile it should carry: the
+// Gives a picture that a transformation has just made the profile it should carry: the
 // source's, or the working space's for a new color picture from a source without one (or
-// from no source). Gray and binary pictures get none. The display buffer and transform of
-// the destination are dropped. ERROR_NO_MEMORY when the copy cannot be made.
-ErrorCode InheritProfile(const ImageWindow *source, ImageWindow *destination);
+// from no source). Gray and binary pictures get none. ERROR_NO_MEMORY when the copy cannot be
+// made. The caller drops the display of a window that shows the destination.
+ErrorCode InheritProfile(const Picture *source, Picture *destination);
 
 // The checks after a color picture is opened. When its profile (or its lack of one) does not
 // match the working space, onMismatch decides: Ask sets *ask for the caller to show the
 // dialog; Convert converts to the working space (after taking the assumed file profile for a
 // picture without one); Don't Convert keeps the pixels (and takes the assumed profile for a
-// picture without one). The display buffer and transform are dropped. Codes of
-// ConvertToWorkingSpace; on failure the caller discards the window.
-ErrorCode OpenProfileCheck(ImageWindow *window, int *ask);
+// picture without one). *modified is 1 when the pixels were converted. Codes of
+// ConvertToWorkingSpace; on failure the caller discards the picture.
+ErrorCode OpenProfileCheck(Picture *picture, int *ask, int *modified);
 
-// What the dialog's OK does: the profile chosen (null to keep the window's) is copied to the
-// window, and the picture is converted to the working space at intentIndex when convert is
-// set. Codes as OpenProfileCheck.
-ErrorCode OpenProfileChoose(ImageWindow *window, const uint8_t *profileBytes, int profileLength,
-                            int convert, int intentIndex);
+// What the dialog's OK does: the profile chosen (null to keep the picture's) is copied to the
+// picture, and the picture is converted to the working space at intentIndex when convert is
+// set. *modified as for OpenProfileCheck. Codes as OpenProfileCheck.
+ErrorCode OpenProfileChoose(Picture *picture, const uint8_t *profileBytes, int profileLength,
+                            int convert, int intentIndex, int *modified);
 
-// Replaces the window's profile by a copy of bytes (none for null) and drops its display
-// buffer and transform when the profile changed. ERROR_NO_MEMORY leaves the window as it was.
-ErrorCode WindowProfileSet(ImageWindow *window, const uint8_t *bytes, int length);
+// Replaces the picture's profile by a copy of bytes (none for null); *changed is 1 when the
+// profile is not the one it had. ERROR_NO_MEMORY leaves the picture as it was.
+ErrorCode PictureProfileSet(Picture *picture, const uint8_t *bytes, int length, int *changed);

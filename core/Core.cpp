@@ -2,13 +2,11 @@
 #include "core/Core.h"
 
 #include "core/Image.h"
-#include "core/ImageWindow.h"
 #include "core/Preferences.h"
 
 ErrorCode CoreInitialise(void)
 {
     BuildDepthTables();
     PreferencesDefault(&Prefs);
-    SlotTableInitialise();
     return BuildLerpTable();
 }

@@ -1,5 +1,5 @@
-// Start-up of the core: the shared tables, the preferences of a first start and the table
-// of picture records. Programs and tests call it once before the first picture exists.
+// Start-up of the core: the shared tables and the preferences of a first start. Programs and
+// tests call it once before the first picture exists.
 #pragma once
 
 #include "core/Errors.h"

@@ -1,8 +1,8 @@
-// Error codes and the one place that turns them into words.
+// Error codes and the texts that turn them into words.
 //
 // Every operation returns an ErrorCode: 0 is success, anything else is a position in the
 // table of messages. Work never shows a message itself; the dialog or command that started
-// it calls ShowError with the code it got back.
+// it shows the code it got back (ShowError, ui/MessageBox.h), and vistel-cli prints it.
 #pragma once
 
 #include <cstdarg>
@@ -145,69 +145,13 @@ enum : int32_t {
     ERROR_FILE_DAMAGED = 200, // a file ends before its pixels do
 };
 
-// Buttons of MessageDialog, from left to right, and the results they give.
-enum : int32_t {
-    MESSAGE_OK = 0,            // "OK"
-    MESSAGE_OK_CANCEL = 1,     // "OK", "&Cancel"
-    MESSAGE_YES_NO_CANCEL = 3, // "&Yes", "&No", "&Cancel"
-    MESSAGE_YES_NO = 4,        // "&Yes", "&No"
-};
-enum : int32_t {
-    ANSWER_OK = 1,
-    ANSWER_CANCEL = 2,
-    ANSWER_YES = 6,
-    ANSWER_NO = 7,
-};
-
-constexpr int MESSAGE_TEXT_MAX = 340; // longer texts are cut before they are shown
-constexpr int MESSAGE_TITLE_MAX = 80;
-
 // The message of a code; "Unrecognized Error" for a code outside the table.
 const char *ErrorText(ErrorCode code);
-
-// Shows the message of a code: nothing for 0, "Attention" for an abort, "Error" otherwise.
-// A code noted with ErrorFileNote is shown with its file's path as the first line.
-void ShowError(ErrorCode code);
-
-// Notes that a failure of code concerns the file at path, so that the next ShowError of that
-// code names the file (ErrorFileText). ShowError forgets the note whatever it shows, so a
-// note never reaches a later message about something else.
-void ErrorFileNote(ErrorCode code, const char *path);
-
-// ShowError for a failure about the file at path: the path is the message's first line.
-void ShowFileError(ErrorCode code, const char *path);
 
 // The text of a failure about a file: the path, a line break, and the message of code. A
 // path too long for capacity (MESSAGE_TEXT_MAX + 1 for a message box) loses its beginning,
 // shown as "...", so that the message and the file's own name stay whole.
 void ErrorFileText(ErrorCode code, const char *path, char *text, int capacity);
-
-// Formats a message with FormatString (2000 characters at most) and shows it with OK.
-void ShowMessage(const char *title, const char *format, ...);
-
-// The same under the title "Error", in 256 characters at most.
-void ShowErrorText(const char *format, ...);
-
-// Our own modal message dialog; kind is one of MESSAGE_*, the result one of ANSWER_*.
-// owner may be null. The text is cut at MESSAGE_TEXT_MAX, the title at MESSAGE_TITLE_MAX.
-int MessageDialog(void *owner, const char *title, int kind, const char *text);
-
-// The geometry MessageDialog asks the platform to show, worked out from the dialog font.
-struct MessageLayout {
-    int textWidth;   // pixels: widest line plus two margins, at least 200
-    int textHeight;  // pixels: lines times the line height
-    int lineCount;   // newlines plus one
-    int buttonCount; // 1 to 3
-    int buttonWidth; // pixels: widest label without its ampersand, plus two margins
-    int dialogWidth; // pixels, the text or the button row, whichever is wider, plus margins
-    int dialogHeight;
-};
-
-// Works out the layout of a message of this kind from the platform's font metrics.
-void MessageDialogLayout(const char *text, int kind, MessageLayout *layout);
-
-// The labels of the buttons of a kind, left to right; returns their count.
-int MessageDialogButtons(int kind, const char *labels[3], int results[3]);
 
 // What a picture lacks when its file ends before its pixels do, as the user sees the picture:
 // the rows from first to last, counted from the top from 0 (after a quarter turn they are
@@ -231,3 +175,13 @@ int FileDamaged(const FileDamage *damage);
 
 // What the user is told, e.g. "File is damaged: rows 120 to 399 are missing".
 void FileDamageText(const FileDamage *damage, char *text, int size);
+
+// Work below the windows shows no message itself. Where it has more to say than its code (a
+// decoder's refusal in its own words, a profile of the settings that cannot be used), it
+// passes the words to the notice hook the program installed: the editor shows them in a box
+// (MessageBoxInstall), vistel-cli writes them on stderr. Without a hook they go nowhere.
+typedef void (*NoticeHook)(const char *title, const char *text);
+void NoticeInstall(NoticeHook hook);
+
+// Formats a notice with FormatString, in 256 characters at most, and hands it to the hook.
+void Notice(const char *title, const char *format, ...);

@@ -4,9 +4,8 @@
 
 #include <cstring>
 
-#include "core/ImageWindow.h"
 #include "core/Memory.h"
-#include "core/Text.h"
+#include "core/Picture.h"
 
 ErrorCode FileCommentAppend(FileComment **list, const char *name, int id, int length,
                             int flags, const void *value)
@@ -37,15 +36,15 @@ ErrorCode FileCommentAppend(FileComment **list, const char *name, int id, int le
     return ERROR_NONE;
 }
 
-ErrorCode AddFileComment(ImageWindow *window, const char *name, int id, int length, int flags,
+ErrorCode AddFileComment(Picture *picture, const char *name, int id, int length, int flags,
                          const void *value)
 {
-    return FileCommentAppend(&window->comments, name, id, length, flags, value);
+    return FileCommentAppend(&picture->comments, name, id, length, flags, value);
 }
 
-// Appends copies of all of source to destination, or nothing: the copies are made on a list
-// of their own first, so that a failure half way leaves the destination as it was.
-static ErrorCode CopyCommentList(const FileComment *source, FileComment **destination)
+// The copies are made on a list of their own first, so that a failure half way leaves the
+// destination as it was.
+ErrorCode FileCommentsCopy(const FileComment *source, FileComment **destination)
 {
     FileComment *copies = nullptr;
     FileComment **tail = &copies;
@@ -65,27 +64,9 @@ static ErrorCode CopyCommentList(const FileComment *source, FileComment **destin
     return ERROR_NONE;
 }
 
-ErrorCode CopyFileComments(const ImageWindow *source, ImageWindow *destination)
+void RemoveFileComment(Picture *picture, int id)
 {
-    ErrorCode result = CopyCommentList(source->comments, &destination->comments);
-    if (result != ERROR_NONE) return result;
-    if (destination->window != nullptr) {
-        // The source's path names the copy; without one, its window's title does. A source
-        // with neither leaves the destination's title alone.
-        char title[PATH_LENGTH];
-        title[0] = 0;
-        if (source->fileName[0] != 0) StrCopyLimit(source->fileName, title, PATH_LENGTH - 1);
-        else if (source->window != nullptr)
-            PlatformGetWindowTitle(source->window, title, sizeof title);
-        if (title[0] != 0) PlatformSetWindowTitle(destination->window, title);
-    }
-    destination->fileType = source->fileType;
-    return ERROR_NONE;
-}
-
-void RemoveFileComment(ImageWindow *window, int id)
-{
-    for (FileComment **link = &window->comments; *link != nullptr; link = &(*link)->next) {
+    for (FileComment **link = &picture->comments; *link != nullptr; link = &(*link)->next) {
         if ((*link)->id == id) {
             FileComment *removed = *link;
             *link = removed->next;
@@ -115,14 +96,4 @@ void FreeFileComments(FileComment **list)
         comment = next;
     }
     *list = nullptr;
-}
-
-ErrorCode CopyImageExtras(const ImageWindow *source, ImageWindow *destination)
-{
-    ErrorCode result = CopyCommentList(source->comments, &destination->comments);
-    if (result != ERROR_NONE) return result;
-    const char *origin = source->fileName[0] != 0 ? source->fileName : source->derivedFrom;
-    StrCopyLimit(origin, destination->derivedFrom, PATH_LENGTH - 1);
-    destination->fileType = source->fileType;
-    return ERROR_NONE;
 }

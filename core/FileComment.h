@@ -21,22 +21,22 @@ struct FileComment {
     uint8_t *value; // owned, length + 1 bytes, the last one zero
 };
 
-struct ImageWindow;
+struct Picture;
 
-// Appends a copy of the field to the window's list. ERROR_NO_MEMORY leaves the list as it was.
-ErrorCode AddFileComment(ImageWindow *window, const char *name, int id, int length, int flags,
+// Appends a copy of the field to the picture's list. ERROR_NO_MEMORY leaves the list as it was.
+ErrorCode AddFileComment(Picture *picture, const char *name, int id, int length, int flags,
                          const void *value);
 
 // Appends a copy of the field to a list.
 ErrorCode FileCommentAppend(FileComment **list, const char *name, int id, int length,
                             int flags, const void *value);
 
-// Copies the source's list to the end of the destination's, gives the destination the
-// source's path (or title) as its title, and the source's fileType.
-ErrorCode CopyFileComments(const ImageWindow *source, ImageWindow *destination);
+// Appends copies of all of source to destination, or nothing: ERROR_NO_MEMORY leaves the
+// destination as it was.
+ErrorCode FileCommentsCopy(const FileComment *source, FileComment **destination);
 
 // Removes the first record with this id.
-void RemoveFileComment(ImageWindow *window, int id);
+void RemoveFileComment(Picture *picture, int id);
 
 // The first record with this id, or null.
 const FileComment *FindFileComment(const FileComment *comments, int id);

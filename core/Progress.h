@@ -1,56 +1,48 @@
-// The progress window that keeps a long piece of work alive on the main thread.
+// Progress of a long piece of work on the main thread, and the cursor of a short one.
 //
-// Work that touches PROGRESS_PIXELS or more opens it, steps it once per row and stops when a
-// step answers ERROR_ABORTED; smaller work shows the wait cursor instead. There is at most
-// one progress window: ProgressWindow is null when none is open.
+// Work that touches PROGRESS_PIXELS or more opens progress, steps it once per row and stops
+// when a step answers ERROR_ABORTED; smaller work shows the wait cursor instead. A reader
+// that takes long without rows to count lets the interface breathe by ProgressPump. What
+// these calls show is the program's business, given by the hooks it installs: the editor a
+// progress window (ui/ProgressWindow.h), vistel-cli a bar on stderr. With no hooks installed
+// they do nothing, and a step never aborts.
 #pragma once
 
 #include <cstdint>
 
 #include "core/Errors.h"
-#include "core/Helpers.h"
-#include "platform/Platform.h"
 
-struct ProgressState {
-    int32_t first;   // first value of the range
-    int32_t last;    // last value of the range
-    int32_t current; // last value shown, starts at first
-    int32_t hoursShown;
-    int32_t minutesShown;
-    int32_t secondsShown; // the time on display, -1 until the first estimate
-    int32_t canAbort;     // 1 when the window has its Cancel button
-    int32_t aborted;      // set when Cancel is pressed
-    Rect cancelRect;      // the Cancel button, empty when the work cannot be aborted
-    Rect barRect;         // the inside of the bar
-    Rect frameRect;       // the white box around it, 2 pixels larger each way
-    Rect textRect;        // where the time left is drawn
-    int32_t barFilled;    // pixel column up to which the bar is black, barRect.left at first
-    uint32_t startTicks;  // tick count at creation
-    char title[81];
-    char timeText[32];    // "Time left: 00:00:00", empty until the first estimate
+struct ProgressHooks {
+    void (*open)(int first, int last, const char *title, int canAbort);
+    ErrorCode (*step)(int value); // ERROR_ABORTED once the user has asked to stop
+    void (*close)(void);
+    void (*cursor)(int wait); // 1 the wait cursor, 0 the arrow
+    void (*pump)(void);       // lets the interface handle its messages
 };
 
-extern WindowHandle ProgressWindow;
+// Installs the hooks every call below goes through; null installs none. The table must live
+// as long as it is installed.
+void ProgressInstall(const ProgressHooks *hooks);
 
-// Opens the progress window for the range first..last under title, with a Cancel button when
-// canAbort is set. Returns the window.
-WindowHandle ProgressOpen(int first, int last, const char *title, int canAbort);
+// Opens progress over the range first..last under title, with a Cancel button when
+// canAbort is set, and shows the wait cursor.
+void ProgressOpen(int first, int last, const char *title, int canAbort);
 
-// Moves the bar to value, refreshes the time left and lets the window handle its messages.
-// Returns ERROR_ABORTED once Cancel has been pressed, else ERROR_NONE.
+// Moves progress to value. Returns ERROR_ABORTED once Cancel has been pressed, else
+// ERROR_NONE.
 ErrorCode ProgressStep(int value);
 
-// Sets the arrow cursor and closes the window.
+// Shows the arrow cursor and closes progress.
 void ProgressClose(void);
 
-// The state of the open window, or null.
-const ProgressState *ProgressCurrent(void);
+// Lets the interface handle its messages during a long read.
+void ProgressPump(void);
 
 // The time left after elapsedTicks milliseconds at value of first..last: hours, minutes and
-// seconds as the window shows them (seconds counting 1 to 60).
+// seconds as a progress window shows them (seconds counting 1 to 60).
 void ProgressTimeLeft(uint32_t elapsedTicks, int first, int last, int value, int *hours,
                       int *minutes, int *seconds);
 
-// Cursors for work too small for a progress window.
+// Cursors for work too small for progress.
 void SetWaitCursor(void);
 void SetArrowCursor(void);

@@ -14,7 +14,7 @@
 
 // The shared tail of Copy and Negative: the destination gets a copy of the source's profile,
 // its comments, its origin and its file type.
-static ErrorCode WindowCopyBelongings(const ImageWindow *source, ImageWindow *destination)
+static ErrorCode WindowCopyBelongings(const Picture *source, Picture *destination)
 {
     if (source == destination) return ERROR_NONE; // worked in place: they are its own
     ErrorCode result = CopyImageProfile(source, destination);
@@ -22,12 +22,12 @@ static ErrorCode WindowCopyBelongings(const ImageWindow *source, ImageWindow *de
     return CopyImageExtras(source, destination);
 }
 
-ErrorCode WindowCopy(const ImageWindow *source, ImageWindow *destination)
+ErrorCode WindowCopy(const Picture *source, Picture *destination)
 {
     if (!ImageIsPicture(source->image.type)) return ERROR_ILLEGAL_TYPE;
     // ImageCopy shows "Copy" progress from PROGRESS_PIXELS on, else the wait cursor.
     ErrorCode result = ImageCopy(&source->image, &destination->image, 1);
-    if (result != ERROR_NONE) return result; // an aborted copy's window is destroyed anyway
+    if (result != ERROR_NONE) return result; // an aborted copy is thrown away anyway
     return WindowCopyBelongings(source, destination);
 }
 
@@ -47,7 +47,7 @@ static void NegativeRow(const Image *image, const uint8_t *in, uint8_t *out)
         out[i] = (uint8_t)~in[i];
 }
 
-ErrorCode ImageNegative(const ImageWindow *source, ImageWindow *destination)
+ErrorCode ImageNegative(const Picture *source, Picture *destination)
 {
     const Image *picture = &source->image;
     Image *negative = &destination->image;

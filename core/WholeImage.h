@@ -4,17 +4,17 @@
 
 #include "core/Errors.h"
 #include "core/Image.h"
-#include "core/ImageWindow.h"
+#include "core/Picture.h"
 
 // The Copy command: the picture, its profile and its extras into destination. Progress
 // titled "Copy" from 100000 pixels on. ERROR_ILLEGAL_TYPE for a record without a picture;
-// ERROR_ABORTED leaves the rows copied so far, and the caller destroys the new window.
-ErrorCode WindowCopy(const ImageWindow *source, ImageWindow *destination);
+// ERROR_ABORTED leaves the rows copied so far, and the caller throws the new picture away.
+ErrorCode WindowCopy(const Picture *source, Picture *destination);
 
 // The Negative command: inverted samples, the profile and the extras into destination, with
 // progress titled "Negative". Codes as for WindowCopy. Source and destination may be one
-// record (vistel-cli), whose picture is then inverted in place.
-ErrorCode ImageNegative(const ImageWindow *source, ImageWindow *destination);
+// picture (vistel-cli), which is then inverted in place.
+ErrorCode ImageNegative(const Picture *source, Picture *destination);
 
 // A 16-bit picture to its 8-bit type through Depth16To8, into a record other than the
 // source; progress titled "Convert to 8-bit" only when showProgress is set.

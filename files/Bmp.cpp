@@ -454,11 +454,11 @@ done:
     return result;
 }
 
-// The embedded profile of a color picture into the window; a read that fails leaves it out.
-static void BmpProfileRead(FileHandle file, const BmpInfo *info, ImageWindow *window)
+// The embedded profile of a color picture into the picture record; a read that fails leaves it out.
+static void BmpProfileRead(FileHandle file, const BmpInfo *info, Picture *picture)
 {
-    MemoryRelease(&window->profile);
-    window->profileSize = 0;
+    MemoryRelease(&picture->profile);
+    picture->profileSize = 0;
     if (info->profileSize == 0 || info->type != TYPE_COLOR24) return;
     uint8_t *profile = (uint8_t *)MemoryAlloc((size_t)info->profileSize);
     if (profile == nullptr) return;
@@ -467,11 +467,11 @@ static void BmpProfileRead(FileHandle file, const BmpInfo *info, ImageWindow *wi
         MemoryFree(profile);
         return;
     }
-    window->profile = profile;
-    window->profileSize = (int32_t)info->profileSize;
+    picture->profile = profile;
+    picture->profileSize = (int32_t)info->profileSize;
 }
 
-ErrorCode ReadBmpFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage)
+ErrorCode ReadBmpFile(const char *path, Picture *target, int showProgress, FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
     FileDamage found;
@@ -500,11 +500,11 @@ ErrorCode ReadBmpFile(const char *path, ImageWindow *window, int showProgress, F
     else
         result = BmpReadRows(file, &info, &picture, progressOpen, &found);
     result = RasterDamageResult(result, &found, damage, ERROR_READ_BMP);
-    if (result == ERROR_NONE) BmpProfileRead(file, &info, window);
+    if (result == ERROR_NONE) BmpProfileRead(file, &info, target);
 done:
     if (progressOpen) ProgressClose();
     FileClose(&file);
-    RasterFinish(result, &picture, &window->image);
+    RasterFinish(result, &picture, &target->image);
     return result;
 }
 
@@ -514,9 +514,9 @@ static ErrorCode BmpWriteCode(ErrorCode result)
     return result == ERROR_WRITE_FILE || result == ERROR_CLOSE_FILE ? ERROR_WRITE_BMP : result;
 }
 
-ErrorCode SaveBmpFile(const char *path, ImageWindow *window)
+ErrorCode SaveBmpFile(const char *path, Picture *picture)
 {
-    const Image *image = &window->image;
+    const Image *image = &picture->image;
     ErrorCode result = ERROR_NONE;
     SafeFile safe;
     BlockWriter writer;

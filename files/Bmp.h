@@ -10,20 +10,20 @@
 #include <cstdint>
 
 #include "core/Errors.h"
-#include "core/ImageWindow.h"
+#include "core/Picture.h"
 
-// Reads a BMP file into window->image: binary for a black-and-white palette, 8-bit gray for a
+// Reads a BMP file into picture->image: binary for a black-and-white palette, 8-bit gray for a
 // gray palette, else 24-bit color. The resolution comes from the horizontal pels per metre,
-// and an embedded profile of a color picture goes to window->profile. A file that ends before
+// and an embedded profile of a color picture goes to picture->profile. A file that ends before
 // its rows do gives the rows it holds, the others black, and *damage says which are missing.
 // Returns ERROR_READ_BMP for any other damage, or for that one when damage is null (the
-// window's picture is then empty), ERROR_OPEN_FILE, ERROR_ABORTED, or the allocation's code.
-ErrorCode ReadBmpFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage);
+// picture is then empty), ERROR_OPEN_FILE, ERROR_ABORTED, or the allocation's code.
+ErrorCode ReadBmpFile(const char *path, Picture *picture, int showProgress, FileDamage *damage);
 
 // Writes a binary, 8-bit gray or 24-bit picture as an uncompressed BMP file through a
 // temporary file. Returns ERROR_SAVE_TYPE_BMP for other types, ERROR_WRITE_BMP when writing
 // fails or the picture is too large for the format, ERROR_ABORTED, or the create code.
-ErrorCode SaveBmpFile(const char *path, ImageWindow *window);
+ErrorCode SaveBmpFile(const char *path, Picture *picture);
 
 // The pels per metre a BMP file stores for a resolution in pixels per inch, and the
 // resolution read back from it: a whole number of pixels per inch when one gives exactly that

@@ -209,9 +209,9 @@ static int EpsRowSamples(const Image *image, const uint8_t *row, uint8_t *out)
     }
 }
 
-ErrorCode SaveEpsFile(const char *path, ImageWindow *window)
+ErrorCode SaveEpsFile(const char *path, Picture *picture)
 {
-    const Image *image = &window->image;
+    const Image *image = &picture->image;
     ErrorCode result = ERROR_NONE;
     SafeFile safe;
     EpsWriter *writer = nullptr;

@@ -215,7 +215,7 @@ const char *FileSaveExtensionMessage(int saveNumber)
     return SAVE_EXTENSIONS[saveNumber].message;
 }
 
-ErrorCode FileLoadPartial(const char *path, int openNumber, ImageWindow *window, int showProgress,
+ErrorCode FileLoadPartial(const char *path, int openNumber, Picture *picture, int showProgress,
                           FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
@@ -230,67 +230,67 @@ ErrorCode FileLoadPartial(const char *path, int openNumber, ImageWindow *window,
     // Each step runs only when the one before succeeded.
     switch (openNumber) {
     case FILE_OPEN_TIFF:
-        result = ReadTiffFile(path, &window->image, showProgress, damage);
-        if (result == ERROR_NONE) result = ReadTiffComments(path, window);
-        if (result == ERROR_NONE) result = ReadTiffColorProfile(path, window);
+        result = ReadTiffFile(path, &picture->image, showProgress, damage);
+        if (result == ERROR_NONE) result = ReadTiffComments(path, picture);
+        if (result == ERROR_NONE) result = ReadTiffColorProfile(path, picture);
         break;
-    case FILE_OPEN_JPEG: result = ReadJpegFile(path, window, showProgress, damage); break;
-    case FILE_OPEN_PNG: result = ReadPngFile(path, window, showProgress, damage); break;
-    case FILE_OPEN_BMP: result = ReadBmpFile(path, window, showProgress, damage); break;
-    case FILE_OPEN_TARGA: result = ReadTargaFile(path, window, showProgress, damage); break;
-    case FILE_OPEN_PCX: result = ReadPcxFile(path, window, showProgress, damage); break;
-    case FILE_OPEN_RLE: result = ReadRleFile(path, window, showProgress, damage); break;
-    case FILE_OPEN_GIF: result = ReadGifFile(path, window, showProgress, damage); break;
-    case FILE_OPEN_FITS: result = ReadFitsFile(path, window, showProgress, damage); break;
-    case FILE_OPEN_RAW: result = ReadRawFile(path, window, showProgress); break;
+    case FILE_OPEN_JPEG: result = ReadJpegFile(path, picture, showProgress, damage); break;
+    case FILE_OPEN_PNG: result = ReadPngFile(path, picture, showProgress, damage); break;
+    case FILE_OPEN_BMP: result = ReadBmpFile(path, picture, showProgress, damage); break;
+    case FILE_OPEN_TARGA: result = ReadTargaFile(path, picture, showProgress, damage); break;
+    case FILE_OPEN_PCX: result = ReadPcxFile(path, picture, showProgress, damage); break;
+    case FILE_OPEN_RLE: result = ReadRleFile(path, picture, showProgress, damage); break;
+    case FILE_OPEN_GIF: result = ReadGifFile(path, picture, showProgress, damage); break;
+    case FILE_OPEN_FITS: result = ReadFitsFile(path, picture, showProgress, damage); break;
+    case FILE_OPEN_RAW: result = ReadRawFile(path, picture, showProgress); break;
     case FILE_OPEN_FLASHPIX: result = ERROR_READ_FLASHPIX; break;
     case FILE_OPEN_PHOTOCD: result = ERROR_READ_PHOTOCD_IMAGE; break;
     default: result = ERROR_UNKNOWN_FILE_TYPE; break;
     }
-    if (result == ERROR_NONE) window->fileType = openNumber;
+    if (result == ERROR_NONE) picture->fileType = openNumber;
     return result;
 }
 
-ErrorCode FileLoad(const char *path, int openNumber, ImageWindow *window, int showProgress)
+ErrorCode FileLoad(const char *path, int openNumber, Picture *picture, int showProgress)
 {
     FileDamage damage;
-    ErrorCode result = FileLoadPartial(path, openNumber, window, showProgress, &damage);
+    ErrorCode result = FileLoadPartial(path, openNumber, picture, showProgress, &damage);
     if (result != ERROR_NONE || !FileDamaged(&damage)) return result;
-    ImageFree(&window->image); // a failed read leaves no picture
+    ImageFree(&picture->image); // a failed read leaves no picture
     return ERROR_FILE_DAMAGED;
 }
 
-ErrorCode FileSave(const char *path, int saveNumber, ImageWindow *window, int jpegQuality)
+ErrorCode FileSave(const char *path, int saveNumber, Picture *picture, int jpegQuality)
 {
     ErrorCode code;
-    if (FileSaveHolds(saveNumber, window->image.type, &code) != FILE_HOLDS_YES) {
+    if (FileSaveHolds(saveNumber, picture->image.type, &code) != FILE_HOLDS_YES) {
         // A 16-bit picture must have been reduced before an 8-bit format sees it.
         return code != ERROR_NONE ? code : ERROR_ILLEGAL_TYPE;
     }
     switch (saveNumber) {
-    case FILE_SAVE_TIFF: return SaveTiffFileWithComments(path, window);
-    case FILE_SAVE_JPEG: return SaveJpegFile(path, window, jpegQuality);
-    case FILE_SAVE_PNG: return SavePngFile(path, window);
-    case FILE_SAVE_BMP: return SaveBmpFile(path, window);
-    case FILE_SAVE_TARGA: return SaveTargaFile(path, window);
-    case FILE_SAVE_PCX: return SavePcxFile(path, window);
-    case FILE_SAVE_RLE: return SaveRleFile(path, window);
-    case FILE_SAVE_GIF: return SaveGifFile(path, window, FILE_GIF_DITHER);
-    case FILE_SAVE_EPS: return SaveEpsFile(path, window);
-    case FILE_SAVE_FITS: return SaveFitsFile(path, window);
+    case FILE_SAVE_TIFF: return SaveTiffFileWithComments(path, picture);
+    case FILE_SAVE_JPEG: return SaveJpegFile(path, picture, jpegQuality);
+    case FILE_SAVE_PNG: return SavePngFile(path, picture);
+    case FILE_SAVE_BMP: return SaveBmpFile(path, picture);
+    case FILE_SAVE_TARGA: return SaveTargaFile(path, picture);
+    case FILE_SAVE_PCX: return SavePcxFile(path, picture);
+    case FILE_SAVE_RLE: return SaveRleFile(path, picture);
+    case FILE_SAVE_GIF: return SaveGifFile(path, picture, FILE_GIF_DITHER);
+    case FILE_SAVE_EPS: return SaveEpsFile(path, picture);
+    case FILE_SAVE_FITS: return SaveFitsFile(path, picture);
     case FILE_SAVE_FLASHPIX: return ERROR_WRITE_FLASHPIX;
     default: return ERROR_UNKNOWN_FILE_TYPE;
     }
 }
 
-ErrorCode FileReduceTo8Bits(ImageWindow *window)
+ErrorCode FileReduceTo8Bits(Picture *picture)
 {
     Image reduced;
     ErrorCode result;
     ImageClear(&reduced);
-    switch (window->image.type) {
-    case TYPE_GRAY16: result = ReduceGray16(&window->image, &reduced, 1); break;
-    case TYPE_COLOR48: result = ReduceColor48(&window->image, &reduced, 1); break;
+    switch (picture->image.type) {
+    case TYPE_GRAY16: result = ReduceGray16(&picture->image, &reduced, 1); break;
+    case TYPE_COLOR48: result = ReduceColor48(&picture->image, &reduced, 1); break;
     default: return ERROR_NONE;
     }
     if (result != ERROR_NONE) {
@@ -298,7 +298,7 @@ ErrorCode FileReduceTo8Bits(ImageWindow *window)
         return result;
     }
     // The reduced record takes the place of the old one; its storage moves with it.
-    ImageFree(&window->image);
-    window->image = reduced;
+    ImageFree(&picture->image);
+    picture->image = reduced;
     return ERROR_NONE;
 }

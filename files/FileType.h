@@ -6,9 +6,9 @@
 #include <cstdint>
 
 #include "core/Errors.h"
-#include "core/ImageWindow.h"
+#include "core/Picture.h"
 
-// Open numbers, as a window's fileType stores them.
+// Open numbers, as a picture's fileType stores them.
 enum : int32_t {
     FILE_OPEN_ALL = 1, // "All Files": recognised by content
     FILE_OPEN_TIFF = 2,
@@ -82,21 +82,21 @@ int FileSaveExtensionAccepted(int saveNumber, const char *path);
 // .tif or .tiff".
 const char *FileSaveExtensionMessage(int saveNumber);
 
-// Reads a file of an open number into the window: picture, comments and profile, as far as
+// Reads a file of an open number into picture: its pixels, comments and profile, as far as
 // the format has them. FILE_OPEN_ALL recognises the file by its content first. A file that
 // ends before its pixels do gives what it holds, and *damage says what is missing (nothing
 // for a whole file).
-ErrorCode FileLoadPartial(const char *path, int openNumber, ImageWindow *window, int showProgress,
+ErrorCode FileLoadPartial(const char *path, int openNumber, Picture *picture, int showProgress,
                           FileDamage *damage);
 
 // The same for callers that take whole pictures only: a damaged file is ERROR_FILE_DAMAGED,
-// and the window gets no picture.
-ErrorCode FileLoad(const char *path, int openNumber, ImageWindow *window, int showProgress);
+// and the picture gets no pixels.
+ErrorCode FileLoad(const char *path, int openNumber, Picture *picture, int showProgress);
 
-// Writes the window's picture in a save type. The caller has already reduced a 16-bit
+// Writes the picture in a save type. The caller has already reduced a 16-bit
 // picture where the format needs it. jpegQuality is 1..100 for JPEG.
-ErrorCode FileSave(const char *path, int saveNumber, ImageWindow *window, int jpegQuality);
+ErrorCode FileSave(const char *path, int saveNumber, Picture *picture, int jpegQuality);
 
-// The 16-bit picture of a window reduced to 8 bits in place through Depth16To8, as a save in
+// A 16-bit picture reduced to 8 bits in place through Depth16To8, as a save in
 // an 8-bit format asks; other types are left alone.
-ErrorCode FileReduceTo8Bits(ImageWindow *window);
+ErrorCode FileReduceTo8Bits(Picture *picture);

@@ -343,7 +343,7 @@ static ErrorCode FitsRowsRead(fitsfile *fits, const FitsLayout *layout, double *
     return ERROR_NONE;
 }
 
-ErrorCode ReadFitsFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage)
+ErrorCode ReadFitsFile(const char *path, Picture *picture, int showProgress, FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
     FileDamage found;
@@ -403,8 +403,8 @@ ErrorCode ReadFitsFile(const char *path, ImageWindow *window, int showProgress, 
                           &image, &found);
     result = RasterDamageResult(result, &found, damage, ERROR_READ_FITS);
     if (result != ERROR_NONE) goto done;
-    ImageFree(&window->image);
-    window->image = image; // the storage moves with the record
+    ImageFree(&picture->image);
+    picture->image = image; // the storage moves with the record
     ImageClear(&image);
 done:
     if (progressOpen) ProgressClose();
@@ -416,13 +416,13 @@ done:
     FileClose(&file);
     MemoryFree(buffer);
     ImageFree(&image);
-    if (result != ERROR_NONE) ImageFree(&window->image);
+    if (result != ERROR_NONE) ImageFree(&picture->image);
     return result;
 }
 
-ErrorCode SaveFitsFile(const char *path, ImageWindow *window)
+ErrorCode SaveFitsFile(const char *path, Picture *picture)
 {
-    const Image *image = &window->image;
+    const Image *image = &picture->image;
     ErrorCode result = ERROR_NONE;
     SafeFile safe;
     fitsfile *fits = nullptr;

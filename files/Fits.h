@@ -3,10 +3,10 @@
 #pragma once
 
 #include "core/Errors.h"
-#include "core/ImageWindow.h"
+#include "core/Picture.h"
 
 // Reads the first image HDU that holds one plane (NAXIS 2, or NAXIS 3 with one plane) into
-// window->image:
+// picture->image:
 // - BITPIX 8 without scaling gives 8-bit gray as it stands; with BZERO/BSCALE, the scaled
 //   values rounded and clipped to 0..255.
 // - BITPIX 16 with BZERO 32768 and BSCALE 1 (unsigned 16-bit) gives 16-bit gray as it stands.
@@ -20,11 +20,11 @@
 // read. A file that ends before its rows do gives the rows it holds, the others black, and
 // *damage says which are missing; with damage null that is ERROR_READ_FITS. ERROR_OPEN_FILE
 // when the file cannot be opened, ERROR_ABORTED on Cancel, ERROR_NO_MEMORY, ERROR_READ_FITS
-// for anything else, cfitsio missing among it; on failure window->image is left empty.
-ErrorCode ReadFitsFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage);
+// for anything else, cfitsio missing among it; on failure picture->image is left empty.
+ErrorCode ReadFitsFile(const char *path, Picture *picture, int showProgress, FileDamage *damage);
 
 // Writes an 8-bit gray picture as BITPIX 8 and a 16-bit one as BITPIX 16 with BZERO 32768.
 // ERROR_SAVE_TYPE_FITS for any other type, ERROR_WRITE_FITS when cfitsio fails or is missing,
 // ERROR_ABORTED on Cancel, codes of SafeFileCreate and SafeFileCommit; the old file is
 // replaced only on success.
-ErrorCode SaveFitsFile(const char *path, ImageWindow *window);
+ErrorCode SaveFitsFile(const char *path, Picture *picture);

@@ -198,7 +198,7 @@ static ErrorCode GifFrameStore(const GifFrame *frame, Image *image, FileDamage *
     return ERROR_NONE;
 }
 
-ErrorCode ReadGifFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage)
+ErrorCode ReadGifFile(const char *path, Picture *picture, int showProgress, FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
     FileDamage found;
@@ -265,12 +265,12 @@ ErrorCode ReadGifFile(const char *path, ImageWindow *window, int showProgress, F
         comment.text[comment.length] = 0;
         int length = (int)strlen(comment.text);
         if (length > 0)
-            result = AddFileComment(window, "Description", GIF_COMMENT_ID, length + 1,
+            result = AddFileComment(picture, "Description", GIF_COMMENT_ID, length + 1,
                                     GIF_COMMENT_FLAGS, comment.text);
         if (result != ERROR_NONE) goto done;
     }
-    ImageFree(&window->image);
-    window->image = image; // the storage moves with the record
+    ImageFree(&picture->image);
+    picture->image = image; // the storage moves with the record
     ImageClear(&image);
 done:
     if (gif != nullptr) DGifCloseFile(gif, &error);
@@ -279,7 +279,7 @@ done:
     MemoryFree(frame.rowRead);
     MemoryFree(comment.text);
     ImageFree(&image);
-    if (result != ERROR_NONE) ImageFree(&window->image);
+    if (result != ERROR_NONE) ImageFree(&picture->image);
     return result;
 }
 
@@ -308,10 +308,10 @@ static void GifRowIndices(const Image *image, const uint8_t *row, GifPaletteMapp
     }
 }
 
-ErrorCode SaveGifFile(const char *path, ImageWindow *window, int dither)
+ErrorCode SaveGifFile(const char *path, Picture *picture, int dither)
 {
-    const Image *image = &window->image;
-    const FileComment *comment = FindFileComment(window->comments, GIF_COMMENT_ID);
+    const Image *image = &picture->image;
+    const FileComment *comment = FindFileComment(picture->comments, GIF_COMMENT_ID);
     const char *text = comment != nullptr && comment->value != nullptr && comment->value[0] != 0
                            ? (const char *)comment->value
                            : nullptr;

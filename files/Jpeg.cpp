@@ -72,7 +72,7 @@ struct JpegReadState {
     int progressOpen;
     int multipleScans;     // progressive, or one scan a component
     uint8_t *cmykRow;      // one row of CMYK samples, for files in that space
-    FileComment *comments; // gathered here, handed to the window on success
+    FileComment *comments; // gathered here, handed to the picture on success
     uint8_t *profile;      // MemoryAlloc'd copy of the embedded profile
     int32_t profileSize;
     MetadataPicture picture;
@@ -305,7 +305,7 @@ static ErrorCode JpegDecode(JpegReadState *state, Image *image, int showProgress
     return ERROR_NONE;
 }
 
-ErrorCode ReadJpegFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage)
+ErrorCode ReadJpegFile(const char *path, Picture *picture, int showProgress, FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
     JpegReadState state = {};
@@ -320,11 +320,11 @@ ErrorCode ReadJpegFile(const char *path, ImageWindow *window, int showProgress, 
         result = ERROR_READ_JPEG;
         goto done;
     }
-    result = JpegDecode(&state, &window->image, showProgress, fileSize);
+    result = JpegDecode(&state, &picture->image, showProgress, fileSize);
     result = RasterDamageResult(result, &state.damage, damage, ERROR_READ_JPEG);
     if (result != ERROR_NONE) goto done;
 
-    result = MetadataHandOver(window, state.picture.orientation, damage, &state.comments,
+    result = MetadataHandOver(picture, state.picture.orientation, damage, &state.comments,
                               &state.profile, state.profileSize);
 
 done:
@@ -334,7 +334,7 @@ done:
     MemoryFree(state.cmykRow);
     MemoryFree(state.profile);
     FreeFileComments(&state.comments);
-    if (result != ERROR_NONE) ImageFree(&window->image);
+    if (result != ERROR_NONE) ImageFree(&picture->image);
     return result;
 }
 
@@ -355,14 +355,14 @@ static int JpegDensity(double resolution)
     return resolution < 1.0 ? 1 : resolution > 65535.0 ? 65535 : (int)Round(resolution);
 }
 
-// Encodes the window's picture into the open temporary file. The one function of the writer
+// Encodes the picture into the open temporary file. The one function of the writer
 // that sets the jump; what it holds is in state.
-static ErrorCode JpegEncode(JpegWriteState *state, const ImageWindow *window, int quality)
+static ErrorCode JpegEncode(JpegWriteState *state, const Picture *picture, int quality)
 {
     jpeg_compress_struct *info = &state->info;
-    const Image *image = &window->image;
+    const Image *image = &picture->image;
     int color = image->type == TYPE_COLOR24;
-    int hasProfile = color && window->profile != nullptr && window->profileSize > 0;
+    int hasProfile = color && picture->profile != nullptr && picture->profileSize > 0;
     ErrorCode result;
 
     info->err = jpeg_std_error(&state->failure.manager);
@@ -395,9 +395,9 @@ static ErrorCode JpegEncode(JpegWriteState *state, const ImageWindow *window, in
     jpeg_start_compress(info, TRUE);
     if (state->exif != nullptr) JpegPutExif(state);
     if (hasProfile) {
-        if (window->profileSize > JPEG_PROFILE_MAX) return ERROR_WRITE_JPEG_PROFILE;
+        if (picture->profileSize > JPEG_PROFILE_MAX) return ERROR_WRITE_JPEG_PROFILE;
         state->failure.code = ERROR_WRITE_JPEG_PROFILE;
-        jpeg_write_icc_profile(info, window->profile, (unsigned int)window->profileSize);
+        jpeg_write_icc_profile(info, picture->profile, (unsigned int)picture->profileSize);
         state->failure.code = ERROR_WRITE_JPEG;
     }
 
@@ -417,24 +417,24 @@ static ErrorCode JpegEncode(JpegWriteState *state, const ImageWindow *window, in
     return ERROR_NONE;
 }
 
-ErrorCode SaveJpegFile(const char *path, ImageWindow *window, int quality)
+ErrorCode SaveJpegFile(const char *path, Picture *picture, int quality)
 {
     ErrorCode result = ERROR_NONE;
     JpegWriteState state = {};
 
     SafeFileReset(&state.safe);
-    if (window->image.type != TYPE_GRAY8 && window->image.type != TYPE_COLOR24) {
+    if (picture->image.type != TYPE_GRAY8 && picture->image.type != TYPE_COLOR24) {
         result = ERROR_SAVE_TYPE_JPEG;
         goto done;
     }
     if (quality < JPEG_QUALITY_MIN) quality = JPEG_QUALITY_MIN;
     if (quality > JPEG_QUALITY_MAX) quality = JPEG_QUALITY_MAX;
-    result = MetadataWriteExif(window->comments, JpegDensity(window->image.resolution),
+    result = MetadataWriteExif(picture->comments, JpegDensity(picture->image.resolution),
                                JPEG_EXIF_MAX, ERROR_WRITE_JPEG, &state.exif, &state.exifSize);
     if (result != ERROR_NONE) goto done;
     result = SafeFileCreate(path, &state.safe);
     if (result != ERROR_NONE) goto done;
-    result = JpegEncode(&state, window, quality);
+    result = JpegEncode(&state, picture, quality);
     if (result != ERROR_NONE) goto done;
     result = SafeFileCommit(&state.safe);
 done:

@@ -17,9 +17,9 @@
 #pragma GCC diagnostic pop
 
 #include "core/Memory.h"
+#include "core/Orient.h"
 #include "files/RasterInput.h"
 #include "files/TiffComments.h"
-#include "transforms/Orient.h"
 
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 
@@ -370,31 +370,31 @@ ErrorCode MetadataWriteExif(const FileComment *comments, int jpegDensity, size_t
 // bottom, as EXIF means it (the same reading as for TIFF files through libtiff).
 static const int METADATA_ORIENT_CODES[9] = {0, 0, 4, 2, 6, 5, 1, 7, 3};
 
-ErrorCode MetadataHandOver(ImageWindow *window, int orientation, FileDamage *damage,
+ErrorCode MetadataHandOver(Picture *picture, int orientation, FileDamage *damage,
                            FileComment **comments, uint8_t **profile, int32_t profileSize)
 {
     if (orientation > 1 && orientation <= 8) {
         Image oriented;
         ImageClear(&oriented);
         ErrorCode result =
-            OrientImageCode(&window->image, &oriented, METADATA_ORIENT_CODES[orientation], 0);
+            OrientImageCode(&picture->image, &oriented, METADATA_ORIENT_CODES[orientation], 0);
         if (result != ERROR_NONE) {
             ImageFree(&oriented);
             return result;
         }
         if (damage != nullptr)
-            FileDamageOrient(damage, METADATA_ORIENT_CODES[orientation], window->image.height);
-        ImageFree(&window->image);
-        window->image = oriented; // the turned picture takes the record's place
+            FileDamageOrient(damage, METADATA_ORIENT_CODES[orientation], picture->image.height);
+        ImageFree(&picture->image);
+        picture->image = oriented; // the turned picture takes the record's place
     }
-    FileComment **end = &window->comments;
+    FileComment **end = &picture->comments;
     while (*end != nullptr)
         end = &(*end)->next;
     *end = *comments;
     *comments = nullptr;
-    MemoryRelease(&window->profile);
-    window->profile = *profile;
-    window->profileSize = *profile != nullptr ? profileSize : 0;
+    MemoryRelease(&picture->profile);
+    picture->profile = *profile;
+    picture->profileSize = *profile != nullptr ? profileSize : 0;
     *profile = nullptr;
     return ERROR_NONE;
 }

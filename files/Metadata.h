@@ -13,7 +13,7 @@
 
 #include "core/Errors.h"
 #include "core/FileComment.h"
-#include "core/ImageWindow.h"
+#include "core/Picture.h"
 
 // What a block says about the picture itself rather than about its taking.
 struct MetadataPicture {
@@ -41,10 +41,10 @@ ErrorCode MetadataReadExif(const uint8_t *block, size_t size, FileComment **comm
 ErrorCode MetadataWriteExif(const FileComment *comments, int jpegDensity, size_t maxSize,
                             ErrorCode failure, uint8_t **block, size_t *size);
 
-// What a reader does once a picture and its metadata are read: turns window's picture as the
+// What a reader does once a picture and its metadata are read: turns the picture as the
 // EXIF orientation (1 to 8) says, and with it the rows damage says are missing, appends
-// *comments to the window's list and gives it *profile in place of its own. Both are taken
+// *comments to the picture's list and gives it *profile in place of its own. Both are taken
 // over (the pointers are cleared). Returns OrientImageCode's code; the comments and profile
 // are not taken then.
-ErrorCode MetadataHandOver(ImageWindow *window, int orientation, FileDamage *damage,
+ErrorCode MetadataHandOver(Picture *picture, int orientation, FileDamage *damage,
                            FileComment **comments, uint8_t **profile, int32_t profileSize);

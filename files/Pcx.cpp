@@ -275,7 +275,7 @@ done:
     return result;
 }
 
-ErrorCode ReadPcxFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage)
+ErrorCode ReadPcxFile(const char *path, Picture *target, int showProgress, FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
     FileDamage found;
@@ -302,7 +302,7 @@ ErrorCode ReadPcxFile(const char *path, ImageWindow *window, int showProgress, F
 done:
     if (progressOpen) ProgressClose();
     FileClose(&file);
-    RasterFinish(result, &picture, &window->image);
+    RasterFinish(result, &picture, &target->image);
     return result;
 }
 
@@ -332,9 +332,9 @@ static ErrorCode PcxWriteCode(ErrorCode result)
     return result == ERROR_WRITE_FILE || result == ERROR_CLOSE_FILE ? ERROR_WRITE_PCX : result;
 }
 
-ErrorCode SavePcxFile(const char *path, ImageWindow *window)
+ErrorCode SavePcxFile(const char *path, Picture *picture)
 {
-    const Image *image = &window->image;
+    const Image *image = &picture->image;
     ErrorCode result = ERROR_NONE;
     SafeFile safe;
     BlockWriter writer;

@@ -514,7 +514,7 @@ static ErrorCode PngDecode(PngReadState *state, Image *image, int showProgress, 
     return ERROR_NONE;
 }
 
-ErrorCode ReadPngFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage)
+ErrorCode ReadPngFile(const char *path, Picture *picture, int showProgress, FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
     PngReadState state = {};
@@ -530,14 +530,14 @@ ErrorCode ReadPngFile(const char *path, ImageWindow *window, int showProgress, F
         result = ERROR_READ_PNG;
         goto done;
     }
-    result = PngDecode(&state, &window->image, showProgress, fileSize);
+    result = PngDecode(&state, &picture->image, showProgress, fileSize);
     result = RasterDamageResult(result, &state.damage, damage, ERROR_READ_PNG);
     if (result != ERROR_NONE) goto done;
     // Comments may stand before the rows and after them.
     result = PngReadComments(&state);
     if (result != ERROR_NONE) goto done;
 
-    result = MetadataHandOver(window, state.picture.orientation, damage, &state.comments,
+    result = MetadataHandOver(picture, state.picture.orientation, damage, &state.comments,
                               &state.profile, state.profileSize);
 
 done:
@@ -547,7 +547,7 @@ done:
     ImageFree(&state.indices);
     MemoryFree(state.profile);
     FreeFileComments(&state.comments);
-    if (result != ERROR_NONE) ImageFree(&window->image);
+    if (result != ERROR_NONE) ImageFree(&picture->image);
     return result;
 }
 
@@ -637,11 +637,11 @@ static ErrorCode PngPutTexts(PngWriteState *state, const FileComment *comments)
     return ERROR_NONE;
 }
 
-// Encodes the window's picture into the open temporary file. The one function of the writer
+// Encodes the picture into the open temporary file. The one function of the writer
 // that sets the jump; what it holds is in state.
-static ErrorCode PngEncode(PngWriteState *state, const ImageWindow *window)
+static ErrorCode PngEncode(PngWriteState *state, const Picture *picture)
 {
-    const Image *image = &window->image;
+    const Image *image = &picture->image;
     int color = image->type == TYPE_COLOR24;
     int binary = image->type == TYPE_BINARY;
     ErrorCode result = ERROR_NONE;
@@ -671,10 +671,10 @@ static ErrorCode PngEncode(PngWriteState *state, const ImageWindow *window)
         png_uint_32 whole = (png_uint_32)std::floor(ppm + 0.5);
         png_set_pHYs(state->png, state->info, whole, whole, PNG_RESOLUTION_METER);
     }
-    if (color && window->profile != nullptr && window->profileSize > 0)
+    if (color && picture->profile != nullptr && picture->profileSize > 0)
         png_set_iCCP(state->png, state->info, "ICC profile", PNG_COMPRESSION_TYPE_BASE,
-                     window->profile, (png_uint_32)window->profileSize);
-    result = PngPutTexts(state, window->comments);
+                     picture->profile, (png_uint_32)picture->profileSize);
+    result = PngPutTexts(state, picture->comments);
     if (result != ERROR_NONE) return result;
     if (state->exif != nullptr)
         png_set_eXIf_1(state->png, state->info, (png_uint_32)state->exifSize, state->exif);
@@ -707,23 +707,23 @@ static ErrorCode PngEncode(PngWriteState *state, const ImageWindow *window)
     return ERROR_NONE;
 }
 
-ErrorCode SavePngFile(const char *path, ImageWindow *window)
+ErrorCode SavePngFile(const char *path, Picture *picture)
 {
     ErrorCode result = ERROR_NONE;
     PngWriteState state = {};
 
     SafeFileReset(&state.safe);
-    if (window->image.type != TYPE_BINARY && window->image.type != TYPE_GRAY8 &&
-        window->image.type != TYPE_COLOR24) {
+    if (picture->image.type != TYPE_BINARY && picture->image.type != TYPE_GRAY8 &&
+        picture->image.type != TYPE_COLOR24) {
         result = ERROR_SAVE_TYPE_PNG;
         goto done;
     }
-    result = MetadataWriteExif(window->comments, 0, METADATA_MAX_BLOCK, ERROR_WRITE_PNG,
+    result = MetadataWriteExif(picture->comments, 0, METADATA_MAX_BLOCK, ERROR_WRITE_PNG,
                                &state.exif, &state.exifSize);
     if (result != ERROR_NONE) goto done;
     result = SafeFileCreate(path, &state.safe);
     if (result != ERROR_NONE) goto done;
-    result = PngEncode(&state, window);
+    result = PngEncode(&state, picture);
     if (result != ERROR_NONE) goto done;
     result = SafeFileCommit(&state.safe);
 done:

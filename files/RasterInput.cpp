@@ -173,11 +173,11 @@ int RasterBackedByFile(int64_t pixels, int64_t bytes, int64_t ratio)
     return (pixels + ratio - 1) / ratio <= bytes;
 }
 
-void RasterFinish(ErrorCode result, Image *picture, Image *windowImage)
+void RasterFinish(ErrorCode result, Image *picture, Image *target)
 {
-    ImageFree(windowImage);
+    ImageFree(target);
     if (result == ERROR_NONE) {
-        *windowImage = *picture; // the storage moves with the record
+        *target = *picture; // the storage moves with the record
         ImageClear(picture);
     } else {
         ImageFree(picture);

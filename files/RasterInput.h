@@ -105,7 +105,7 @@ void RasterRowsMissing(Image *picture, int64_t firstTop, int64_t lastTop, FileDa
 void RasterRowsMissingFrom(Image *picture, int64_t fileRow, int topDown, FileDamage *damage);
 
 // Turns the rows a picture lacks as its file had them into what the user sees after the
-// picture was turned by an Orient code (transforms/Orient.h): height is the picture's before
+// picture was turned by an Orient code (core/Orient.h): height is the picture's before
 // the turn. Codes 1, 3, 5 and 7 make rows columns.
 void FileDamageOrient(FileDamage *damage, int code, int height);
 
@@ -115,6 +115,6 @@ void FileDamageOrient(FileDamage *damage, int code, int height);
 ErrorCode RasterDamageResult(ErrorCode result, const FileDamage *found, FileDamage *damage,
                              ErrorCode code);
 
-// Gives the window the picture, or on failure frees both: the convention of every reader is
-// that a failed read leaves the window's picture empty.
-void RasterFinish(ErrorCode result, Image *picture, Image *windowImage);
+// Gives target the pixels read, or on failure frees both: the convention of every reader is
+// that a failed read leaves the picture it reads into without pixels.
+void RasterFinish(ErrorCode result, Image *picture, Image *target);

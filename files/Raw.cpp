@@ -140,8 +140,7 @@ static void RawSettings(libraw_data_t *raw)
     params->user_flip = -1; // as the camera recorded
 }
 
-static void RawCommentText(ImageWindow *window, const char *name, int id, int flags,
-                           const char *text)
+static void RawCommentText(Picture *picture, const char *name, int id, int flags, const char *text)
 {
     int length = (int)strnlen(text, 255);
     if (length == 0) return;
@@ -149,11 +148,10 @@ static void RawCommentText(ImageWindow *window, const char *name, int id, int fl
     memcpy(copy, text, (size_t)length);
     copy[length] = 0;
     // Counted with its terminator, as TIFF counts a string.
-    AddFileComment(window, name, id, length + 1, flags, copy);
+    AddFileComment(picture, name, id, length + 1, flags, copy);
 }
 
-static void RawCommentRational(ImageWindow *window, const char *name, int id, double value,
-                               int tenths)
+static void RawCommentRational(Picture *picture, const char *name, int id, double value, int tenths)
 {
     uint32_t rational[2];
     if (!(value > 0.0) || value > 100000.0) return;
@@ -164,15 +162,15 @@ static void RawCommentRational(ImageWindow *window, const char *name, int id, do
         rational[0] = (uint32_t)Round(value * 10.0);
         rational[1] = 10;
     }
-    AddFileComment(window, name, id, (int)sizeof rational, COMMENT_EXIF, rational);
+    AddFileComment(picture, name, id, (int)sizeof rational, COMMENT_EXIF, rational);
 }
 
 // The shooting data LibRaw found, as the comments a TIFF or JPEG file of the camera gives.
 // A comment that finds no memory is left out.
-static void RawComments(const libraw_data_t *raw, ImageWindow *window)
+static void RawComments(const libraw_data_t *raw, Picture *picture)
 {
-    RawCommentText(window, "Make", RAW_ID_MAKE, COMMENT_MAIN | 2, raw->idata.make);
-    RawCommentText(window, "Model", RAW_ID_MODEL, COMMENT_MAIN, raw->idata.model);
+    RawCommentText(picture, "Make", RAW_ID_MAKE, COMMENT_MAIN | 2, raw->idata.make);
+    RawCommentText(picture, "Model", RAW_ID_MODEL, COMMENT_MAIN, raw->idata.model);
     if (raw->other.timestamp > 0) {
         time_t stamp = raw->other.timestamp;
         struct tm local;
@@ -180,18 +178,18 @@ static void RawComments(const libraw_data_t *raw, ImageWindow *window)
         // LibRaw turned the camera's local time into a time stamp; this turns it back.
         if (localtime_r(&stamp, &local) != nullptr &&
             strftime(text, sizeof text, "%Y:%m:%d %H:%M:%S", &local) > 0)
-            RawCommentText(window, "Date/Time", RAW_ID_DATE_TIME, COMMENT_MAIN | 2, text);
+            RawCommentText(picture, "Date/Time", RAW_ID_DATE_TIME, COMMENT_MAIN | 2, text);
     }
-    RawCommentText(window, "Artist", RAW_ID_ARTIST, COMMENT_MAIN | 2, raw->other.artist);
-    RawCommentText(window, "Description", RAW_ID_DESCRIPTION, COMMENT_MAIN | 2 | 4,
+    RawCommentText(picture, "Artist", RAW_ID_ARTIST, COMMENT_MAIN | 2, raw->other.artist);
+    RawCommentText(picture, "Description", RAW_ID_DESCRIPTION, COMMENT_MAIN | 2 | 4,
                    raw->other.desc);
-    RawCommentRational(window, "Exposure (sec)", RAW_ID_EXPOSURE, raw->other.shutter, 0);
-    RawCommentRational(window, "Aperture (f)", RAW_ID_APERTURE, raw->other.aperture, 1);
+    RawCommentRational(picture, "Exposure (sec)", RAW_ID_EXPOSURE, raw->other.shutter, 0);
+    RawCommentRational(picture, "Aperture (f)", RAW_ID_APERTURE, raw->other.aperture, 1);
     if (raw->other.iso_speed >= 1.0f && raw->other.iso_speed <= 65535.0f) {
         uint16_t iso = (uint16_t)Round(raw->other.iso_speed);
-        AddFileComment(window, "Film Speed (ISO)", RAW_ID_ISO, 2, COMMENT_EXIF, &iso);
+        AddFileComment(picture, "Film Speed (ISO)", RAW_ID_ISO, 2, COMMENT_EXIF, &iso);
     }
-    RawCommentRational(window, "Focal Length (mm)", RAW_ID_FOCAL_LENGTH, raw->other.focal_len, 1);
+    RawCommentRational(picture, "Focal Length (mm)", RAW_ID_FOCAL_LENGTH, raw->other.focal_len, 1);
 }
 
 // The developed picture, top row first and red first, into our rows.
@@ -219,7 +217,7 @@ static ErrorCode RawStore(const libraw_processed_image_t *developed, Image *imag
     return ERROR_NONE;
 }
 
-ErrorCode ReadRawFile(const char *path, ImageWindow *window, int showProgress)
+ErrorCode ReadRawFile(const char *path, Picture *picture, int showProgress)
 {
     ErrorCode result = ERROR_NONE;
     FileHandle file = FILE_HANDLE_NONE;
@@ -283,9 +281,9 @@ ErrorCode ReadRawFile(const char *path, ImageWindow *window, int showProgress)
     }
     result = RawStore(developed, &image);
     if (result != ERROR_NONE) goto done;
-    RawComments(raw, window);
-    ImageFree(&window->image);
-    window->image = image; // the storage moves with the record
+    RawComments(raw, picture);
+    ImageFree(&picture->image);
+    picture->image = image; // the storage moves with the record
     ImageClear(&image);
 done:
     if (progressOpen) ProgressClose();
@@ -293,6 +291,6 @@ done:
     if (raw != nullptr) Raw.close(raw);
     FileClose(&file);
     ImageFree(&image);
-    if (result != ERROR_NONE) ImageFree(&window->image);
+    if (result != ERROR_NONE) ImageFree(&picture->image);
     return result;
 }

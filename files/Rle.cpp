@@ -264,7 +264,7 @@ done:
     return result;
 }
 
-ErrorCode ReadRleFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage)
+ErrorCode ReadRleFile(const char *path, Picture *target, int showProgress, FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
     FileDamage found;
@@ -290,7 +290,7 @@ ErrorCode ReadRleFile(const char *path, ImageWindow *window, int showProgress, F
 done:
     if (progressOpen) ProgressClose();
     FileClose(&file);
-    RasterFinish(result, &picture, &window->image);
+    RasterFinish(result, &picture, &target->image);
     return result;
 }
 
@@ -355,9 +355,9 @@ static ErrorCode RleWriteCode(ErrorCode result)
     return result == ERROR_WRITE_FILE || result == ERROR_CLOSE_FILE ? ERROR_WRITE_RLE : result;
 }
 
-ErrorCode SaveRleFile(const char *path, ImageWindow *window)
+ErrorCode SaveRleFile(const char *path, Picture *picture)
 {
-    const Image *image = &window->image;
+    const Image *image = &picture->image;
     ErrorCode result = ERROR_NONE;
     SafeFile safe;
     BlockWriter writer;

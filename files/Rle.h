@@ -12,16 +12,16 @@
 #include <cstdint>
 
 #include "core/Errors.h"
-#include "core/ImageWindow.h"
+#include "core/Picture.h"
 
-// Reads an RLE file into window->image: 8-bit gray for one channel, 24-bit color for three,
+// Reads an RLE file into picture->image: 8-bit gray for one channel, 24-bit color for three,
 // at the preferred resolution (the format has none). A file that ends before its scanlines do
 // gives the ones it holds, the others black, and *damage says which are missing. Returns
-// ERROR_READ_RLE for any other damage, or for that one when damage is null (the window's
-// picture is then empty), ERROR_OPEN_FILE, ERROR_ABORTED, or the allocation's code.
-ErrorCode ReadRleFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage);
+// ERROR_READ_RLE for any other damage, or for that one when damage is null (the picture
+// is then empty), ERROR_OPEN_FILE, ERROR_ABORTED, or the allocation's code.
+ErrorCode ReadRleFile(const char *path, Picture *picture, int showProgress, FileDamage *damage);
 
 // Writes a binary or 8-bit gray picture as a one-channel RLE file through a temporary file.
 // Returns ERROR_SAVE_TYPE_RLE for other types, ERROR_WRITE_RLE when writing fails or a side
 // exceeds 32767, ERROR_ABORTED, or the create code.
-ErrorCode SaveRleFile(const char *path, ImageWindow *window);
+ErrorCode SaveRleFile(const char *path, Picture *picture);

@@ -278,7 +278,7 @@ done:
     return result;
 }
 
-ErrorCode ReadTargaFile(const char *path, ImageWindow *window, int showProgress, FileDamage *damage)
+ErrorCode ReadTargaFile(const char *path, Picture *target, int showProgress, FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
     FileDamage found;
@@ -312,7 +312,7 @@ ErrorCode ReadTargaFile(const char *path, ImageWindow *window, int showProgress,
 done:
     if (progressOpen) ProgressClose();
     FileClose(&file);
-    RasterFinish(result, &picture, &window->image);
+    RasterFinish(result, &picture, &target->image);
     return result;
 }
 
@@ -348,9 +348,9 @@ static ErrorCode TargaWriteCode(ErrorCode result)
     return result == ERROR_WRITE_FILE || result == ERROR_CLOSE_FILE ? ERROR_WRITE_TARGA : result;
 }
 
-ErrorCode SaveTargaFile(const char *path, ImageWindow *window)
+ErrorCode SaveTargaFile(const char *path, Picture *picture)
 {
-    const Image *image = &window->image;
+    const Image *image = &picture->image;
     ErrorCode result = ERROR_NONE;
     SafeFile safe;
     BlockWriter writer;

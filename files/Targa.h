@@ -9,21 +9,20 @@
 #include <cstdint>
 
 #include "core/Errors.h"
-#include "core/ImageWindow.h"
+#include "core/Picture.h"
 
-// Reads a Targa file into window->image: 8-bit gray for gray files, binary or gray or color
+// Reads a Targa file into picture->image: 8-bit gray for gray files, binary or gray or color
 // for color-mapped ones as their map asks, else 24-bit color with any alpha dropped. The
 // format has no resolution, so the picture gets the preferred one. A file that ends before
 // its rows do gives the rows it holds, the others black, and *damage says which are missing.
 // Returns ERROR_READ_TARGA for any other damage, or for that one when damage is null (the
-// window's picture is then empty), ERROR_OPEN_FILE, ERROR_ABORTED, or the allocation's code.
-ErrorCode ReadTargaFile(const char *path, ImageWindow *window, int showProgress,
-                        FileDamage *damage);
+// picture is then empty), ERROR_OPEN_FILE, ERROR_ABORTED, or the allocation's code.
+ErrorCode ReadTargaFile(const char *path, Picture *picture, int showProgress, FileDamage *damage);
 
 // Writes an 8-bit gray or 24-bit picture as an uncompressed Targa file through a temporary
 // file. Returns ERROR_SAVE_TYPE_TARGA for other types, ERROR_WRITE_TARGA when writing fails or
 // a side exceeds 65535, ERROR_ABORTED, or the create code.
-ErrorCode SaveTargaFile(const char *path, ImageWindow *window);
+ErrorCode SaveTargaFile(const char *path, Picture *picture);
 
 // 1 when a file looks like a Targa file, which has no magic number at its start: either it
 // ends in the footer of version 2, or its 18-byte header passes every check of the reader

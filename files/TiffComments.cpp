@@ -219,7 +219,7 @@ struct CommentReader {
     int littleEndian;
     int32_t scalar;      // the scalar of the last entry, which some field types keep
     int64_t bytesBudget; // value bytes the comments may still take
-    ImageWindow *window;
+    Picture *picture;
     int64_t exifOffset; // -1 until the main directory names one
     int64_t gpsOffset;
 };
@@ -343,7 +343,7 @@ static void CommentsAddField(CommentReader *reader, const uint8_t *entry, const 
         TiffUserCommentToLittleEndian(BytesGet16(entry, 0, reader->littleEndian), value,
                                       (int64_t)size);
     // A memory failure drops the field and the walk goes on.
-    if (AddFileComment(reader->window, name, id, (int)size, flags, value) == ERROR_NONE)
+    if (AddFileComment(reader->picture, name, id, (int)size, flags, value) == ERROR_NONE)
         reader->bytesBudget -= (int64_t)size;
     MemoryFree(value);
 }
@@ -414,14 +414,14 @@ static void CommentsWalkDirectory(CommentReader *reader, int64_t offset, int dir
     MemoryFree(entries);
 }
 
-ErrorCode ReadTiffComments(const char *path, ImageWindow *window)
+ErrorCode ReadTiffComments(const char *path, Picture *picture)
 {
     ErrorCode result = ERROR_NONE;
     CommentReader reader = {};
     uint8_t header[TIFF_HEADER_BYTES];
 
     reader.file = FILE_HANDLE_NONE;
-    reader.window = window;
+    reader.picture = picture;
     reader.exifOffset = -1;
     reader.gpsOffset = -1;
     result = FileOpenRead(path, &reader.file);

@@ -1,5 +1,5 @@
 // File comments of TIFF files: the descriptive fields of the main directory and the EXIF
-// and GPS directories, read into a window's comment list, and the tables of tags, comment
+// and GPS directories, read into a picture's comment list, and the tables of tags, comment
 // ids and names that the writer uses too.
 #pragma once
 
@@ -7,7 +7,7 @@
 
 #include "core/Errors.h"
 #include "core/FileComment.h"
-#include "core/ImageWindow.h"
+#include "core/Picture.h"
 
 // TIFF field types, as the 16-bit type of a directory entry names them.
 enum : int32_t {
@@ -58,7 +58,7 @@ void TiffTagWriteForm(const TiffTagEntry *row, int length, int *fieldType, uint3
 // order every file we write has, so that it goes out as it came in. Other values are left.
 void TiffUserCommentToLittleEndian(int tag, uint8_t *value, int64_t size);
 
-// Appends the comments of the TIFF file at path to the window's list, in file order, with
+// Appends the comments of the TIFF file at path to the picture's list, in file order, with
 // numbers in native order. ERROR_OPEN_FILE, or ERROR_READ_TIFF for a bad header; a field that
 // is damaged or finds no memory is left out.
-ErrorCode ReadTiffComments(const char *path, ImageWindow *window);
+ErrorCode ReadTiffComments(const char *path, Picture *picture);

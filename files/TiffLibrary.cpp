@@ -17,11 +17,10 @@
 #include "core/File.h"
 #include "core/Library.h"
 #include "core/Memory.h"
+#include "core/Orient.h"
 #include "core/Preferences.h"
 #include "core/Progress.h"
 #include "files/RasterInput.h"
-#include "platform/Platform.h"
-#include "transforms/Orient.h"
 
 // The libtiff functions we call, by the names of their prototypes in tiffio.h.
 struct TiffFunctions {
@@ -471,7 +470,7 @@ ErrorCode TiffLibraryRead(const char *path, Image *image, int showProgress, File
                 result = ProgressStep((int)fileRow);
                 if (result != ERROR_NONE) goto done;
             } else {
-                PlatformPumpMessages();
+                ProgressPump();
             }
         }
     }

@@ -16,13 +16,12 @@
 #include "core/FileMap.h"
 #include "core/Helpers.h"
 #include "core/Memory.h"
+#include "core/Orient.h"
 #include "core/Preferences.h"
 #include "core/Progress.h"
 #include "core/Swap.h"
 #include "files/RasterInput.h"
 #include "files/TiffLibrary.h"
-#include "platform/Platform.h"
-#include "transforms/Orient.h"
 
 static const int TIFF_HEADER_BYTES = 8;
 static const int TIFF_ENTRY_BYTES = 12;
@@ -302,10 +301,11 @@ static void TiffDecodeReset(TiffDecode *state)
     state->factor = 1.0;
 }
 
-// Shows a refusal of the decoder under the title "Error"; the caller returns 56.
+// Says a refusal of the decoder in its own words under the title "Error"; the caller returns
+// 56.
 static ErrorCode TiffRefuse(const char *text)
 {
-    ShowErrorText("%s", text);
+    Notice("Error", "%s", text);
     return ERROR_READ_TIFF;
 }
 
@@ -570,7 +570,7 @@ static ErrorCode TiffReadPieces(FileHandle file, uint8_t *buffer, int64_t bytes,
     for (int64_t done = 0; done < bytes;) {
         int64_t piece = bytes - done < TIFF_READ_PIECE ? bytes - done : TIFF_READ_PIECE;
         int64_t pieceGot = 0;
-        if (bytes > TIFF_READ_PIECE) PlatformPumpMessages();
+        if (bytes > TIFF_READ_PIECE) ProgressPump();
         ErrorCode result = FileRead(file, buffer + done, piece, &pieceGot);
         if (result == ERROR_END_OF_FILE) return ERROR_NONE;
         if (result != ERROR_NONE) return result;
@@ -712,7 +712,7 @@ static ErrorCode TiffBlockStore(const TiffDecode *state, const uint8_t *block, c
             ErrorCode result = ProgressStep((int)(state->height - 1 - *currentRow));
             if (result != ERROR_NONE) return result;
         } else {
-            PlatformPumpMessages();
+            ProgressPump();
         }
         (*currentRow)--;
     }
@@ -753,7 +753,7 @@ static ErrorCode TiffStripStore(const TiffDecode *state, FileHandle file, FileMa
             // The interface is pumped as often as the reads of the block would have pumped it.
             if (bytes > TIFF_READ_PIECE)
                 for (int64_t piece = 0; piece < bytes; piece += TIFF_READ_PIECE)
-                    PlatformPumpMessages();
+                    ProgressPump();
             result = TiffBlockStore(state, map->bytes + position, map, rows, fileRowBytes, image,
                                     currentRow, showProgress);
             if (result != ERROR_NONE && result != ERROR_READ_FILE) return result;
@@ -943,12 +943,12 @@ ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress, FileD
                     goto done;
                 }
                 int64_t got = 0;
-                PlatformPumpMessages();
+                ProgressPump();
                 if (sourceBytes > 0 && FileRead(file, lzwSource, sourceBytes, &got) != ERROR_NONE) {
                     result = ERROR_READ_TIFF;
                     goto done;
                 }
-                PlatformPumpMessages();
+                ProgressPump();
                 if (DecodeLzwStrip(lzwSource, got, block, blockBytes, &decoded) != ERROR_NONE) {
                     result = ERROR_READ_TIFF;
                     goto done;
@@ -1075,7 +1075,7 @@ ErrorCode DecodeLzwStrip(const uint8_t *source, int64_t sourceBytes, uint8_t *de
         // The stream must clear before it grows past 12 bits; the table has room for one code
         // more, and then we stop.
         if (next > LZW_TABLE_SIZE - 1) {
-            ShowErrorText("LZW encoding error detected");
+            Notice("Error", "LZW encoding error detected");
             result = ERROR_READ_TIFF;
             goto done;
         }

@@ -472,18 +472,18 @@ ErrorCode SaveTiffFile(const char *path, const Image *image)
     return SaveTiff(path, image, nullptr, 0, nullptr);
 }
 
-ErrorCode SaveTiffFileWithComments(const char *path, ImageWindow *window)
+ErrorCode SaveTiffFileWithComments(const char *path, Picture *picture)
 {
-    const Image *image = &window->image;
+    const Image *image = &picture->image;
     // Only color pictures pass their profile on. Our reader gives gray and binary pictures
-    // none, so any profile such a window holds was inherited from a color original, and an
+    // none, so any profile such a picture holds was inherited from a color original, and an
     // RGB profile would misdescribe a gray file to other programs.
     int color = image->type == TYPE_COLOR24 || image->type == TYPE_COLOR48;
-    return SaveTiff(path, image, window->comments, color ? window->profileSize : 0,
-                    color ? window->profile : nullptr);
+    return SaveTiff(path, image, picture->comments, color ? picture->profileSize : 0,
+                    color ? picture->profile : nullptr);
 }
 
-ErrorCode ReadTiffColorProfile(const char *path, ImageWindow *window)
+ErrorCode ReadTiffColorProfile(const char *path, Picture *picture)
 {
     ErrorCode result = ERROR_NONE;
     FileHandle file = FILE_HANDLE_NONE;
@@ -495,10 +495,10 @@ ErrorCode ReadTiffColorProfile(const char *path, ImageWindow *window)
     int64_t count;
     int littleEndian;
 
-    MemoryRelease(&window->profile);
-    window->profileSize = 0;
+    MemoryRelease(&picture->profile);
+    picture->profileSize = 0;
     // Gray and binary pictures never carry a profile.
-    if (window->image.type != TYPE_COLOR24 && window->image.type != TYPE_COLOR48) goto done;
+    if (picture->image.type != TYPE_COLOR24 && picture->image.type != TYPE_COLOR48) goto done;
 
     result = FileOpenRead(path, &file);
     if (result != ERROR_NONE) goto done;
@@ -543,8 +543,8 @@ ErrorCode ReadTiffColorProfile(const char *path, ImageWindow *window)
             result = ERROR_READ_TIFF;
             goto done;
         }
-        MemoryRelease(&window->profile);
-        window->profileSize = 0;
+        MemoryRelease(&picture->profile);
+        picture->profileSize = 0;
         uint8_t *profile = (uint8_t *)MemoryAlloc((size_t)bytes);
         if (profile == nullptr) {
             result = ERROR_NO_MEMORY;
@@ -558,14 +558,14 @@ ErrorCode ReadTiffColorProfile(const char *path, ImageWindow *window)
             MemoryFree(profile);
             goto done;
         }
-        window->profile = profile;
-        window->profileSize = (int32_t)bytes;
+        picture->profile = profile;
+        picture->profileSize = (int32_t)bytes;
     }
 done:
     // A damaged file leaves no profile, rather than half of one.
     if (result != ERROR_NONE) {
-        MemoryRelease(&window->profile);
-        window->profileSize = 0;
+        MemoryRelease(&picture->profile);
+        picture->profileSize = 0;
     }
     MemoryFree(entries);
     FileClose(&file);

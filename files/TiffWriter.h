@@ -9,16 +9,16 @@
 #include "core/File.h"
 #include "core/FileComment.h"
 #include "core/Image.h"
-#include "core/ImageWindow.h"
+#include "core/Picture.h"
 
 // Writes image without comments or profile. ERROR_SAVE_TYPE_TIFF for a type that is not a
 // picture; the file is replaced only when everything was written, so that a failure or an
 // abort leaves the old file as it was. Other codes as SafeFileCreate and WriteTiffImage.
 ErrorCode SaveTiffFile(const char *path, const Image *image);
 
-// Writes the window's picture with its comments, and for a color picture its embedded
+// Writes the picture with its comments, and for a color picture its embedded
 // profile. Codes as SaveTiffFile.
-ErrorCode SaveTiffFileWithComments(const char *path, ImageWindow *window);
+ErrorCode SaveTiffFileWithComments(const char *path, Picture *picture);
 
 // Does the work on an open file: header, directories, values and rows, with the progress
 // window "TIFF Write". ERROR_WRITE_TIFF when a directory cannot be written, ERROR_WRITE_FILE
@@ -26,8 +26,8 @@ ErrorCode SaveTiffFileWithComments(const char *path, ImageWindow *window);
 ErrorCode WriteTiffImage(FileHandle file, const Image *image, const FileComment *comments,
                          int profileBytes, const uint8_t *profile);
 
-// Replaces the window's profile by the one of the TIFF file at path, if any; the last of
+// Replaces the picture's profile by the one of the TIFF file at path, if any; the last of
 // several wins. Gray and binary pictures never carry one. ERROR_OPEN_FILE, ERROR_READ_TIFF
-// for a bad header or a directory or profile outside the file (the window then holds no
+// for a bad header or a directory or profile outside the file (the picture then holds no
 // profile), ERROR_NO_MEMORY.
-ErrorCode ReadTiffColorProfile(const char *path, ImageWindow *window);
+ErrorCode ReadTiffColorProfile(const char *path, Picture *picture);

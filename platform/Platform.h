@@ -1,15 +1,17 @@
 // What the program asks of the platform it runs on.
 //
 // Two implementations exist and exactly one is linked into a program: platform/headless
-// (tests and vistel-cli), which keeps everything as records and answers dialogs from a
-// script, and platform/qt (the editor). Nothing here names a Qt type, so all code outside
-// platform/qt and app compiles without Qt. The interface grows with the issues that need it.
+// (the tests), which keeps everything as records and answers dialogs from a script, and
+// platform/qt (the editor). vistel-cli links neither. Nothing here names a Qt type, so all
+// code outside platform/qt and app compiles without Qt. The interface grows with the issues
+// that need it.
 #pragma once
 
 #include <cstdint>
 
 #include "core/Errors.h"
 #include "core/Helpers.h"
+#include "ui/UiLayer.h"
 
 struct MessageLayout;
 struct ProgressState;
@@ -483,7 +485,7 @@ int PlatformHandOverCommandLine(const char *commandLine);
 
 // The settings store: text values by key and name, as the registry keeps them on Windows.
 // The keys in use are "Preferences", "State" and "Color Settings"; every value is a line of
-// the settings grammar (shell/SettingsFile.h). Reading copies at most capacity - 1
+// the settings grammar (core/SettingsText.h). Reading copies at most capacity - 1
 // characters and a terminator into value and returns 1 when the value exists, else 0 and
 // value empty. Writing replaces or adds the value; a failure to write is not reported,
 // since nothing the caller could do would help.

@@ -9,17 +9,18 @@
 #include "color/ColorSettings.h"
 #include "color/Profiles.h"
 #include "core/FormatString.h"
-#include "core/ImageWindow.h"
 #include "core/Memory.h"
 #include "core/Preferences.h"
 #include "core/Text.h"
-#include "shell/Controls.h"
-#include "shell/DialogLayout.h"
-#include "shell/ImageWindows.h"
 #include "shell/Shell.h"
-#include "shell/Transform.h"
 #include "shell/TransformDialogs.h"
 #include "transforms/ChangeProfile.h"
+#include "ui/Controls.h"
+#include "ui/DialogLayout.h"
+#include "ui/ImageWindow.h"
+#include "ui/ImageWindows.h"
+#include "ui/MessageBox.h"
+#include "ui/Transform.h"
 
 static const int CHANGE_PROFILE_CONTENT_WIDTH = 340;
 static const int CHANGE_PROFILE_LIST_CAPACITY = 32768; // bytes of the target list's items
@@ -50,8 +51,8 @@ static ChangeProfileState *StateOf(WindowHandle dialog)
 static void ChangeProfileTakeSource(WindowHandle dialog, ChangeProfileState *state)
 {
     const ImageWindow *record = InputWindow != nullptr ? WindowRecord(InputWindow) : nullptr;
-    state->settings.sourceProfile = record != nullptr ? record->profile : nullptr;
-    state->settings.sourceLength = record != nullptr ? record->profileSize : 0;
+    state->settings.sourceProfile = record != nullptr ? record->picture.profile : nullptr;
+    state->settings.sourceLength = record != nullptr ? record->picture.profileSize : 0;
     char description[PROFILE_DESCRIPTION_MAX] = "";
     const uint8_t *bytes = state->settings.sourceProfile;
     int length = state->settings.sourceLength;
@@ -102,6 +103,17 @@ static int ChangeProfileListIndex(const char *list, const char *description)
     return 0;
 }
 
+// The settings are the first field of the state, so the shared handling takes the state.
+static void ChangeProfileInputTaken(WindowHandle dialog, void *params)
+{
+    ChangeProfileTakeSource(dialog, (ChangeProfileState *)params);
+}
+
+// The result's profile is the transformation's own doing: Apply does not inherit one.
+static const TransformDialogKind CHANGE_PROFILE_KIND = {
+    "Change Color Profile",  ChangeProfileCompute, 0, CHANGE_PROFILE_INPUT,
+    ChangeProfileInputTaken, nullptr,              ChangeProfileResultProfile};
+
 // Pixels need a target to go to; until one is chosen, the automatic preview waits for it
 // rather than greet the user with a message about a choice not yet made.
 static void ChangeProfileWaitUpdate(const ChangeProfileState *state)
@@ -126,18 +138,8 @@ static void ChangeProfileCommand(WindowHandle dialog, ChangeProfileState *state,
     default: return;
     }
     ChangeProfileWaitUpdate(state);
-    RefreshPreview(&state->settings, ChangeProfileCompute);
+    RefreshPreview(&state->settings, &CHANGE_PROFILE_KIND);
 }
-
-// The settings are the first field of the state, so the shared handling takes the state.
-static void ChangeProfileInputTaken(WindowHandle dialog, void *params)
-{
-    ChangeProfileTakeSource(dialog, (ChangeProfileState *)params);
-}
-
-// The result's profile is the compute function's own doing: Apply does not inherit one.
-static const TransformDialogKind CHANGE_PROFILE_KIND = {
-    "Change Color Profile", ChangeProfileCompute, 0, CHANGE_PROFILE_INPUT, ChangeProfileInputTaken};
 
 static MessageResult ChangeProfileProcedure(WindowHandle dialog, uint32_t message, uintptr_t wParam,
                                             intptr_t lParam)
@@ -176,7 +178,8 @@ ErrorCode OpenChangeProfileDialog(WindowHandle input)
         return ERROR_NONE;
     }
     const ImageWindow *record = input != nullptr ? WindowRecord(input) : nullptr;
-    if (record == nullptr || !ChangeProfileAccepts(record->image.type)) return ERROR_ILLEGAL_TYPE;
+    if (record == nullptr || !ChangeProfileAccepts(record->picture.image.type))
+        return ERROR_ILLEGAL_TYPE;
     if (!Prefs.stickySettings || PlatformShiftDown()) ChangeProfileUseDefaults = 1;
     ChangeProfileState *state = (ChangeProfileState *)MemoryAlloc(sizeof(ChangeProfileState));
     if (state == nullptr) return ERROR_NO_MEMORY;

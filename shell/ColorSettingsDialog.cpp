@@ -13,12 +13,15 @@
 #include "core/FormatString.h"
 #include "core/Memory.h"
 #include "core/Text.h"
-#include "shell/DialogLayout.h"
 #include "shell/Dialogs.h"
 #include "shell/FileFlow.h"
-#include "shell/ImageWindows.h"
-#include "shell/SettingsFile.h"
-#include "shell/SettingsOptions.h"
+#include "shell/Preferences.h"
+#include "ui/DialogLayout.h"
+#include "ui/DisplayColor.h"
+#include "ui/ImageWindows.h"
+#include "ui/MessageBox.h"
+#include "ui/SettingsOptions.h"
+#include "ui/SettingsStore.h"
 
 static const int PROFILE_LIST_CAPACITY = 32768; // bytes of the items of one profile list
 static const int SMALL_LIST_CAPACITY = 512;
@@ -145,7 +148,7 @@ static void ProfileListFill(WindowHandle window, ColorDialogState *state, int wh
     char first[PROFILE_DESCRIPTION_MAX + 16] = "None";
     if (which == COLOR_PROFILE_MONITOR) {
         char automatic[PROFILE_DESCRIPTION_MAX];
-        ColorMonitorAutomaticDescription(automatic, sizeof automatic);
+        ColorMonitorAutomaticDescription(PlatformDisplayProfile, automatic, sizeof automatic);
         FormatString(first, sizeof first, "Automatic (%s)", automatic);
     }
     // A folder that cannot be read, or a list too long, leaves what fitted: still a choice.
@@ -342,7 +345,7 @@ static void SettingsRetain(const ColorDialogState *state)
 {
     ChoicesCopy(&state->edited, &CurrentColorSettings);
     WriteColorSettings();
-    InitColorSettings();
+    DisplayColorSettingsLoad();
     for (WindowHandle child = PlatformFirstChild(); child != nullptr;
          child = PlatformNextChild(child))
         PlatformInvalidate(child, nullptr);

@@ -11,11 +11,14 @@
 #include "core/WholeImage.h"
 #include "shell/Dialogs.h"
 #include "shell/FileFlow.h"
-#include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
 #include "shell/Shell.h"
 #include "shell/TransformDialogs.h"
+#include "shell/Undo.h"
 #include "shell/WindowInfo.h"
+#include "ui/ImageWindows.h"
+#include "ui/MessageBox.h"
+#include "ui/ProgressWindow.h"
 
 // A run of command ids and the class their items share.
 struct MenuClassRun {
@@ -112,7 +115,7 @@ int MenuClassEnabled(int itemClass)
     if ((itemClass & MENU_CLASS_NOT_ALBUM) && activeKind == KIND_ALBUM_DOCUMENT) return 0;
     const ImageWindow *record = ActiveImage();
     int a = record != nullptr;
-    int t = a ? record->image.type : -1;
+    int t = a ? record->picture.image.type : -1;
     switch (itemClass & MENU_CLASS_NUMBER) {
     case 0: return 1;
     case 1: return ActiveWindow != nullptr;
@@ -147,7 +150,7 @@ static void MaskMenuUpdate(int progress)
         PlatformSetMenuItem(COMMAND_MASK_FIRST_CANDIDATE + i, 0, nullptr);
     MaskCandidatesShown = 0;
     const ImageWindow *record = ActiveImage();
-    int type = record != nullptr ? record->image.type : -1;
+    int type = record != nullptr ? record->picture.image.type : -1;
     int maskable = TypeIn(type, TYPE_GRAY8, TYPE_COLOR24, TYPE_GRAY16, TYPE_COLOR48);
     PlatformEnableMenuItem(COMMAND_MASK_NEW, maskable && !progress);
     if (!maskable) return;
@@ -158,9 +161,9 @@ static void MaskMenuUpdate(int progress)
         if (child == ActiveWindow || PlatformGetWindowWord(child, WORD_KIND) != KIND_IMAGE)
             continue;
         const ImageWindow *other = WindowRecord(child);
-        if (other == nullptr || !ImageIsPicture(other->image.type) ||
-            other->image.width != record->image.width ||
-            other->image.height != record->image.height)
+        if (other == nullptr || !ImageIsPicture(other->picture.image.type) ||
+            other->picture.image.width != record->picture.image.width ||
+            other->picture.image.height != record->picture.image.height)
             continue;
         char title[WINDOW_TITLE_MAX + 1];
         PlatformGetWindowTitle(child, title, sizeof title);
@@ -289,7 +292,7 @@ static void WholeImageCommand(int id)
 {
     WindowHandle sourceWindow = ActiveWindow;
     const ImageWindow *source = ActiveImage();
-    if (source == nullptr || !ImageIsPicture(source->image.type)) return;
+    if (source == nullptr || !ImageIsPicture(source->picture.image.type)) return;
     WindowHandle window = nullptr;
     ErrorCode result = NewImageWindow(sourceWindow, &window, -1, -1, id);
     if (result != ERROR_NONE) {
@@ -298,8 +301,8 @@ static void WholeImageCommand(int id)
     }
     ImageWindow *destination = WindowRecord(window);
     SetWaitCursor();
-    result =
-        id == COMMAND_COPY ? WindowCopy(source, destination) : ImageNegative(source, destination);
+    result = id == COMMAND_COPY ? WindowCopy(&source->picture, &destination->picture)
+                                : ImageNegative(&source->picture, &destination->picture);
     SetArrowCursor();
     if (result != ERROR_NONE) {
         PlatformDestroyWindow(window);
@@ -316,8 +319,8 @@ static void WholeImageCommand(int id)
 static void CopyToClipboard(void)
 {
     const ImageWindow *record = ActiveImage();
-    if (record == nullptr || !ImageIsPicture(record->image.type)) return;
-    if (!PlatformClipboardSetImage(&record->image)) {
+    if (record == nullptr || !ImageIsPicture(record->picture.image.type)) return;
+    if (!PlatformClipboardSetImage(&record->picture.image)) {
         ShowError(ERROR_NO_MEMORY);
         return;
     }
@@ -332,7 +335,7 @@ static void Paste(void)
     WindowHandle window = nullptr;
     ErrorCode result = SlotAllocate(&slot, &record);
     if (result != ERROR_NONE) goto done;
-    result = PlatformClipboardGetImage(&record->image);
+    result = PlatformClipboardGetImage(&record->picture.image);
     if (result != ERROR_NONE) goto done;
     result = ImageWindowShow(record, &window);
     if (result != ERROR_NONE) goto done;

@@ -1,14 +1,14 @@
 // The Convert dialog: what the input is, and the type to convert it to.
 #include "core/FormatString.h"
-#include "core/ImageWindow.h"
 #include "core/Memory.h"
 #include "core/Preferences.h"
-#include "shell/Controls.h"
-#include "shell/ImageWindows.h"
 #include "shell/Shell.h"
-#include "shell/Transform.h"
 #include "shell/TransformDialogs.h"
 #include "transforms/Convert.h"
+#include "ui/Controls.h"
+#include "ui/ImageWindow.h"
+#include "ui/ImageWindows.h"
+#include "ui/Transform.h"
 
 static const int CONVERT_CONTENT_WIDTH = 292;
 
@@ -33,7 +33,7 @@ static void ConvertShowSource(WindowHandle dialog)
 {
     const ImageWindow *record = InputWindow != nullptr ? WindowRecord(InputWindow) : nullptr;
     const char *name = "";
-    switch (record != nullptr ? record->image.type : TYPE_EMPTY) {
+    switch (record != nullptr ? record->picture.image.type : TYPE_EMPTY) {
     case TYPE_BINARY: name = "1-bit Binary"; break;
     case TYPE_GRAY8: name = "8-bit Black and White"; break;
     case TYPE_COLOR24: name = "24-bit Color"; break;
@@ -57,8 +57,8 @@ static void ConvertInputTaken(WindowHandle dialog, void *params)
     ConvertShowSource(dialog);
 }
 
-static const TransformDialogKind CONVERT_KIND = {"Convert", ConvertCompute, 1, CONVERT_INPUT,
-                                                 ConvertInputTaken};
+static const TransformDialogKind CONVERT_KIND = {
+    "Convert", ConvertCompute, 1, CONVERT_INPUT, ConvertInputTaken, ConvertChangesNothing, nullptr};
 
 static MessageResult ConvertProcedure(WindowHandle dialog, uint32_t message, uintptr_t wParam,
                                       intptr_t lParam)
@@ -70,7 +70,7 @@ static MessageResult ConvertProcedure(WindowHandle dialog, uint32_t message, uin
         if (settings != nullptr && (int)(wParam & 0xffff) == CONVERT_TARGET &&
             (wParam >> 16) == NOTIFY_CHANGED) {
             settings->target = PopupListChoice(dialog, CONVERT_TARGET);
-            RefreshPreview(settings, ConvertCompute);
+            RefreshPreview(settings, &CONVERT_KIND);
         }
         return 0;
     case MSG_DESTROY:
@@ -91,7 +91,7 @@ ErrorCode OpenConvertDialog(WindowHandle input)
         return ERROR_NONE;
     }
     const ImageWindow *record = input != nullptr ? WindowRecord(input) : nullptr;
-    if (record == nullptr || !ConvertAccepts(record->image.type)) return ERROR_ILLEGAL_TYPE;
+    if (record == nullptr || !ConvertAccepts(record->picture.image.type)) return ERROR_ILLEGAL_TYPE;
     if (!Prefs.stickySettings || PlatformShiftDown()) ConvertUseDefaults = 1;
     ConvertSettings *settings = (ConvertSettings *)MemoryAlloc(sizeof(ConvertSettings));
     if (settings == nullptr) return ERROR_NO_MEMORY;

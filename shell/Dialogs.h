@@ -7,18 +7,12 @@
 #include <cstdint>
 
 #include "core/Errors.h"
-#include "core/ImageWindow.h"
+#include "ui/DialogLayout.h"
+#include "ui/ImageWindow.h"
+#include "ui/UiLayer.h"
 
-// Kinds that no other child uses: the modal question about an opened picture's profile, and
-// the grid of a picture window.
+// A kind that no other child uses: the modal question about an opened picture's profile.
 constexpr int KIND_OPEN_CHECK = 80;
-constexpr int KIND_WINDOW_GRID = 78;
-
-// Buttons every dialog here has.
-enum : int32_t {
-    DIALOG_OK = 1,
-    DIALOG_CANCEL = 2,
-};
 
 // Opens "Preferences" with the values of the run, or brings it to the front when it is open.
 // OK makes every value take effect at once and asks whether to keep them for later runs.
@@ -93,28 +87,3 @@ enum : int32_t {
     OPEN_CHECK_CONVERT = 306,
     OPEN_CHECK_HELP = 307,
 };
-
-// "Window Grid": how many parts the grid over a picture window divides it into each way,
-// chosen from a list of the usual ones (none, halves, thirds ...). The window shows each
-// choice at once, so that the grid can be judged on the picture; OK keeps it, Cancel puts
-// back the grid the window had. A modal dialog for window, an image or preview window.
-void ShowGridDialog(WindowHandle window);
-
-enum : int32_t {
-    GRID_DIVISIONS = 401, // the list of choices
-    GRID_PARTS = 402,     // what one part measures
-};
-
-constexpr int GRID_CHOICE_COUNT = 10;
-
-// The parts each way of the list's choices, and their labels; index 0 draws no line.
-extern const int GRID_CHOICES[GRID_CHOICE_COUNT];
-extern const char *const GRID_LABELS[GRID_CHOICE_COUNT];
-
-// The choice that shows divisions: the largest of the list not above it, and "None" for 1
-// and below.
-int GridChoiceOf(int divisions);
-
-// What one part of a picture of width by height measures with divisions parts each way:
-// "Parts of %d x %d pixels", or "No grid lines" for one part.
-void GridPartsText(int width, int height, int divisions, char *text, int capacity);

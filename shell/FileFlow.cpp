@@ -23,12 +23,16 @@
 #include "core/Text.h"
 #include "files/FileType.h"
 #include "shell/Commands.h"
-#include "shell/DialogLayout.h"
 #include "shell/Dialogs.h"
-#include "shell/Display.h"
-#include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
-#include "shell/SettingsFile.h"
+#include "shell/Undo.h"
+#include "ui/DialogLayout.h"
+#include "ui/Display.h"
+#include "ui/DisplayColor.h"
+#include "ui/ImageWindows.h"
+#include "ui/MessageBox.h"
+#include "ui/ProgressWindow.h"
+#include "ui/SettingsStore.h"
 
 static const int FILTERS_CAPACITY = 2048; // bytes of the filter list of a file dialog
 static const int PATTERN_CAPACITY = 128;
@@ -197,21 +201,26 @@ static ErrorCode OpenProfileStep(ImageWindow *record, int *changed)
 {
     ErrorCode result = ERROR_NONE;
     uint8_t *before = nullptr;
-    int beforeSize = record->profile != nullptr ? record->profileSize : 0;
+    int beforeSize = record->picture.profile != nullptr ? record->picture.profileSize : 0;
     int ask = 0;
+    int modified = 0;
 
     *changed = 0;
     if (beforeSize > 0) {
         before = (uint8_t *)MemoryAlloc((size_t)beforeSize);
         if (before == nullptr) return ERROR_NO_MEMORY;
-        memcpy(before, record->profile, (size_t)beforeSize);
+        memcpy(before, record->picture.profile, (size_t)beforeSize);
     }
-    result = OpenProfileCheck(record, &ask);
+    result = OpenProfileCheck(&record->picture, &ask, &modified);
+    DisplayReset(record);
+    if (modified && record->window != nullptr)
+        PlatformSetWindowWord(record->window, WORD_MODIFIED, 1);
     if (result == ERROR_NONE && ask) result = RunOpenCheckDialog(record);
     if (result == ERROR_NONE) {
-        int afterSize = record->profile != nullptr ? record->profileSize : 0;
-        *changed = afterSize != beforeSize ||
-                   (afterSize > 0 && memcmp(before, record->profile, (size_t)afterSize) != 0);
+        const uint8_t *after = record->picture.profile;
+        int afterSize = after != nullptr ? record->picture.profileSize : 0;
+        *changed = modified || afterSize != beforeSize ||
+                   (afterSize > 0 && memcmp(before, after, (size_t)afterSize) != 0);
     }
     MemoryFree(before);
     return result;
@@ -314,19 +323,19 @@ ErrorCode OpenImageFile(const char *path, int type, WindowHandle *window)
     result = SlotAllocate(&slot, &record);
     if (result != ERROR_NONE) goto done;
     FileOperationActive = operating = 1;
-    result = FileLoadPartial(fullPath, type, record, 1, &damage);
+    result = FileLoadPartial(fullPath, type, &record->picture, 1, &damage);
     if (result != ERROR_NONE) goto done;
     AddRecentFile(fullPath);
-    StrCopyLimit(fullPath, record->fileName, PATH_LENGTH - 1);
-    if (CurrentColorSettings.enabled &&
-        (record->image.type == TYPE_COLOR24 || record->image.type == TYPE_COLOR48)) {
+    StrCopyLimit(fullPath, record->picture.fileName, PATH_LENGTH - 1);
+    if (CurrentColorSettings.enabled && (record->picture.image.type == TYPE_COLOR24 ||
+                                         record->picture.image.type == TYPE_COLOR48)) {
         result = OpenProfileStep(record, &changed);
         if (result != ERROR_NONE) goto done;
     }
     // "All Files" stays the window's type even when the content told the reader more, so
     // that Save asks for a name and a type rather than writing over an unknown file.
-    record->fileType = type;
-    record->zoom = InitialZoom(record->image.width, record->image.height);
+    record->picture.fileType = type;
+    record->zoom = InitialZoom(record->picture.image.width, record->picture.image.height);
     result = ImageWindowShow(record, window);
     if (result != ERROR_NONE) goto done;
     slot = -1; // the window owns the record now
@@ -351,8 +360,8 @@ done:
 // with the extension of the save type in place of its own.
 static void InitialName(WindowHandle window, const ImageWindow *record, int saveNumber, char *name)
 {
-    if (record->fileName[0] != 0) {
-        StrCopyLimit(FileNamePart(record->fileName), name, PATH_LENGTH - 1);
+    if (record->picture.fileName[0] != 0) {
+        StrCopyLimit(FileNamePart(record->picture.fileName), name, PATH_LENGTH - 1);
     } else {
         WindowTitle(window, name, PATH_LENGTH);
         // A title may show a path; what no file name can hold becomes an underscore.
@@ -372,7 +381,7 @@ static ErrorCode WritePicture(const char *path, int saveNumber, ImageWindow *rec
     int quality = Saved.jpegQuality[0];
     if (quality < 1 || quality > 100) quality = 97; // the JPEG dialog's own default
     FileOperationActive = 1;
-    ErrorCode result = FileSave(path, saveNumber, record, quality);
+    ErrorCode result = FileSave(path, saveNumber, &record->picture, quality);
     FileOperationActive = 0;
     if (result != ERROR_NONE && result != ERROR_ABORTED) ErrorFileNote(result, path);
     return result;
@@ -384,8 +393,8 @@ static void SavedAs(WindowHandle window, ImageWindow *record, const char *path, 
     LastSaveNumber = saveNumber;
     AddRecentFile(path);
     PlatformSetWindowWord(window, WORD_MODIFIED, 0);
-    StrCopyLimit(path, record->fileName, PATH_LENGTH - 1);
-    record->fileType = OpenNumberOfSave(saveNumber);
+    StrCopyLimit(path, record->picture.fileName, PATH_LENGTH - 1);
+    record->picture.fileType = OpenNumberOfSave(saveNumber);
     UpdateTitle(window);
     RefreshUsers(window);
 }
@@ -405,14 +414,14 @@ ErrorCode SaveImageAs(WindowHandle window, int startAtFile)
     SaveFilters(filters);
     // The file's own type is offered when there is a file or the preference asks for it;
     // otherwise the type of the last Save As, and at first the preferred one.
-    if (record->fileName[0] != 0 || Prefs.honorFileSaveType)
-        saveNumber = SaveNumberOfOpen(record->fileType);
+    if (record->picture.fileName[0] != 0 || Prefs.honorFileSaveType)
+        saveNumber = SaveNumberOfOpen(record->picture.fileType);
     if (saveNumber < 1)
         saveNumber = LastSaveNumber > 0 ? LastSaveNumber : Prefs.defaultFileSaveType;
     if (FileTypeBySave(saveNumber) == nullptr) saveNumber = FILE_SAVE_TIFF;
     InitialName(window, record, saveNumber, name);
-    if (startAtFile && record->fileName[0] != 0)
-        FolderPart(record->fileName, folder);
+    if (startAtFile && record->picture.fileName[0] != 0)
+        FolderPart(record->picture.fileName, folder);
     else
         RememberedFolderGet(FOLDER_SHARED, folder, sizeof folder);
 
@@ -453,12 +462,13 @@ ErrorCode SaveImage(WindowHandle window)
 {
     ImageWindow *record = WindowRecord(window);
     if (record == nullptr) return ERROR_ILLEGAL_TYPE;
-    int saveNumber = SaveNumberOfOpen(record->fileType);
-    if (record->fileName[0] == 0 || saveNumber == FILE_SAVE_NONE) return SaveImageAs(window, 1);
+    int saveNumber = SaveNumberOfOpen(record->picture.fileType);
+    if (record->picture.fileName[0] == 0 || saveNumber == FILE_SAVE_NONE)
+        return SaveImageAs(window, 1);
     if (FileOperationActive) return ERROR_OPEN_IN_PROGRESS;
     // A 16-bit picture has a type that keeps 16 bits here: Save As reduced it otherwise.
     OpenQueueHold();
-    ErrorCode result = WritePicture(record->fileName, saveNumber, record);
+    ErrorCode result = WritePicture(record->picture.fileName, saveNumber, record);
     if (result == ERROR_NONE) PlatformSetWindowWord(window, WORD_MODIFIED, 0);
     OpenQueueRelease();
     return result;
@@ -468,37 +478,35 @@ ErrorCode RevertImage(WindowHandle window)
 {
     ErrorCode result = ERROR_NONE;
     ImageWindow *record = WindowRecord(window);
-    ImageWindow scratch;
+    Picture scratch;
     int resized;
 
     if (record == nullptr) return ERROR_ILLEGAL_TYPE;
-    if (record->fileName[0] == 0) return ERROR_NONE;
+    if (record->picture.fileName[0] == 0) return ERROR_NONE;
     if (FileOperationActive) return ERROR_OPEN_IN_PROGRESS;
     // The file is read beside the picture, so that a failed read leaves the window as it was.
-    memset(&scratch, 0, sizeof scratch);
-    ImageClear(&scratch.image);
-    ImageClear(&scratch.view);
-    ImageClear(&scratch.screen);
+    PictureReset(&scratch);
     OpenQueueHold();
     FileOperationActive = 1;
-    result = FileLoad(record->fileName, record->fileType > 0 ? record->fileType : FILE_OPEN_ALL,
+    result = FileLoad(record->picture.fileName,
+                      record->picture.fileType > 0 ? record->picture.fileType : FILE_OPEN_ALL,
                       &scratch, 1);
     FileOperationActive = 0;
     if (result != ERROR_NONE) goto done;
 
     // The picture, its comments and its profile change places with what was read; the
     // old ones leave with the scratch record.
-    resized =
-        scratch.image.width != record->image.width || scratch.image.height != record->image.height;
+    resized = scratch.image.width != record->picture.image.width ||
+              scratch.image.height != record->picture.image.height;
     {
-        Image image = record->image;
-        FileComment *comments = record->comments;
-        uint8_t *profile = record->profile;
-        int32_t profileSize = record->profileSize;
-        record->image = scratch.image;
-        record->comments = scratch.comments;
-        record->profile = scratch.profile;
-        record->profileSize = scratch.profileSize;
+        Image image = record->picture.image;
+        FileComment *comments = record->picture.comments;
+        uint8_t *profile = record->picture.profile;
+        int32_t profileSize = record->picture.profileSize;
+        record->picture.image = scratch.image;
+        record->picture.comments = scratch.comments;
+        record->picture.profile = scratch.profile;
+        record->picture.profileSize = scratch.profileSize;
         scratch.image = image;
         scratch.comments = comments;
         scratch.profile = profile;
@@ -518,11 +526,7 @@ ErrorCode RevertImage(WindowHandle window)
     PlatformInvalidate(window, nullptr);
     RefreshUsers(window);
 done:
-    ImageFree(&scratch.image);
-    ImageFree(&scratch.view);
-    ImageFree(&scratch.screen);
-    FreeFileComments(&scratch.comments);
-    MemoryRelease(&scratch.profile);
+    PictureFree(&scratch);
     OpenQueueRelease();
     return result;
 }
@@ -533,7 +537,7 @@ int ConfirmOverwrite(const char *path, WindowHandle window)
          child = PlatformNextChild(child)) {
         if (child == window || PlatformGetWindowWord(child, WORD_KIND) != KIND_IMAGE) continue;
         ImageWindow *record = WindowRecord(child);
-        if (record == nullptr || !StrEqualNoCase(record->fileName, path)) continue;
+        if (record == nullptr || !StrEqualNoCase(record->picture.fileName, path)) continue;
         if (InUseBy(child) != nullptr) {
             ShowMessage("Error", "A file of this name is currently open and in use");
             return 1;
@@ -558,13 +562,13 @@ int Warn16BitLoss(WindowHandle owner, WindowHandle window)
 {
     ImageWindow *record = WindowRecord(window);
     if (record == nullptr ||
-        (record->image.type != TYPE_GRAY16 && record->image.type != TYPE_COLOR48))
+        (record->picture.image.type != TYPE_GRAY16 && record->picture.image.type != TYPE_COLOR48))
         return 0;
     if (MessageDialog(owner, "Warning", MESSAGE_OK_CANCEL,
                       "Only TIFF and FITS file formats support 16-bit image data.\nConvert image "
                       "to 8-bit and continue?") != ANSWER_OK)
         return 1;
-    ErrorCode result = FileReduceTo8Bits(record);
+    ErrorCode result = FileReduceTo8Bits(&record->picture);
     if (result != ERROR_NONE) {
         ShowError(result);
         return 1;
@@ -747,15 +751,16 @@ ErrorCode SaveEmbeddedProfile(WindowHandle window)
     char name[PATH_LENGTH];
     char path[PATH_LENGTH];
 
-    if (record == nullptr || record->profile == nullptr || record->profileSize <= 0) {
+    if (record == nullptr || record->picture.profile == nullptr ||
+        record->picture.profileSize <= 0) {
         ShowMessage("Warning", "Image has no associated color profile to save");
         return ERROR_NONE;
     }
     // The profile's own description is the name offered. The dialog starts in the user's
     // color folder: the system's is not writable here, and a profile saved in the user's
     // appears in every profile list of the program.
-    if (ProfileDescription(record->profile, record->profileSize, description, sizeof description) !=
-        ERROR_NONE)
+    if (ProfileDescription(record->picture.profile, record->picture.profileSize, description,
+                           sizeof description) != ERROR_NONE)
         StrCopyLimit("Profile", description, sizeof description - 1);
     for (char *at = description; *at != 0; at++)
         if (strchr("/\\:*?\"<>|", *at) != nullptr) *at = '_';
@@ -779,7 +784,7 @@ ErrorCode SaveEmbeddedProfile(WindowHandle window)
             continue;
         }
         if (ConfirmOverwrite(path, window)) continue;
-        result = ProfileWrite(path, record->profile, record->profileSize);
+        result = ProfileWrite(path, record->picture.profile, record->picture.profileSize);
         break;
     }
     OpenQueueRelease();

@@ -5,6 +5,7 @@
 
 #include "core/Errors.h"
 #include "platform/Platform.h"
+#include "ui/UiLayer.h"
 
 // Opens a file into a new image window (or gives the window that already shows it). A null
 // path shows the "File Open" dialog. type is an open number, -1 to detect. *window receives

@@ -7,15 +7,15 @@
 
 #include "core/FormatString.h"
 #include "core/Helpers.h"
-#include "core/ImageWindow.h"
 #include "core/Memory.h"
 #include "core/Preferences.h"
-#include "shell/Controls.h"
-#include "shell/ImageWindows.h"
 #include "shell/Shell.h"
-#include "shell/Transform.h"
 #include "shell/TransformDialogs.h"
 #include "transforms/GammaAdjust.h"
+#include "ui/Controls.h"
+#include "ui/ImageWindow.h"
+#include "ui/ImageWindows.h"
+#include "ui/Transform.h"
 
 static const int GAMMA_CONTENT_WIDTH = 292; // pixels of the chooser, the list and the slider
 
@@ -61,8 +61,8 @@ static void GammaShowTexts(WindowHandle dialog, const GammaSettings *settings, i
     }
 }
 
-static const TransformDialogKind GAMMA_KIND = {"Gamma Adjust", GammaCompute, 1, GAMMA_INPUT,
-                                               nullptr};
+static const TransformDialogKind GAMMA_KIND = {
+    "Gamma Adjust", GammaCompute, 1, GAMMA_INPUT, nullptr, GammaChangesNothing, nullptr};
 
 // The dialog's own controls; the buttons are the shared handling's.
 static void GammaCommand(WindowHandle dialog, uintptr_t wParam)
@@ -81,7 +81,7 @@ static void GammaCommand(WindowHandle dialog, uintptr_t wParam)
     } else if (id == GAMMA_SLIDER && notification == NOTIFY_RELEASED) {
         settings->factor = GammaFactorOf(SliderPosition(dialog, GAMMA_SLIDER));
         GammaShowTexts(dialog, settings, 1);
-        RefreshPreview(settings, GammaCompute);
+        RefreshPreview(settings, &GAMMA_KIND);
     }
 }
 
@@ -110,7 +110,7 @@ ErrorCode OpenGammaDialog(WindowHandle input)
         return ERROR_NONE;
     }
     const ImageWindow *record = input != nullptr ? WindowRecord(input) : nullptr;
-    if (record == nullptr || !GammaAccepts(record->image.type)) return ERROR_ILLEGAL_TYPE;
+    if (record == nullptr || !GammaAccepts(record->picture.image.type)) return ERROR_ILLEGAL_TYPE;
     // Shift held at opening starts afresh, as does a program that keeps no settings.
     if (!Prefs.stickySettings || PlatformShiftDown()) GammaUseDefaults = 1;
     GammaSettings *settings = (GammaSettings *)MemoryAlloc(sizeof(GammaSettings));

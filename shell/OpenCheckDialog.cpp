@@ -13,10 +13,12 @@
 #include "core/FormatString.h"
 #include "core/Memory.h"
 #include "core/Text.h"
-#include "shell/DialogLayout.h"
 #include "shell/Dialogs.h"
 #include "shell/FileFlow.h"
-#include "shell/ImageWindows.h"
+#include "ui/DialogLayout.h"
+#include "ui/DisplayColor.h"
+#include "ui/ImageWindows.h"
+#include "ui/MessageBox.h"
 
 static const int ASSUMED_LIST_CAPACITY = 32768;
 static const int PATH_SHOWN = 48; // characters of the path the dialog shows
@@ -94,19 +96,19 @@ static void OpenCheckFill(WindowHandle window, OpenCheckState *state, const Imag
     const uint8_t *working = ColorProfileBytes(COLOR_PROFILE_WORKING, &workingLength);
     const uint8_t *assumed = ColorProfileBytes(COLOR_PROFILE_ASSUMED_FILE, &assumedLength);
 
-    DescriptionOf(record->profile, record->profileSize, text, sizeof text);
+    DescriptionOf(record->picture.profile, record->picture.profileSize, text, sizeof text);
     PlatformSetControlText(window, OPEN_CHECK_FILE_PROFILE, text);
     DescriptionOf(working, workingLength, text, sizeof text);
     PlatformSetControlText(window, OPEN_CHECK_WORKING, text);
     char path[PATH_SHOWN + 1];
-    TextShorten(record->fileName, PATH_SHOWN, path, sizeof path);
+    TextShorten(record->picture.fileName, PATH_SHOWN, path, sizeof path);
     PlatformSetControlText(window, OPEN_CHECK_PATH, path);
 
     // For a picture without a profile the assumed file profile is the likely answer, and
     // stands chosen; a picture with one keeps it unless the user says otherwise.
     char assumedText[PROFILE_DESCRIPTION_MAX];
     state->assumedOffered =
-        record->profile == nullptr && assumed != nullptr &&
+        record->picture.profile == nullptr && assumed != nullptr &&
         ProfileDescription(assumed, assumedLength, assumedText, sizeof assumedText) == ERROR_NONE;
     // Only an RGB profile can describe the pixels of a color picture.
     EnumerateProfiles("None", state->assumedOffered ? assumedText : nullptr, "mntr spac scnr",
@@ -132,6 +134,7 @@ ErrorCode RunOpenCheckDialog(ImageWindow *record)
     WindowHandle window = nullptr;
     uint8_t *bytes = nullptr;
     int length = 0;
+    int modified = 0;
     int answer;
 
     ChildKindRegister(KIND_OPEN_CHECK, OpenCheckProcedure);
@@ -159,7 +162,8 @@ ErrorCode RunOpenCheckDialog(ImageWindow *record)
         // The assumed file profile is the one the settings loaded, wherever its file is.
         int assumedLength;
         const uint8_t *assumed = ColorProfileBytes(COLOR_PROFILE_ASSUMED_FILE, &assumedLength);
-        result = OpenProfileChoose(record, assumed, assumedLength, state->convert, state->intent);
+        result = OpenProfileChoose(&record->picture, assumed, assumedLength, state->convert,
+                                   state->intent, &modified);
         goto done;
     }
     if (state->choice > 0) {
@@ -169,8 +173,13 @@ ErrorCode RunOpenCheckDialog(ImageWindow *record)
         if (result == ERROR_NONE) result = ProfileFileRead(path, &bytes, &length);
         if (result != ERROR_NONE) goto done;
     }
-    result = OpenProfileChoose(record, bytes, length, state->convert, state->intent);
+    result = OpenProfileChoose(&record->picture, bytes, length, state->convert, state->intent,
+                               &modified);
 done:
+    // A converted picture is no longer what its file holds.
+    DisplayReset(record);
+    if (modified && record->window != nullptr)
+        PlatformSetWindowWord(record->window, WORD_MODIFIED, 1);
     if (window != nullptr) {
         PlatformSetWindowWord(window, WORD_POINTER, 0);
         PlatformDestroyWindow(window);

@@ -1,47 +1,17 @@
-// Preferences and saved state in the settings store. Each value is read by tokenising its
-// text and parsing the tokens straight into the field, so a value the parser refuses leaves
-// what the parser set, as it does in every settings file.
+// Preferences, saved state and color settings in the settings store. Each value is read by
+// tokenising its text and parsing the tokens straight into the field, so a value the parser
+// refuses leaves what the parser set, as it does in every settings file.
 #include "shell/Preferences.h"
 
 #include <cmath>
 #include <cstring>
 
+#include "color/ColorSettings.h"
 #include "core/FormatString.h"
 #include "core/Preferences.h"
 #include "core/Text.h"
-#include "shell/SettingsFile.h"
-
-SavedState Saved;
 
 static const char *const UNDO_WORDS[3] = {"none", "single", "multiple"};
-
-void SavedStateDefault(SavedState *state)
-{
-    static const int32_t BROWSE[BROWSE_OPTION_COUNT] = {1, 1, 0, 0, 3, 0, 0, 1, 0, 0, 1, 0};
-    static const int32_t BROWSE_SEARCH[4] = {0, 0, 0, 2203};
-    static const int32_t ALBUM[5] = {5, 2334, 2309, 2328, 0};
-    static const int32_t SLIDE_SHOW[SLIDE_SHOW_OPTION_COUNT] = {1, 2, 0, 5, 1, 1, 1, 0};
-    static const int32_t READOUT[4] = {0, 0, 1, 1};
-    memset(state, 0, sizeof *state);
-    state->defaultPcdResolution = 3;
-    memcpy(state->browse, BROWSE, sizeof BROWSE);
-    memcpy(state->browseSearch, BROWSE_SEARCH, sizeof BROWSE_SEARCH);
-    memcpy(state->album, ALBUM, sizeof ALBUM);
-    state->albumPage[0] = 8.5;
-    state->albumPage[1] = 11.0;
-    state->jpegQuality[0] = 97;
-    state->fpxQuality[0] = 97;
-    memcpy(state->slideShow, SLIDE_SHOW, sizeof SLIDE_SHOW);
-    strcpy(state->fileBrowse, "left");
-    state->twain16BitNegotiation = 1;
-    state->twainClose = 1;
-    state->printDpi = 300;
-    state->showImageTypeIcons = 1;
-    state->blinkRate = 7;
-    state->cropCustom[0] = 1.0;
-    state->cropCustom[1] = 1.0;
-    memcpy(state->readout, READOUT, sizeof READOUT);
-}
 
 static double ClampUnit(double value)
 {
@@ -288,4 +258,59 @@ void WriteState(void)
     StateWriteIntegers("blinkrate", &s->blinkRate, 1);
     SettingsStoreWrite(key, "cropcustom", "%f %f", s->cropCustom[0], s->cropCustom[1]);
     StateWriteIntegers("readout", s->readout, 4);
+}
+
+// The stored values of the profiles, by COLOR_PROFILE_* index.
+static const char *const PROFILE_VALUES[COLOR_PROFILE_COUNT] = {
+    "wcsprofile", "acsprofile", "ascsprofile", "monitorprofile", "proofprofile"};
+
+// Reads an integer value into target when it exists and lies in minimum..maximum.
+static void StoredInteger(const char *name, int minimum, int maximum, int32_t *target)
+{
+    int32_t value = *target;
+    if (SettingsStoreIntegers(SETTINGS_KEY_COLOR, name, &value, 1) && value >= minimum &&
+        value <= maximum)
+        *target = value;
+}
+
+void ReadColorSettings(void)
+{
+    ColorSettings *settings = &CurrentColorSettings;
+    int32_t engine = settings->engine;
+    int32_t color[3] = {settings->gamutAlarmColor[0], settings->gamutAlarmColor[1],
+                        settings->gamutAlarmColor[2]};
+
+    StoredInteger("icmenabled", 0, 1, &settings->enabled);
+    if (SettingsStoreIntegers(SETTINGS_KEY_COLOR, "colorengine", &engine, 1))
+        settings->engine = ColorEngineFromValue(engine);
+    for (int which = 0; which < COLOR_PROFILE_COUNT; which++)
+        SettingsStoreText(SETTINGS_KEY_COLOR, PROFILE_VALUES[which],
+                          ColorSettingsPath(settings, which), PATH_LENGTH);
+    StoredInteger("monitorintent", 0, COLOR_INTENT_COUNT - 1, &settings->monitorIntent);
+    StoredInteger("proofintent", 0, COLOR_INTENT_COUNT - 1, &settings->proofIntent);
+    StoredInteger("gamutalarm", 0, 1, &settings->gamutAlarm);
+    StoredInteger("onprofilemismatch", MISMATCH_ASK, MISMATCH_KEEP, &settings->onMismatch);
+    if (SettingsStoreIntegers(SETTINGS_KEY_COLOR, "gamutalarmcolor", color, 3)) {
+        for (int i = 0; i < 3; i++)
+            if (color[i] >= 0 && color[i] <= 255) settings->gamutAlarmColor[i] = (uint8_t)color[i];
+    }
+    // Without color management on this machine nothing may switch it on.
+    if (!settings->available) settings->enabled = 0;
+}
+
+void WriteColorSettings(void)
+{
+    ColorSettings *settings = &CurrentColorSettings;
+    SettingsStoreWrite(SETTINGS_KEY_COLOR, "icmenabled", "%d", settings->enabled);
+    SettingsStoreWrite(SETTINGS_KEY_COLOR, "colorengine", "%d", settings->engine);
+    for (int which = 0; which < COLOR_PROFILE_COUNT; which++)
+        SettingsStoreWrite(SETTINGS_KEY_COLOR, PROFILE_VALUES[which], "\"%s\"",
+                           ColorSettingsPath(settings, which));
+    SettingsStoreWrite(SETTINGS_KEY_COLOR, "monitorintent", "%d", settings->monitorIntent);
+    SettingsStoreWrite(SETTINGS_KEY_COLOR, "proofintent", "%d", settings->proofIntent);
+    SettingsStoreWrite(SETTINGS_KEY_COLOR, "gamutalarm", "%d", settings->gamutAlarm);
+    SettingsStoreWrite(SETTINGS_KEY_COLOR, "gamutalarmcolor", "%d %d %d",
+                       settings->gamutAlarmColor[0], settings->gamutAlarmColor[1],
+                       settings->gamutAlarmColor[2]);
+    SettingsStoreWrite(SETTINGS_KEY_COLOR, "onprofilemismatch", "%d", settings->onMismatch);
 }

@@ -9,15 +9,16 @@
 #include "core/FormatString.h"
 #include "core/Memory.h"
 #include "core/Preferences.h"
+#include "core/SettingsText.h"
 #include "core/Text.h"
 #include "files/FileType.h"
-#include "shell/DialogLayout.h"
 #include "shell/Dialogs.h"
-#include "shell/Display.h"
 #include "shell/FileFlow.h"
-#include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
-#include "shell/SettingsFile.h"
+#include "ui/DialogLayout.h"
+#include "ui/Display.h"
+#include "ui/ImageWindows.h"
+#include "ui/MessageBox.h"
 
 static const int RESOLUTION_TEXT = 16; // bytes of the resolution field's text
 static const int LIST_CAPACITY = 1024; // bytes of the items of one list

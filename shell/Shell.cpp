@@ -13,39 +13,28 @@
 #include "core/FormatString.h"
 #include "core/Memory.h"
 #include "core/Progress.h"
+#include "masks/AmountControl.h"
 #include "shell/Commands.h"
-#include "shell/Controls.h"
-#include "shell/DialogLayout.h"
-#include "shell/Display.h"
 #include "shell/FileFlow.h"
-#include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
-#include "shell/SettingsFile.h"
-#include "shell/Startup.h"
-#include "shell/Transform.h"
 #include "shell/TransformDialogs.h"
+#include "shell/Undo.h"
 #include "shell/WindowInfo.h"
+#include "ui/Controls.h"
+#include "ui/DialogLayout.h"
+#include "ui/Display.h"
+#include "ui/DisplayColor.h"
+#include "ui/ImageWindows.h"
+#include "ui/MessageBox.h"
+#include "ui/ProgressWindow.h"
+#include "ui/SettingsStore.h"
+#include "ui/Transform.h"
+#include "ui/UiStartup.h"
 
-WindowHandle FrameWindow;
-WindowHandle ActiveWindow;
-int LineHeight;
-int ButtonHeight;
-int Margin;
-int SliderHeight;
-int SmallLineHeight;
-int SmallButtonHeight;
-PlatformMetrics DisplayMetrics;
 char ProgramDirectory[PATH_LENGTH];
-int CurrentOperation;
-WindowHandle DialogWindow;
-int CurrentTool;
-WindowHandle ToolTarget;
-int ToolDown;
 int ClipboardHoldsImage;
-WindowHandle SplashWindow;
 int EnterApplies;
 
-constexpr int SLIDER_HEIGHT = 17;  // pixels of the program's sliders
 constexpr int SPLASH_WIDTH = 325;  // pixels
 constexpr int SPLASH_HEIGHT = 278; // pixels
 constexpr int SPLASH_TIMER = 1;    // the splash's own timer
@@ -63,20 +52,13 @@ static MessageResult SplashProcedure(WindowHandle window, uint32_t message, uint
 // ---------------------------------------------------------------------------------------
 // Start-up.
 
-void ReadDisplayMetrics(void)
-{
-    PlatformGetMetrics(&DisplayMetrics);
-    LineHeight = DisplayMetrics.lineHeight;
-    ButtonHeight = DisplayMetrics.buttonHeight;
-    Margin = DisplayMetrics.margin;
-    SmallLineHeight = DisplayMetrics.smallLineHeight;
-    SmallButtonHeight = DisplayMetrics.smallButtonHeight;
-    SliderHeight = SLIDER_HEIGHT;
-}
+// What the dialog kit asks of the editor: the file flows, undo and the open queue.
+static const EditorHooks SHELL_HOOKS = {SaveImage, OpenDroppedFiles, UndoForget, OpenQueueHold,
+                                        OpenQueueRelease};
 
 ErrorCode Initialise(void)
 {
-    ErrorCode result = StartupInitialise();
+    ErrorCode result = UiInitialise();
     if (result != ERROR_NONE) return result;
 
     FrameWindow = nullptr;
@@ -98,8 +80,9 @@ ErrorCode Initialise(void)
     ReadPreferences();
     ReadColorSettings();
     ReadState();
-    InitColorSettings();
+    DisplayColorSettingsLoad();
     ReadDisplayMetrics();
+    EditorHooksInstall(&SHELL_HOOKS);
 
     PlatformRegisterClass(CLASS_FRAME, FrameProcedure);
     PlatformRegisterClass(CLASS_CHILD, ChildProcedure);
@@ -108,6 +91,7 @@ ErrorCode Initialise(void)
     ImageWindowsRegister();
     TransformRegister();
     ControlsRegister();
+    AmountControlRegister();
     GammaDialogRegister();
     ConvertDialogRegister();
     ChangeProfileDialogRegister();

@@ -7,61 +7,19 @@
 
 #include "core/Errors.h"
 #include "platform/Platform.h"
-
-// Private messages of the frame and of the shell's windows.
-enum : uint32_t {
-    MSG_AMOUNT_CHANGED = 0x8002, // an Amount control changed; wParam its id
-    MSG_CLICK = 0x800A,          // a waiting tool window gets a picture click
-    MSG_PREVIEW_REGION = 0x800D, // a preview needs a rectangle: wParam the preview window,
-                                 // lParam const Rect * in view pixels, or 0 for all of it
-    MSG_INPUT_CHOSEN = 0x8011,   // an input chooser changed; wParam its id
-    MSG_KEY = 0x8015,            // a character typed in an image window, for the dialog
-    MSG_NEXT_FIELD = 0x8023,     // Tab: wParam the control id of the focus
-    MSG_PREVIOUS_FIELD = 0x8024, // Shift+Tab
-    MSG_CANCEL = 0x8025,         // Esc was typed
-    MSG_APPLY = 0x8026,          // Return was typed
-    MSG_RELAYOUT = 0x8028,       // recompute the docked panes and the workspace
-    MSG_INPUT_CHANGED = 0x802A,  // the picture a dialog uses changed
-    MSG_DOCK_BROWSER = 0x803A,
-    MSG_UNDOCK = 0x803B,
-    MSG_OPEN_FROM_CLIPBOARD = 0x803E, // lParam: a command line handed over, freed by the frame
-    MSG_REFRESH = 0x803F,             // a dialog's input was changed in place (undo)
-};
+#include "ui/UiLayer.h"
+#include "ui/UiState.h"
 
 // The title of the frame, which a second start looks for.
 constexpr const char *FRAME_TITLE = "Vistel Pro 3.5.0.10";
-
-extern WindowHandle FrameWindow;
-extern WindowHandle ActiveWindow; // the active child, kept by each child on MSG_ACTIVATE
-
-// Metrics of the dialog font, from the platform at start-up: LineHeight = text height + 1,
-// ButtonHeight = text height * 11 / 8, Margin = ButtonHeight / 4.
-extern int LineHeight;
-extern int ButtonHeight;
-extern int Margin;
-extern int SliderHeight;
-extern int SmallLineHeight;
-extern int SmallButtonHeight;
-// Everything else the platform tells of its display: scroll bars, frames, captions, screen.
-extern PlatformMetrics DisplayMetrics;
 
 // The folder of read-only resources (samples, profiles to copy, the viewer of slide shows),
 // with its closing separator; the program's main fills it before Initialise.
 extern char ProgramDirectory[];
 
-// What is open and running, as the frame and the menus need to know it.
-extern int CurrentOperation;      // the kind of the open transformation, 0 for none
-extern WindowHandle DialogWindow; // that transformation's dialog, or null
-extern int CurrentTool;           // TOOL_*, 0 for no tool
-extern WindowHandle ToolTarget;   // a window waiting for a picture click, or null
-extern int ToolDown;              // 1 while the left button is down on a picture
-extern int ClipboardHoldsImage;   // our picture is on the clipboard
-extern WindowHandle SplashWindow; // the splash while it shows, or null
-extern int EnterApplies;          // Return in a dialog presses Apply; off by default
-
-// Reads the metrics of the dialog font and the display into the globals above; at start-up
-// and when the display changes.
-void ReadDisplayMetrics(void);
+// What is open and running beside what the dialog kit keeps (ui/UiState.h).
+extern int ClipboardHoldsImage; // our picture is on the clipboard
+extern int EnterApplies;        // Return in a dialog presses Apply; off by default
 
 // Start-up of the editor after the platform is up: tables, preferences, color settings,
 // saved state, metrics, window classes. Returns the first failure's code.

@@ -8,6 +8,7 @@
 
 #include "core/Errors.h"
 #include "platform/Platform.h"
+#include "ui/UiLayer.h"
 
 // Controls of the three dialogs (the buttons are those of shell/Transform.h).
 enum : int32_t {

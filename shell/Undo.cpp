@@ -9,8 +9,9 @@
 
 #include "core/Memory.h"
 #include "core/Preferences.h"
-#include "shell/Display.h"
-#include "shell/ImageWindows.h"
+#include "shell/Undo.h"
+#include "ui/Display.h"
+#include "ui/ImageWindows.h"
 
 struct UndoEntry {
     UndoEntry *next; // the older entry
@@ -62,11 +63,12 @@ ErrorCode UndoPush(WindowHandle window, const Rect *rectangle)
     entry->window = window;
     if (window != nullptr) {
         const ImageWindow *record = WindowRecord(window);
-        if (record == nullptr || !ImageIsPicture(record->image.type) || rectangle == nullptr) {
+        if (record == nullptr || !ImageIsPicture(record->picture.image.type) ||
+            rectangle == nullptr) {
             result = ERROR_INTERNAL_1; // a caller's mistake: nothing to save
             goto done;
         }
-        const Image *picture = &record->image;
+        const Image *picture = &record->picture.image;
         int x0 = rectangle->left < 0 ? 0 : rectangle->left;
         int y0 = rectangle->top < 0 ? 0 : rectangle->top;
         int x1 = rectangle->right >= picture->width ? picture->width - 1 : rectangle->right;
@@ -90,7 +92,7 @@ static void Restore(const UndoEntry *entry)
 {
     ImageWindow *record = WindowRecord(entry->window);
     if (record == nullptr) return;
-    Image *picture = &record->image;
+    Image *picture = &record->picture.image;
     const Image *copy = &entry->copy;
     // The picture may have changed type or size since (a conversion in place); such an
     // entry no longer fits and is dropped.

@@ -12,9 +12,10 @@
 #include "core/FormatString.h"
 #include "core/Preferences.h"
 #include "files/FileType.h"
-#include "shell/DialogLayout.h"
-#include "shell/ImageWindows.h"
 #include "shell/Shell.h"
+#include "ui/DialogLayout.h"
+#include "ui/ImageWindows.h"
+#include "ui/MessageBox.h"
 
 constexpr double CM_PER_INCH = 2.540005;
 constexpr double MM_PER_INCH = 25.40005;
@@ -89,18 +90,18 @@ int WindowInfoTexts(const ImageWindow *record, char texts[][WINDOW_INFO_TEXT], i
     int count = 0;
     auto next = [&]() -> char * { return count < capacity ? texts[count++] : nullptr; };
     char *line;
-    const Image *image = &record->image;
+    const Image *image = &record->picture.image;
 
     if ((line = next()) != nullptr)
         FormatString(line, WINDOW_INFO_TEXT, "%s", ImageTypeName(image->type));
     if ((image->type == TYPE_COLOR24 || image->type == TYPE_COLOR48) &&
-        record->profile != nullptr) {
+        record->picture.profile != nullptr) {
         char description[PROFILE_DESCRIPTION_MAX];
         char maker[PROFILE_DESCRIPTION_MAX];
-        if (ProfileDescription(record->profile, record->profileSize, description,
+        if (ProfileDescription(record->picture.profile, record->picture.profileSize, description,
                                sizeof description) == ERROR_NONE &&
-            ProfileManufacturer(record->profile, record->profileSize, maker, sizeof maker) ==
-                ERROR_NONE &&
+            ProfileManufacturer(record->picture.profile, record->picture.profileSize, maker,
+                                sizeof maker) == ERROR_NONE &&
             (line = next()) != nullptr)
             FormatString(line, WINDOW_INFO_TEXT, "%s [%s]", description, maker);
     }
@@ -121,15 +122,15 @@ int WindowInfoTexts(const ImageWindow *record, char texts[][WINDOW_INFO_TEXT], i
         FormatString(line, WINDOW_INFO_TEXT, "%2f x %2f mm", inchesWide * MM_PER_INCH,
                      inchesHigh * MM_PER_INCH);
     if ((line = next()) != nullptr) FormatString(line, WINDOW_INFO_TEXT, "%2f dpi", resolution);
-    if (record->derivedFrom[0] != 0 && (line = next()) != nullptr)
-        PathLine(record->derivedFrom, "Derived from: %s", "Derived from: %s...%s", line);
+    if (record->picture.derivedFrom[0] != 0 && (line = next()) != nullptr)
+        PathLine(record->picture.derivedFrom, "Derived from: %s", "Derived from: %s...%s", line);
 
-    if (record->fileName[0] != 0 && (line = next()) != nullptr)
-        PathLine(record->fileName, "%s", "%s...%s", line);
+    if (record->picture.fileName[0] != 0 && (line = next()) != nullptr)
+        PathLine(record->picture.fileName, "%s", "%s...%s", line);
     if ((line = next()) != nullptr)
-        FormatString(line, WINDOW_INFO_TEXT, "%s", FormatName(record->fileType));
+        FormatString(line, WINDOW_INFO_TEXT, "%s", FormatName(record->picture.fileType));
     struct stat status;
-    if (record->fileName[0] != 0 && stat(record->fileName, &status) == 0) {
+    if (record->picture.fileName[0] != 0 && stat(record->picture.fileName, &status) == 0) {
         if ((line = next()) != nullptr) BytesLine((int64_t)status.st_size, line);
         time_t modified = status.st_mtime;
         struct tm local;

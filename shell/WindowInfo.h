@@ -2,8 +2,9 @@
 // came from and in which file it lives.
 #pragma once
 
-#include "core/ImageWindow.h"
 #include "platform/Platform.h"
+#include "ui/ImageWindow.h"
+#include "ui/UiLayer.h"
 
 constexpr int WINDOW_INFO_LINES = 16;    // lines the dialog can show
 constexpr int WINDOW_INFO_TEXT = 400;    // characters of one line, with its terminator

@@ -9,7 +9,7 @@
 #include "color/ColorSettings.h"
 #include "color/ProfileTransform.h"
 #include "core/Image.h"
-#include "core/ImageWindow.h"
+#include "core/Picture.h"
 #include "core/Progress.h"
 #include "core/RowReader.h"
 #include "core/Text.h"
@@ -28,6 +28,17 @@ void ChangeProfileSettingsDefault(ChangeProfileSettings *settings)
     StrCopyLimit("None", settings->targetDescription, PROFILE_DESCRIPTION_MAX - 1);
 }
 
+const uint8_t *ChangeProfileResultProfile(const void *params, int *length)
+{
+    const ChangeProfileSettings *settings = (const ChangeProfileSettings *)params;
+    if (settings->change == CHANGE_PROFILE_DATA_ONLY) {
+        *length = settings->sourceLength;
+        return settings->sourceProfile;
+    }
+    *length = settings->targetLength;
+    return settings->targetProfile;
+}
+
 // One row unchanged, but for a 48-bit source into a 24-bit preview.
 static void ChangeProfileCopyRow(const uint8_t *in, uint8_t *out, int samples, int sourceType,
                                  int outputType)
@@ -41,7 +52,7 @@ static void ChangeProfileCopyRow(const uint8_t *in, uint8_t *out, int samples, i
     }
 }
 
-ErrorCode ChangeProfileCompute(const Image *source, Image *destination, ImageWindow *window,
+ErrorCode ChangeProfileCompute(const Image *source, Image *destination, Picture *picture,
                                void *params, int full, int destinationWidth, int destinationHeight,
                                int sourceX, int sourceY, int zoom, int x0, int y0, int x1, int y1,
                                int w, int h)
@@ -112,12 +123,12 @@ ErrorCode ChangeProfileCompute(const Image *source, Image *destination, ImageWin
         if (showProgress && (result = ProgressStep(row)) != ERROR_NONE) goto done;
     }
 
-    // The window says which profile its pixels are now in.
-    if (window != nullptr) {
-        if (settings->change == CHANGE_PROFILE_DATA_ONLY)
-            result = WindowProfileSet(window, settings->sourceProfile, settings->sourceLength);
-        else
-            result = WindowProfileSet(window, settings->targetProfile, settings->targetLength);
+    // The result says which profile its pixels are now in; a preview's is the caller's to set.
+    if (picture != nullptr) {
+        int length = 0;
+        int changed;
+        const uint8_t *profile = ChangeProfileResultProfile(settings, &length);
+        result = PictureProfileSet(picture, profile, length, &changed);
     }
 done:
     if (showProgress) ProgressClose();

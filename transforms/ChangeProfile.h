@@ -30,15 +30,19 @@ struct ChangeProfileSettings {
 // Fills settings with the values of a first opening: both changed, full gamut, no target.
 void ChangeProfileSettingsDefault(ChangeProfileSettings *settings);
 
+// The profile the pixels of a result are in: the source's for "Image Data Only", else the
+// target; null (sRGB) with length 0 for none.
+const uint8_t *ChangeProfileResultProfile(const void *params, int *length);
+
 // The compute function of Change Color Profile (params is a ChangeProfileSettings) for 24
 // and 48-bit pictures; a preview of a 48-bit picture is 24-bit. Pixels go from the source
 // profile to the target unless only the setting changes, in which case they are copied.
-// When it succeeds, window (the result's or the preview's) gets the profile its pixels are
-// now in: the target, or the source's for "Image Data Only". ERROR_ILLEGAL_TYPE for other
-// pictures; ERROR_SCANNER_PROFILE for a scanner target when pixels change;
-// ERROR_TARGET_PROFILE_REQUIRED without a target when pixels change; the codes of
+// When it succeeds, the result's picture (not a preview) gets the profile its pixels are now
+// in (ChangeProfileResultProfile): the target, or the source's for "Image Data Only".
+// ERROR_ILLEGAL_TYPE for other pictures; ERROR_SCANNER_PROFILE for a scanner target when pixels
+// change; ERROR_TARGET_PROFILE_REQUIRED without a target when pixels change; the codes of
 // ProfileTransformMake; ERROR_NO_MEMORY; ERROR_ABORTED with the rows done so far.
-ErrorCode ChangeProfileCompute(const Image *source, Image *destination, ImageWindow *window,
+ErrorCode ChangeProfileCompute(const Image *source, Image *destination, Picture *picture,
                                void *params, int full, int destinationWidth, int destinationHeight,
                                int sourceX, int sourceY, int zoom, int x0, int y0, int x1, int y1,
                                int w, int h);

@@ -7,10 +7,8 @@
 #include "transforms/Convert.h"
 
 #include "core/Helpers.h"
-#include "core/ImageWindow.h"
 #include "core/Progress.h"
 #include "core/RowReader.h"
-#include "transforms/GammaAdjust.h"
 
 static const int CONVERT_THRESHOLD = 128; // gray values below it give a clear (black) bit
 
@@ -114,7 +112,14 @@ static void ConvertRow(int sourceType, int outputType, const uint8_t *in, uint8_
     }
 }
 
-ErrorCode ConvertCompute(const Image *source, Image *destination, ImageWindow *window, void *params,
+int ConvertChangesNothing(const void *params, const Image *source, int full)
+{
+    const ConvertSettings *settings = (const ConvertSettings *)params;
+    return source != nullptr && ImageIsPicture(source->type) &&
+           ConvertTargetType(settings->target, full) == source->type;
+}
+
+ErrorCode ConvertCompute(const Image *source, Image *destination, Picture *picture, void *params,
                          int full, int destinationWidth, int destinationHeight, int sourceX,
                          int sourceY, int zoom, int x0, int y0, int x1, int y1, int w, int h)
 {
@@ -126,7 +131,8 @@ ErrorCode ConvertCompute(const Image *source, Image *destination, ImageWindow *w
     int firstBit = 0;
     int showProgress = 0;
     int waitCursor = 0;
-    int taken = 0;
+
+    (void)picture; // a result has nothing of this transformation's own but its pixels
 
     // Reset before anything can fail, so that the exit may close both unconditionally.
     RowReaderReset(&reader);
@@ -140,12 +146,6 @@ ErrorCode ConvertCompute(const Image *source, Image *destination, ImageWindow *w
     if (outputType == TYPE_EMPTY) {
         result = ERROR_INTERNAL_1; // the dialog offers only the five targets
         goto done;
-    }
-
-    // Nothing to convert: copy, or render as the display would.
-    if (source->type == outputType) {
-        result = GammaShortCut(source, destination, window, full, x0, y0, x1, y1, &taken);
-        if (taken) goto done;
     }
 
     result =

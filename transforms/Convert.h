@@ -22,10 +22,13 @@ void ConvertSettingsDefault(ConvertSettings *settings);
 // The picture type of a target; a preview of a 16-bit target is 8-bit.
 int ConvertTargetType(int target, int full);
 
+// 1 when the settings change nothing for source: the target is the picture's own type at this
+// depth. Apply then copies and a preview renders as the display does.
+int ConvertChangesNothing(const void *params, const Image *source, int full);
+
 // The compute function of Convert (params is a ConvertSettings). Returns ERROR_ILLEGAL_TYPE
 // for a record without a picture, ERROR_INTERNAL_1 for an unknown target, ERROR_NO_MEMORY,
 // or ERROR_ABORTED with the rows done so far.
-ErrorCode ConvertCompute(const Image *source, Image *destination, ImageWindow *window,
-                         void *params, int full, int destinationWidth, int destinationHeight,
-                         int sourceX, int sourceY, int zoom, int x0, int y0, int x1, int y1,
-                         int w, int h);
+ErrorCode ConvertCompute(const Image *source, Image *destination, Picture *picture, void *params,
+                         int full, int destinationWidth, int destinationHeight, int sourceX,
+                         int sourceY, int zoom, int x0, int y0, int x1, int y1, int w, int h);

@@ -7,8 +7,8 @@
 
 #include "core/Helpers.h"
 #include "core/Image.h"
+#include "core/SettingsText.h"
 #include "core/Text.h"
-#include "shell/SettingsFile.h"
 #include "transforms/CurveParts.h"
 
 // Below this a slope or a tangent sum counts as zero.

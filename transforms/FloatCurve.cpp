@@ -4,8 +4,8 @@
 
 #include <cmath>
 
+#include "core/SettingsText.h"
 #include "core/Text.h"
-#include "shell/SettingsFile.h"
 #include "transforms/CurveParts.h"
 
 int FloatCurvePointsValid(int pointCount, const double *x, const double *y)

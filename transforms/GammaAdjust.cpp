@@ -8,11 +8,9 @@
 #include <cmath>
 
 #include "core/Helpers.h"
-#include "core/ImageWindow.h"
 #include "core/Memory.h"
 #include "core/Progress.h"
 #include "core/RowReader.h"
-#include "shell/Display.h"
 
 const double GAMMA_INPUT_VALUES[GAMMA_INPUT_COUNT] = {1.0, 1.4, 1.8, 2.22};
 
@@ -24,15 +22,11 @@ void GammaSettingsDefault(GammaSettings *settings)
     settings->inputGammaIndex = 3; // 2.22, the gamma most pictures are encoded with
 }
 
-ErrorCode GammaShortCut(const Image *source, Image *destination, ImageWindow *window, int full,
-                        int x0, int y0, int x1, int y1, int *taken)
+int GammaChangesNothing(const void *params, const Image *source, int full)
 {
-    *taken = 1;
-    if (full) return source == destination ? ERROR_NONE : ImageCopy(source, destination, 1);
-    if (window != nullptr && destination == &window->view)
-        return RenderView(source, window, x0, y0, x1, y1, 1);
-    *taken = 0;
-    return ERROR_NONE;
+    const GammaSettings *settings = (const GammaSettings *)params;
+    return settings->factor == 1.0 && source != nullptr &&
+           ComputeOutputType(source->type, full) != TYPE_EMPTY;
 }
 
 // Table8[i] = Round((i / 255)^factor * 255).
@@ -64,7 +58,7 @@ static void GammaRow(const uint8_t *in, uint8_t *out, int count, const Table *ta
     }
 }
 
-ErrorCode GammaCompute(const Image *source, Image *destination, ImageWindow *window, void *params,
+ErrorCode GammaCompute(const Image *source, Image *destination, Picture *picture, void *params,
                        int full, int destinationWidth, int destinationHeight, int sourceX,
                        int sourceY, int zoom, int x0, int y0, int x1, int y1, int w, int h)
 {
@@ -78,7 +72,8 @@ ErrorCode GammaCompute(const Image *source, Image *destination, ImageWindow *win
     int samples = 0; // samples of a row of w pixels
     int showProgress = 0;
     int waitCursor = 0;
-    int taken = 0;
+
+    (void)picture; // a result has nothing of this transformation's own but its pixels
 
     // Reset before anything can fail, so that the exit may close both unconditionally.
     RowReaderReset(&reader);
@@ -90,12 +85,6 @@ ErrorCode GammaCompute(const Image *source, Image *destination, ImageWindow *win
         goto done;
     }
     samples = source->type == TYPE_COLOR24 || source->type == TYPE_COLOR48 ? 3 * w : w;
-
-    // A factor of exactly 1.0 changes nothing: copy, or render as the display would.
-    if (settings->factor == 1.0) {
-        result = GammaShortCut(source, destination, window, full, x0, y0, x1, y1, &taken);
-        if (taken) goto done;
-    }
 
     result =
         ComputePrepareDestination(source, destination, outputType, destinationWidth,

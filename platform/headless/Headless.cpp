@@ -5,13 +5,13 @@
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <unistd.h>
 
 #include "core/File.h"
 #include "core/Memory.h"
 #include "core/Text.h"
 #include "platform/Platform.h"
 #include "platform/headless/HeadlessInternal.h"
+#include "ui/MessageBox.h"
 
 static const int PROGRESS_LOG = 64;
 static const int ANSWER_QUEUE = 64;
@@ -33,9 +33,6 @@ static int PumpTotal;
 static int ActionPump; // 0 for none
 static void (*PumpAction)(void *context);
 static void *PumpActionContext;
-static int ConsoleMessages;
-static int ConsoleProgress;
-static uint32_t ConsoleLastDraw;
 static char StoreFile[PATH_LENGTH];
 static char StoreFolder[PATH_LENGTH];
 static uint8_t *DisplayProfile; // what the desktop is said to give the display, or null
@@ -53,17 +50,9 @@ void HeadlessReset(void)
     ProgressTotal = 0;
     PumpTotal = 0;
     ActionPump = 0;
-    ConsoleMessages = 0;
-    ConsoleProgress = 0;
     StoreFile[0] = 0;
     StoreFolder[0] = 0;
     HeadlessSetDisplayProfile(nullptr, 0);
-}
-
-void HeadlessSetConsole(int echoMessages, int progressBar)
-{
-    ConsoleMessages = echoMessages;
-    ConsoleProgress = progressBar && isatty(fileno(stderr));
 }
 
 int HeadlessMessageCount(void)
@@ -205,30 +194,7 @@ int PlatformShowMessage(void *owner, const char *title, const char *text, int ki
     message->kind = kind;
     message->answer = answer;
     message->layout = *layout;
-    if (ConsoleMessages) fprintf(stderr, "%s: %s\n", title, text);
     return answer;
-}
-
-// The terminal bar of vistel-cli, drawn at most ten times a second.
-static void ConsoleDrawProgress(const PlatformWindow *window, int final)
-{
-    const ProgressState *state = window->progress;
-    uint32_t now = PlatformTickCount();
-    if (!final && now - ConsoleLastDraw < 100) return;
-    ConsoleLastDraw = now;
-    int span = state->last - state->first;
-    int done = state->current - state->first;
-    int percent = span > 0 ? (int)((int64_t)done * 100 / span) : 100;
-    if (final) percent = 100;
-    if (percent < 0) percent = 0;
-    if (percent > 100) percent = 100;
-    char bar[41];
-    for (int i = 0; i < 40; i++)
-        bar[i] = i < percent * 40 / 100 ? '#' : '.';
-    bar[40] = 0;
-    fprintf(stderr, "\r%s [%s] %3d%% %s", state->title, bar, percent, state->timeText);
-    if (final) fputc('\n', stderr);
-    fflush(stderr);
 }
 
 WindowHandle PlatformProgressCreate(const char *title, int width, int height,
@@ -270,7 +236,6 @@ void PlatformProgressRepaint(WindowHandle window)
         record->repaints++;
         record->last = *window->progress;
     }
-    if (ConsoleProgress && window != nullptr) ConsoleDrawProgress(window, 0);
 }
 
 int PlatformProgressPump(WindowHandle window)
@@ -295,7 +260,6 @@ void PlatformProgressDestroy(WindowHandle window)
         record->open = 0;
         record->last = *window->progress;
     }
-    if (ConsoleProgress) ConsoleDrawProgress(window, 1);
     window->used = 0;
 }
 

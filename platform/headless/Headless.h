@@ -1,9 +1,7 @@
-// The platform without a screen, for the tests and vistel-cli.
+// The platform without a screen, for the tests.
 //
 // Windows are records, dialogs are recorded and answered from a script, the clock can be
-// set by hand, and a progress window's Cancel button can be pressed at a chosen step. In
-// console mode (vistel-cli) messages also go to stderr and progress draws a bar there when
-// stderr is a terminal.
+// set by hand, and a progress window's Cancel button can be pressed at a chosen step.
 #pragma once
 
 #include <cstdint>
@@ -11,8 +9,9 @@
 #include "core/Errors.h"
 #include "core/File.h"
 #include "core/Image.h"
-#include "core/Progress.h"
 #include "platform/Platform.h"
+#include "ui/MessageBox.h"
+#include "ui/ProgressWindow.h"
 
 constexpr int HEADLESS_MESSAGE_LOG = 64; // the newest messages kept for inspection
 
@@ -34,11 +33,8 @@ struct HeadlessProgressRecord {
     ProgressState last; // the state at the last paint, pump or destroy
 };
 
-// Forgets every record and script, closes every window, and leaves console mode off.
+// Forgets every record and script and closes every window.
 void HeadlessReset(void);
-
-// vistel-cli: echo messages to stderr, and draw progress there when it is a terminal.
-void HeadlessSetConsole(int echoMessages, int progressBar);
 
 // Messages shown since the reset, the newest last; index 0 is the oldest kept.
 int HeadlessMessageCount(void);

@@ -23,6 +23,7 @@
 #include "core/Memory.h"
 #include "platform/qt/QtInternal.h"
 #include "platform/qt/QtPlatform.h"
+#include "ui/MessageBox.h"
 
 // The frame's message for a command line handed over (MSG_OPEN_FROM_CLIPBOARD of the shell).
 static const uint32_t HAND_OVER_MESSAGE = 0x803E;

@@ -7,6 +7,10 @@
 // and forward an event only while the record is still the window they were made for.
 #pragma once
 
+#ifndef VISTEL_QT_PLATFORM
+#error "only platform/qt, the editor's main and the UI tests may see the Qt platform"
+#endif
+
 #include <QImage>
 #include <QMainWindow>
 #include <QMdiArea>

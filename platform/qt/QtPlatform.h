@@ -2,6 +2,10 @@
 // editor's main() and the tests on the offscreen platform need beside platform/Platform.h.
 #pragma once
 
+#ifndef VISTEL_QT_PLATFORM
+#error "only platform/qt, the editor's main and the UI tests may see the Qt platform"
+#endif
+
 #include "core/Errors.h"
 #include "platform/Platform.h"
 

@@ -11,6 +11,7 @@
 #include <QPushButton>
 
 #include "platform/qt/QtInternal.h"
+#include "ui/ProgressWindow.h"
 
 static const int DIVIDERS = 10; // the bar is split in tenths
 

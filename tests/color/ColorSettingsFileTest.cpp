@@ -5,8 +5,9 @@
 
 #include "color/ColorSettings.h"
 #include "platform/headless/Headless.h"
-#include "shell/SettingsFile.h"
+#include "shell/Preferences.h"
 #include "tests/color/ProfileTestSupport.h"
+#include "ui/SettingsStore.h"
 
 class ColorSettingsFile : public testing::Test {
   protected:

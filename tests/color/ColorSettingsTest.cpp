@@ -185,7 +185,7 @@ TEST_F(ColorSettingsFixture, EveryCheckOfEveryProfileWithItsMessage)
         const std::string &path = files[c.name];
         StrCopyLimit(path.c_str(), ColorSettingsPath(&CurrentColorSettings, c.which),
                      PATH_LENGTH - 1);
-        InitColorSettings();
+        InitColorSettings(PlatformDisplayProfile);
 
         int length = -1;
         const uint8_t *bytes = ColorProfileBytes(c.which, &length);
@@ -237,7 +237,7 @@ TEST_F(ColorSettingsFixture, HostileProfilesAreReportedAndDropped)
         std::string path = TestDataPath(std::string("hostile/") + c.file);
         StrCopyLimit(path.c_str(), ColorSettingsPath(&CurrentColorSettings, c.which),
                      PATH_LENGTH - 1);
-        InitColorSettings();
+        InitColorSettings(PlatformDisplayProfile);
         ASSERT_EQ(HeadlessMessageCount(), 1);
         EXPECT_STREQ(HeadlessLastMessage()->title, "Error");
         EXPECT_STREQ(HeadlessLastMessage()->text, c.message);
@@ -257,7 +257,7 @@ TEST_F(ColorSettingsFixture, AllFiveTogetherAndAgainOnARerun)
     StrCopyLimit(SYSTEM_WIDE.c_str(), settings->assumedScannerPath, PATH_LENGTH - 1);
     StrCopyLimit(monitor.c_str(), settings->monitorPath, PATH_LENGTH - 1);
     StrCopyLimit(SYSTEM_CMYK.c_str(), settings->proofPath, PATH_LENGTH - 1);
-    InitColorSettings();
+    InitColorSettings(PlatformDisplayProfile);
     EXPECT_EQ(HeadlessMessageCount(), 0);
     for (int which = 0; which < COLOR_PROFILE_COUNT; which++) {
         int length;
@@ -268,7 +268,7 @@ TEST_F(ColorSettingsFixture, AllFiveTogetherAndAgainOnARerun)
 
     // A rerun after the monitor went away drops it and keeps the rest.
     TestRun("rm '" + monitor + "'");
-    InitColorSettings();
+    InitColorSettings(PlatformDisplayProfile);
     ASSERT_EQ(HeadlessMessageCount(), 1);
     EXPECT_STREQ(HeadlessLastMessage()->text, "Cannot locate monitor profile");
     int length;
@@ -284,7 +284,7 @@ TEST_F(ColorSettingsFixture, NotAvailableTurnsEverythingOff)
     CurrentColorSettings.available = 0;
     StrCopyLimit((folder + "/absent.icc").c_str(), CurrentColorSettings.monitorPath,
                  PATH_LENGTH - 1);
-    InitColorSettings();
+    InitColorSettings(PlatformDisplayProfile);
     EXPECT_EQ(CurrentColorSettings.enabled, 0);
     EXPECT_EQ(HeadlessMessageCount(), 0);
     EXPECT_EQ(CurrentColorSettings.monitorHandle, nullptr);
@@ -326,7 +326,7 @@ TEST_F(ColorSettingsFixture, TheDisplayShowsThroughTheChoiceElseTheDesktopsProfi
         HeadlessReset();
         if (c.given != nullptr) HeadlessSetDisplayProfile(c.given->data(), (int)c.given->size());
         StrCopyLimit(c.path.c_str(), CurrentColorSettings.monitorPath, PATH_LENGTH - 1);
-        InitColorSettings();
+        InitColorSettings(PlatformDisplayProfile);
         EXPECT_EQ(HeadlessMessageCount(), c.messages);
         EXPECT_EQ(CurrentColorSettings.monitorSource, c.source);
         int length;
@@ -353,7 +353,7 @@ TEST_F(ColorSettingsFixture, BundledProfilesAreCopiedWhereMissing)
     Put("bundled/Other.icm", cie);    // not on the list
     Put("system/CIE RGB.icm", bruce); // already in the system folder
     ProfileFoldersSet(user.c_str(), system.c_str(), bundled.c_str());
-    InitColorSettings();
+    InitColorSettings(PlatformDisplayProfile);
     EXPECT_EQ(TestReadFile(user + "/Wide Gamut RGB.icm"), wide);
     EXPECT_EQ(TestReadFile(user + "/Bruce RGB.icm"), bruce);
     EXPECT_NE(TestRun("test -e '" + user + "/CIE RGB.icm'"), 0);
@@ -361,7 +361,7 @@ TEST_F(ColorSettingsFixture, BundledProfilesAreCopiedWhereMissing)
 
     // A profile already in the user's folder is the user's: it is not overwritten.
     TestWriteFile(user + "/Bruce RGB.icm", cie);
-    InitColorSettings();
+    InitColorSettings(PlatformDisplayProfile);
     EXPECT_EQ(TestReadFile(user + "/Bruce RGB.icm"), cie);
     EXPECT_EQ(HeadlessMessageCount(), 0);
 }

@@ -12,7 +12,7 @@
 #include "tests/transforms/PictureTestSupport.h"
 
 // A window record holding a picture of type and size, with a pattern, a profile and a name.
-static void MakeWindow(ImageWindow *window, int type, int width, int height, int seed)
+static void MakeWindow(Picture *window, int type, int width, int height, int seed)
 {
     memset(window, 0, sizeof *window);
     PictureMake(&window->image, type, width, height, seed);
@@ -25,7 +25,7 @@ static void MakeWindow(ImageWindow *window, int type, int width, int height, int
     window->fileType = 3;
 }
 
-static void FreeWindow(ImageWindow *window)
+static void FreeWindow(Picture *window)
 {
     ImageFree(&window->image);
     MemoryRelease(&window->profile);
@@ -46,7 +46,7 @@ TEST(WholeImage, NegativeTwiceGivesThePictureBackOnEveryType)
     TestStart();
     for (int type : PICTURE_TYPES) {
         SCOPED_TRACE(type);
-        ImageWindow source, once = {}, twice = {};
+        Picture source, once = {}, twice = {};
         MakeWindow(&source, type, 37, 11, type);
         ASSERT_EQ(ImageNegative(&source, &once), ERROR_NONE);
         ASSERT_EQ(ImageNegative(&once, &twice), ERROR_NONE);
@@ -67,12 +67,12 @@ TEST(WholeImage, NegativeTwiceGivesThePictureBackOnEveryType)
 TEST(WholeImage, CopyAndNegativeCarryTheProfileAndOrigin)
 {
     TestStart();
-    ImageWindow source, copy = {}, negative = {};
+    Picture source, copy = {}, negative = {};
     MakeWindow(&source, TYPE_COLOR24, 9, 7, 4);
     ASSERT_EQ(WindowCopy(&source, &copy), ERROR_NONE);
     ASSERT_EQ(ImageNegative(&source, &negative), ERROR_NONE);
     ExpectImagesNear(source.image, copy.image, 0);
-    for (ImageWindow *result : {&copy, &negative}) {
+    for (Picture *result : {&copy, &negative}) {
         ASSERT_EQ(result->profileSize, 16);
         EXPECT_EQ(memcmp(result->profile, source.profile, 16), 0);
         EXPECT_NE(result->profile, source.profile);
@@ -94,7 +94,7 @@ TEST(WholeImage, CopyShowsProgressFrom100000Pixels)
     for (const Case &test : cases) {
         SCOPED_TRACE(test.width * test.height);
         HeadlessReset();
-        ImageWindow source, copy = {};
+        Picture source, copy = {};
         MakeWindow(&source, TYPE_GRAY8, test.width, test.height, 5);
         ASSERT_EQ(WindowCopy(&source, &copy), ERROR_NONE);
         ExpectImagesNear(source.image, copy.image, 0);
@@ -114,7 +114,7 @@ TEST(WholeImage, CopyShowsProgressFrom100000Pixels)
 TEST(WholeImage, NegativeShowsItsTitleAndStopsOnAbort)
 {
     TestStart();
-    ImageWindow source, negative = {};
+    Picture source, negative = {};
     MakeWindow(&source, TYPE_GRAY16, 1000, 100, 6);
     HeadlessAbortAtPump(2);
     EXPECT_EQ(ImageNegative(&source, &negative), ERROR_ABORTED);
@@ -132,7 +132,7 @@ TEST(WholeImage, IllegalTypesGive14)
     TestStart();
     for (int type : {TYPE_EMPTY, TYPE_COLOR, TYPE_HISTOGRAM}) {
         SCOPED_TRACE(type);
-        ImageWindow source = {}, result = {};
+        Picture source = {}, result = {};
         ASSERT_EQ(ImageAlloc(&source.image, type, 4, 4, 72.0), ERROR_NONE);
         EXPECT_EQ(WindowCopy(&source, &result), ERROR_ILLEGAL_TYPE);
         EXPECT_EQ(ImageNegative(&source, &result), ERROR_ILLEGAL_TYPE);
@@ -368,7 +368,7 @@ TEST(WholeImage, PicturesWithoutPixelsAreHandledWithoutReadingRows)
 {
     TestStart();
     // A width of 0 leaves a gray record with a height but no rows.
-    ImageWindow source = {}, result = {};
+    Picture source = {}, result = {};
     ASSERT_EQ(ImageAlloc(&source.image, TYPE_GRAY16, 0, 5, 72.0), ERROR_NONE);
     ASSERT_EQ(source.image.rows, nullptr);
     EXPECT_EQ(WindowCopy(&source, &result), ERROR_NONE);

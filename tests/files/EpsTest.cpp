@@ -41,9 +41,9 @@ class Eps : public ::testing::Test {
     }
 };
 
-static ImageWindow *PatternWindow(int type, int w, int h, double resolution, int seed)
+static Picture *PatternWindow(int type, int w, int h, double resolution, int seed)
 {
-    ImageWindow *window = TestWindowNew();
+    Picture *window = TestWindowNew();
     EXPECT_EQ(ImageAlloc(&window->image, type, w, h, resolution), ERROR_NONE);
     TestFillPattern(&window->image, seed);
     return window;
@@ -86,7 +86,7 @@ TEST_F(Eps, GhostscriptRendersEveryTypeBackToItsPixels)
     for (const Case &c : cases) {
         SCOPED_TRACE(std::to_string(c.type) + " " + std::to_string(c.w) + "x" +
                      std::to_string(c.h) + " at " + std::to_string(c.resolution));
-        ImageWindow *window = PatternWindow(c.type, c.w, c.h, c.resolution, ++seed);
+        Picture *window = PatternWindow(c.type, c.w, c.h, c.resolution, ++seed);
         ASSERT_EQ(SaveEpsFile(Path("out.eps").c_str(), window), ERROR_NONE);
         ASSERT_TRUE(Render(Path("out.eps"), c.resolution, Path("out.ppm")));
         int channels = c.type == TYPE_COLOR24 ? 3 : 1;
@@ -115,7 +115,7 @@ TEST_F(Eps, TheBoundingBoxComesFromTheResolution)
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.box);
-        ImageWindow *window = PatternWindow(TYPE_GRAY8, c.w, c.h, c.resolution, 1);
+        Picture *window = PatternWindow(TYPE_GRAY8, c.w, c.h, c.resolution, 1);
         ASSERT_EQ(SaveEpsFile(Path("box.eps").c_str(), window), ERROR_NONE);
         std::vector<std::string> lines = Lines(Path("box.eps"));
         EXPECT_EQ(Comment(lines, "%%BoundingBox:"), c.box);
@@ -144,7 +144,7 @@ TEST_F(Eps, TheBoundingBoxComesFromTheResolution)
         TestWindowFree(window);
     }
     // A picture without a resolution takes the one of the preferences.
-    ImageWindow *window = PatternWindow(TYPE_GRAY8, 30, 30, 0.0, 1);
+    Picture *window = PatternWindow(TYPE_GRAY8, 30, 30, 0.0, 1);
     double saved = Prefs.defaultResolution;
     Prefs.defaultResolution = 144.0;
     ASSERT_EQ(SaveEpsFile(Path("none.eps").c_str(), window), ERROR_NONE);
@@ -155,7 +155,7 @@ TEST_F(Eps, TheBoundingBoxComesFromTheResolution)
 
 TEST_F(Eps, TheFileFollowsTheDocumentStructuringConventions)
 {
-    ImageWindow *window = PatternWindow(TYPE_COLOR24, 97, 41, 200.0, 3);
+    Picture *window = PatternWindow(TYPE_COLOR24, 97, 41, 200.0, 3);
     ASSERT_EQ(SaveEpsFile(Path("Harbour (dawn).eps").c_str(), window), ERROR_NONE);
     std::vector<std::string> lines = Lines(Path("Harbour (dawn).eps"));
     ASSERT_GE(lines.size(), 12u);
@@ -182,7 +182,7 @@ TEST_F(Eps, SamplesAreAscii85WithZeroGroupsShortened)
 {
     // Eight black samples are two groups of four zero bytes, each written as "z"; one more
     // sample is a partial group of one byte, written as two characters.
-    ImageWindow *window = TestWindowNew();
+    Picture *window = TestWindowNew();
     ASSERT_EQ(ImageAlloc(&window->image, TYPE_GRAY8, 9, 1, 72.0), ERROR_NONE);
     for (int x = 0; x < 9; x++)
         window->image.rows[0][x] = 0;
@@ -202,7 +202,7 @@ TEST_F(Eps, OnlyPicturesOfEightBitsOrLessAreSaved)
 {
     for (int type : {TYPE_GRAY16, TYPE_COLOR48, TYPE_EMPTY}) {
         SCOPED_TRACE(type);
-        ImageWindow *window = TestWindowNew();
+        Picture *window = TestWindowNew();
         if (type != TYPE_EMPTY) {
             ASSERT_EQ(ImageAlloc(&window->image, type, 4, 4, 72.0), ERROR_NONE);
         }
@@ -215,7 +215,7 @@ TEST_F(Eps, OnlyPicturesOfEightBitsOrLessAreSaved)
 TEST_F(Eps, AFailedSaveKeepsTheOldFile)
 {
     TestWriteFile(Path("old.eps"), {'o', 'l', 'd'});
-    ImageWindow *window = PatternWindow(TYPE_COLOR24, 400, 300, 72.0, 4);
+    Picture *window = PatternWindow(TYPE_COLOR24, 400, 300, 72.0, 4);
     HeadlessAbortAtPump(20);
     EXPECT_EQ(SaveEpsFile(Path("old.eps").c_str(), window), ERROR_ABORTED);
     EXPECT_EQ(TestReadFile(Path("old.eps")), std::vector<uint8_t>({'o', 'l', 'd'}));
@@ -230,10 +230,10 @@ TEST_F(Eps, AFailedSaveKeepsTheOldFile)
 
 TEST_F(Eps, FileSaveReachesTheWriterAndNothingOpensIt)
 {
-    ImageWindow *window = PatternWindow(TYPE_BINARY, 16, 16, 72.0, 5);
+    Picture *window = PatternWindow(TYPE_BINARY, 16, 16, 72.0, 5);
     ASSERT_EQ(FileSave(Path("a.eps").c_str(), FILE_SAVE_EPS, window, 0), ERROR_NONE);
     EXPECT_EQ(DetectFileType(Path("a.eps").c_str()), -1);
-    ImageWindow *read = TestWindowNew();
+    Picture *read = TestWindowNew();
     EXPECT_EQ(FileLoad(Path("a.eps").c_str(), FILE_OPEN_ALL, read, 0), ERROR_UNKNOWN_FILE_TYPE);
     TestWindowFree(read);
     TestWindowFree(window);

@@ -9,10 +9,10 @@
 #include <vector>
 
 #include "core/Image.h"
+#include "core/Orient.h"
 #include "files/FileType.h"
 #include "files/RasterInput.h"
 #include "tests/files/FormatToolSupport.h"
-#include "transforms/Orient.h"
 
 class FileType : public ::testing::Test {
   protected:
@@ -250,9 +250,9 @@ TEST_F(FileType, SaveAsAcceptsOnlyTheExtensionsOfTheFormat)
 }
 
 // A window holding one row of 16-bit samples.
-static ImageWindow *SixteenBitWindow(int type, const std::vector<int> &samples)
+static Picture *SixteenBitWindow(int type, const std::vector<int> &samples)
 {
-    ImageWindow *window = TestWindowNew();
+    Picture *window = TestWindowNew();
     int channels = type == TYPE_COLOR48 ? 3 : 1;
     EXPECT_EQ(ImageAlloc(&window->image, type, (int)samples.size() / channels, 1, 254.0),
               ERROR_NONE);
@@ -267,7 +267,7 @@ TEST_F(FileType, SixteenBitPicturesAreReducedThroughTheDepthTable)
     // between 65406 and 65407.
     const std::vector<int> levels = {0, 128, 129, 257, 32767, 32768, 32896, 65406, 65407, 65535};
     const std::vector<int> expected = {0, 0, 1, 1, 127, 128, 128, 254, 255, 255};
-    ImageWindow *gray = SixteenBitWindow(TYPE_GRAY16, levels);
+    Picture *gray = SixteenBitWindow(TYPE_GRAY16, levels);
     ASSERT_EQ(FileReduceTo8Bits(gray), ERROR_NONE);
     EXPECT_EQ(gray->image.type, TYPE_GRAY8);
     EXPECT_EQ(gray->image.width, (int)levels.size());
@@ -282,7 +282,7 @@ TEST_F(FileType, SixteenBitPicturesAreReducedThroughTheDepthTable)
         color.insert(color.end(), {levels[i], levels[i + 1], levels[i + 2]});
         colorExpected.insert(colorExpected.end(), {expected[i + 2], expected[i + 1], expected[i]});
     }
-    ImageWindow *window = SixteenBitWindow(TYPE_COLOR48, color); // memory order: blue first
+    Picture *window = SixteenBitWindow(TYPE_COLOR48, color); // memory order: blue first
     ASSERT_EQ(FileReduceTo8Bits(window), ERROR_NONE);
     EXPECT_EQ(window->image.type, TYPE_COLOR24);
     EXPECT_EQ(ImageSamples(window->image), colorExpected);
@@ -304,7 +304,7 @@ TEST_F(FileType, EightBitAndBinaryPicturesAreLeftAlone)
 {
     for (int type : {TYPE_BINARY, TYPE_GRAY8, TYPE_COLOR24, TYPE_EMPTY}) {
         SCOPED_TRACE(type);
-        ImageWindow *window = TestWindowNew();
+        Picture *window = TestWindowNew();
         if (type != TYPE_EMPTY) {
             ASSERT_EQ(ImageAlloc(&window->image, type, 9, 4, 72.0), ERROR_NONE);
             TestFillPattern(&window->image, type);
@@ -342,7 +342,7 @@ TEST_F(FileType, FileSaveRefusesWhatTheFormatCannotHold)
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(std::to_string(c.type) + " as " + std::to_string(c.save));
-        ImageWindow *window = TestWindowNew();
+        Picture *window = TestWindowNew();
         ASSERT_EQ(ImageAlloc(&window->image, c.type, 4, 4, 72.0), ERROR_NONE);
         EXPECT_EQ(FileSave(Path("out").c_str(), c.save, window, 90), c.code);
         EXPECT_TRUE(TestReadFile(Path("out")).empty());
@@ -354,7 +354,7 @@ TEST_F(FileType, FlashPixAndPhotoCdAnswerWithTheirCodes)
 {
     TestWriteFile(Path("a.fpx"), {0xD0, 0xCF, 0x11, 0xE0, 0xA1, 0xB1, 0x1A, 0xE1});
     ASSERT_TRUE(ToolRuns("convert -size 64x64 xc:gray " + Quote(Path("a.pcd"))));
-    ImageWindow *window = TestWindowNew();
+    Picture *window = TestWindowNew();
     EXPECT_EQ(FileLoad(Path("a.fpx").c_str(), FILE_OPEN_FLASHPIX, window, 0), ERROR_READ_FLASHPIX);
     EXPECT_EQ(FileLoad(Path("a.fpx").c_str(), FILE_OPEN_ALL, window, 0), ERROR_READ_FLASHPIX);
     EXPECT_EQ(FileLoad(Path("a.pcd").c_str(), FILE_OPEN_PHOTOCD, window, 0),
@@ -453,7 +453,7 @@ TEST_F(FileType, TextAndDamagedFilesAreNotTakenForPictures)
         EXPECT_EQ(DetectFileContent(Path("file").c_str()), -1);
     }
     EXPECT_EQ(DetectFileContent(Path("missing").c_str()), -1);
-    ImageWindow *window = TestWindowNew();
+    Picture *window = TestWindowNew();
     EXPECT_EQ(FileLoad(Path("file").c_str(), FILE_OPEN_ALL, window, 0), ERROR_UNKNOWN_FILE_TYPE);
     TestWindowFree(window);
 }
@@ -476,7 +476,7 @@ TEST_F(FileType, AllFilesTrustsTheContentOverTheName)
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
-        ImageWindow *window = TestWindowNew();
+        Picture *window = TestWindowNew();
         ASSERT_EQ(FileLoad(Path(c.name).c_str(), FILE_OPEN_ALL, window, 0), ERROR_NONE);
         EXPECT_EQ(window->fileType, c.fileType);
         EXPECT_EQ(window->image.type, c.imageType);
@@ -541,7 +541,7 @@ TEST_F(FileType, AFileThatEndsEarlyGivesWhatItHoldsInEveryFormat)
         std::string cut = Path(std::string("cut-") + c.name);
         TestWriteFile(cut, bytes);
 
-        ImageWindow *window = TestWindowNew();
+        Picture *window = TestWindowNew();
         FileDamage damage;
         ASSERT_EQ(FileLoadPartial(cut.c_str(), FILE_OPEN_ALL, window, 0, &damage), ERROR_NONE);
         ASSERT_EQ(window->image.width, 160);
@@ -590,7 +590,7 @@ TEST_F(FileType, AFileThatEndsEarlyGivesWhatItHoldsInEveryFormat)
     std::vector<uint8_t> bytes = TestReadFile(turned);
     bytes.resize(bytes.size() * 6 / 10);
     TestWriteFile(turned, bytes);
-    ImageWindow *window = TestWindowNew();
+    Picture *window = TestWindowNew();
     FileDamage damage;
     ASSERT_EQ(FileLoadPartial(turned.c_str(), FILE_OPEN_ALL, window, 0, &damage), ERROR_NONE);
     ASSERT_EQ(window->image.width, 120);

@@ -106,7 +106,7 @@ struct FitsRead {
 
 static FitsRead ReadFits(const std::string &path, int showProgress = 0)
 {
-    ImageWindow *window = TestWindowNew();
+    Picture *window = TestWindowNew();
     FitsRead read;
     read.code = ReadFitsFile(path.c_str(), window, showProgress, nullptr);
     read.type = window->image.type;
@@ -443,7 +443,7 @@ TEST_F(Fits, GrayPicturesAreWrittenForOtherReaders)
     for (int type : {TYPE_GRAY8, TYPE_GRAY16}) {
         SCOPED_TRACE(type);
         int depth = type == TYPE_GRAY8 ? 8 : 16;
-        ImageWindow *window = TestWindowNew();
+        Picture *window = TestWindowNew();
         ASSERT_EQ(ImageAlloc(&window->image, type, 29, 13, 240.0), ERROR_NONE);
         TestFillPattern(&window->image, depth);
         std::string file = Path("out.fits");
@@ -491,7 +491,7 @@ TEST_F(Fits, OnlyGrayPicturesAreSaved)
 {
     for (int type : {TYPE_BINARY, TYPE_COLOR24, TYPE_COLOR48, TYPE_EMPTY}) {
         SCOPED_TRACE(type);
-        ImageWindow *window = TestWindowNew();
+        Picture *window = TestWindowNew();
         if (type != TYPE_EMPTY) {
             ASSERT_EQ(ImageAlloc(&window->image, type, 4, 4, 72.0), ERROR_NONE);
         }
@@ -504,7 +504,7 @@ TEST_F(Fits, OnlyGrayPicturesAreSaved)
 TEST_F(Fits, NamesAreTakenAsTheyStand)
 {
     // cfitsio's usual calls would read "[1]" as an extension and "!" as "overwrite".
-    ImageWindow *window = TestWindowNew();
+    Picture *window = TestWindowNew();
     ASSERT_EQ(ImageAlloc(&window->image, TYPE_GRAY8, 3, 2, 72.0), ERROR_NONE);
     TestFillPattern(&window->image, 4);
     for (const char *name : {"frame[1].fits", "!bang.fits", "a(b).fit", "dark +2.fits"}) {
@@ -522,7 +522,7 @@ TEST_F(Fits, NamesAreTakenAsTheyStand)
 
 TEST_F(Fits, ASaveReplacesTheOldFileOnlyOnSuccessAndKeepsItsPermissions)
 {
-    ImageWindow *window = TestWindowNew();
+    Picture *window = TestWindowNew();
     ASSERT_EQ(ImageAlloc(&window->image, TYPE_GRAY16, 400, 300, 72.0), ERROR_NONE);
     TestFillPattern(&window->image, 5);
     TestWriteFile(Path("old.fits"), {'o', 'l', 'd'});
@@ -546,11 +546,11 @@ TEST_F(Fits, ASaveReplacesTheOldFileOnlyOnSuccessAndKeepsItsPermissions)
 
 TEST_F(Fits, FileLoadAndFileSaveReachTheModule)
 {
-    ImageWindow *window = TestWindowNew();
+    Picture *window = TestWindowNew();
     ASSERT_EQ(ImageAlloc(&window->image, TYPE_GRAY16, 8, 8, 72.0), ERROR_NONE);
     TestFillPattern(&window->image, 6);
     ASSERT_EQ(FileSave(Path("a.fit").c_str(), FILE_SAVE_FITS, window, 0), ERROR_NONE);
-    ImageWindow *read = TestWindowNew();
+    Picture *read = TestWindowNew();
     ASSERT_EQ(FileLoad(Path("a.fit").c_str(), FILE_OPEN_FITS, read, 0), ERROR_NONE);
     EXPECT_EQ(read->fileType, FILE_OPEN_FITS);
     ExpectImagesNear(window->image, read->image, 0);

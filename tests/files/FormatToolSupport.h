@@ -14,7 +14,8 @@
 #include "core/File.h"
 #include "core/Helpers.h"
 #include "core/Image.h"
-#include "core/ImageWindow.h"
+#include "core/Memory.h"
+#include "core/Picture.h"
 #include "tests/support/TestSupport.h"
 
 inline std::string Quote(const std::string &text)
@@ -118,15 +119,16 @@ inline void PnmWriteSamples(const std::string &path, int w, int h, int channels,
 }
 
 // A picture record from the table, freed with SlotFree.
-inline ImageWindow *TestWindowNew(void)
+inline Picture *TestWindowNew(void)
 {
-    int slot = -1;
-    ImageWindow *window = nullptr;
-    EXPECT_EQ(SlotAllocate(&slot, &window), ERROR_NONE);
+    Picture *window = (Picture *)MemoryAllocZero(sizeof(Picture));
+    EXPECT_NE(window, nullptr);
     return window;
 }
 
-inline void TestWindowFree(ImageWindow *window)
+inline void TestWindowFree(Picture *window)
 {
-    if (window != nullptr) SlotFree(window->slot);
+    if (window == nullptr) return;
+    PictureFree(window);
+    MemoryFree(window);
 }

@@ -98,7 +98,7 @@ struct GifRead {
 static GifRead ReadGif(const std::string &path, int showProgress = 0)
 {
     GifRead read = {ERROR_NONE, TYPE_EMPTY, {}, "", 0, 0, 0};
-    ImageWindow *window = TestWindowNew();
+    Picture *window = TestWindowNew();
     read.code = ReadGifFile(path.c_str(), window, showProgress, nullptr);
     read.type = window->image.type;
     read.samples = ImageSamples(window->image);
@@ -372,9 +372,9 @@ TEST_F(Gif, LargeFramesShowProgressAndCanBeCancelled)
 // Writing
 
 // A window holding a picture of a type filled with a pattern.
-static ImageWindow *PatternWindow(int type, int w, int h, int seed)
+static Picture *PatternWindow(int type, int w, int h, int seed)
 {
-    ImageWindow *window = TestWindowNew();
+    Picture *window = TestWindowNew();
     EXPECT_EQ(ImageAlloc(&window->image, type, w, h, 300.0), ERROR_NONE);
     TestFillPattern(&window->image, seed);
     return window;
@@ -386,7 +386,7 @@ TEST_F(Gif, BinaryAndGrayRoundTripExactly)
         SCOPED_TRACE(type);
         for (int w : {1, 7, 8, 9, 33}) {
             SCOPED_TRACE(w);
-            ImageWindow *window = PatternWindow(type, w, 17, w);
+            Picture *window = PatternWindow(type, w, 17, w);
             std::string file = Path("out.gif");
             for (int dither : {0, 1}) {
                 ASSERT_EQ(SaveGifFile(file.c_str(), window, dither), ERROR_NONE);
@@ -410,7 +410,7 @@ TEST_F(Gif, BinaryAndGrayRoundTripExactly)
 
 TEST_F(Gif, GrayPaletteHoldsEveryLevel)
 {
-    ImageWindow *window = PatternWindow(TYPE_GRAY8, 4, 4, 1);
+    Picture *window = PatternWindow(TYPE_GRAY8, 4, 4, 1);
     ASSERT_EQ(SaveGifFile(Path("gray.gif").c_str(), window, 0), ERROR_NONE);
     std::vector<uint8_t> bytes = TestReadFile(Path("gray.gif"));
     ASSERT_GE(bytes.size(), 13u + 768u);
@@ -425,9 +425,9 @@ TEST_F(Gif, GrayPaletteHoldsEveryLevel)
 }
 
 // A color picture that uses exactly colors distinct colors.
-static ImageWindow *FewColorsWindow(int colors, int w, int h)
+static Picture *FewColorsWindow(int colors, int w, int h)
 {
-    ImageWindow *window = TestWindowNew();
+    Picture *window = TestWindowNew();
     EXPECT_EQ(ImageAlloc(&window->image, TYPE_COLOR24, w, h, 72.0), ERROR_NONE);
     for (int y = 0; y < h; y++) {
         for (int x = 0; x < w; x++) {
@@ -445,7 +445,7 @@ TEST_F(Gif, ColorPicturesOfAtMost256ColorsAreExact)
 {
     for (int colors : {1, 2, 3, 200, 256}) {
         SCOPED_TRACE(colors);
-        ImageWindow *window = FewColorsWindow(colors, 31, 19);
+        Picture *window = FewColorsWindow(colors, 31, 19);
         for (int dither : {0, 1}) {
             SCOPED_TRACE(dither);
             ASSERT_EQ(SaveGifFile(Path("few.gif").c_str(), window, dither), ERROR_NONE);
@@ -455,7 +455,7 @@ TEST_F(Gif, ColorPicturesOfAtMost256ColorsAreExact)
         TestWindowFree(window);
     }
     // One color more and the picture is reduced: no longer exact, but close.
-    ImageWindow *window = FewColorsWindow(257, 31, 19);
+    Picture *window = FewColorsWindow(257, 31, 19);
     ASSERT_EQ(SaveGifFile(Path("many.gif").c_str(), window, 0), ERROR_NONE);
     std::vector<int> expected = ImageSamples(window->image);
     std::vector<int> actual = ToolSamples(Path("many.gif"), 3, 8);
@@ -512,7 +512,7 @@ TEST_F(Gif, PhotographsAreReducedWithinTheMeasuredError)
             ToolRuns(std::string("convert ") + c.making + " -depth 8 " + Quote(Path("photo.ppm"))));
         ASSERT_TRUE(
             ToolRuns("convert " + Quote(Path("photo.ppm")) + " " + Quote(Path("photo.tif"))));
-        ImageWindow *window = TestWindowNew();
+        Picture *window = TestWindowNew();
         ASSERT_EQ(FileLoad(Path("photo.tif").c_str(), FILE_OPEN_ALL, window, 0), ERROR_NONE);
         ASSERT_EQ(window->image.type, TYPE_COLOR24);
         std::vector<int> original = ImageSamples(window->image);
@@ -550,7 +550,7 @@ TEST_F(Gif, PhotographsAreReducedWithinTheMeasuredError)
 
 TEST_F(Gif, TheDescriptionIsWrittenAsAComment)
 {
-    ImageWindow *window = PatternWindow(TYPE_GRAY8, 5, 3, 2);
+    Picture *window = PatternWindow(TYPE_GRAY8, 5, 3, 2);
     const char text[] = "Low tide, Saint-Malo";
     ASSERT_EQ(AddFileComment(window, "Description", 3, (int)sizeof text, COMMENT_MAIN | 6, text),
               ERROR_NONE);
@@ -570,7 +570,7 @@ TEST_F(Gif, TypesItCannotHoldAreRefused)
 {
     for (int type : {TYPE_GRAY16, TYPE_COLOR48, TYPE_EMPTY}) {
         SCOPED_TRACE(type);
-        ImageWindow *window = TestWindowNew();
+        Picture *window = TestWindowNew();
         if (type != TYPE_EMPTY) {
             ASSERT_EQ(ImageAlloc(&window->image, type, 4, 4, 72.0), ERROR_NONE);
         }
@@ -583,7 +583,7 @@ TEST_F(Gif, TypesItCannotHoldAreRefused)
 TEST_F(Gif, AFailedSaveKeepsTheOldFile)
 {
     TestWriteFile(Path("old.gif"), {'o', 'l', 'd'});
-    ImageWindow *window = PatternWindow(TYPE_COLOR24, 400, 300, 3);
+    Picture *window = PatternWindow(TYPE_COLOR24, 400, 300, 3);
     HeadlessAbortAtPump(20);
     EXPECT_EQ(SaveGifFile(Path("old.gif").c_str(), window, 1), ERROR_ABORTED);
     EXPECT_EQ(TestReadFile(Path("old.gif")), std::vector<uint8_t>({'o', 'l', 'd'}));
@@ -596,9 +596,9 @@ TEST_F(Gif, AFailedSaveKeepsTheOldFile)
 
 TEST_F(Gif, FileLoadAndFileSaveReachTheModule)
 {
-    ImageWindow *window = PatternWindow(TYPE_COLOR24, 16, 16, 8);
+    Picture *window = PatternWindow(TYPE_COLOR24, 16, 16, 8);
     ASSERT_EQ(FileSave(Path("a.gif").c_str(), FILE_SAVE_GIF, window, 0), ERROR_NONE);
-    ImageWindow *read = TestWindowNew();
+    Picture *read = TestWindowNew();
     ASSERT_EQ(FileLoad(Path("a.gif").c_str(), FILE_OPEN_GIF, read, 0), ERROR_NONE);
     EXPECT_EQ(read->fileType, FILE_OPEN_GIF);
     EXPECT_EQ(read->image.type, TYPE_COLOR24);

@@ -10,22 +10,28 @@
 #include <string>
 #include <vector>
 
-#include "core/ImageWindow.h"
+#include "core/Picture.h"
 #include "tests/support/TestSupport.h"
 
 namespace {
 
 struct TestWindow {
-    int slot;
-    ImageWindow *window;
+    Picture *window;
 };
 
-// An empty window record.
+// An empty picture record on the heap.
 inline TestWindow EmptyWindow(void)
 {
-    TestWindow made = {-1, nullptr};
-    EXPECT_EQ(SlotAllocate(&made.slot, &made.window), ERROR_NONE);
+    TestWindow made = {(Picture *)MemoryAllocZero(sizeof(Picture))};
+    EXPECT_NE(made.window, nullptr);
     return made;
+}
+
+inline void TestWindowFree(TestWindow made)
+{
+    if (made.window == nullptr) return;
+    PictureFree(made.window);
+    MemoryFree(made.window);
 }
 
 // A window holding a patterned picture.

@@ -50,7 +50,7 @@ void Differences(const Image &a, const Image &b, int *largest, double *mean)
     *mean = (double)sum / (double)count;
 }
 
-std::vector<uint8_t> ProfileBytes(const ImageWindow *window)
+std::vector<uint8_t> ProfileBytes(const Picture *window)
 {
     return std::vector<uint8_t>(window->profile, window->profile + window->profileSize);
 }
@@ -97,7 +97,7 @@ TEST(Jpeg, ReadsFilesOfOtherEncodersExactlyAsDjpegDecodesThem)
         ExpectImagesNear(expected, image, 0);
         EXPECT_EQ(made.window->fileType, 0); // the reader leaves the type to FileLoad
         ImageFree(&expected);
-        SlotFree(made.slot);
+        TestWindowFree(made);
     }
 }
 
@@ -143,8 +143,8 @@ TEST(Jpeg, SavedFilesDecodeInDjpegAsInOurReaderAndStayCloseToTheOriginal)
         EXPECT_EQ(fields["File:ColorComponents"], c.type == TYPE_GRAY8 ? "1" : "3");
         EXPECT_EQ(fields["File:EncodingProcess"], "0"); // baseline
         ImageFree(&djpeg);
-        SlotFree(back.slot);
-        SlotFree(made.slot);
+        TestWindowFree(back);
+        TestWindowFree(made);
     }
 }
 
@@ -163,7 +163,7 @@ TEST(Jpeg, QualityIsClampedAndLowerQualityGivesSmallerFiles)
     EXPECT_EQ(saved(101), saved(100));
     EXPECT_LT(saved(20).size(), saved(60).size());
     EXPECT_LT(saved(60).size(), saved(95).size());
-    SlotFree(made.slot);
+    TestWindowFree(made);
 }
 
 TEST(Jpeg, ResolutionComesFromJfifThenExifThenThePreference)
@@ -185,8 +185,8 @@ TEST(Jpeg, ResolutionComesFromJfifThenExifThenThePreference)
         EXPECT_EQ(fields["JFIF:YResolution"], std::to_string(whole));
         TestWindow back = Open(path, ERROR_NONE);
         EXPECT_EQ(back.window->image.resolution, whole);
-        SlotFree(back.slot);
-        SlotFree(made.slot);
+        TestWindowFree(back);
+        TestWindowFree(made);
     }
 
     struct Case {
@@ -214,7 +214,7 @@ TEST(Jpeg, ResolutionComesFromJfifThenExifThenThePreference)
         ASSERT_EQ(TestRun(command), 0);
         TestWindow back = Open(path, ERROR_NONE);
         EXPECT_NEAR(back.window->image.resolution, c.dpi, 1e-9);
-        SlotFree(back.slot);
+        TestWindowFree(back);
     }
 }
 
@@ -256,8 +256,8 @@ TEST(Jpeg, ProfilesOfColorPicturesAreReadAndWrittenWhole)
         EXPECT_TRUE(extracted == std::string(bytes->begin(), bytes->end()));
         TestWindow back = Open(saved, ERROR_NONE);
         EXPECT_EQ(ProfileBytes(back.window), *bytes);
-        SlotFree(back.slot);
-        SlotFree(made.slot);
+        TestWindowFree(back);
+        TestWindowFree(made);
     }
 
     // Gray pictures carry none, either way; a JPEG without one leaves the window without.
@@ -279,9 +279,9 @@ TEST(Jpeg, ProfilesOfColorPicturesAreReadAndWrittenWhole)
     ASSERT_EQ(TestRun("cjpeg " + source + " > " + Quoted(path)), 0);
     ASSERT_EQ(ReadJpegFile(path.c_str(), read.window, 0, nullptr), ERROR_NONE);
     EXPECT_EQ(read.window->profile, nullptr);
-    SlotFree(grayBack.slot);
-    SlotFree(gray.slot);
-    SlotFree(read.slot);
+    TestWindowFree(grayBack);
+    TestWindowFree(gray);
+    TestWindowFree(read);
 }
 
 TEST(Jpeg, OrientationTurnsThePictureUprightAsImageMagickDoes)
@@ -306,7 +306,7 @@ TEST(Jpeg, OrientationTurnsThePictureUprightAsImageMagickDoes)
                       made.window->image.width, made.window->image.height);
         ExpectImagesNear(expected, made.window->image, 0);
         ImageFree(&expected);
-        SlotFree(made.slot);
+        TestWindowFree(made);
     }
 }
 
@@ -324,7 +324,7 @@ TEST(Jpeg, CmykFilesBecomeColorAsImageMagickConvertsThem)
     // ImageMagick multiplies the complements in floating point; we round an integer product.
     ExpectImagesNear(expected, made.window->image, 1);
     ImageFree(&expected);
-    SlotFree(made.slot);
+    TestWindowFree(made);
 }
 
 TEST(Jpeg, CommentSegmentBecomesTheUserCommentUnlessExifHasOne)
@@ -340,7 +340,7 @@ TEST(Jpeg, CommentSegmentBecomesTheUserCommentUnlessExifHasOne)
     EXPECT_EQ(CommentRecords(made.window->comments),
               (std::vector<CommentRecord>{
                   {37, "User Comment", 8, std::vector<uint8_t>(text.begin(), text.end())}}));
-    SlotFree(made.slot);
+    TestWindowFree(made);
 
     ASSERT_EQ(TestRun("exiftool -q -overwrite_original -UserComment=Exif " + Quoted(path)), 0);
     made = Open(path, ERROR_NONE);
@@ -349,7 +349,7 @@ TEST(Jpeg, CommentSegmentBecomesTheUserCommentUnlessExifHasOne)
     EXPECT_EQ(std::string((const char *)comment->value, comment->length),
               std::string("ASCII\0\0\0Exif", 12));
     EXPECT_EQ(comment->next == nullptr || FindFileComment(comment->next, 37) == nullptr, true);
-    SlotFree(made.slot);
+    TestWindowFree(made);
 }
 
 TEST(Jpeg, AllFilesRecognisesAJpegByItsContent)
@@ -368,7 +368,7 @@ TEST(Jpeg, AllFilesRecognisesAJpegByItsContent)
     std::string saved = folder + "/saved.jpg";
     EXPECT_EQ(FileSave(saved.c_str(), FILE_SAVE_JPEG, made.window, 80), ERROR_NONE);
     EXPECT_EQ(DetectFileContent(saved.c_str()), FILE_OPEN_JPEG);
-    SlotFree(made.slot);
+    TestWindowFree(made);
 }
 
 TEST(Jpeg, TruncatedAndCorruptedFilesGiveCodesAndLeaveTheWindowAlone)
@@ -416,13 +416,13 @@ TEST(Jpeg, TruncatedAndCorruptedFilesGiveCodesAndLeaveTheWindowAlone)
         ErrorCode result = ReadJpegFile(path.c_str(), made.window, 0, nullptr);
         EXPECT_EQ(result, ERROR_READ_JPEG);
         check(result, made);
-        SlotFree(made.slot);
+        TestWindowFree(made);
     }
     for (size_t cut : {1, 2}) {
         TestWriteFile(path, std::vector<uint8_t>(bytes.begin(), bytes.end() - cut));
         TestWindow made = Open(path, ERROR_NONE);
         EXPECT_EQ(made.window->image.width, 40);
-        SlotFree(made.slot);
+        TestWindowFree(made);
     }
     // Any byte turned around: a code, or a picture; never a crash.
     for (size_t at = 0; at < bytes.size(); at += (at < 1500 ? 1 : 5)) {
@@ -439,7 +439,7 @@ TEST(Jpeg, TruncatedAndCorruptedFilesGiveCodesAndLeaveTheWindowAlone)
                     result == ERROR_READ_JPEG_PROFILE)
             << result;
         check(result, made);
-        SlotFree(made.slot);
+        TestWindowFree(made);
     }
 }
 
@@ -468,7 +468,7 @@ TEST(Jpeg, HostileFilesGiveTheirCodes)
         int count = (int)CommentRecords(made.window->comments).size();
         EXPECT_EQ(count, c.comments);
         EXPECT_EQ(made.window->image.type == TYPE_EMPTY, c.result != ERROR_NONE);
-        SlotFree(made.slot);
+        TestWindowFree(made);
     }
 }
 
@@ -489,28 +489,28 @@ TEST(Jpeg, LargePicturesShowProgressAndAnAbortLeavesNothing)
     EXPECT_STREQ(HeadlessProgressAt(1)->title, "JPEG Read");
     EXPECT_EQ(HeadlessProgressAt(1)->last.canAbort, 1);
     EXPECT_EQ(HeadlessProgressAt(1)->open, 0);
-    SlotFree(back.slot);
+    TestWindowFree(back);
 
     HeadlessAbortAtPump(30);
     back = EmptyWindow();
     EXPECT_EQ(ReadJpegFile(path.c_str(), back.window, 1, nullptr), ERROR_ABORTED);
     EXPECT_EQ(back.window->image.type, TYPE_EMPTY);
     EXPECT_EQ(ProgressWindow, nullptr);
-    SlotFree(back.slot);
+    TestWindowFree(back);
 
     // Without showProgress, or below 100000 pixels, no window opens.
     int count = HeadlessProgressCount();
     back = EmptyWindow();
     ASSERT_EQ(ReadJpegFile(path.c_str(), back.window, 0, nullptr), ERROR_NONE);
-    SlotFree(back.slot);
+    TestWindowFree(back);
     TestWindow small = PictureWindow(TYPE_GRAY8, 316, 316, 72.0, 4); // 99856 pixels
     ASSERT_EQ(SaveJpegFile(path.c_str(), small.window, 90), ERROR_NONE);
     back = EmptyWindow();
     ASSERT_EQ(ReadJpegFile(path.c_str(), back.window, 1, nullptr), ERROR_NONE);
     EXPECT_EQ(HeadlessProgressCount(), count);
-    SlotFree(back.slot);
-    SlotFree(small.slot);
-    SlotFree(made.slot);
+    TestWindowFree(back);
+    TestWindowFree(small);
+    TestWindowFree(made);
 }
 
 TEST(Jpeg, SaveRefusesOtherTypesAndAFailedSaveKeepsTheOldFile)
@@ -524,7 +524,7 @@ TEST(Jpeg, SaveRefusesOtherTypesAndAFailedSaveKeepsTheOldFile)
         SCOPED_TRACE(type);
         TestWindow made = PictureWindow(type, 5, 4, 72.0, 1);
         EXPECT_EQ(SaveJpegFile(path.c_str(), made.window, 90), ERROR_SAVE_TYPE_JPEG);
-        SlotFree(made.slot);
+        TestWindowFree(made);
     }
     TestWindow made = PictureWindow(TYPE_COLOR24, 500, 300, 72.0, 1);
     EXPECT_EQ(SaveJpegFile((folder + "/missing/p.jpg").c_str(), made.window, 90),
@@ -554,5 +554,5 @@ TEST(Jpeg, SaveRefusesOtherTypesAndAFailedSaveKeepsTheOldFile)
     made.window->profile = (uint8_t *)MemoryAllocZero((size_t)made.window->profileSize);
     EXPECT_EQ(SaveJpegFile(path.c_str(), made.window, 90), ERROR_WRITE_JPEG_PROFILE);
     EXPECT_EQ(TestReadFile(path), old);
-    SlotFree(made.slot);
+    TestWindowFree(made);
 }

@@ -197,8 +197,8 @@ TEST(Metadata, JpegExifGivesTheCommentsTheTiffReaderMakesOfTheSameBlock)
         EXPECT_EQ(picture.orientation, 1);
         EXPECT_EQ(picture.resolution, 0.0); // the block has no resolution fields
         FreeFileComments(&list);
-        SlotFree(jpeg.slot);
-        SlotFree(tiff.slot);
+        TestWindowFree(jpeg);
+        TestWindowFree(tiff);
     }
 }
 
@@ -260,7 +260,7 @@ TEST(Metadata, ExiftoolFieldsSurviveOpenAndSaveAsTiffAndAsJpeg)
                 if (tiff) {
                     EXPECT_EQ(TestRun("tiffinfo " + Quoted(saved) + " >/dev/null 2>&1"), 0);
                 }
-                SlotFree(made.slot);
+                TestWindowFree(made);
             }
         }
     }

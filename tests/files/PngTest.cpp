@@ -132,7 +132,7 @@ TEST(Png, ReadsEveryKindOfFileAsImageMagickDecodesIt)
             ExpectImagesNear(expected, image, 0);
         }
         ImageFree(&expected);
-        SlotFree(made.slot);
+        TestWindowFree(made);
     }
 }
 
@@ -175,8 +175,8 @@ TEST(Png, SavedFilesReadBackInImageMagickAndPngtopnmSampleForSample)
             ExpectBinaryEqual(made.window->image, back.window->image);
         else
             ExpectImagesNear(made.window->image, back.window->image, 0);
-        SlotFree(back.slot);
-        SlotFree(made.slot);
+        TestWindowFree(back);
+        TestWindowFree(made);
     }
     // A binary row's unused bits do not reach the file.
     TestWindow binary = PictureWindow(TYPE_BINARY, 9, 3, 72.0, 1);
@@ -186,7 +186,7 @@ TEST(Png, SavedFilesReadBackInImageMagickAndPngtopnmSampleForSample)
         binary.window->image.rows[y][1] ^= 0x7f;
     ASSERT_EQ(SavePngFile(second.c_str(), binary.window), ERROR_NONE);
     EXPECT_EQ(TestReadFile(first), TestReadFile(second));
-    SlotFree(binary.slot);
+    TestWindowFree(binary);
 }
 
 TEST(Png, TextsBecomeCommentsAndGoBackUnderTheirKeywords)
@@ -244,8 +244,8 @@ TEST(Png, TextsBecomeCommentsAndGoBackUnderTheirKeywords)
     std::sort(again.begin(), again.end(),
               [](const CommentRecord &a, const CommentRecord &b) { return a.id < b.id; });
     EXPECT_EQ(again.size(), expected.size() + 0); // texts, and the same fields again as EXIF
-    SlotFree(back.slot);
-    SlotFree(made.slot);
+    TestWindowFree(back);
+    TestWindowFree(made);
 
     // Creation times in other forms, written by ImageMagick, come in EXIF's form; a text in
     // no form we know stays as it is.
@@ -270,7 +270,7 @@ TEST(Png, TextsBecomeCommentsAndGoBackUnderTheirKeywords)
         ASSERT_NE(comment, nullptr);
         EXPECT_STREQ((const char *)comment->value, t.read);
         EXPECT_EQ(comment->length, (int)strlen(t.read) + 1);
-        SlotFree(timed.slot);
+        TestWindowFree(timed);
     }
 }
 
@@ -295,7 +295,7 @@ TEST(Png, ResolutionGoesThroughPhysInPixelsPerMetre)
         ASSERT_EQ(TestRun("convert " + source + " -depth 8 " + c.options + " " + Quoted(path)), 0);
         TestWindow made = Open(path, ERROR_NONE);
         EXPECT_NEAR(made.window->image.resolution, c.dpi, 1e-9);
-        SlotFree(made.slot);
+        TestWindowFree(made);
     }
     for (double dpi : {300.0, 72.0, 96.0, 1200.0}) {
         SCOPED_TRACE(dpi);
@@ -306,8 +306,8 @@ TEST(Png, ResolutionGoesThroughPhysInPixelsPerMetre)
         EXPECT_EQ(fields["PNG-pHYs:PixelsPerUnitX"], std::to_string((int)(dpi / 0.0254 + 0.5)));
         TestWindow back = Open(path, ERROR_NONE);
         EXPECT_EQ(back.window->image.resolution, dpi);
-        SlotFree(back.slot);
-        SlotFree(made.slot);
+        TestWindowFree(back);
+        TestWindowFree(made);
     }
 }
 
@@ -331,7 +331,7 @@ TEST(Png, ProfilesOfColorPicturesAreReadAndWritten)
     EXPECT_TRUE(extracted == std::string(profile.begin(), profile.end()));
     TestWindow back = Open(saved, ERROR_NONE);
     EXPECT_EQ(back.window->profileSize, (int)profile.size());
-    SlotFree(back.slot);
+    TestWindowFree(back);
 
     // A profile libpng finds unsound is left out, and the picture saved.
     memset(made.window->profile + 36, 'x', 4); // the signature "acsp"
@@ -345,8 +345,8 @@ TEST(Png, ProfilesOfColorPicturesAreReadAndWritten)
     gray.window->profileSize = (int32_t)profile.size();
     ASSERT_EQ(SavePngFile(saved.c_str(), gray.window), ERROR_NONE);
     EXPECT_EQ(ExifToolFields(saved).count("ICC-header:ProfileFileSignature"), 0u);
-    SlotFree(gray.slot);
-    SlotFree(made.slot);
+    TestWindowFree(gray);
+    TestWindowFree(made);
 }
 
 TEST(Png, ExifOfExiftoolAndImageMagickGivesTheCommentsOfTheJpeg)
@@ -387,12 +387,12 @@ TEST(Png, ExifOfExiftoolAndImageMagickGivesTheCommentsOfTheJpeg)
         // already and says nothing of orientation.
         int turned = path != ours;
         EXPECT_EQ(made.window->image.width, turned ? 23 : camera.window->image.width);
-        SlotFree(made.slot);
+        TestWindowFree(made);
     }
     EXPECT_EQ(ExifToolFields(ours).count("IFD0:Orientation"), 0u);
     EXPECT_EQ(ExifToolFields(ours)["ExifIFD:ExposureTime"], "0.008");
     EXPECT_EQ(ExifToolFields(ours).count("ExifTool:Warning"), 0u);
-    SlotFree(camera.slot);
+    TestWindowFree(camera);
 }
 
 TEST(Png, AllFilesRecognisesAPngByItsContent)
@@ -408,7 +408,7 @@ TEST(Png, AllFilesRecognisesAPngByItsContent)
     EXPECT_EQ(made.window->image.type, TYPE_COLOR48);
     ASSERT_EQ(FileReduceTo8Bits(made.window), ERROR_NONE);
     EXPECT_EQ(FileSave((folder + "/saved.png").c_str(), FILE_SAVE_PNG, made.window, 0), ERROR_NONE);
-    SlotFree(made.slot);
+    TestWindowFree(made);
 }
 
 TEST(Png, TruncatedAndCorruptedFilesGiveCodesAndLeaveTheWindowAlone)
@@ -444,7 +444,7 @@ TEST(Png, TruncatedAndCorruptedFilesGiveCodesAndLeaveTheWindowAlone)
             EXPECT_EQ(made.window->comments->next, nullptr);
             EXPECT_EQ(made.window->profile, nullptr);
         }
-        SlotFree(made.slot);
+        TestWindowFree(made);
     }
     for (size_t at = 0; at < bytes.size(); at += (at < 1000 ? 1 : 3)) {
         SCOPED_TRACE(at);
@@ -455,7 +455,7 @@ TEST(Png, TruncatedAndCorruptedFilesGiveCodesAndLeaveTheWindowAlone)
         ErrorCode result = ReadPngFile(path.c_str(), made.window, 0, nullptr);
         EXPECT_TRUE(result == ERROR_NONE || result == ERROR_READ_PNG) << result;
         EXPECT_EQ(made.window->image.type == TYPE_EMPTY, result != ERROR_NONE);
-        SlotFree(made.slot);
+        TestWindowFree(made);
     }
 }
 
@@ -483,7 +483,7 @@ TEST(Png, HostileFilesGiveTheirCodes)
         ASSERT_FALSE(TestReadFile(path).empty());
         TestWindow made = Open(path, c.result);
         EXPECT_EQ((int)CommentRecords(made.window->comments).size(), c.comments);
-        SlotFree(made.slot);
+        TestWindowFree(made);
     }
     // An index past the palette's end is black.
     TestWindow made = Open(TestDataPath("hostile/png-palette-index-past-end.png"), ERROR_NONE);
@@ -491,7 +491,7 @@ TEST(Png, HostileFilesGiveTheirCodes)
     EXPECT_EQ(made.window->image.rows[0][0] | made.window->image.rows[0][1] |
                   made.window->image.rows[0][2],
               0);
-    SlotFree(made.slot);
+    TestWindowFree(made);
 }
 
 TEST(Png, LargePicturesShowProgressAndAnAbortLeavesNothing)
@@ -509,14 +509,14 @@ TEST(Png, LargePicturesShowProgressAndAnAbortLeavesNothing)
     EXPECT_STREQ(HeadlessProgressAt(1)->title, "PNG Read");
     EXPECT_EQ(HeadlessProgressAt(1)->last.last, 249);
     ExpectImagesNear(made.window->image, back.window->image, 0);
-    SlotFree(back.slot);
+    TestWindowFree(back);
 
     HeadlessAbortAtPump(30);
     back = EmptyWindow();
     EXPECT_EQ(ReadPngFile(path.c_str(), back.window, 1, nullptr), ERROR_ABORTED);
     EXPECT_EQ(back.window->image.type, TYPE_EMPTY);
     EXPECT_EQ(ProgressWindow, nullptr);
-    SlotFree(back.slot);
+    TestWindowFree(back);
 
     // An interlaced file steps once a row of every pass, within the one range.
     std::string interlaced = folder + "/interlaced.png";
@@ -525,8 +525,8 @@ TEST(Png, LargePicturesShowProgressAndAnAbortLeavesNothing)
     ASSERT_EQ(ReadPngFile(interlaced.c_str(), back.window, 1, nullptr), ERROR_NONE);
     EXPECT_EQ(HeadlessProgressAt(HeadlessProgressCount() - 1)->last.current, 249);
     ExpectImagesNear(made.window->image, back.window->image, 0);
-    SlotFree(back.slot);
-    SlotFree(made.slot);
+    TestWindowFree(back);
+    TestWindowFree(made);
 }
 
 TEST(Png, SaveRefusesOtherTypesAndAFailedSaveKeepsTheOldFile)
@@ -540,7 +540,7 @@ TEST(Png, SaveRefusesOtherTypesAndAFailedSaveKeepsTheOldFile)
         SCOPED_TRACE(type);
         TestWindow made = PictureWindow(type, 5, 4, 72.0, 1);
         EXPECT_EQ(SavePngFile(path.c_str(), made.window), ERROR_SAVE_TYPE_PNG);
-        SlotFree(made.slot);
+        TestWindowFree(made);
     }
     TestWindow made = PictureWindow(TYPE_COLOR24, 500, 300, 72.0, 1);
     EXPECT_EQ(SavePngFile((folder + "/missing/p.png").c_str(), made.window), ERROR_CREATE_FILE);
@@ -560,5 +560,5 @@ TEST(Png, SaveRefusesOtherTypesAndAFailedSaveKeepsTheOldFile)
     EXPECT_EQ(full, ERROR_WRITE_PNG);
     EXPECT_EQ(TestReadFile(path), old);
     EXPECT_EQ(FolderNames(folder), std::vector<std::string>{"picture.png"});
-    SlotFree(made.slot);
+    TestWindowFree(made);
 }

@@ -15,15 +15,15 @@
 
 #include "core/File.h"
 #include "core/Helpers.h"
-#include "core/ImageWindow.h"
 #include "core/Memory.h"
+#include "core/Picture.h"
 #include "tests/support/TestSupport.h"
 
 namespace raster_test {
 
-typedef ErrorCode (*Reader)(const char *path, ImageWindow *window, int showProgress,
+typedef ErrorCode (*Reader)(const char *path, Picture *window, int showProgress,
                             FileDamage *damage);
-typedef ErrorCode (*Writer)(const char *path, ImageWindow *window);
+typedef ErrorCode (*Writer)(const char *path, Picture *window);
 
 inline std::string Quote(const std::string &text)
 {
@@ -108,17 +108,16 @@ inline ::testing::AssertionResult SamplesEqual(const std::vector<int> &expected,
            << "): expected " << expected[first] << ", read " << actual[first];
 }
 
-// An ImageWindow record on the heap that frees its picture and profile when it goes.
+// A Picture record on the heap that frees its pixels, comments and profile when it goes.
 struct TestWindow {
-    ImageWindow *window;
+    Picture *window;
     TestWindow()
     {
-        window = (ImageWindow *)calloc(1, sizeof(ImageWindow));
+        window = (Picture *)calloc(1, sizeof(Picture));
     }
     ~TestWindow()
     {
-        ImageFree(&window->image);
-        MemoryRelease(&window->profile);
+        PictureFree(window);
         free(window);
     }
     TestWindow(const TestWindow &) = delete;

@@ -139,7 +139,7 @@ struct RawRead {
     int width;
     int height;
     std::vector<int> samples; // top row first, red first
-    ImageWindow *window;      // kept for the comments; freed by the caller
+    Picture *window;          // kept for the comments; freed by the caller
 };
 
 static RawRead ReadRaw(const std::string &path, int showProgress = 0)
@@ -329,7 +329,7 @@ TEST_F(Raw, AllFilesOpensRawFilesByTheirExtension)
 {
     DngWrite(Path("shot.dng"), DngDefault());
     ASSERT_TRUE(ToolRuns("cp " + Quote(Path("shot.dng")) + " " + Quote(Path("shot.tif"))));
-    ImageWindow *window = TestWindowNew();
+    Picture *window = TestWindowNew();
     ASSERT_EQ(FileLoad(Path("shot.dng").c_str(), FILE_OPEN_ALL, window, 0), ERROR_NONE);
     EXPECT_EQ(window->fileType, FILE_OPEN_RAW);
     EXPECT_EQ(window->image.type, TYPE_COLOR48);

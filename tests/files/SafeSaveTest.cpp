@@ -39,7 +39,7 @@ const std::vector<uint8_t> OLD = {'o', 'l', 'd'};
 class SafeSave : public ::testing::Test {
   protected:
     std::string folder;
-    ImageWindow *window = nullptr;
+    Picture *window = nullptr;
 
     void SetUp() override
     {
@@ -96,7 +96,7 @@ TEST_F(SafeSave, ALinkStaysAndItsTargetIsReplacedWithItsPermissionsAndOwner)
         EXPECT_EQ(status.st_uid, owner);
         EXPECT_EQ(status.st_gid, group);
         if (writer.saveNumber != FILE_SAVE_EPS) { // EPS is only ever written
-            ImageWindow *read = TestWindowNew();
+            Picture *read = TestWindowNew();
             EXPECT_EQ(FileLoad(Path(real).c_str(), FILE_OPEN_ALL, read, 0), ERROR_NONE);
             EXPECT_EQ(read->image.width, 300);
             TestWindowFree(read);

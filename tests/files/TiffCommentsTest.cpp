@@ -4,8 +4,8 @@
 #include <cstring>
 #include <gtest/gtest.h>
 
-#include "core/ImageWindow.h"
 #include "core/Memory.h"
+#include "core/Picture.h"
 #include "files/TiffComments.h"
 #include "files/TiffWriter.h"
 #include "platform/headless/Headless.h"
@@ -67,14 +67,18 @@ int CommentCount(const FileComment *comments)
 }
 
 struct TestWindow {
-    int slot;
-    ImageWindow *window;
+    Picture *window;
 };
+
+void TestWindowFree(TestWindow made)
+{
+    PictureFree(made.window);
+    MemoryFree(made.window);
+}
 
 TestWindow MakeWindow(int type, int width, int height)
 {
-    TestWindow made = {-1, nullptr};
-    EXPECT_EQ(SlotAllocate(&made.slot, &made.window), ERROR_NONE);
+    TestWindow made = {(Picture *)MemoryAllocZero(sizeof(Picture))};
     EXPECT_EQ(ImageAlloc(&made.window->image, type, width, height, 72.0), ERROR_NONE);
     TestFillPattern(&made.window->image, 1);
     return made;
@@ -250,7 +254,7 @@ TEST(TiffComments, ReadsWhatExiftoolWroteInEitherByteOrder)
         TestWindow made = MakeWindow(TYPE_GRAY8, 16, 8);
         ASSERT_EQ(ReadTiffComments(path.c_str(), made.window), ERROR_NONE);
         ExpectComments(made.window->comments, RichExpected());
-        SlotFree(made.slot);
+        TestWindowFree(made);
     }
 }
 
@@ -301,7 +305,7 @@ TEST(TiffComments, ListKeepsFileOrderAndNumbersComeInNativeOrder)
                         {"Max Aperture (APEX)", 28, 8, {'a', 'b', 'c'}},
                         {"Light Source", 31, 8, {}},
                         {"Vertical Res", 168, 8, Native<uint32_t>({4000, 1})}});
-        SlotFree(made.slot);
+        TestWindowFree(made);
     }
 }
 
@@ -319,7 +323,7 @@ TEST(TiffComments, DirectoryPointersTakeTheScalarOfTheirFieldType)
         TestWindow made = MakeWindow(TYPE_GRAY8, 1, 1);
         ASSERT_EQ(ReadTiffComments(path.c_str(), made.window), ERROR_NONE);
         ExpectComments(made.window->comments, exposure);
-        SlotFree(made.slot);
+        TestWindowFree(made);
     }
 
     // A field type without a scalar of its own (13, a directory) keeps the one of the entry
@@ -328,7 +332,7 @@ TEST(TiffComments, DirectoryPointersTakeTheScalarOfTheirFieldType)
     TestWindow made = MakeWindow(TYPE_GRAY8, 1, 1);
     ASSERT_EQ(ReadTiffComments(path.c_str(), made.window), ERROR_NONE);
     ExpectComments(made.window->comments, {{"Make", 5, 3, Ascii("Ab")}});
-    SlotFree(made.slot);
+    TestWindowFree(made);
     // After a LONG entry whose value is the EXIF offset, the directory is found.
     std::vector<uint8_t> bytes = HandMade(1, {{254, TIFF_FIELD_LONG, 1, {}}}, exif, 13);
     uint32_t exifAt = bytes[8 + 2 + 12 + 8] | (bytes[8 + 2 + 12 + 9] << 8);
@@ -337,7 +341,7 @@ TEST(TiffComments, DirectoryPointersTakeTheScalarOfTheirFieldType)
     made = MakeWindow(TYPE_GRAY8, 1, 1);
     ASSERT_EQ(ReadTiffComments(path.c_str(), made.window), ERROR_NONE);
     ExpectComments(made.window->comments, exposure);
-    SlotFree(made.slot);
+    TestWindowFree(made);
 }
 
 TEST(TiffComments, HostileFilesGiveCodesOrDropFields)
@@ -377,7 +381,7 @@ TEST(TiffComments, HostileFilesGiveCodesOrDropFields)
              comment = comment->next)
             ids.push_back(comment->id);
         EXPECT_EQ(ids, c.ids);
-        SlotFree(made.slot);
+        TestWindowFree(made);
     }
 
     // Thousands of entries that all point at one large value: what is kept never exceeds
@@ -398,7 +402,7 @@ TEST(TiffComments, HostileFilesGiveCodesOrDropFields)
                                    made.window),
               ERROR_READ_TIFF);
     EXPECT_EQ(made.window->profile, nullptr);
-    SlotFree(made.slot);
+    TestWindowFree(made);
 }
 
 TEST(TiffComments, TruncatedAndCorruptedFilesGiveCodesNotCrashes)
@@ -424,7 +428,7 @@ TEST(TiffComments, TruncatedAndCorruptedFilesGiveCodesNotCrashes)
             EXPECT_LE(kept, (int64_t)size);
             result = ReadTiffColorProfile(path.c_str(), made.window);
             EXPECT_TRUE(result == ERROR_NONE || result == ERROR_READ_TIFF) << result;
-            SlotFree(made.slot);
+            TestWindowFree(made);
         }
         // Every byte turned around in turn: a code, or fields dropped or garbled.
         for (size_t at = 0; at < bytes.size(); at++) {
@@ -438,7 +442,7 @@ TEST(TiffComments, TruncatedAndCorruptedFilesGiveCodesNotCrashes)
             EXPECT_LE(CommentCount(made.window->comments), 3 * 65535);
             result = ReadTiffColorProfile(path.c_str(), made.window);
             EXPECT_TRUE(result == ERROR_NONE || result == ERROR_READ_TIFF) << result;
-            SlotFree(made.slot);
+            TestWindowFree(made);
         }
     }
 }
@@ -460,5 +464,5 @@ TEST(TiffComments, MissingFileAndBadHeadersGiveTheirCodes)
         EXPECT_EQ(ReadTiffComments(path.c_str(), made.window), ERROR_READ_TIFF);
     }
     EXPECT_EQ(made.window->comments, nullptr);
-    SlotFree(made.slot);
+    TestWindowFree(made);
 }

@@ -10,8 +10,8 @@
 #include <unistd.h>
 
 #include "core/Core.h"
-#include "core/ImageWindow.h"
 #include "core/Memory.h"
+#include "core/Picture.h"
 #include "files/TiffComments.h"
 #include "files/TiffWriter.h"
 #include "platform/headless/Headless.h"
@@ -86,20 +86,24 @@ std::vector<int> Tags(const std::vector<Entry> &entries)
 
 // A window of the table with a picture of type, size and resolution, filled with a pattern.
 struct TestWindow {
-    int slot;
-    ImageWindow *window;
+    Picture *window;
 };
+
+void TestWindowFree(TestWindow made)
+{
+    PictureFree(made.window);
+    MemoryFree(made.window);
+}
 
 TestWindow MakeWindow(int type, int width, int height, double resolution, int seed)
 {
-    TestWindow made = {-1, nullptr};
-    EXPECT_EQ(SlotAllocate(&made.slot, &made.window), ERROR_NONE);
+    TestWindow made = {(Picture *)MemoryAllocZero(sizeof(Picture))};
     EXPECT_EQ(ImageAlloc(&made.window->image, type, width, height, resolution), ERROR_NONE);
     TestFillPattern(&made.window->image, seed);
     return made;
 }
 
-void AddText(ImageWindow *window, int id, const char *text, int flags)
+void AddText(Picture *window, int id, const char *text, int flags)
 {
     ASSERT_EQ(AddFileComment(window, "text", id, (int)strlen(text), flags, text), ERROR_NONE);
 }
@@ -210,7 +214,7 @@ TEST(TiffWriter, BinaryOfWidthNineWritesTwoBytesARowAndSetBitsAreWhite)
     ExpectLibtiffReads("tiffinfo", path, &info);
     EXPECT_NE(info.find("Bits/Sample: 1"), std::string::npos) << info;
     EXPECT_NE(info.find("min-is-black"), std::string::npos) << info;
-    SlotFree(made.slot);
+    TestWindowFree(made);
 }
 
 TEST(TiffWriter, ResolutionIsRoundedToTenthsOfADotPerInch)
@@ -236,7 +240,7 @@ TEST(TiffWriter, ResolutionIsRoundedToTenthsOfADotPerInch)
             EXPECT_EQ(Get32(bytes, entry->value + 4), 10u);
         }
         EXPECT_EQ(FindEntry(entries, 296)->value, 2u); // inches
-        SlotFree(made.slot);
+        TestWindowFree(made);
     }
 }
 
@@ -278,7 +282,7 @@ TEST(TiffWriter, WithoutCommentsTheDirectoryHasSeventeenEntriesAndColorDepthsAt2
         // The strip follows the values at once, and the file ends with it.
         EXPECT_EQ(FindEntry(entries, 273)->value, firstValue + 16);
         EXPECT_EQ(bytes.size(), FindEntry(entries, 273)->value + FindEntry(entries, 279)->value);
-        SlotFree(made.slot);
+        TestWindowFree(made);
     }
 }
 
@@ -287,7 +291,7 @@ TEST(TiffWriter, TextOfFourBytesStandsInTheEntryAndFiveGoOutOfLine)
     TestStart();
     std::string path = TestOutputFolder("TiffWriter.Inline") + "/text.tif";
     TestWindow made = MakeWindow(TYPE_GRAY8, 3, 2, 72.0, 3);
-    ImageWindow *window = made.window;
+    Picture *window = made.window;
     AddText(window, 5, "abc", COMMENT_MAIN);  // Make: 3 letters and the terminator
     AddText(window, 6, "abcd", COMMENT_MAIN); // Model: 4 letters and the terminator
     AddText(window, 9, "x", COMMENT_MAIN);    // Software: padded with zeros
@@ -319,7 +323,7 @@ TEST(TiffWriter, TextOfFourBytesStandsInTheEntryAndFiveGoOutOfLine)
     EXPECT_EQ(fields["IFD0:Artist"], "abc");
     EXPECT_EQ(fields.count("ExifTool:Error"), 0u);
     EXPECT_EQ(fields.count("ExifTool:Warning"), 0u) << fields["ExifTool:Warning"];
-    SlotFree(made.slot);
+    TestWindowFree(made);
 }
 
 TEST(TiffWriter, MainDirectoryKeepsItsOrderWithPageNameBeforeStripOffsets)
@@ -327,7 +331,7 @@ TEST(TiffWriter, MainDirectoryKeepsItsOrderWithPageNameBeforeStripOffsets)
     TestStart();
     std::string path = TestOutputFolder("TiffWriter.Order") + "/order.tif";
     TestWindow made = MakeWindow(TYPE_COLOR24, 6, 4, 240.0, 4);
-    ImageWindow *window = made.window;
+    Picture *window = made.window;
     const char *texts[10] = {"Artist name",   "Copyright 2024", "2024:05:06 07:08:09",
                              "A description", "host",           "Make",
                              "Model",         "Document",       "Page",
@@ -377,7 +381,7 @@ TEST(TiffWriter, MainDirectoryKeepsItsOrderWithPageNameBeforeStripOffsets)
     EXPECT_EQ(fields["ExifIFD:ISO"], "400");
     EXPECT_EQ(fields["GPS:GPSVersionID"], "2 3 0 0");
     EXPECT_EQ(fields.count("ExifTool:Error"), 0u);
-    SlotFree(made.slot);
+    TestWindowFree(made);
 }
 
 TEST(TiffWriter, IndependentReadersSeeTheSamePixelsInEveryType)
@@ -407,7 +411,7 @@ TEST(TiffWriter, IndependentReadersSeeTheSamePixelsInEveryType)
         ASSERT_EQ(raw.size(), expected.size());
         EXPECT_TRUE(memcmp(raw.data(), expected.data(), raw.size()) == 0);
         ImageFree(&before);
-        SlotFree(made.slot);
+        TestWindowFree(made);
     }
 }
 
@@ -446,9 +450,9 @@ TEST(TiffWriter, ProfileOfAColorPictureReadsBackAndGrayPicturesNeverCarryOne)
         EXPECT_EQ(ReadTiffColorProfile(path.c_str(), gray.window), ERROR_NONE);
         EXPECT_EQ(gray.window->profile, nullptr);
         EXPECT_EQ(gray.window->profileSize, 0);
-        SlotFree(gray.slot);
-        SlotFree(read.slot);
-        SlotFree(made.slot);
+        TestWindowFree(gray);
+        TestWindowFree(read);
+        TestWindowFree(made);
     }
 
     // A gray window that holds a profile saves without one.
@@ -461,7 +465,7 @@ TEST(TiffWriter, ProfileOfAColorPictureReadsBackAndGrayPicturesNeverCarryOne)
     std::vector<uint8_t> bytes = TestReadFile(path);
     EXPECT_FALSE(HasEntry(Directory(bytes, 8), 34675));
     EXPECT_EQ(Directory(bytes, 8).size(), 17u);
-    SlotFree(gray.slot);
+    TestWindowFree(gray);
 }
 
 // A little-endian file of one directory with the given entries (tag, type, count, value),
@@ -496,7 +500,7 @@ TEST(TiffWriter, ColorProfileReaderTakesTheLastOfSeveralAndRefusesDamage)
     std::string folder = TestOutputFolder("TiffWriter.ProfileDamage");
     std::string path = folder + "/p.tif";
     TestWindow made = MakeWindow(TYPE_COLOR24, 1, 1, 72.0, 0);
-    ImageWindow *window = made.window;
+    Picture *window = made.window;
     // Directory of n entries ends at 8 + 2 + 12 n + 4; the values follow.
     std::vector<uint8_t> values = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12};
 
@@ -547,7 +551,7 @@ TEST(TiffWriter, ColorProfileReaderTakesTheLastOfSeveralAndRefusesDamage)
         EXPECT_EQ(window->profileSize, 0);
     }
     EXPECT_EQ(ReadTiffColorProfile((folder + "/missing.tif").c_str(), window), ERROR_OPEN_FILE);
-    SlotFree(made.slot);
+    TestWindowFree(made);
 }
 
 // Values of the right field types for every EXIF and GPS field, and what exiftool -n shows
@@ -780,7 +784,7 @@ TEST(TiffWriter, DirectoriesCountTheirEntriesAndEveryFieldReadsBack)
     std::vector<uint8_t> expected = ExpectedRaw(made.window->image);
     EXPECT_TRUE(raw.size() == expected.size() &&
                 memcmp(raw.data(), expected.data(), raw.size()) == 0);
-    SlotFree(made.slot);
+    TestWindowFree(made);
 }
 
 TEST(TiffWriter, CameraLikeFileReadsWithoutAnyWarning)
@@ -809,7 +813,7 @@ TEST(TiffWriter, CameraLikeFileReadsWithoutAnyWarning)
     std::string errors;
     TestRun("tiffinfo '" + path + "' 2>&1 >/dev/null", &errors);
     EXPECT_EQ(errors, "");
-    SlotFree(made.slot);
+    TestWindowFree(made);
 }
 
 TEST(TiffWriter, EveryTypeOpensProgressAndAnAbortKeepsTheOldFile)
@@ -840,7 +844,7 @@ TEST(TiffWriter, EveryTypeOpensProgressAndAnAbortKeepsTheOldFile)
             EXPECT_EQ(SaveTiffFile(path.c_str(), &made.window->image), ERROR_NONE);
             EXPECT_NE(TestReadFile(path), old);
             EXPECT_EQ(TestFolderFiles(folder), std::vector<std::string>{"picture.tif"});
-            SlotFree(made.slot);
+            TestWindowFree(made);
         }
     }
 }
@@ -856,7 +860,7 @@ TEST(TiffWriter, SaveKeepsThePermissionsOfTheFileItReplaces)
     struct stat status;
     ASSERT_EQ(stat(path.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777, 0640u);
-    SlotFree(made.slot);
+    TestWindowFree(made);
 }
 
 TEST(TiffWriter, FailuresReturnTheirCodesAndLeaveNothingBehind)
@@ -886,11 +890,10 @@ TEST(TiffWriter, FailuresReturnTheirCodesAndLeaveNothingBehind)
         Image other = {};
         ASSERT_EQ(ImageAlloc(&other, type, 1, 1, 72.0), ERROR_NONE);
         EXPECT_EQ(SaveTiffFile((folder + "/other.tif").c_str(), &other), ERROR_SAVE_TYPE_TIFF);
-        int slot;
-        ImageWindow *window;
-        ASSERT_EQ(SlotAllocate(&slot, &window), ERROR_NONE);
-        window->image = other;
-        EXPECT_EQ(SaveTiffFileWithComments((folder + "/other.tif").c_str(), window),
+        Picture picture;
+        PictureReset(&picture);
+        picture.image = other;
+        EXPECT_EQ(SaveTiffFileWithComments((folder + "/other.tif").c_str(), &picture),
                   ERROR_SAVE_TYPE_TIFF);
         if (type != TYPE_EMPTY) {
             // The writer itself knows no row size for them.
@@ -899,11 +902,11 @@ TEST(TiffWriter, FailuresReturnTheirCodesAndLeaveNothingBehind)
             EXPECT_EQ(WriteTiffImage(file, &other, nullptr, 0, nullptr), ERROR_ILLEGAL_TYPE);
             FileClose(&file);
         }
-        SlotFree(slot); // frees other too
+        PictureFree(&picture); // frees other too
     }
     EXPECT_EQ(access((folder + "/other.tif").c_str(), F_OK), -1);
     EXPECT_EQ(TestFolderFiles(folder), (std::vector<std::string>{"direct.tif", "locked", "plain"}));
-    SlotFree(made.slot);
+    TestWindowFree(made);
 }
 
 TEST(TiffWriter, FullDiskFailsEntriesWith57AndRowsWith6)
@@ -941,5 +944,5 @@ TEST(TiffWriter, FullDiskFailsEntriesWith57AndRowsWith6)
     EXPECT_EQ(saved6, ERROR_WRITE_FILE);
     EXPECT_EQ(TestReadFile(path), old);
     EXPECT_EQ(TestFolderFiles(folder), (std::vector<std::string>{"direct.tif", "p.tif"}));
-    SlotFree(made.slot);
+    TestWindowFree(made);
 }

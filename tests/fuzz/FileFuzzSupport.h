@@ -1,6 +1,6 @@
 // What the fuzz targets of our own readers share. The readers open files by name, so each
 // input is written to a file of this process's own in a memory-backed folder where there is
-// one, and read with and without progress into one window record kept for the whole run.
+// one, and read with and without progress into one picture record kept for the whole run.
 #pragma once
 
 #include <cstdint>
@@ -9,11 +9,10 @@
 #include <unistd.h>
 
 #include "core/Core.h"
-#include "core/ImageWindow.h"
 #include "core/Memory.h"
-#include "platform/headless/Headless.h"
+#include "core/Picture.h"
 
-typedef ErrorCode (*FuzzFileReader)(const char *path, ImageWindow *window, int showProgress,
+typedef ErrorCode (*FuzzFileReader)(const char *path, Picture *window, int showProgress,
                                     FileDamage *damage);
 
 inline char *FuzzFilePath(void)
@@ -31,13 +30,12 @@ inline void FuzzFileRemove(void)
 inline int FuzzReadAsFile(const uint8_t *data, size_t size, const char *extension,
                           FuzzFileReader reader)
 {
-    static ImageWindow *window = nullptr;
+    static Picture *window = nullptr;
     if (window == nullptr) {
         CoreInitialise();
-        HeadlessReset();
         const char *folder = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
         snprintf(FuzzFilePath(), 128, "%s/vistel-fuzz-%d.%s", folder, (int)getpid(), extension);
-        window = (ImageWindow *)MemoryAllocZero(sizeof(ImageWindow));
+        window = (Picture *)MemoryAllocZero(sizeof(Picture));
         if (window == nullptr) return 0;
         atexit(FuzzFileRemove);
     }
@@ -50,9 +48,7 @@ inline int FuzzReadAsFile(const uint8_t *data, size_t size, const char *extensio
     for (int showProgress = 0; showProgress < 2; showProgress++) {
         FileDamage damage; // a file that ends early gives the rows it holds
         reader(FuzzFilePath(), window, showProgress, &damage);
-        ImageFree(&window->image);
-        MemoryRelease(&window->profile);
-        window->profileSize = 0;
+        PictureFree(window);
     }
     return 0;
 }

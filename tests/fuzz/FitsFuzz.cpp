@@ -8,9 +8,8 @@
 
 #include "core/Core.h"
 #include "core/Image.h"
-#include "core/ImageWindow.h"
+#include "core/Picture.h"
 #include "files/Fits.h"
-#include "platform/headless/Headless.h"
 
 static char FuzzPath[128];
 static char FuzzSavePath[128];
@@ -24,7 +23,6 @@ static void FuzzRemoveFiles(void)
 static void FuzzStart(void)
 {
     CoreInitialise();
-    HeadlessReset();
     const char *folder = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
     snprintf(FuzzPath, sizeof FuzzPath, "%s/vistel-fits-fuzz-%d.fits", folder, (int)getpid());
     snprintf(FuzzSavePath, sizeof FuzzSavePath, "%s/vistel-fits-fuzz-%d-saved.fits", folder,
@@ -45,7 +43,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     size_t written = fwrite(data, 1, size, file);
     fclose(file);
     if (written != size) return 0;
-    static ImageWindow window;
+    static Picture window;
     if (ReadFitsFile(FuzzPath, &window, 0, &damage) == ERROR_NONE &&
         (int64_t)window.image.width * window.image.height <= 65536)
         SaveFitsFile(FuzzSavePath, &window);

@@ -11,10 +11,9 @@
 
 #include "core/Core.h"
 #include "core/Image.h"
-#include "core/ImageWindow.h"
+#include "core/Picture.h"
 #include "files/Gif.h"
 #include "files/GifPalette.h"
-#include "platform/headless/Headless.h"
 
 static char FuzzPath[128];
 static char FuzzSavePath[128];
@@ -28,7 +27,6 @@ static void FuzzRemoveFiles(void)
 static void FuzzStart(void)
 {
     CoreInitialise();
-    HeadlessReset();
     const char *folder = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
     snprintf(FuzzPath, sizeof FuzzPath, "%s/vistel-gif-fuzz-%d.gif", folder, (int)getpid());
     snprintf(FuzzSavePath, sizeof FuzzSavePath, "%s/vistel-gif-fuzz-%d-saved.gif", folder,
@@ -82,7 +80,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     size_t written = fwrite(data, 1, size, file);
     fclose(file);
     if (written == size) {
-        static ImageWindow window;
+        static Picture window;
         if (ReadGifFile(FuzzPath, &window, 0, &damage) == ERROR_NONE &&
             (int64_t)window.image.width * window.image.height <= 65536)
             SaveGifFile(FuzzSavePath, &window, size & 1);

@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include "core/Core.h"
-#include "core/ImageWindow.h"
+#include "core/Picture.h"
 #include "files/Png.h"
 
 static char InputPath[] = "/tmp/vistel-png-fuzz-XXXXXX";
@@ -34,12 +34,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (size > 0 && fwrite(data, 1, size, file) != size) abort();
     fclose(file);
 
-    int slot;
-    ImageWindow *window;
-    if (SlotAllocate(&slot, &window) != ERROR_NONE) abort();
+    Picture record;
+    Picture *window = &record;
+    PictureReset(window);
     ErrorCode result = ReadPngFile(InputPath, window, 0, &damage);
     // A failed read leaves no picture behind.
     if (result != ERROR_NONE && window->image.rows != nullptr) abort();
-    SlotFree(slot);
+    PictureFree(window);
     return 0;
 }

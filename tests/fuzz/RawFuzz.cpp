@@ -8,9 +8,8 @@
 
 #include "core/Core.h"
 #include "core/Image.h"
-#include "core/ImageWindow.h"
+#include "core/Picture.h"
 #include "files/Raw.h"
-#include "platform/headless/Headless.h"
 
 static char FuzzPath[128];
 
@@ -22,7 +21,6 @@ static void FuzzRemoveFile(void)
 static void FuzzStart(void)
 {
     CoreInitialise();
-    HeadlessReset();
     const char *folder = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
     snprintf(FuzzPath, sizeof FuzzPath, "%s/vistel-raw-fuzz-%d.dng", folder, (int)getpid());
     atexit(FuzzRemoveFile);
@@ -40,7 +38,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     size_t written = fwrite(data, 1, size, file);
     fclose(file);
     if (written != size) return 0;
-    static ImageWindow window;
+    static Picture window;
     ReadRawFile(FuzzPath, &window, 0);
     ImageFree(&window.image);
     FreeFileComments(&window.comments);

@@ -7,7 +7,7 @@
 #include <unistd.h>
 
 #include "core/Core.h"
-#include "core/ImageWindow.h"
+#include "core/Picture.h"
 #include "files/TiffComments.h"
 #include "files/TiffWriter.h"
 
@@ -34,12 +34,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
     if (size > 0 && fwrite(data, 1, size, file) != size) abort();
     fclose(file);
 
-    int slot;
-    ImageWindow *window;
-    if (SlotAllocate(&slot, &window) != ERROR_NONE) abort();
+    Picture record;
+    Picture *window = &record;
+    PictureReset(window);
     if (ImageAlloc(&window->image, TYPE_COLOR24, 1, 1, 72.0) != ERROR_NONE) abort();
     ReadTiffComments(InputPath, window);
     ReadTiffColorProfile(InputPath, window);
-    SlotFree(slot);
+    PictureFree(window);
     return 0;
 }

@@ -15,7 +15,6 @@
 #include "core/Image.h"
 #include "core/Memory.h"
 #include "files/TiffReader.h"
-#include "platform/headless/Headless.h"
 
 static char FuzzPath[128];
 
@@ -27,7 +26,6 @@ static void FuzzRemoveFile(void)
 static void FuzzStart(void)
 {
     CoreInitialise();
-    HeadlessReset();
     const char *folder = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
     snprintf(FuzzPath, sizeof FuzzPath, "%s/vistel-tiff-fuzz-%d.tif", folder, (int)getpid());
     atexit(FuzzRemoveFile);

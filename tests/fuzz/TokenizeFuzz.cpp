@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "core/FormatString.h"
-#include "shell/SettingsFile.h"
+#include "core/SettingsText.h"
 
 // Stops the run with a finding; libFuzzer and the replay both see the crash.
 static void Check(bool condition)

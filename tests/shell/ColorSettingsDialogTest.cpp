@@ -5,8 +5,8 @@
 
 #include <algorithm>
 
-#include "shell/DialogLayout.h"
 #include "shell/Dialogs.h"
+#include "ui/DialogLayout.h"
 
 class ColorDialog : public ShellFilesTest {
   protected:

@@ -17,7 +17,7 @@ using FileCommands = ShellTest;
 // A gray picture of the pattern of seed written as a TIFF file; its path.
 static std::string WriteGray(const std::string &path, int width, int height, int seed)
 {
-    ImageWindow record = {};
+    Picture record = {};
     EXPECT_EQ(ImageAlloc(&record.image, TYPE_GRAY8, width, height, 200.0), ERROR_NONE);
     TestFillPattern(&record.image, seed);
     EXPECT_EQ(FileSave(path.c_str(), FILE_SAVE_TIFF, &record, 90), ERROR_NONE);
@@ -72,13 +72,13 @@ TEST_F(FileCommands, OpenSaveAsAndRevertRunThroughTheirDialogs)
     // The picture changes, and Revert reads its file back; the window is as opened.
     ImageWindow *record = WindowRecord(window);
     Image original = {};
-    ASSERT_EQ(ImageDuplicate(&record->image, &original), ERROR_NONE);
-    for (int row = 0; row < record->image.height; row++)
-        memset(record->image.rows[row], 0, (size_t)record->image.width);
+    ASSERT_EQ(ImageDuplicate(&record->picture.image, &original), ERROR_NONE);
+    for (int row = 0; row < record->picture.image.height; row++)
+        memset(record->picture.image.rows[row], 0, (size_t)record->picture.image.width);
     PlatformSetWindowWord(window, WORD_MODIFIED, 1);
-    ASSERT_FALSE(SameSamples(&record->image, &original));
+    ASSERT_FALSE(SameSamples(&record->picture.image, &original));
     HeadlessChooseMenu(COMMAND_REVERT);
-    EXPECT_TRUE(SameSamples(&record->image, &original));
+    EXPECT_TRUE(SameSamples(&record->picture.image, &original));
     EXPECT_EQ(PlatformGetWindowWord(window, WORD_MODIFIED), 0);
     ImageFree(&original);
 
@@ -86,8 +86,8 @@ TEST_F(FileCommands, OpenSaveAsAndRevertRunThroughTheirDialogs)
     std::string png = folder + "/one";
     QueueFile(png, FILE_SAVE_PNG - 1);
     HeadlessChooseMenu(COMMAND_SAVE_AS);
-    EXPECT_EQ(std::string(record->fileName), png + ".png");
-    EXPECT_EQ(record->fileType, FILE_OPEN_PNG);
+    EXPECT_EQ(std::string(record->picture.fileName), png + ".png");
+    EXPECT_EQ(record->picture.fileType, FILE_OPEN_PNG);
     EXPECT_EQ(Title(window), "one.png (1:1)");
     PlatformSetWindowWord(window, WORD_MODIFIED, 1);
     int dialogs = HeadlessLastFileDialog()->count;
@@ -96,9 +96,9 @@ TEST_F(FileCommands, OpenSaveAsAndRevertRunThroughTheirDialogs)
     EXPECT_EQ(PlatformGetWindowWord(window, WORD_MODIFIED), 0);
     EXPECT_EQ(HeadlessMessageCount(), messages);
 
-    ImageWindow reread = {};
+    Picture reread = {};
     ASSERT_EQ(FileLoad((png + ".png").c_str(), FILE_OPEN_PNG, &reread, 0), ERROR_NONE);
-    EXPECT_TRUE(SameSamples(&reread.image, &record->image));
+    EXPECT_TRUE(SameSamples(&reread.image, &record->picture.image));
     ImageFree(&reread.image);
     FreeFileComments(&reread.comments);
 }

@@ -10,6 +10,7 @@
 #include "shell/Commands.h"
 #include "shell/Dialogs.h"
 #include "tests/shell/ShellTestSupport.h"
+#include "ui/GridDialog.h"
 
 using Commands = ShellTest;
 
@@ -240,14 +241,14 @@ TEST_F(Commands, CopyAndNegativeMakeANewModifiedWindowAtTheSourcesZoom)
         DestroyAllChildren();
         WindowHandle source = MakePicture(type, 50, 40, type);
         ImageWindow *record = WindowRecord(source);
-        strcpy(record->fileName, "/pictures/source.tif");
+        strcpy(record->picture.fileName, "/pictures/source.tif");
         record->zoom = -2;
 
         HeadlessChooseMenu(COMMAND_COPY);
         WindowHandle copy = ActiveWindow;
         ASSERT_NE(copy, source);
         const ImageWindow *copied = WindowRecord(copy);
-        ExpectImagesNear(record->image, copied->image, 0);
+        ExpectImagesNear(record->picture.image, copied->picture.image, 0);
         EXPECT_EQ(copied->zoom, -2);
         EXPECT_EQ(PlatformGetWindowWord(copy, WORD_MODIFIED), 1);
         EXPECT_EQ(PlatformGetWindowWord(source, WORD_MODIFIED), 0);
@@ -259,8 +260,8 @@ TEST_F(Commands, CopyAndNegativeMakeANewModifiedWindowAtTheSourcesZoom)
         WindowHandle negative = ActiveWindow;
         ASSERT_NE(negative, source);
         ASSERT_NE(negative, copy);
-        const Image *in = &record->image;
-        const Image *out = &WindowRecord(negative)->image;
+        const Image *in = &record->picture.image;
+        const Image *out = &WindowRecord(negative)->picture.image;
         ASSERT_EQ(out->type, type);
         EXPECT_EQ(WindowRecord(negative)->zoom, -2);
         EXPECT_EQ(PlatformGetWindowWord(negative, WORD_MODIFIED), 1);
@@ -311,7 +312,7 @@ TEST_F(Commands, CopyToTheClipboardAndPasteMakeAWindowNamedPaste)
     ASSERT_NE(pasted, source);
     EXPECT_EQ(Title(pasted), "Paste");
     EXPECT_EQ(PlatformGetWindowWord(pasted, WORD_MODIFIED), 1);
-    ExpectImagesNear(WindowRecord(source)->image, WindowRecord(pasted)->image, 0);
+    ExpectImagesNear(WindowRecord(source)->picture.image, WindowRecord(pasted)->picture.image, 0);
 }
 
 TEST_F(Commands, CloseAllAsksAboutWhatIsRunningAndThenEveryWindow)

@@ -14,10 +14,11 @@
 #include "platform/headless/Headless.h"
 #include "shell/Commands.h"
 #include "shell/FileFlow.h"
-#include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
 #include "shell/Shell.h"
+#include "shell/Undo.h"
 #include "tests/support/TestSupport.h"
+#include "ui/ImageWindows.h"
 
 static std::string Quote(const std::string &path)
 {
@@ -74,7 +75,7 @@ static int ToolGray(const std::string &path, int x, int y)
 static void ExpectViewTopRow(const ImageWindow *record, int top)
 {
     const uint8_t *view = record->view.rows[record->viewHeight - 1];
-    const uint8_t *picture = record->image.rows[record->image.height - 1 - top];
+    const uint8_t *picture = record->picture.image.rows[record->picture.image.height - 1 - top];
     for (int x = 0; x < record->viewWidth; x++)
         ASSERT_EQ(view[x], picture[record->sourceLeft + x]) << "view column " << x;
 }
@@ -110,8 +111,8 @@ TEST(EditorLife, FromTheCommandLineToTheNextStart)
     ASSERT_NE(smallWindow, nullptr);
     EXPECT_EQ(ActiveWindow, smallWindow);
     ImageWindow *bigRecord = WindowRecord(bigWindow);
-    ASSERT_EQ(bigRecord->image.type, TYPE_GRAY8);
-    EXPECT_EQ(WindowRecord(smallWindow)->image.type, TYPE_COLOR24);
+    ASSERT_EQ(bigRecord->picture.image.type, TYPE_GRAY8);
+    EXPECT_EQ(WindowRecord(smallWindow)->picture.image.type, TYPE_COLOR24);
     // 2000 x 1500 fits the workspace with the frame and border only halved.
     EXPECT_EQ(Title(bigWindow), "big.tif (1:2)");
     EXPECT_EQ(Title(smallWindow), "small.tif (1:1)");
@@ -119,7 +120,7 @@ TEST(EditorLife, FromTheCommandLineToTheNextStart)
     const int points[3][2] = {{0, 0}, {1234, 567}, {1999, 1499}};
     for (const auto &point : points) {
         SCOPED_TRACE(std::to_string(point[0]) + ", " + std::to_string(point[1]));
-        EXPECT_EQ(bigRecord->image.rows[1499 - point[1]][point[0]],
+        EXPECT_EQ(bigRecord->picture.image.rows[1499 - point[1]][point[0]],
                   ToolGray(big, point[0], point[1]));
     }
 
@@ -156,8 +157,8 @@ TEST(EditorLife, FromTheCommandLineToTheNextStart)
     ASSERT_NE(negative, nullptr);
     EXPECT_EQ(Title(negativeWindow), "Untitled 4 - big.tif (1:2)");
     for (const auto &point : points)
-        EXPECT_EQ(negative->image.rows[1499 - point[1]][point[0]],
-                  255 - bigRecord->image.rows[1499 - point[1]][point[0]]);
+        EXPECT_EQ(negative->picture.image.rows[1499 - point[1]][point[0]],
+                  255 - bigRecord->picture.image.rows[1499 - point[1]][point[0]]);
     // Copy and Negative leave their input as it was: nothing to undo.
     PlatformSendMessage(FrameWindow, MSG_INIT_MENU, 0, 0);
     EXPECT_EQ(UndoAvailable(), 0);
@@ -175,7 +176,7 @@ TEST(EditorLife, FromTheCommandLineToTheNextStart)
     EXPECT_STREQ(HeadlessLastFileDialog()->name, "Untitled 4 - big.tif");
     EXPECT_EQ(HeadlessLastFileDialog()->filter, FILE_SAVE_TIFF - 1);
     std::string png = folder + "/negative.png";
-    EXPECT_EQ(std::string(negative->fileName), png);
+    EXPECT_EQ(std::string(negative->picture.fileName), png);
     EXPECT_EQ(Title(negativeWindow), "negative.png (1:2)");
     EXPECT_EQ(PlatformGetWindowWord(negativeWindow, WORD_MODIFIED), 0);
     std::string size;
@@ -183,7 +184,7 @@ TEST(EditorLife, FromTheCommandLineToTheNextStart)
     EXPECT_EQ(size, "2000 1500");
     for (const auto &point : points)
         EXPECT_EQ(ToolGray(png, point[0], point[1]),
-                  negative->image.rows[1499 - point[1]][point[0]]);
+                  negative->picture.image.rows[1499 - point[1]][point[0]]);
 
     // Close All asks about the copy alone, which was never saved; Yes saves it as TIFF.
     int messages = HeadlessMessageCount();

@@ -78,17 +78,17 @@ TEST_F(FileQuestions, SixteenBitLossAsksOnlyForSixteenBitPictures)
     ImageWindow *record = WindowRecord(window);
     HeadlessQueueAnswer(ANSWER_CANCEL);
     EXPECT_EQ(Warn16BitLoss(window, window), 1);
-    EXPECT_EQ(record->image.type, TYPE_COLOR48);
+    EXPECT_EQ(record->picture.image.type, TYPE_COLOR48);
     EXPECT_STREQ(HeadlessLastMessage()->title, "Warning");
 
     // OK: blue, green and red of every pixel through Depth16To8, in place.
-    const uint8_t *first = record->image.rows[1];
+    const uint8_t *first = record->picture.image.rows[1];
     int expected = Depth16To8[first[4] | (first[5] << 8)]; // red of the top left pixel
     HeadlessQueueAnswer(ANSWER_OK);
     EXPECT_EQ(Warn16BitLoss(window, window), 0);
-    EXPECT_EQ(record->image.type, TYPE_COLOR24);
-    EXPECT_EQ(record->image.width, 3);
-    EXPECT_EQ(record->image.rows[1][2], expected);
+    EXPECT_EQ(record->picture.image.type, TYPE_COLOR24);
+    EXPECT_EQ(record->picture.image.width, 3);
+    EXPECT_EQ(record->picture.image.rows[1][2], expected);
     EXPECT_EQ(PlatformGetWindowWord(window, WORD_MODIFIED), 1);
 }
 

@@ -117,11 +117,11 @@ TEST_F(FileSaving, AnExtensionInCapitalsIsAcceptedAndTheWindowTakesTheNewFile)
 
     ImageWindow *record = WindowRecord(window);
     Image saved = ReadBack(path);
-    ExpectImagesNear(record->image, saved, 0);
+    ExpectImagesNear(record->picture.image, saved, 0);
     ImageFree(&saved);
-    EXPECT_EQ(record->image.type, TYPE_GRAY16);
-    EXPECT_EQ(std::string(record->fileName), path);
-    EXPECT_EQ(record->fileType, FILE_OPEN_TIFF);
+    EXPECT_EQ(record->picture.image.type, TYPE_GRAY16);
+    EXPECT_EQ(std::string(record->picture.fileName), path);
+    EXPECT_EQ(record->picture.fileType, FILE_OPEN_TIFF);
     EXPECT_EQ(PlatformGetWindowWord(window, WORD_MODIFIED), 0);
     EXPECT_EQ(std::string(Saved.recentFiles[0]), path);
     EXPECT_EQ(std::string(Saved.lastDirectory), folder);
@@ -157,7 +157,7 @@ TEST_F(FileSaving, AnExtensionOfAnotherTypeIsRefusedAndTheDialogOpensAgain)
         EXPECT_EQ(HeadlessLastFileDialog()->filter, c.saveNumber - 1);
         EXPECT_TRUE(TestReadFile(Path(c.name)).empty());
     }
-    EXPECT_STREQ(WindowRecord(window)->fileName, "");
+    EXPECT_STREQ(WindowRecord(window)->picture.fileName, "");
 }
 
 TEST_F(FileSaving, ANameWithoutExtensionTakesTheTypesAndTheOverwriteCheckSeesIt)
@@ -179,7 +179,7 @@ TEST_F(FileSaving, ANameWithoutExtensionTakesTheTypesAndTheOverwriteCheckSeesIt)
     int messages = HeadlessMessageCount();
     ASSERT_EQ(SaveImageAs(window, 1), ERROR_NONE);
     EXPECT_EQ(HeadlessMessageCount(), messages);
-    EXPECT_EQ(std::string(WindowRecord(window)->fileName), Path("name.tif"));
+    EXPECT_EQ(std::string(WindowRecord(window)->picture.fileName), Path("name.tif"));
 }
 
 TEST_F(FileSaving, SixteenBitsAsJpegAskFirstAndOkReducesEvenWhenTheWriteFails)
@@ -190,7 +190,7 @@ TEST_F(FileSaving, SixteenBitsAsJpegAskFirstAndOkReducesEvenWhenTheWriteFails)
         ImageWindow *record = WindowRecord(window);
         Image original;
         ImageClear(&original);
-        ASSERT_EQ(ImageDuplicate(&record->image, &original), ERROR_NONE);
+        ASSERT_EQ(ImageDuplicate(&record->picture.image, &original), ERROR_NONE);
 
         // Cancel at the question: nothing changes, and the dialog opens again.
         const std::string question = "Only TIFF and FITS file formats support 16-bit image "
@@ -203,23 +203,23 @@ TEST_F(FileSaving, SixteenBitsAsJpegAskFirstAndOkReducesEvenWhenTheWriteFails)
         EXPECT_EQ(DialogCount(), dialogs + 2);
         EXPECT_EQ(MessagesWith("Warning", question), asked + 1);
         EXPECT_EQ(HeadlessLastMessage()->kind, MESSAGE_OK_CANCEL);
-        ExpectImagesNear(original, record->image, 0);
+        ExpectImagesNear(original, record->picture.image, 0);
         EXPECT_EQ(PlatformGetWindowWord(window, WORD_MODIFIED), 0);
 
         // OK reduces in place; the write then fails in a folder that does not exist.
         QueueFiles({Path("missing/x.jpg")}, FILE_SAVE_JPEG - 1);
         HeadlessQueueAnswer(ANSWER_OK);
         EXPECT_NE(SaveImageAs(window, 1), ERROR_NONE);
-        ASSERT_EQ(record->image.type, type == TYPE_GRAY16 ? TYPE_GRAY8 : TYPE_COLOR24);
+        ASSERT_EQ(record->picture.image.type, type == TYPE_GRAY16 ? TYPE_GRAY8 : TYPE_COLOR24);
         int samples = type == TYPE_GRAY16 ? 6 : 18;
         for (int row = 0; row < 5; row++)
             for (int i = 0; i < samples; i++) {
                 const uint8_t *wide = original.rows[row] + 2 * i;
-                ASSERT_EQ(record->image.rows[row][i], Depth16To8[wide[0] | (wide[1] << 8)])
+                ASSERT_EQ(record->picture.image.rows[row][i], Depth16To8[wide[0] | (wide[1] << 8)])
                     << "row " << row << " sample " << i;
             }
         EXPECT_EQ(PlatformGetWindowWord(window, WORD_MODIFIED), 1);
-        EXPECT_STREQ(record->fileName, "");
+        EXPECT_STREQ(record->picture.fileName, "");
         ImageFree(&original);
     }
 }
@@ -234,7 +234,7 @@ TEST_F(FileSaving, TiffAndFitsKeepSixteenBitsWithoutAsking)
     QueueFiles({Path("x.tif")}, FILE_SAVE_TIFF - 1);
     EXPECT_EQ(SaveImageAs(window, 1), ERROR_NONE);
     EXPECT_EQ(HeadlessMessageCount(), messages);
-    EXPECT_EQ(WindowRecord(window)->image.type, TYPE_GRAY16);
+    EXPECT_EQ(WindowRecord(window)->picture.image.type, TYPE_GRAY16);
 }
 
 TEST_F(FileSaving, AfterSavingAsEpsTheNextSaveAsksForANameAndType)
@@ -242,7 +242,7 @@ TEST_F(FileSaving, AfterSavingAsEpsTheNextSaveAsksForANameAndType)
     // EPS is written by a module of its own; a build without it cannot make the first save.
     {
         ImageWindow *probe = MakeRecord(TYPE_GRAY8, 2, 2, 1);
-        ErrorCode written = FileSave(Path("probe.eps").c_str(), FILE_SAVE_EPS, probe, 97);
+        ErrorCode written = FileSave(Path("probe.eps").c_str(), FILE_SAVE_EPS, &probe->picture, 97);
         SlotFree(probe->slot);
         if (written == ERROR_UNKNOWN_FILE_TYPE) GTEST_SKIP() << "no EPS writer in this build";
     }
@@ -250,8 +250,8 @@ TEST_F(FileSaving, AfterSavingAsEpsTheNextSaveAsksForANameAndType)
     QueueFiles({Path("pic.eps")}, FILE_SAVE_EPS - 1);
     ASSERT_EQ(SaveImageAs(window, 1), ERROR_NONE);
     ImageWindow *record = WindowRecord(window);
-    EXPECT_EQ(record->fileType, 0); // EPS has no open number
-    EXPECT_EQ(std::string(record->fileName), Path("pic.eps"));
+    EXPECT_EQ(record->picture.fileType, 0); // EPS has no open number
+    EXPECT_EQ(std::string(record->picture.fileName), Path("pic.eps"));
     int dialogs = DialogCount();
     EXPECT_EQ(SaveImage(window), ERROR_ABORTED);
     EXPECT_EQ(DialogCount(), dialogs + 1);
@@ -283,7 +283,7 @@ TEST_F(FileSaving, SaveWritesTheWindowsOwnFileWithoutAsking)
     WindowHandle window = nullptr;
     ASSERT_EQ(OpenImageFile(a.c_str(), -1, &window), ERROR_NONE);
     ImageWindow *record = WindowRecord(window);
-    TestFillPattern(&record->image, 9);
+    TestFillPattern(&record->picture.image, 9);
     PlatformSetWindowWord(window, WORD_MODIFIED, 1);
     int messages = HeadlessMessageCount();
     EXPECT_EQ(SaveImage(window), ERROR_NONE);
@@ -291,7 +291,7 @@ TEST_F(FileSaving, SaveWritesTheWindowsOwnFileWithoutAsking)
     EXPECT_EQ(HeadlessMessageCount(), messages);
     EXPECT_EQ(PlatformGetWindowWord(window, WORD_MODIFIED), 0);
     Image saved = ReadBack(a);
-    ExpectImagesNear(record->image, saved, 0);
+    ExpectImagesNear(record->picture.image, saved, 0);
     ImageFree(&saved);
 
     // A write that fails keeps the modified flag, and its message names the file above the
@@ -308,7 +308,7 @@ TEST_F(FileSaving, SaveWritesTheWindowsOwnFileWithoutAsking)
     std::vector<uint8_t> old = TestReadFile(a);
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
-        strcpy(record->fileName, Path(c.name).c_str());
+        strcpy(record->picture.fileName, Path(c.name).c_str());
         PlatformSetWindowWord(window, WORD_MODIFIED, 1);
         ErrorCode result = SaveImage(window);
         EXPECT_EQ(result, c.code);
@@ -326,35 +326,35 @@ TEST_F(FileSaving, RevertReadsTheFileAgainOverEveryChange)
     WindowHandle window = nullptr;
     ASSERT_EQ(OpenImageFile(a.c_str(), -1, &window), ERROR_NONE);
     ImageWindow *record = WindowRecord(window);
-    TestFillPattern(&record->image, 8);
+    TestFillPattern(&record->picture.image, 8);
     PlatformSetWindowWord(window, WORD_MODIFIED, 1);
     EXPECT_EQ(RevertImage(window), ERROR_NONE);
     EXPECT_EQ(PlatformGetWindowWord(window, WORD_MODIFIED), 0);
     Image file = ReadBack(a);
-    ExpectImagesNear(file, record->image, 0);
+    ExpectImagesNear(file, record->picture.image, 0);
     ImageFree(&file);
 
     // The file changed on disk, even its size: the window takes it whole.
     WriteTiff("a.tif", TYPE_COLOR24, 8, 6, 2);
     EXPECT_EQ(RevertImage(window), ERROR_NONE);
-    EXPECT_EQ(record->image.type, TYPE_COLOR24);
-    EXPECT_EQ(record->image.width, 8);
-    EXPECT_EQ(record->image.height, 6);
-    EXPECT_EQ(record->fileType, FILE_OPEN_TIFF);
+    EXPECT_EQ(record->picture.image.type, TYPE_COLOR24);
+    EXPECT_EQ(record->picture.image.width, 8);
+    EXPECT_EQ(record->picture.image.height, 6);
+    EXPECT_EQ(record->picture.fileType, FILE_OPEN_TIFF);
 
     // A file that no longer reads gives its code and leaves the picture as it was.
     Image before;
     ImageClear(&before);
-    ASSERT_EQ(ImageDuplicate(&record->image, &before), ERROR_NONE);
+    ASSERT_EQ(ImageDuplicate(&record->picture.image, &before), ERROR_NONE);
     TestWriteFile(a, {'I', 'I', 42, 0, 0xff, 0xff, 0xff, 0x7f});
     PlatformSetWindowWord(window, WORD_MODIFIED, 1);
     EXPECT_NE(RevertImage(window), ERROR_NONE);
-    ExpectImagesNear(before, record->image, 0);
+    ExpectImagesNear(before, record->picture.image, 0);
     EXPECT_EQ(PlatformGetWindowWord(window, WORD_MODIFIED), 1);
     ImageFree(&before);
 
     // A window without a file has nothing to go back to.
     WindowHandle untitled = MakeWindow(TYPE_GRAY8, 3, 3, 4);
     EXPECT_EQ(RevertImage(untitled), ERROR_NONE);
-    EXPECT_EQ(WindowRecord(untitled)->image.width, 3);
+    EXPECT_EQ(WindowRecord(untitled)->picture.image.width, 3);
 }

@@ -15,11 +15,11 @@
 #include "files/TiffWriter.h"
 #include "platform/headless/Headless.h"
 #include "shell/FileFlow.h"
-#include "shell/ImageWindows.h"
 #include "shell/Preferences.h"
-#include "shell/SettingsFile.h"
 #include "tests/color/ProfileTestSupport.h"
 #include "tests/support/TestSupport.h"
+#include "ui/ImageWindows.h"
+#include "ui/SettingsStore.h"
 
 // A menu whose File menu ends with Exit, as the frame's does.
 static const MenuItem TEST_MENU[] = {
@@ -72,16 +72,16 @@ class ShellFilesTest : public testing::Test {
         int slot;
         ImageWindow *record = nullptr;
         EXPECT_EQ(SlotAllocate(&slot, &record), ERROR_NONE);
-        EXPECT_EQ(ImageAlloc(&record->image, type, width, height, 300.0), ERROR_NONE);
-        TestFillPattern(&record->image, seed);
+        EXPECT_EQ(ImageAlloc(&record->picture.image, type, width, height, 300.0), ERROR_NONE);
+        TestFillPattern(&record->picture.image, seed);
         return record;
     }
 
     static void RecordProfileSet(ImageWindow *record, const std::vector<uint8_t> &profile)
     {
-        record->profile = (uint8_t *)MemoryAlloc(profile.size());
-        memcpy(record->profile, profile.data(), profile.size());
-        record->profileSize = (int32_t)profile.size();
+        record->picture.profile = (uint8_t *)MemoryAlloc(profile.size());
+        memcpy(record->picture.profile, profile.data(), profile.size());
+        record->picture.profileSize = (int32_t)profile.size();
     }
 
     // Writes a TIFF of the pattern (with a profile when one is given) at name; its path.
@@ -91,7 +91,7 @@ class ShellFilesTest : public testing::Test {
         ImageWindow *record = MakeRecord(type, width, height, seed);
         if (!profile.empty()) RecordProfileSet(record, profile);
         std::string path = Path(name);
-        EXPECT_EQ(SaveTiffFileWithComments(path.c_str(), record), ERROR_NONE);
+        EXPECT_EQ(SaveTiffFileWithComments(path.c_str(), &record->picture), ERROR_NONE);
         SlotFree(record->slot);
         return path;
     }
@@ -101,8 +101,8 @@ class ShellFilesTest : public testing::Test {
                             const std::string &fileName = "", int fileType = 0)
     {
         ImageWindow *record = MakeRecord(type, width, height, seed);
-        strcpy(record->fileName, fileName.c_str());
-        record->fileType = fileType;
+        strcpy(record->picture.fileName, fileName.c_str());
+        record->picture.fileType = fileType;
         WindowHandle window = nullptr;
         EXPECT_EQ(ImageWindowShow(record, &window), ERROR_NONE);
         return window;

@@ -7,8 +7,9 @@
 
 #include "color/ProfileTransform.h"
 #include "files/FileType.h"
-#include "shell/DialogLayout.h"
 #include "shell/Dialogs.h"
+#include "ui/DialogLayout.h"
+#include "ui/DisplayColor.h"
 
 // What the test does when the modal dialog comes up.
 static std::function<void(WindowHandle)> Script;
@@ -58,7 +59,7 @@ class OpenCheck : public ShellFilesTest {
         strcpy(CurrentColorSettings.workingPath, workingPath.c_str());
         strcpy(CurrentColorSettings.assumedFilePath, assumedPath.c_str());
         CurrentColorSettings.onMismatch = onMismatch;
-        InitColorSettings();
+        DisplayColorSettingsLoad();
     }
 
     WindowHandle Open(const std::string &path)
@@ -71,20 +72,22 @@ class OpenCheck : public ShellFilesTest {
     static std::vector<uint8_t> ProfileOf(WindowHandle window)
     {
         const ImageWindow *record = WindowRecord(window);
-        if (record == nullptr || record->profile == nullptr) return {};
-        return std::vector<uint8_t>(record->profile, record->profile + record->profileSize);
+        if (record == nullptr || record->picture.profile == nullptr) return {};
+        const Picture *picture = &record->picture;
+        return std::vector<uint8_t>(picture->profile, picture->profile + picture->profileSize);
     }
 
     // The picture of a file as read, converted to the working space at an intent when
     // intent is not -1.
     Image Expected(const std::string &path, int intent)
     {
-        ImageWindow scratch;
-        memset(&scratch, 0, sizeof scratch);
+        Picture scratch;
+        PictureReset(&scratch);
         EXPECT_EQ(FileLoad(path.c_str(), FILE_OPEN_TIFF, &scratch, 0), ERROR_NONE);
         if (intent >= 0) {
+            int modified;
             EXPECT_EQ(ConvertToWorkingSpace(&scratch, workingBytes.data(), (int)workingBytes.size(),
-                                            intent),
+                                            intent, &modified),
                       ERROR_NONE);
         }
         Image image = scratch.image;
@@ -143,7 +146,7 @@ TEST_F(OpenCheck, TheQuestionShowsBothProfilesAndThePathAndCancelKeepsThePicture
     ASSERT_NE(window, nullptr);
     EXPECT_EQ(HeadlessWindowCount(), 1); // the question has gone
     Image read = Expected(tagged, -1);
-    ExpectImagesNear(read, WindowRecord(window)->image, 0);
+    ExpectImagesNear(read, WindowRecord(window)->picture.image, 0);
     ImageFree(&read);
     EXPECT_EQ(ProfileOf(window), otherBytes);
     EXPECT_EQ(PlatformGetWindowWord(window, WORD_MODIFIED), 0);
@@ -161,7 +164,7 @@ TEST_F(OpenCheck, OkWithConvertConvertsAtTheChosenIntent)
         WindowHandle window = Open(tagged);
         ASSERT_NE(window, nullptr);
         Image converted = Expected(tagged, intent);
-        ExpectImagesNear(converted, WindowRecord(window)->image, 0);
+        ExpectImagesNear(converted, WindowRecord(window)->picture.image, 0);
         ImageFree(&converted);
         EXPECT_EQ(ProfileOf(window), workingBytes);
         EXPECT_EQ(PlatformGetWindowWord(window, WORD_MODIFIED), 1);
@@ -188,7 +191,7 @@ TEST_F(OpenCheck, OkWithAnotherProfileGivesThePictureThatProfile)
     WindowHandle window = Open(tagged);
     ASSERT_NE(window, nullptr);
     Image read = Expected(tagged, -1);
-    ExpectImagesNear(read, WindowRecord(window)->image, 0); // the pixels stay
+    ExpectImagesNear(read, WindowRecord(window)->picture.image, 0); // the pixels stay
     ImageFree(&read);
     EXPECT_EQ(ProfileOf(window), assumedBytes);
     EXPECT_EQ(PlatformGetWindowWord(window, WORD_MODIFIED), 1); // no longer as in its file
@@ -213,7 +216,7 @@ TEST_F(OpenCheck, APictureWithoutProfileIsOfferedTheAssumedOne)
     EXPECT_EQ(Asked, 1);
     EXPECT_EQ(fileProfile, "None");
     EXPECT_EQ(ProfileOf(window), camera);
-    EXPECT_EQ(WindowRecord(window)->image.type, TYPE_COLOR48);
+    EXPECT_EQ(WindowRecord(window)->picture.image.type, TYPE_COLOR48);
 }
 
 TEST_F(OpenCheck, NothingIsAskedWhenNothingDiffers)

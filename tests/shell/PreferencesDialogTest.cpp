@@ -4,8 +4,8 @@
 #include "tests/shell/FileFlowTestSupport.h"
 
 #include "files/FileType.h"
-#include "shell/DialogLayout.h"
 #include "shell/Dialogs.h"
+#include "ui/DialogLayout.h"
 
 class PreferencesDialog : public ShellFilesTest {
   protected:

@@ -9,8 +9,8 @@
 #include "platform/Platform.h"
 #include "platform/headless/Headless.h"
 #include "shell/Preferences.h"
-#include "shell/SettingsFile.h"
 #include "tests/support/TestSupport.h"
+#include "ui/SettingsStore.h"
 
 // Every test gets a store file of its own, which starts out missing.
 class Store : public ::testing::Test {

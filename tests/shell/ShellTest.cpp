@@ -62,7 +62,7 @@ static std::vector<std::string> WritePictures(const std::string &folder,
     std::vector<std::string> paths;
     int seed = 1;
     for (const std::string &name : names) {
-        ImageWindow record = {};
+        Picture record = {};
         EXPECT_EQ(ImageAlloc(&record.image, TYPE_GRAY8, 16, 12, 200.0), ERROR_NONE);
         TestFillPattern(&record.image, seed++);
         std::string path = folder + "/" + name;

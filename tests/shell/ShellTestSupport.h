@@ -10,11 +10,11 @@
 
 #include "core/Errors.h"
 #include "core/Image.h"
-#include "core/ImageWindow.h"
 #include "platform/headless/Headless.h"
-#include "shell/ImageWindows.h"
 #include "shell/Shell.h"
 #include "tests/support/TestSupport.h"
+#include "ui/ImageWindow.h"
+#include "ui/ImageWindows.h"
 
 // Every test starts the program as the editor does and shuts it down at the end, so that
 // no picture of one test survives into the next.
@@ -41,8 +41,8 @@ inline WindowHandle MakePicture(int type, int width, int height, int seed = 1,
     EXPECT_EQ(NewImageWindow(nullptr, &window, -1, -1, 0), ERROR_NONE);
     if (window == nullptr) return nullptr;
     ImageWindow *record = WindowRecord(window);
-    EXPECT_EQ(ImageAlloc(&record->image, type, width, height, resolution), ERROR_NONE);
-    TestFillPattern(&record->image, seed);
+    EXPECT_EQ(ImageAlloc(&record->picture.image, type, width, height, resolution), ERROR_NONE);
+    TestFillPattern(&record->picture.image, seed);
     ImageWindowLayout(window);
     PlatformActivateWindow(window);
     return window;

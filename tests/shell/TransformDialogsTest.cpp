@@ -13,14 +13,14 @@
 #include "files/TiffReader.h"
 #include "files/TiffWriter.h"
 #include "shell/Commands.h"
-#include "shell/Controls.h"
-#include "shell/Display.h"
 #include "shell/FileFlow.h"
-#include "shell/Transform.h"
 #include "shell/TransformDialogs.h"
 #include "tests/color/ProfileTestSupport.h"
 #include "tests/shell/ShellTestSupport.h"
 #include "transforms/Convert.h"
+#include "ui/Controls.h"
+#include "ui/Display.h"
+#include "ui/Transform.h"
 
 namespace {
 
@@ -134,8 +134,8 @@ TEST_F(TransformDialogs, GammaAppliesTheTableOfTheSliderAtFullDepth)
     EXPECT_EQ(DialogWindow, nullptr);
     EXPECT_EQ(InUseBy(input), nullptr);
     ASSERT_NE(LastOutput, nullptr);
-    const Image &result = WindowRecord(LastOutput)->image;
-    const Image &picture = WindowRecord(input)->image;
+    const Image &result = WindowRecord(LastOutput)->picture.image;
+    const Image &picture = WindowRecord(input)->picture.image;
     ASSERT_EQ(result.type, TYPE_COLOR48);
     double factor = exp(300 / 512.0 - 1.0);
     for (int y = 0; y < 40; y += 13)
@@ -228,11 +228,11 @@ TEST_F(TransformDialogs, ConvertNamesTheSourceAndMakesTheChosenType)
     EXPECT_EQ(WindowRecord(OutputWindow)->view.type, TYPE_GRAY8);
     HeadlessClick(DialogWindow, BUTTON_APPLY);
     ASSERT_NE(ActiveWindow, input);
-    EXPECT_EQ(WindowRecord(ActiveWindow)->image.type, TYPE_GRAY16);
+    EXPECT_EQ(WindowRecord(ActiveWindow)->picture.image.type, TYPE_GRAY16);
     HeadlessChoose(DialogWindow, CONVERT_TARGET, CONVERT_BINARY);
     HeadlessClick(DialogWindow, BUTTON_OK);
     ASSERT_NE(LastOutput, nullptr);
-    EXPECT_EQ(WindowRecord(LastOutput)->image.type, TYPE_BINARY);
+    EXPECT_EQ(WindowRecord(LastOutput)->picture.image.type, TYPE_BINARY);
     EXPECT_EQ(DialogWindow, nullptr);
 }
 
@@ -249,13 +249,13 @@ TEST_F(TransformDialogs, ConvertToColorTakesTheWorkingSpace)
     int length = 0;
     const uint8_t *working = ColorProfileBytes(COLOR_PROFILE_WORKING, &length);
     if (working == nullptr) {
-        EXPECT_EQ(result->profile, nullptr);
+        EXPECT_EQ(result->picture.profile, nullptr);
     } else {
-        ASSERT_EQ(result->profileSize, length);
-        EXPECT_EQ(memcmp(result->profile, working, (size_t)length), 0);
+        ASSERT_EQ(result->picture.profileSize, length);
+        EXPECT_EQ(memcmp(result->picture.profile, working, (size_t)length), 0);
     }
-    EXPECT_EQ(record->profile, nullptr); // the input never changes
-    EXPECT_EQ(result->image.rows[3][0 * 3 + 2], record->image.rows[3][0]);
+    EXPECT_EQ(record->picture.profile, nullptr); // the input never changes
+    EXPECT_EQ(result->picture.image.rows[3][0 * 3 + 2], record->picture.image.rows[3][0]);
 }
 
 TEST_F(TransformDialogs, ChangeColorProfileConvertsAndGivesTheResultItsTarget)
@@ -282,16 +282,16 @@ TEST_F(TransformDialogs, ChangeColorProfileConvertsAndGivesTheResultItsTarget)
     ASSERT_NE(converted, input);
     const ImageWindow *result = WindowRecord(converted);
     std::vector<uint8_t> expected = TestReadFile(SYSTEM_ADOBE);
-    ASSERT_EQ(result->profileSize, (int)expected.size());
-    EXPECT_EQ(memcmp(result->profile, expected.data(), expected.size()), 0);
-    EXPECT_FALSE(SamePixels(&result->image, &WindowRecord(input)->image));
+    ASSERT_EQ(result->picture.profileSize, (int)expected.size());
+    EXPECT_EQ(memcmp(result->picture.profile, expected.data(), expected.size()), 0);
+    EXPECT_FALSE(SamePixels(&result->picture.image, &WindowRecord(input)->picture.image));
 
     // The profile only: same pixels, new profile.
     HeadlessChoose(DialogWindow, CHANGE_PROFILE_CHANGE, 2);
     HeadlessClick(DialogWindow, BUTTON_APPLY);
     result = WindowRecord(ActiveWindow);
-    EXPECT_TRUE(SamePixels(&result->image, &WindowRecord(input)->image));
-    EXPECT_EQ(result->profileSize, (int)expected.size());
+    EXPECT_TRUE(SamePixels(&result->picture.image, &WindowRecord(input)->picture.image));
+    EXPECT_EQ(result->picture.profileSize, (int)expected.size());
 
     // A scanner's profile takes no pixels: code 21, and the dialog stays.
     HeadlessChoose(DialogWindow, CHANGE_PROFILE_CHANGE, 0);
@@ -300,7 +300,7 @@ TEST_F(TransformDialogs, ChangeColorProfileConvertsAndGivesTheResultItsTarget)
     HeadlessClick(DialogWindow, BUTTON_OK);
     EXPECT_STREQ(HeadlessLastMessage()->text, "Cannot convert image data to scanner profile");
     EXPECT_NE(DialogWindow, nullptr);
-    EXPECT_EQ(WindowRecord(input)->profile, nullptr);
+    EXPECT_EQ(WindowRecord(input)->picture.profile, nullptr);
 }
 
 TEST_F(TransformDialogs, ChangeColorProfileTakesOnlyColorPictures)
@@ -363,7 +363,7 @@ TEST_F(TransformDialogs, ApplyInTheEditorEqualsTheCommandLine)
         ASSERT_EQ(TestRun(TestCliPath() + " " + c.arguments + " '" + in + "' '" + out + "'"), 0);
         Image cli = {};
         ASSERT_EQ(ReadTiffFile(out.c_str(), &cli, 0, nullptr), ERROR_NONE);
-        EXPECT_TRUE(SamePixels(&cli, &WindowRecord(LastOutput)->image));
+        EXPECT_TRUE(SamePixels(&cli, &WindowRecord(LastOutput)->picture.image));
         ImageFree(&cli);
     }
 }
@@ -372,7 +372,7 @@ TEST_F(TransformDialogs, FilesDroppedWhileADialogIsOpenWaitForItsEnd)
 {
     WindowHandle input = MakePicture(TYPE_GRAY8, 20, 10);
     std::string path = folder + "/waiting.tif";
-    ASSERT_EQ(SaveTiffFile(path.c_str(), &WindowRecord(input)->image), ERROR_NONE);
+    ASSERT_EQ(SaveTiffFile(path.c_str(), &WindowRecord(input)->picture.image), ERROR_NONE);
     ASSERT_EQ(OpenGammaDialog(input), ERROR_NONE);
     QueueOpen(path.c_str());
     EXPECT_EQ(FindImageWindow(path.c_str()), nullptr);
@@ -382,7 +382,7 @@ TEST_F(TransformDialogs, FilesDroppedWhileADialogIsOpenWaitForItsEnd)
     // The same when the dialog goes with the frame rather than by its own buttons.
     ASSERT_EQ(OpenConvertDialog(input), ERROR_NONE);
     std::string second = folder + "/second.tif";
-    ASSERT_EQ(SaveTiffFile(second.c_str(), &WindowRecord(input)->image), ERROR_NONE);
+    ASSERT_EQ(SaveTiffFile(second.c_str(), &WindowRecord(input)->picture.image), ERROR_NONE);
     QueueOpen(second.c_str());
     PlatformDestroyWindow(DialogWindow);
     EXPECT_NE(FindImageWindow(second.c_str()), nullptr);

@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "core/Preferences.h"
+#include "shell/Undo.h"
 #include "tests/shell/ShellTestSupport.h"
 
 using UndoList = ShellTest;
@@ -12,7 +13,7 @@ using UndoList = ShellTest;
 static void Retouch(WindowHandle window, Rect rect, int value)
 {
     ASSERT_EQ(UndoPush(window, &rect), ERROR_NONE);
-    Image *image = &WindowRecord(window)->image;
+    Image *image = &WindowRecord(window)->picture.image;
     for (int y = rect.top; y <= rect.bottom; y++)
         for (int x = rect.left; x <= rect.right; x++)
             image->rows[y][x] = (uint8_t)value;
@@ -20,7 +21,7 @@ static void Retouch(WindowHandle window, Rect rect, int value)
 
 static int Pixel(WindowHandle window, int x, int y)
 {
-    return WindowRecord(window)->image.rows[y][x];
+    return WindowRecord(window)->picture.image.rows[y][x];
 }
 
 TEST_F(UndoList, MultipleLevelsUndoOneGroupAtATime)
@@ -28,22 +29,22 @@ TEST_F(UndoList, MultipleLevelsUndoOneGroupAtATime)
     Prefs.undo = UNDO_MULTIPLE;
     WindowHandle window = MakePicture(TYPE_GRAY8, 8, 6, 3);
     Image original = {};
-    ASSERT_EQ(ImageDuplicate(&WindowRecord(window)->image, &original), ERROR_NONE);
+    ASSERT_EQ(ImageDuplicate(&WindowRecord(window)->picture.image, &original), ERROR_NONE);
 
     // Two strokes in the first group, one in the second.
     ASSERT_EQ(UndoPush(nullptr, nullptr), ERROR_NONE);
     Retouch(window, {0, 0, 2, 1}, 10);
     Retouch(window, {1, 1, 4, 3}, 20);
     Image afterFirst = {};
-    ASSERT_EQ(ImageDuplicate(&WindowRecord(window)->image, &afterFirst), ERROR_NONE);
+    ASSERT_EQ(ImageDuplicate(&WindowRecord(window)->picture.image, &afterFirst), ERROR_NONE);
     ASSERT_EQ(UndoPush(nullptr, nullptr), ERROR_NONE);
     Retouch(window, {3, 2, 7, 5}, 30);
 
     Undo();
-    ExpectImagesNear(afterFirst, WindowRecord(window)->image, 0);
+    ExpectImagesNear(afterFirst, WindowRecord(window)->picture.image, 0);
     EXPECT_TRUE(UndoAvailable());
     Undo();
-    ExpectImagesNear(original, WindowRecord(window)->image, 0);
+    ExpectImagesNear(original, WindowRecord(window)->picture.image, 0);
     EXPECT_FALSE(UndoAvailable());
     ImageFree(&original);
     ImageFree(&afterFirst);
@@ -112,7 +113,7 @@ TEST_F(UndoList, EveryPictureTypeComesBackExactly)
     for (int type : {TYPE_BINARY, TYPE_GRAY8, TYPE_COLOR24, TYPE_GRAY16, TYPE_COLOR48}) {
         SCOPED_TRACE(type);
         WindowHandle window = MakePicture(type, 21, 9, type);
-        Image *image = &WindowRecord(window)->image;
+        Image *image = &WindowRecord(window)->picture.image;
         Image original = {};
         ASSERT_EQ(ImageDuplicate(image, &original), ERROR_NONE);
         // A rectangle that starts inside a byte of a binary row, and reaches past the edge.

@@ -8,13 +8,13 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
-#include "shell/Startup.h"
 #include "core/Helpers.h"
 #include "platform/headless/Headless.h"
+#include "ui/UiStartup.h"
 
 void TestStart(void)
 {
-    StartupInitialise();
+    UiInitialise();
     HeadlessReset();
 }
 

@@ -17,7 +17,7 @@ class ChangeProfileFixture : public testing::Test {
     std::vector<uint8_t> adobe;
     std::vector<uint8_t> wide;
     ChangeProfileSettings settings;
-    ImageWindow result; // the window Apply makes
+    Picture result; // the picture Apply makes
 
     void SetUp() override
     {
@@ -30,21 +30,19 @@ class ChangeProfileFixture : public testing::Test {
         settings.sourceLength = (int)adobe.size();
         settings.targetProfile = wide.data();
         settings.targetLength = (int)wide.size();
-        memset(&result, 0, sizeof result);
+        PictureReset(&result);
     }
 
     void TearDown() override
     {
-        WindowFree(&result);
+        PictureFree(&result);
     }
 
     static void WindowFree(ImageWindow *window)
     {
-        ImageFree(&window->image);
+        PictureFree(&window->picture);
         ImageFree(&window->view);
         ImageFree(&window->screen);
-        MemoryRelease(&window->profile);
-        window->profileSize = 0;
         ProfileTransformFree(&window->displayTransform);
     }
 
@@ -55,9 +53,9 @@ class ChangeProfileFixture : public testing::Test {
                                     source.height - 1, source.width, source.height);
     }
 
-    static std::vector<uint8_t> ProfileOf(const ImageWindow &window)
+    static std::vector<uint8_t> ProfileOf(const Picture &picture)
     {
-        return std::vector<uint8_t>(window.profile, window.profile + window.profileSize);
+        return std::vector<uint8_t>(picture.profile, picture.profile + picture.profileSize);
     }
 };
 
@@ -107,15 +105,17 @@ TEST_F(ChangeProfileFixture, ScannerTargetsAndMissingTargetsRefuseNewPixels)
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
-        WindowFree(&result);
-        ASSERT_EQ(WindowProfileSet(&result, adobe.data(), (int)adobe.size()), ERROR_NONE);
+        int changed;
+        PictureFree(&result);
+        ASSERT_EQ(PictureProfileSet(&result, adobe.data(), (int)adobe.size(), &changed),
+                  ERROR_NONE);
         settings.change = c.change;
         settings.targetProfile = c.target != nullptr ? c.target->data() : nullptr;
         settings.targetLength = c.target != nullptr ? (int)c.target->size() : 0;
         EXPECT_EQ(Apply(source), c.code);
         if (c.code != ERROR_NONE) {
             EXPECT_EQ(result.image.type, TYPE_EMPTY);
-            EXPECT_EQ(ProfileOf(result), adobe); // the window keeps what it had
+            EXPECT_EQ(ProfileOf(result), adobe); // the picture keeps what it had
             continue;
         }
         // Only the setting changes: the very same pixels, and the chosen profile or none.
@@ -133,7 +133,7 @@ TEST_F(ChangeProfileFixture, DataChangesAsAWholePictureConversionDoes)
     for (int type : {TYPE_COLOR24, TYPE_COLOR48}) {
         for (int change : {CHANGE_PROFILE_DATA_AND_PROFILE, CHANGE_PROFILE_DATA_ONLY}) {
             SCOPED_TRACE(testing::Message() << "type " << type << " change " << change);
-            WindowFree(&result);
+            PictureFree(&result);
             Image source = {};
             PictureMake(&source, type, 33, 21, type);
             settings.change = change;
@@ -141,16 +141,18 @@ TEST_F(ChangeProfileFixture, DataChangesAsAWholePictureConversionDoes)
             ASSERT_EQ(Apply(source), ERROR_NONE);
 
             // The same pixels through ConvertImageToProfile, whose output equals tificc's.
-            ImageWindow converted;
-            memset(&converted, 0, sizeof converted);
+            Picture converted;
+            int changed, modified;
+            PictureReset(&converted);
             ASSERT_EQ(ImageDuplicate(&source, &converted.image), ERROR_NONE);
-            ASSERT_EQ(WindowProfileSet(&converted, adobe.data(), (int)adobe.size()), ERROR_NONE);
+            ASSERT_EQ(PictureProfileSet(&converted, adobe.data(), (int)adobe.size(), &changed),
+                      ERROR_NONE);
             ASSERT_EQ(ConvertImageToProfile(&converted, wide.data(), (int)wide.size(),
-                                            COLOR_INTENT_IDENTICAL_BLACK, 0),
+                                            COLOR_INTENT_IDENTICAL_BLACK, 0, &modified),
                       ERROR_NONE);
             ExpectImagesNear(converted.image, result.image, 0);
             EXPECT_EQ(ProfileOf(result), change == CHANGE_PROFILE_DATA_ONLY ? adobe : wide);
-            WindowFree(&converted);
+            PictureFree(&converted);
             ImageFree(&source);
         }
     }
@@ -160,7 +162,7 @@ TEST_F(ChangeProfileFixture, PreviewsAreEightBitAndSubsampleTheApply)
 {
     for (int type : {TYPE_COLOR24, TYPE_COLOR48}) {
         SCOPED_TRACE(type);
-        WindowFree(&result);
+        PictureFree(&result);
         Image source = {};
         PictureMake(&source, type, 41, 29, 11);
         ASSERT_EQ(Apply(source), ERROR_NONE);
@@ -173,7 +175,10 @@ TEST_F(ChangeProfileFixture, PreviewsAreEightBitAndSubsampleTheApply)
         ASSERT_EQ(PreviewRun(ChangeProfileCompute, &settings, source, &full, 0, 0, 40, 28),
                   ERROR_NONE);
         ASSERT_EQ(full.view.type, TYPE_COLOR24);
-        EXPECT_EQ(ProfileOf(full), wide); // the preview shows through the new profile
+        // The preview shows through the new profile, which the dialog's protocol gives it.
+        int resultLength = 0;
+        const uint8_t *resultProfile = ChangeProfileResultProfile(&settings, &resultLength);
+        EXPECT_EQ(std::vector<uint8_t>(resultProfile, resultProfile + resultLength), wide);
         Image applied8 = {};
         ASSERT_EQ(ImageAlloc(&applied8, TYPE_COLOR24, 41, 29, 72.0), ERROR_NONE);
         for (int y = 0; y < 29; y++)

@@ -7,8 +7,8 @@
 
 #include "core/Compute.h"
 #include "core/Helpers.h"
-#include "core/ImageWindow.h"
 #include "tests/support/TestSupport.h"
+#include "ui/ImageWindow.h"
 
 constexpr int PICTURE_TYPES[] = {TYPE_BINARY, TYPE_GRAY8, TYPE_COLOR24, TYPE_GRAY16, TYPE_COLOR48};
 
@@ -118,8 +118,8 @@ inline ErrorCode PreviewRun(ComputeFunction compute, void *params, const Image &
         sx = window->sourceLeft + x0 * step;
         sy = sourceY + y0 * step;
     }
-    return compute(&source, &window->view, window, params, 0, window->viewWidth, window->viewHeight,
-                   sx, sy, zoom, x0, y0, x1, y1, w, h);
+    return compute(&source, &window->view, nullptr, params, 0, window->viewWidth,
+                   window->viewHeight, sx, sy, zoom, x0, y0, x1, y1, w, h);
 }
 
 // Runs compute as Apply does, over the whole of source into destination.

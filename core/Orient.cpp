@@ -1,0 +1,159 @@
+// The eight right-angle orientations of a picture.
+//
+// Codes that keep width and height move whole rows; the four that swap them walk the source
+// in tiles of 64 by 64 pixels, so that the source rows and the destination rows that a tile
+// touches stay in the cache while it is moved. Binary pictures move bit by bit.
+#include "core/Orient.h"
+
+#include <cstring>
+
+#include "core/Helpers.h"
+#include "core/Progress.h"
+
+static const int ORIENT_TILE = 64; // pixels a side of a tile of the swapping codes
+
+// Bytes of a pixel for the types that have whole bytes; 0 for binary.
+static int PixelBytes(int type)
+{
+    switch (type) {
+    case TYPE_GRAY8: return 1;
+    case TYPE_GRAY16: return 2;
+    case TYPE_COLOR24: return 3;
+    case TYPE_COLOR48: return 6;
+    default: return 0;
+    }
+}
+
+// Copies source row y into out with its pixels in reverse order (codes 2 and 4).
+static void RowMirror(const Image *source, const uint8_t *in, uint8_t *out)
+{
+    int w = source->width;
+    int bytes = PixelBytes(source->type);
+    if (bytes == 0) {
+        for (int x = 0; x < w; x++) {
+            if (BitTest(in, w - 1 - x))
+                BitSet(out, x);
+            else
+                BitClear(out, x);
+        }
+        return;
+    }
+    const uint8_t *from = in + (size_t)(w - 1) * bytes;
+    for (int x = 0; x < w; x++, from -= bytes, out += bytes)
+        memcpy(out, from, (size_t)bytes);
+}
+
+// Codes 0, 2, 4 and 6: one pass over the rows, stepping progress by the source row.
+static ErrorCode OrientRows(const Image *source, Image *destination, int code, int showProgress)
+{
+    ErrorCode result = ERROR_NONE;
+    int h = source->height;
+    int rowBytes = source->rowBytes;
+    const char *title = code == 0 ? "Copy" : (code == 2 ? "Rotate" : "Reflect");
+    if (showProgress) ProgressOpen(0, h - 1, title, 1);
+    for (int y = 0; y < h; y++) {
+        const uint8_t *in = source->rows[y];
+        switch (code) {
+        case 0: memcpy(destination->rows[y], in, (size_t)rowBytes); break;
+        case 2: RowMirror(source, in, destination->rows[h - 1 - y]); break;
+        case 4: RowMirror(source, in, destination->rows[y]); break;
+        default: memcpy(destination->rows[h - 1 - y], in, (size_t)rowBytes); break;
+        }
+        if (showProgress && (result = ProgressStep(y)) != ERROR_NONE) break;
+    }
+    if (showProgress) ProgressClose();
+    return result;
+}
+
+// Moves the tile of source columns x0..x1-1 and rows y0..y1-1 for a swapping code. A source
+// column becomes one destination row, so the inner loop runs down the source column and
+// along that destination row, forward for codes 1 and 7 and backward for codes 3 and 5.
+template <int BYTES>
+static void TileMove(const Image *source, Image *destination, int code, int x0, int x1, int y0,
+                     int y1)
+{
+    int w = source->width;
+    int h = source->height;
+    int forward = code == 1 || code == 7;
+    for (int x = x0; x < x1; x++) {
+        uint8_t *row = destination->rows[code == 1 || code == 5 ? w - 1 - x : x];
+        int column = forward ? y0 : h - 1 - y0;
+        const size_t sourceByte = (size_t)x * BYTES;
+        if (forward) {
+            uint8_t *out = row + (size_t)column * BYTES;
+            for (int y = y0; y < y1; y++, out += BYTES)
+                memcpy(out, source->rows[y] + sourceByte, BYTES);
+        } else {
+            uint8_t *out = row + (size_t)column * BYTES;
+            for (int y = y0; y < y1; y++, out -= BYTES)
+                memcpy(out, source->rows[y] + sourceByte, BYTES);
+        }
+    }
+}
+
+// The same for a binary picture, one bit at a time.
+static void TileMoveBits(const Image *source, Image *destination, int code, int x0, int x1, int y0,
+                         int y1)
+{
+    int w = source->width;
+    int h = source->height;
+    int forward = code == 1 || code == 7;
+    for (int x = x0; x < x1; x++) {
+        uint8_t *row = destination->rows[code == 1 || code == 5 ? w - 1 - x : x];
+        for (int y = y0; y < y1; y++) {
+            int column = forward ? y : h - 1 - y;
+            if (BitTest(source->rows[y], x))
+                BitSet(row, column);
+            else
+                BitClear(row, column);
+        }
+    }
+}
+
+// Codes 1, 3, 5 and 7: tiles across the columns, then across the rows, one progress step
+// after each tile.
+static ErrorCode OrientTiles(const Image *source, Image *destination, int code, int showProgress)
+{
+    ErrorCode result = ERROR_NONE;
+    int w = source->width;
+    int h = source->height;
+    int tiles = ((w + ORIENT_TILE - 1) / ORIENT_TILE) * ((h + ORIENT_TILE - 1) / ORIENT_TILE);
+    int step = 0;
+    // Code 7 is a transposition, but its title stays the one the users know.
+    if (showProgress) ProgressOpen(0, tiles, code == 7 ? "Rotate CW" : "Rotate", 1);
+    for (int x0 = 0; x0 < w && result == ERROR_NONE; x0 += ORIENT_TILE) {
+        int x1 = x0 + ORIENT_TILE < w ? x0 + ORIENT_TILE : w;
+        for (int y0 = 0; y0 < h; y0 += ORIENT_TILE) {
+            int y1 = y0 + ORIENT_TILE < h ? y0 + ORIENT_TILE : h;
+            switch (PixelBytes(source->type)) {
+            case 1: TileMove<1>(source, destination, code, x0, x1, y0, y1); break;
+            case 2: TileMove<2>(source, destination, code, x0, x1, y0, y1); break;
+            case 3: TileMove<3>(source, destination, code, x0, x1, y0, y1); break;
+            case 6: TileMove<6>(source, destination, code, x0, x1, y0, y1); break;
+            default: TileMoveBits(source, destination, code, x0, x1, y0, y1); break;
+            }
+            step++;
+            if (showProgress && (result = ProgressStep(step)) != ERROR_NONE) break;
+        }
+    }
+    if (showProgress) ProgressClose();
+    return result;
+}
+
+ErrorCode OrientImageCode(const Image *source, Image *destination, int code, int showProgress)
+{
+    if (!ImageIsPicture(source->type)) return ERROR_ILLEGAL_TYPE;
+    if (code < 0 || code >= ORIENT_CODE_COUNT) return ERROR_INTERNAL_1;
+    int swaps = code & 1; // codes 1, 3, 5, 7 exchange width and height
+    ErrorCode result = ImageAlloc(destination, source->type, swaps ? source->height : source->width,
+                                  swaps ? source->width : source->height, source->resolution);
+    if (result != ERROR_NONE) return result;
+    if (source->rows == nullptr) return ERROR_NONE; // no pixels: a width or height of 0
+    if (swaps) return OrientTiles(source, destination, code, showProgress);
+    return OrientRows(source, destination, code, showProgress);
+}
+
+ErrorCode OrientImage(const Image *source, Image *destination, int code)
+{
+    return OrientImageCode(source, destination, code, 1);
+}

@@ -1,0 +1,424 @@
+// vistel-cli run as a program, on files made by ImageMagick and checked by ImageMagick and
+// exiftool: the same transformations, the comments and the profile passed on, exit statuses
+// and messages on failure, and what a failed or interrupted save leaves.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <csignal>
+#include <cstring>
+#include <sys/ptrace.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "cli/CliCommon.h"
+#include "color/ColorSettings.h"
+#include "core/FileComment.h"
+#include "core/Memory.h"
+#include "core/WholeImage.h"
+#include "tests/color/ProfileTestSupport.h"
+#include "tests/transforms/PictureTestSupport.h"
+#include "transforms/ChangeProfile.h"
+#include "transforms/GammaAdjust.h"
+
+class Cli : public ::testing::Test {
+  protected:
+    std::string folder;
+
+    void SetUp() override
+    {
+        TestStart();
+        const ::testing::TestInfo *info = ::testing::UnitTest::GetInstance()->current_test_info();
+        folder = TestOutputFolder(std::string("cli/") + info->name());
+    }
+
+    std::string Path(const std::string &name)
+    {
+        return folder + "/" + name;
+    }
+
+    // Runs vistel-cli with arguments; returns the exit status, stderr into errors.
+    int RunCli(const std::string &arguments, std::string *errors = nullptr,
+               std::string *output = nullptr)
+    {
+        std::string errorFile = Path("stderr.txt");
+        int status = TestRun(TestCliPath() + " " + arguments + " 2>'" + errorFile + "'", output);
+        if (errors != nullptr) {
+            std::vector<uint8_t> bytes = TestReadFile(errorFile);
+            errors->assign(bytes.begin(), bytes.end());
+        }
+        return status;
+    }
+
+    // Samples of a picture file as ImageMagick reads them, red first, top row first.
+    std::vector<uint8_t> Raw(const std::string &file, const char *kind, int depth)
+    {
+        std::string output;
+        TestRun("convert '" + file + "' -depth " + std::to_string(depth) + " " + kind + ":-",
+                &output);
+        return std::vector<uint8_t>(output.begin(), output.end());
+    }
+};
+
+TEST_F(Cli, NegativeMatchesImageMagicksNegateAtEightAndSixteenBits)
+{
+    ASSERT_EQ(TestRun("convert -size 61x47 plasma:fractal -seed 3 -depth 8 -type TrueColor "
+                      "-compress none '" +
+                      Path("in8.tif") + "'"),
+              0);
+    ASSERT_EQ(TestRun("convert -size 61x47 gradient:black-white -depth 16 -compress none '" +
+                      Path("in16.tif") + "'"),
+              0);
+    ASSERT_EQ(RunCli("negative '" + Path("in8.tif") + "' '" + Path("out8.tif") + "'"), 0);
+    ASSERT_EQ(RunCli("negative '" + Path("in16.tif") + "' '" + Path("out16.tif") + "'"), 0);
+    std::string expected8;
+    TestRun("convert '" + Path("in8.tif") + "' -negate -depth 8 rgb:-", &expected8);
+    std::vector<uint8_t> actual8 = Raw(Path("out8.tif"), "rgb", 8);
+    EXPECT_EQ(std::string(actual8.begin(), actual8.end()), expected8);
+    std::string expected16;
+    TestRun("convert '" + Path("in16.tif") + "' -negate -depth 16 gray:-", &expected16);
+    std::vector<uint8_t> actual16 = Raw(Path("out16.tif"), "gray", 16);
+    EXPECT_EQ(actual16.size(), 61u * 47u * 2u);
+    EXPECT_EQ(std::string(actual16.begin(), actual16.end()), expected16);
+}
+
+TEST_F(Cli, GammaAgreesWithTheFormulaOnEveryLevel)
+{
+    // A 256-wide ramp holds every 8-bit level once; the result must be
+    // Round((i / 255)^f * 255) exactly.
+    ASSERT_EQ(TestRun("convert -size 256x2 gradient:black-white -depth 8 -type Grayscale "
+                      "-compress none '" +
+                      Path("ramp.tif") + "'"),
+              0);
+    ASSERT_EQ(RunCli("gamma --factor 0.45 '" + Path("ramp.tif") + "' '" + Path("out.tif") + "'"),
+              0);
+    std::vector<uint8_t> in = Raw(Path("ramp.tif"), "gray", 8);
+    std::vector<uint8_t> out = Raw(Path("out.tif"), "gray", 8);
+    ASSERT_EQ(in.size(), out.size());
+    for (size_t i = 0; i < in.size(); i++) {
+        int expected = (int)std::floor(std::pow(in[i] / 255.0, 0.45) * 255.0 + 0.5);
+        ASSERT_EQ(out[i], expected) << "level " << (int)in[i];
+    }
+}
+
+TEST_F(Cli, ConvertGivesTheTypeAskedFor)
+{
+    ASSERT_EQ(TestRun("convert -size 40x30 plasma:fractal -depth 8 -type TrueColor "
+                      "-compress none '" +
+                      Path("in.tif") + "'"),
+              0);
+    struct Target {
+        const char *name;
+        const char *info; // the first line vistel-cli info prints
+    };
+    for (Target target : {Target{"binary", "Binary Image"},
+                          {"gray8", "Black and White Image"},
+                          {"color24", "Color Image"},
+                          {"gray16", "Black and White Image (16-bit)"},
+                          {"color48", "Color Image (48-bit)"}}) {
+        SCOPED_TRACE(target.name);
+        std::string out = Path(std::string(target.name) + ".tif");
+        ASSERT_EQ(RunCli(std::string("convert --to ") + target.name + " '" + Path("in.tif") +
+                         "' '" + out + "'"),
+                  0);
+        std::string info;
+        ASSERT_EQ(RunCli("info '" + out + "'", nullptr, &info), 0);
+        EXPECT_EQ(info.substr(0, info.find('\n')), target.info);
+    }
+}
+
+TEST_F(Cli, CommentsAndProfilePassToTheResult)
+{
+    std::string in = Path("in.tif");
+    ASSERT_EQ(TestRun("convert -size 32x24 plasma:fractal -depth 8 -type TrueColor "
+                      "-compress none -profile /usr/share/color/icc/sRGB.icc '" +
+                      in + "'"),
+              0);
+    ASSERT_EQ(TestRun("exiftool -q -overwrite_original -Artist='Ada Lovelace' "
+                      "-Copyright='CC BY' -Make=Corvane '" +
+                      in + "'"),
+              0);
+    std::string out = Path("out.tif");
+    ASSERT_EQ(RunCli("gamma --factor 1.2 '" + in + "' '" + out + "'"), 0);
+    std::string tags;
+    TestRun("exiftool -s3 -Artist -Copyright -Make -ProfileDescription '" + out + "'", &tags);
+    EXPECT_EQ(tags, "Ada Lovelace\nCC BY\nCorvane\nsRGB\n");
+
+    // A gray result carries no profile, but keeps its comments.
+    std::string gray = Path("gray.tif");
+    ASSERT_EQ(RunCli("convert --to gray8 '" + in + "' '" + gray + "'"), 0);
+    tags.clear();
+    TestRun("exiftool -s3 -Artist -ProfileDescription '" + gray + "'", &tags);
+    EXPECT_EQ(tags, "Ada Lovelace\n");
+}
+
+TEST_F(Cli, InfoNamesTypeSizeResolutionProfileAndComments)
+{
+    std::string in = Path("in.tif");
+    ASSERT_EQ(TestRun("convert -size 300x200 xc:gray50 -type TrueColor -depth 16 "
+                      "-density 300 -units PixelsPerInch -compress none "
+                      "-profile /usr/share/color/icc/sRGB.icc '" +
+                      in + "'"),
+              0);
+    ASSERT_EQ(TestRun("exiftool -q -overwrite_original -Artist='Ada' '" + in + "'"), 0);
+    std::string info;
+    ASSERT_EQ(RunCli("info '" + in + "'", nullptr, &info), 0);
+    EXPECT_NE(info.find("Color Image (48-bit)\n"), std::string::npos) << info;
+    EXPECT_NE(info.find("Profile: sRGB [lcms generated]\n"), std::string::npos) << info;
+    EXPECT_NE(info.find("300 x 200 pixels\n"), std::string::npos) << info;
+    EXPECT_NE(info.find("1.00 x 0.67 inches\n"), std::string::npos) << info;
+    EXPECT_NE(info.find("300.00 dpi\n"), std::string::npos) << info;
+    EXPECT_NE(info.find("Memory: 360,000 bytes\n"), std::string::npos) << info;
+    EXPECT_NE(info.find("Artist: \"Ada\"\n"), std::string::npos) << info;
+}
+
+TEST_F(Cli, FailuresGiveTheMessageAndANonZeroStatus)
+{
+    std::string errors;
+    EXPECT_EQ(RunCli("negative '" + Path("missing.tif") + "' '" + Path("out.tif") + "'", &errors),
+              1);
+    EXPECT_EQ(errors, "vistel-cli: Cannot open file\n");
+
+    TestWriteFile(Path("junk.tif"), std::vector<uint8_t>(100, 'x'));
+    EXPECT_EQ(RunCli("negative '" + Path("junk.tif") + "' '" + Path("out.tif") + "'", &errors), 1);
+    EXPECT_NE(errors.find("vistel-cli: Problem reading TIFF file\n"), std::string::npos);
+
+    EXPECT_EQ(RunCli("gamma --factor -1 a.tif b.tif", &errors), 2);
+    EXPECT_EQ(RunCli("sharpen a.tif b.tif", &errors), 2);
+    EXPECT_EQ(RunCli("convert --to purple a.tif b.tif", &errors), 2);
+    EXPECT_EQ(RunCli("negative a.tif b.xyz", &errors), 1);
+    EXPECT_EQ(errors, "vistel-cli: Unknown file type\n");
+}
+
+TEST_F(Cli, ADamagedInputFailsUnlessPartialPicturesAreAllowed)
+{
+    // An uncompressed BMP cut in its rows: they run from the bottom, so the top rows are
+    // missing. Without the option nothing is written; with it, anywhere on the line, the
+    // rows the file holds are written and the warning stays.
+    ASSERT_EQ(TestRun("convert -size 20x10 gradient:red-blue BMP3:'" + Path("whole.bmp") + "'"), 0);
+    std::vector<uint8_t> bytes = TestReadFile(Path("whole.bmp"));
+    bytes.resize(54 + 60 * 6 + 30); // six rows of 60 bytes and half of the seventh
+    TestWriteFile(Path("cut.bmp"), bytes);
+    const std::string warning = "vistel-cli: File is damaged: rows 0 to 3 are missing\n";
+    const std::string files = "'" + Path("cut.bmp") + "' '" + Path("out.png") + "'";
+    std::string errors;
+    EXPECT_EQ(RunCli("convert " + files, &errors), 1);
+    EXPECT_EQ(errors, warning);
+    EXPECT_TRUE(TestReadFile(Path("out.png")).empty());
+    for (const std::string &command :
+         {"convert --allow-partial " + files, "convert " + files + " --allow-partial"}) {
+        SCOPED_TRACE(command);
+        remove(Path("out.png").c_str());
+        EXPECT_EQ(RunCli(command, &errors), 0);
+        EXPECT_EQ(errors, warning);
+        std::vector<uint8_t> out = Raw(Path("out.png"), "rgb", 8);
+        std::vector<uint8_t> in = Raw(Path("whole.bmp"), "rgb", 8);
+        ASSERT_EQ(out.size(), in.size());
+        EXPECT_EQ(std::vector<uint8_t>(out.begin(), out.begin() + 4 * 60),
+                  std::vector<uint8_t>(4 * 60, 0));
+        EXPECT_EQ(std::vector<uint8_t>(out.begin() + 4 * 60, out.end()),
+                  std::vector<uint8_t>(in.begin() + 4 * 60, in.end()));
+    }
+}
+
+TEST_F(Cli, AFailedSaveNamesItsFileAndKeepsTheOldOne)
+{
+    ASSERT_EQ(TestRun("convert -size 20x20 xc:red -compress none '" + Path("in.tif") + "'"), 0);
+    TestWriteFile(Path("locked.tif"), {'o', 'l', 'd'});
+    ASSERT_EQ(chmod(Path("locked.tif").c_str(), 0444), 0);
+    struct Case {
+        const char *output;
+        const char *message;
+    } cases[] = {
+        {"nowhere/out.tif", "Cannot create file"},
+        {"locked.tif", "Can't create or delete read-only file"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.output);
+        std::string errors;
+        EXPECT_EQ(RunCli("negative '" + Path("in.tif") + "' '" + Path(c.output) + "'", &errors), 1);
+        EXPECT_EQ(errors, "vistel-cli: " + Path(c.output) + ": " + c.message + "\n");
+    }
+    EXPECT_EQ(TestReadFile(Path("locked.tif")), std::vector<uint8_t>({'o', 'l', 'd'}));
+    EXPECT_EQ(TestFolderFiles(folder),
+              (std::vector<std::string>{"in.tif", "locked.tif", "stderr.txt"}));
+}
+
+// The size of the temporary file of a save in folder, or -1 while there is none.
+static off_t TemporarySize(const std::string &folder)
+{
+    for (const std::string &name : TestFolderFiles(folder)) {
+        struct stat status;
+        if (name.find(".vistel-") != std::string::npos &&
+            stat((folder + "/" + name).c_str(), &status) == 0)
+            return status.st_size;
+    }
+    return -1;
+}
+
+// Runs vistel-cli under our trace, stops it once its temporary file in folder holds bytes,
+// makes signalNumber pending and lets it go; returns its wait status. The trace makes the
+// moment certain: the signal arrives before the program runs another instruction of the
+// save, whatever the speed of the machine.
+static int CliSignalledDuringSave(const std::vector<std::string> &arguments,
+                                  const std::string &folder, off_t bytes, int signalNumber)
+{
+    std::string program = TestCliPath();
+    std::vector<char *> argv = {program.data()};
+    for (const std::string &argument : arguments)
+        argv.push_back(const_cast<char *>(argument.c_str()));
+    argv.push_back(nullptr);
+    pid_t child = fork();
+    if (child == 0) {
+        ptrace(PTRACE_TRACEME, 0, nullptr, nullptr);
+        execv(program.c_str(), argv.data()); // stops at once for the tracer
+        _exit(127);
+    }
+    int status = 0;
+    waitpid(child, &status, 0); // stopped at its start
+    ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
+    int pending = 0; // a signal of the program's own, passed on
+    int sent = 0;
+    for (;;) {
+        ptrace(PTRACE_SYSCALL, child, nullptr, (void *)(intptr_t)pending);
+        pending = 0;
+        if (waitpid(child, &status, 0) != child || !WIFSTOPPED(status)) return status;
+        int stop = WSTOPSIG(status);
+        if (stop == (SIGTRAP | 0x80)) { // at a system call
+            if (!sent && TemporarySize(folder) >= bytes) {
+                syscall(SYS_tgkill, child, child, signalNumber);
+                sent = 1;
+            }
+        } else if (sent && stop == signalNumber) {
+            break; // the signal is about to be delivered
+        } else {
+            pending = stop;
+        }
+    }
+    ptrace(PTRACE_DETACH, child, nullptr, (void *)(intptr_t)signalNumber);
+    waitpid(child, &status, 0);
+    return status;
+}
+
+TEST_F(Cli, ASaveStoppedByASignalLeavesNoTemporaryFile)
+{
+    ASSERT_EQ(TestRun("convert -size 2000x1500 gradient:red-blue -depth 8 -compress none '" +
+                      Path("in.tif") + "'"),
+              0);
+    const std::vector<uint8_t> old = {'o', 'l', 'd'};
+    for (int signalNumber : {SIGINT, SIGTERM, SIGHUP}) {
+        SCOPED_TRACE(strsignal(signalNumber));
+        TestWriteFile(Path("out.tif"), old);
+        // 9 MB to write; the signal comes when 1 MB is in the temporary file.
+        int status = CliSignalledDuringSave({"negative", Path("in.tif"), Path("out.tif")}, folder,
+                                            1 << 20, signalNumber);
+        ASSERT_TRUE(WIFSIGNALED(status)) << "status " << status;
+        EXPECT_EQ(WTERMSIG(status), signalNumber); // the default action ended it
+        EXPECT_EQ(TestReadFile(Path("out.tif")), old);
+        EXPECT_EQ(TestFolderFiles(folder), (std::vector<std::string>{"in.tif", "out.tif"}));
+    }
+}
+
+// What vistel-cli holds of an opened file: a record with a picture of type in the pattern of
+// seed, an Adobe RGB profile and one comment.
+static Picture *InPlaceRecord(int type, int seed, const std::vector<uint8_t> &profile)
+{
+    Picture *record = (Picture *)MemoryAllocZero(sizeof(Picture));
+    EXPECT_NE(record, nullptr);
+    PictureMake(&record->image, type, 203, 131, seed);
+    record->profile = (uint8_t *)MemoryAlloc(profile.size());
+    memcpy(record->profile, profile.data(), profile.size());
+    record->profileSize = (int)profile.size();
+    EXPECT_EQ(AddFileComment(record, "Artist", 3, 4, 0, "Ada"), ERROR_NONE);
+    return record;
+}
+
+// The transformations vistel-cli runs in the input's own picture give, for every picture
+// type, what Apply gives into a new one: pixels, profile and comments.
+TEST(CliInPlace, GivesWhatApplyIntoANewPictureGives)
+{
+    TestStart();
+    ColorSettingsDefault(&CurrentColorSettings);
+    std::vector<uint8_t> adobe = TestReadFile(SYSTEM_ADOBE);
+    std::vector<uint8_t> wide = TestReadFile(SYSTEM_WIDE);
+    GammaSettings gamma[3];
+    const double factors[3] = {1.0, 2.0, 0.45};
+    for (int i = 0; i < 3; i++) {
+        GammaSettingsDefault(&gamma[i]);
+        gamma[i].factor = factors[i];
+    }
+    struct Case {
+        const char *name;
+        ComputeFunction compute; // null for Negative
+        ChangesNothingFunction nothing;
+        GammaSettings *gamma; // null for Change Color Profile
+        int intent;
+    } cases[] = {
+        {"gamma 1", GammaCompute, GammaChangesNothing, &gamma[0], 0},
+        {"gamma 2", GammaCompute, GammaChangesNothing, &gamma[1], 0},
+        {"gamma 0.45", GammaCompute, GammaChangesNothing, &gamma[2], 0},
+        {"profile", ChangeProfileCompute, nullptr, nullptr, COLOR_INTENT_FULL_GAMUT},
+        {"profile, black point", ChangeProfileCompute, nullptr, nullptr,
+         COLOR_INTENT_IDENTICAL_BLACK},
+        {"negative", nullptr, nullptr, nullptr, 0},
+    };
+    for (const Case &c : cases) {
+        for (int type : PICTURE_TYPES) {
+            SCOPED_TRACE(testing::Message() << c.name << ", type " << type);
+            Picture *input = InPlaceRecord(type, 7, adobe);
+            Picture *inPlace = InPlaceRecord(type, 7, adobe);
+            Picture madeRecord;
+            Picture *made = &madeRecord;
+            PictureReset(made);
+            Image original;
+            ImageClear(&original);
+            ASSERT_EQ(ImageDuplicate(&input->image, &original), ERROR_NONE);
+            ChangeProfileSettings profiles[2]; // each run reads the profile of its own record
+            Picture *records[2] = {input, inPlace};
+            for (int i = 0; i < 2; i++) {
+                ChangeProfileSettingsDefault(&profiles[i]);
+                profiles[i].intent = c.intent;
+                profiles[i].sourceProfile = records[i]->profile;
+                profiles[i].sourceLength = records[i]->profileSize;
+                profiles[i].targetProfile = wide.data();
+                profiles[i].targetLength = (int)wide.size();
+            }
+            ErrorCode applied, changed;
+            if (c.compute == nullptr) {
+                applied = ImageNegative(input, made);
+                changed = ImageNegative(inPlace, inPlace);
+            } else {
+                void *params = c.gamma;
+                void *params2 = c.gamma;
+                if (c.gamma == nullptr) {
+                    params = &profiles[0];
+                    params2 = &profiles[1];
+                }
+                applied = CliApply(input, c.compute, c.nothing, params, c.gamma != nullptr, made);
+                changed =
+                    CliApplyInPlace(inPlace, c.compute, c.nothing, params2, c.gamma != nullptr);
+            }
+            EXPECT_EQ(changed, applied);
+            if (applied == ERROR_NONE) {
+                ExpectImagesNear(made->image, inPlace->image, 0);
+                ASSERT_EQ(inPlace->profileSize, made->profileSize);
+                if (made->profileSize > 0) // gray and binary results carry none
+                    EXPECT_EQ(memcmp(inPlace->profile, made->profile, (size_t)made->profileSize),
+                              0);
+                for (Picture *record : {made, inPlace}) { // the one comment, once
+                    ASSERT_NE(record->comments, nullptr);
+                    EXPECT_STREQ((const char *)record->comments->value, "Ada");
+                    EXPECT_EQ(record->comments->next, nullptr);
+                }
+            }
+            ExpectImagesNear(original, input->image, 0); // Apply left its input alone
+            ImageFree(&original);
+            PictureFree(made);
+            for (Picture *record : {input, inPlace}) {
+                PictureFree(record);
+                MemoryFree(record);
+            }
+        }
+    }
+}

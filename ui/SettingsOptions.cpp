@@ -1,0 +1,191 @@
+// The settings files of a transformation dialog, from its description: loading on opening,
+// saving on closing, and the Options menu with Reset, Load and Save As.
+#include "ui/SettingsOptions.h"
+
+#include <cstring>
+
+#include "core/FormatString.h"
+#include "core/Memory.h"
+#include "core/Text.h"
+#include "ui/MessageBox.h"
+#include "ui/UiState.h"
+
+static const char *OPTIONS_LABEL = "Options";
+
+// The menu under the button: the reset, then the two files.
+static const MenuItem OPTIONS_MENU[] = {
+    {SETTINGS_OPTIONS_RESET, "&Reset", 1},
+    {0, "", 1},
+    {SETTINGS_OPTIONS_LOAD, "&Load ...", 1},
+    {SETTINGS_OPTIONS_SAVE, "&Save As ...", 1},
+    {0, nullptr, 0},
+};
+
+// Bytes of the one filter a settings dialog shows: label and pattern with their two
+// terminators and the empty string that ends the list.
+static const int FILTERS_CAPACITY = 256;
+
+int SettingsOptionsOpen(const SettingsOptions *options, void *settings)
+{
+    options->setDefaults(settings);
+    return SettingsLoadOnOpen(SETTINGS_FILE_KINDS[options->kind].extension, options->reader,
+                              settings);
+}
+
+ErrorCode SettingsOptionsClose(const SettingsOptions *options, const void *settings)
+{
+    return SettingsSaveOnClose(SETTINGS_FILE_KINDS[options->kind].extension, options->writer,
+                               settings);
+}
+
+int SettingsOptionsButtonCreate(WindowHandle dialog, int x, int y)
+{
+    PlatformMetrics metrics;
+    PlatformGetMetrics(&metrics);
+    // As wide as its label and a margin on either side, like the shell's other buttons.
+    int width = PlatformTextWidth(OPTIONS_LABEL, (int)strlen(OPTIONS_LABEL)) + 2 * metrics.margin;
+    Rect rect = {x, y, x + width, y + metrics.buttonHeight};
+    PlatformCreateControl(dialog, CONTROL_BUTTON, SETTINGS_OPTIONS_BUTTON, OPTIONS_LABEL, 0, &rect);
+    return x + width + metrics.margin;
+}
+
+int SettingsOptionsCommand(WindowHandle dialog, uintptr_t wParam, const SettingsOptions *options,
+                           void *settings)
+{
+    if ((int)(wParam & 0xffff) != SETTINGS_OPTIONS_BUTTON) return 0;
+    if ((wParam >> 16) != NOTIFY_CLICKED) return 1;
+    // The menu opens under the button, where the eye already is.
+    int x = 0;
+    int y = 0;
+    WindowHandle button = PlatformControl(dialog, SETTINGS_OPTIONS_BUTTON);
+    if (button != nullptr) {
+        Rect rect;
+        PlatformGetWindowRect(button, &rect);
+        x = rect.left;
+        y = rect.bottom;
+    }
+    int item = PlatformPopupMenu(dialog, OPTIONS_MENU, x, y);
+    if (item != 0) SettingsOptionsRun(dialog, item, options, settings);
+    return 1;
+}
+
+// The filter list of the file dialogs: the description's label and pattern, ended by an
+// empty string. Cut to the buffer, which no real label comes near.
+static void OptionsFilters(const SettingsOptions *options, char *filters)
+{
+    int labelLength = (int)strlen(options->filterLabel);
+    int patternLength = (int)strlen(options->filterPattern);
+    if (labelLength > FILTERS_CAPACITY / 2 - 1) labelLength = FILTERS_CAPACITY / 2 - 1;
+    if (patternLength > FILTERS_CAPACITY / 2 - 2) patternLength = FILTERS_CAPACITY / 2 - 2;
+    memcpy(filters, options->filterLabel, (size_t)labelLength);
+    filters[labelLength] = 0;
+    memcpy(filters + labelLength + 1, options->filterPattern, (size_t)patternLength);
+    filters[labelLength + 1 + patternLength] = 0;
+    filters[labelLength + 2 + patternLength] = 0;
+}
+
+static void OptionsReset(WindowHandle dialog, const SettingsOptions *options, void *settings)
+{
+    options->setDefaults(settings);
+    options->refresh(dialog, settings);
+}
+
+// "&Load ...": the file is read into a record set to the defaults, so that a key the file
+// leaves out takes its default rather than what the dialog showed: what the user sees is
+// exactly what the file holds. A file that does not open changes nothing; a bad one gives
+// the defaults, because its half-read values make no settings anyone chose.
+static void OptionsLoad(WindowHandle dialog, const SettingsOptions *options, void *settings)
+{
+    ErrorCode result = ERROR_NONE;
+    char folder[PATH_LENGTH];
+    char filters[FILTERS_CAPACITY];
+    char path[PATH_LENGTH];
+    FileDialogResult chosen;
+    void *read = nullptr;
+    int ok;
+
+    RememberedFolderGet(options->folder, folder, sizeof folder);
+    OptionsFilters(options, filters);
+    FileDialogRequest request = {FILE_DIALOG_OPEN, options->loadTitle, filters, 0, folder, ""};
+    EditorOpenQueueHold();
+    ok = PlatformFileDialog(&request, &chosen);
+    if (ok) StrCopyLimit(chosen.paths, path, PATH_LENGTH - 1);
+    EditorOpenQueueRelease();
+    if (!ok) goto done;
+    RememberedFolderSet(options->folder, path);
+
+    read = MemoryAlloc((size_t)options->settingsSize);
+    if (read == nullptr) {
+        result = ERROR_NO_MEMORY;
+        goto done;
+    }
+    options->setDefaults(read);
+    result = SettingsFileLoad(path, options->reader, read);
+    if (result == ERROR_NONE) {
+        memcpy(settings, read, (size_t)options->settingsSize);
+        options->refresh(dialog, settings);
+    } else if (result != ERROR_OPEN_FILE) {
+        // Every bad file of a kind gets the kind's one message, whatever the reader tripped
+        // on; a kind without a message of its own shows the reader's code.
+        ErrorCode illegal = SETTINGS_FILE_KINDS[options->kind].illegalCode;
+        if (illegal != ERROR_NONE) result = illegal;
+        options->setDefaults(settings);
+        options->refresh(dialog, settings);
+    }
+done:
+    MemoryFree(read);
+    ShowError(result);
+}
+
+int SettingsSavePathAsk(const char *title, const char *filters, const char *name, int kind,
+                        int which, char *path)
+{
+    char folder[PATH_LENGTH];
+    FileDialogResult chosen;
+    int ok = 0;
+    EditorOpenQueueHold();
+    for (;;) {
+        // Asked again, the dialog starts in the folder the user just chose from.
+        RememberedFolderGet(which, folder, sizeof folder);
+        FileDialogRequest request = {FILE_DIALOG_SAVE, title, filters, 0, folder, name};
+        if (!PlatformFileDialog(&request, &chosen)) break;
+        StrCopyLimit(chosen.paths, path, PATH_LENGTH - 1);
+        RememberedFolderSet(which, path);
+        if (SettingsSavePathCheck(path, kind)) {
+            ShowMessage("Error", "%s", SETTINGS_FILE_KINDS[kind].extensionMessage);
+            continue;
+        }
+        ok = 1;
+        break;
+    }
+    EditorOpenQueueRelease();
+    return ok;
+}
+
+// "&Save As ...": the settings as they stand, written beside any old file and renamed
+// over it only when all went well.
+static void OptionsSave(const SettingsOptions *options, const void *settings)
+{
+    char filters[FILTERS_CAPACITY];
+    char path[PATH_LENGTH];
+    OptionsFilters(options, filters);
+    if (!SettingsSavePathAsk(options->saveTitle, filters, "", options->kind, options->folder,
+                             path)) {
+        // Some dialogs have always answered a cancelled save this way, and their users
+        // know it.
+        if (options->cancelSaveShowsError) ShowError(ERROR_CREATE_FILE);
+        return;
+    }
+    ShowFileError(SettingsFileSave(path, options->writer, settings), path);
+}
+
+void SettingsOptionsRun(WindowHandle dialog, int item, const SettingsOptions *options,
+                        void *settings)
+{
+    switch (item) {
+    case SETTINGS_OPTIONS_RESET: OptionsReset(dialog, options, settings); break;
+    case SETTINGS_OPTIONS_LOAD: OptionsLoad(dialog, options, settings); break;
+    case SETTINGS_OPTIONS_SAVE: OptionsSave(options, settings); break;
+    default: break;
+    }
+}

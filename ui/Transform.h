@@ -1,0 +1,131 @@
+// The protocol every transformation dialog follows: a modeless child with its own controls
+// and one shared row of buttons (Auto, Preview, Apply, OK, Cancel); Preview computes only
+// what a small preview window shows, Apply computes the whole picture at full depth into a
+// new image window, OK applies and closes, Cancel keeps earlier Applies. A transformation
+// gives its compute function, its controls and its settings; everything else is here.
+#pragma once
+
+#include <cstdint>
+
+#include "core/Compute.h"
+#include "core/Errors.h"
+#include "core/Helpers.h"
+#include "platform/Platform.h"
+#include "ui/ImageWindow.h"
+#include "ui/UiLayer.h"
+
+// Ids of the shared buttons.
+enum : int32_t {
+    BUTTON_OK = 0,
+    BUTTON_CANCEL = 1,
+    BUTTON_PREVIEW = 2,
+    BUTTON_AUTO = 3,
+    BUTTON_APPLY = 4,
+};
+
+// The shared state: one transformation dialog exists at a time. DialogWindow and
+// CurrentOperation are in shell/Shell.h, OutputWidth and OutputHeight in shell/Display.h.
+extern WindowHandle InputWindow;  // the input image window, or null
+extern WindowHandle OutputWindow; // the preview or output window, or null
+extern double OutputResolution;   // resolution of the result
+extern int AutoPreview;           // the "Auto" check box
+extern int PreviewStale;          // the preview no longer shows the settings
+extern int PreviewWaiting;        // the settings are not enough to compute yet
+extern int SettingsDirty;         // the settings changed since the last Apply
+extern int ApplyCount;            // outputs of this dialog, to stagger new windows
+extern WindowHandle LastOutput;   // the window of the last Apply or OK, else null
+
+// Flags of CreateDialogWindow.
+enum : uint32_t {
+    DIALOG_SIZING = 1,      // a sizing frame
+    DIALOG_NO_MINIMIZE = 2, // no minimise button
+};
+
+// Makes the dialog child of kind titled title, width by height, centred horizontally at the
+// bottom of the workspace above one Margin. Null when it cannot be made.
+WindowHandle CreateDialogWindow(const char *title, int width, int height, int kind, uint32_t flags);
+
+// The row of buttons at x, y; returns the x after it. CreateTransformButtons resets the
+// shared flags, and posts a click on "Auto" when the defaultpreview preference is set.
+int CreateTransformButtons(WindowHandle dialog, int x, int y);
+int CreateApplyButtons(WindowHandle dialog, int x, int y);
+
+// What a transformation's dialog tells the shared message handling about itself.
+struct TransformDialogKind {
+    const char *name;        // its name in the in-use list, as the title
+    ComputeFunction compute; // its computation
+    int32_t profile;         // 1: an Apply's output inherits the input's profile
+    int32_t chooserId;       // the id of its input chooser
+    // After another input was taken (the input window and the result's size are set): the
+    // dialog shows what depends on the input. May be null.
+    void (*inputTaken)(WindowHandle dialog, void *params);
+    // 1 when the settings change nothing for source (null when there is none), at full
+    // depth or in a preview: Apply then copies the input under the progress title "Copy" and
+    // a preview shows it as the display does, without the compute function. Null for a
+    // transformation that always computes.
+    ChangesNothingFunction changesNothing;
+    // The profile (and its length) a result's pixels are in, for a transformation that
+    // decides it itself (Change Color Profile): a preview is shown through it. Null for the
+    // others, whose previews are in their source's profile.
+    const uint8_t *(*resultProfile)(const void *params, int *length);
+};
+
+// The dialog's MSG_COMMAND goes here first; returns 1 when it was one of the buttons.
+int TransformCommand(WindowHandle dialog, uintptr_t wParam, intptr_t lParam, void *params,
+                     const TransformDialogKind *kind);
+
+// One computation, of the preview (full 0, rectangle in view pixels or null for all of it)
+// or of the result (full 1). Returns 1 when the user aborted it, else 0; failures are shown.
+int RunTransformation(void *params, int full, const Rect *rectangle,
+                      const TransformDialogKind *kind);
+
+// A setting changed; the input picture changed.
+void RefreshPreview(void *params, const TransformDialogKind *kind);
+void InputChanged(void *params, const TransformDialogKind *kind);
+
+// Destroys the output window, clears "Auto", marks the preview stale, enables "Preview".
+void ClosePreview(void);
+
+// Tells whether the dialog's settings are not yet enough to compute (Change Color Profile
+// still without a target): while they wait, the automatic previews ("Auto", a changed
+// setting or input, the preview after an Apply) compute nothing and say nothing, and a
+// preview on the screen goes, "Auto" staying on; the Preview button and Apply still compute
+// and show what is missing. Every dialog starts not waiting.
+void TransformPreviewWait(int waiting);
+
+// Moves a window left and up as needed to stay inside its parent, by Margin.
+void KeepOnScreen(WindowHandle window);
+
+// The Cancel and OK paths, which MSG_CANCEL and MSG_APPLY reach.
+void CancelTransformation(WindowHandle dialog);
+void ApplyTransformation(WindowHandle dialog, void *params, const TransformDialogKind *kind);
+
+// What every dialog with an input does as it opens: takes input as the input window and its
+// picture's size and resolution as those of the result.
+void TransformTakeInput(WindowHandle input);
+
+// The width of a dialog's client area: what its row of buttons needs (the x after it) or
+// contentWidth and the margins, whichever is more.
+int TransformDialogClientWidth(int buttonsRight, int contentWidth);
+
+// Gives a dialog its final size for a client area of clientWidth by clientHeight, keeps it
+// on screen (or puts it back where it stood last, when placement is not null), shows and
+// activates it.
+void TransformDialogShow(WindowHandle dialog, int clientWidth, int clientHeight,
+                         const Rect *placement);
+
+// A line of text in a dialog at x, y, width pixels wide; returns the y below it.
+int TransformDialogText(WindowHandle dialog, int id, const char *text, int x, int y, int width);
+
+// The messages every transformation dialog answers the same way: the buttons, another
+// input chosen, a region the preview asks for, a refresh, Esc, Return and closing. Returns
+// 1 when message was one of them; the dialog's procedure handles the rest itself.
+int TransformDialogMessage(WindowHandle dialog, uint32_t message, uintptr_t wParam, intptr_t lParam,
+                           const TransformDialogKind *kind, void *params);
+
+// Registers the preview window's procedure; part of Initialise.
+void TransformRegister(void);
+
+// The preview window's procedure (kind 1).
+MessageResult PreviewWindowProcedure(WindowHandle window, uint32_t message, uintptr_t wParam,
+                                     intptr_t lParam);

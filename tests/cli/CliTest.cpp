@@ -403,9 +403,10 @@ TEST(CliInPlace, GivesWhatApplyIntoANewPictureGives)
             if (applied == ERROR_NONE) {
                 ExpectImagesNear(made->image, inPlace->image, 0);
                 ASSERT_EQ(inPlace->profileSize, made->profileSize);
-                if (made->profileSize > 0) // gray and binary results carry none
+                if (made->profileSize > 0) { // gray and binary results carry none
                     EXPECT_EQ(memcmp(inPlace->profile, made->profile, (size_t)made->profileSize),
                               0);
+                }
                 for (Picture *record : {made, inPlace}) { // the one comment, once
                     ASSERT_NE(record->comments, nullptr);
                     EXPECT_STREQ((const char *)record->comments->value, "Ada");

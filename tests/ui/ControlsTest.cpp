@@ -3,6 +3,12 @@
 // in-use marks.
 #include "tests/ui/ControlsTestSupport.h"
 
+// What an input chooser of an 8-bit dialog accepts.
+static int AcceptEightBit(int type)
+{
+    return type == TYPE_GRAY8 || type == TYPE_COLOR24;
+}
+
 // ---------------------------------------------------------------------------------------
 // Slider.
 

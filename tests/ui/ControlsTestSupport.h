@@ -126,9 +126,4 @@ uint32_t CanvasAt(WindowHandle window, int x, int y)
     return ((uint32_t)pixel[2] << 16) | ((uint32_t)pixel[1] << 8) | pixel[0];
 }
 
-int AcceptEightBit(int type)
-{
-    return type == TYPE_GRAY8 || type == TYPE_COLOR24;
-}
-
 } // namespace

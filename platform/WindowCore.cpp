@@ -69,6 +69,32 @@ void WindowRelease(PlatformWindow *window)
     window->serial = NextSerial++;
 }
 
+PlatformWindow *WindowControlAllocate(WindowHandle parent, int type, int id, const char *text,
+                                      uint32_t style)
+{
+    if (!WindowValid(parent)) return nullptr;
+    PlatformWindow *control = WindowAllocate();
+    if (control == nullptr) return nullptr;
+    control->windowClass = RECORD_CONTROL;
+    control->controlType = type;
+    control->controlId = id;
+    control->style = style;
+    control->parent = parent;
+    WindowTitleStore(control, text);
+    return control;
+}
+
+PlatformWindow *WindowProgressAllocate(const char *title, const ProgressState *state)
+{
+    PlatformWindow *window = WindowAllocate();
+    if (window == nullptr) return nullptr;
+    window->windowClass = RECORD_PROGRESS;
+    window->words[WORD_KIND] = WINDOW_KIND_PROGRESS;
+    window->progress = state;
+    WindowTitleStore(window, title);
+    return window;
+}
+
 int WindowValid(WindowHandle window)
 {
     return window != nullptr && window >= WindowTable && window < WindowTable + WINDOW_TABLE_SIZE &&

@@ -64,6 +64,12 @@ void WindowRelease(PlatformWindow *window);
 int WindowValid(WindowHandle window);
 int WindowAlive(WindowHandle window, uint32_t serial);
 
+// A record for a control of the platform's own in parent, or for the progress window, with
+// what every platform keeps of it; null when parent does not exist or the table is full.
+PlatformWindow *WindowControlAllocate(WindowHandle parent, int type, int id, const char *text,
+                                      uint32_t style);
+PlatformWindow *WindowProgressAllocate(const char *title, const ProgressState *state);
+
 // Keeps title as the window's title, cut to WINDOW_TITLE_MAX characters; null is empty.
 void WindowTitleStore(WindowHandle window, const char *title);
 

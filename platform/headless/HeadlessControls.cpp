@@ -11,17 +11,10 @@
 WindowHandle PlatformCreateControl(WindowHandle parent, int type, int id, const char *text,
                                    uint32_t style, const Rect *rect)
 {
-    if (!WindowValid(parent)) return nullptr;
-    PlatformWindow *control = WindowAllocate();
+    PlatformWindow *control = WindowControlAllocate(parent, type, id, text, style);
     if (control == nullptr) return nullptr;
-    control->windowClass = RECORD_CONTROL;
-    control->controlType = type;
-    control->parent = parent;
-    control->controlId = id;
-    control->style = style;
     control->side->rect = *rect;
     control->side->state = SHOW_NORMAL;
-    WindowTitleStore(control, text);
     return control;
 }
 

@@ -38,12 +38,8 @@ const HeadlessProgressRecord *HeadlessProgressAt(int index)
 WindowHandle PlatformProgressCreate(const char *title, int width, int height,
                                     const ProgressState *state)
 {
-    PlatformWindow *window = WindowAllocate();
+    PlatformWindow *window = WindowProgressAllocate(title, state);
     if (window == nullptr) return nullptr;
-    window->windowClass = RECORD_PROGRESS;
-    window->words[WORD_KIND] = WINDOW_KIND_PROGRESS;
-    WindowTitleStore(window, title);
-    window->progress = state;
     if (ProgressTotal < PROGRESS_LOG) {
         HeadlessProgressRecord *record = &ProgressLog[ProgressTotal];
         memset(record, 0, sizeof *record);

@@ -138,14 +138,8 @@ WindowHandle PlatformCreateControl(WindowHandle parent, int type, int id, const 
                                    uint32_t style, const Rect *rect)
 {
     if (!WindowValid(parent) || parent->side->widget == nullptr) return nullptr;
-    PlatformWindow *control = WindowAllocate();
+    PlatformWindow *control = WindowControlAllocate(parent, type, id, text, style);
     if (control == nullptr) return nullptr;
-    control->windowClass = RECORD_CONTROL;
-    control->controlType = type;
-    control->controlId = id;
-    control->style = style;
-    control->parent = parent;
-    WindowTitleStore(control, text);
     QWidget *widget =
         MakeControl(control, type, QtText(control->title), style, parent->side->widget);
     if (widget == nullptr) {

@@ -74,13 +74,9 @@ WindowHandle PlatformProgressCreate(const char *title, int width, int height,
                                     const ProgressState *state)
 {
     if (QtWorkspaceArea == nullptr) return nullptr;
-    PlatformWindow *window = WindowAllocate();
+    PlatformWindow *window = WindowProgressAllocate(title, state);
     if (window == nullptr) return nullptr;
-    window->windowClass = RECORD_PROGRESS;
-    window->words[WORD_KIND] = WINDOW_KIND_PROGRESS;
-    window->progress = state;
     LastPaint = LastPump = PlatformTickCount() - QT_PUMP_INTERVAL;
-    WindowTitleStore(window, title);
 
     ChildFrame *frame = new ChildFrame(window, nullptr);
     ProgressWidget *widget = new ProgressWidget(window);

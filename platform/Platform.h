@@ -65,7 +65,9 @@ int PlatformShowMessage(void *owner, const char *title, const char *text, int ki
                         const MessageLayout *layout);
 
 // The progress window. The platform paints it from state, which the caller keeps alive
-// until PlatformProgressDestroy.
+// until PlatformProgressDestroy. It is no child of the workspace's lists and is not
+// activated, but its word 4 holds this kind, as a child's holds its own.
+constexpr int32_t WINDOW_KIND_PROGRESS = 12;
 WindowHandle PlatformProgressCreate(const char *title, int width, int height,
                                     const ProgressState *state);
 void PlatformProgressRepaint(WindowHandle window);

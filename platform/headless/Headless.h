@@ -67,9 +67,6 @@ int HeadlessPumpCount(void);
 // read. A reset forgets it.
 void HeadlessActAtPump(int pump, void (*action)(void *context), void *context);
 
-// Windows alive now.
-int HeadlessWindowCount(void);
-
 // The settings store is kept in the text file at path, one value a line as key, name and
 // value separated by tabs, with backslash, tab, line feed and carriage return escaped. Each
 // write rewrites the file safely. Without a file (after a reset) the store is empty and

@@ -1,25 +1,16 @@
-// What the files of the headless platform share: the window record and the pool of them.
+// What the files of the headless platform share: its part of a window record, the windows
+// it keeps track of, and the reset of each file.
 #pragma once
 
 #include <cstdint>
 
 #include "core/Helpers.h"
 #include "core/Image.h"
-#include "core/Progress.h"
-#include "platform/Platform.h"
+#include "platform/WindowCore.h"
 
-constexpr int HEADLESS_WINDOW_COUNT = 2048;
-
-struct PlatformWindow {
-    int used;
-    int windowClass; // CLASS_*, or -1 for a control of the platform's own
-    int controlType; // CONTROL_* of a platform control
-    int kind;
-    intptr_t words[WINDOW_WORD_COUNT];
-    char title[WINDOW_TITLE_MAX + 1];
-    uint32_t style;
-    WindowHandle parent;
-    int controlId;
+// The headless part of a window: where it stands, what its controls hold, and what its
+// painting drew.
+struct WindowSide {
     Rect rect;       // left, top, right (exclusive), bottom (exclusive) in the parent's client
     Rect normalRect; // where a minimised or maximised window returns
     int state;       // SHOW_*
@@ -28,22 +19,26 @@ struct PlatformWindow {
     int range;       // a scroll bar's range
     int page;        // a scroll bar's page
     int enabled;
-    char *items; // a list's items, owned
-    int hasInvalid;
-    Rect invalid;                  // the part to repaint, in client coordinates
-    Image canvas;                  // what the window's painting drew, 24-bit, client size
-    const ProgressState *progress; // the state a progress window paints from
-    int progressRecord;            // its index in the progress log
-    uint32_t serial;               // tells a handle from a later window in the same record
+    char *items;        // a list's items, owned
+    Image canvas;       // what the window's painting drew, 24-bit, client size
+    int progressRecord; // a progress window's index in the progress log, or -1
 };
 
-extern PlatformWindow HeadlessWindows[HEADLESS_WINDOW_COUNT];
-
-// A cleared record from the pool, marked used, or null when the pool is full.
-PlatformWindow *HeadlessWindowAllocate(void);
-
-// Closes every window and forgets every window record, timer, menu and queued message.
-void HeadlessWindowsReset(void);
+// The workspace and the frame, while they exist.
+extern WindowHandle HeadlessWorkspaceRecord;
+extern WindowHandle HeadlessFrameRecord;
 
 // The modifiers held now (KEYS_*).
 extern uint32_t HeadlessKeys;
+
+// The client size of a window: its rectangle less the frame of its class.
+int HeadlessClientWidth(const PlatformWindow *window);
+int HeadlessClientHeight(const PlatformWindow *window);
+
+// Each file forgets its records and scripts; HeadlessReset calls them all. The windows' reset
+// also resets the window core and makes the workspace afresh.
+void HeadlessWindowsReset(void);
+void HeadlessDrawReset(void);
+void HeadlessMenuReset(void);
+void HeadlessDialogsReset(void);
+void HeadlessProgressReset(void);

@@ -20,7 +20,7 @@
 // Sends a control's report to its parent, while both still exist.
 static void Report(WindowHandle control, uint32_t serial, uint32_t notification)
 {
-    if (!QtValid(control) || control->serial != serial || !QtValid(control->parent)) return;
+    if (!WindowAlive(control, serial) || !WindowValid(control->parent)) return;
     QtForward(control->parent, MSG_COMMAND,
               (uintptr_t)(uint16_t)control->controlId | ((uintptr_t)notification << 16),
               (intptr_t)control);
@@ -42,7 +42,7 @@ static uint32_t ScrollCode(int action)
 
 static void ScrollReport(WindowHandle control, uint32_t serial, uint32_t code, int position)
 {
-    if (!QtValid(control) || control->serial != serial || !QtValid(control->parent)) return;
+    if (!WindowAlive(control, serial) || !WindowValid(control->parent)) return;
     uint32_t message = control->controlType == CONTROL_SCROLL_V ? MSG_VSCROLL : MSG_HSCROLL;
     QtForward(control->parent, message, code | ((uintptr_t)(uint16_t)position << 16),
               (intptr_t)control);
@@ -57,16 +57,15 @@ static QWidget *MakeScrollBar(WindowHandle control, uint32_t serial, Qt::Orienta
     QScrollBar *bar = new QScrollBar(orientation, parent);
     bar->setRange(0, 0);
     QObject::connect(bar, &QAbstractSlider::actionTriggered, [control, serial, bar](int action) {
-        if (!QtValid(control) || control->serial != serial) return;
+        if (!WindowAlive(control, serial)) return;
         ScrollReport(control, serial, ScrollCode(action), bar->sliderPosition());
-        if (action != QAbstractSlider::SliderMove && QtValid(control) && control->serial == serial)
-            bar->setSliderPosition(control->scrollPosition);
+        if (action != QAbstractSlider::SliderMove && WindowAlive(control, serial))
+            bar->setSliderPosition(control->side->scrollPosition);
     });
     QObject::connect(bar, &QAbstractSlider::sliderReleased, [control, serial, bar]() {
         ScrollReport(control, serial, SCROLL_THUMB_POSITION, bar->sliderPosition());
         ScrollReport(control, serial, SCROLL_END, bar->sliderPosition());
-        if (QtValid(control) && control->serial == serial)
-            bar->setSliderPosition(control->scrollPosition);
+        if (WindowAlive(control, serial)) bar->setSliderPosition(control->side->scrollPosition);
     });
     return bar;
 }
@@ -138,78 +137,34 @@ static QWidget *MakeControl(WindowHandle control, int type, const QString &text,
 WindowHandle PlatformCreateControl(WindowHandle parent, int type, int id, const char *text,
                                    uint32_t style, const Rect *rect)
 {
-    if (!QtValid(parent) || parent->widget == nullptr) return nullptr;
-    PlatformWindow *control = QtWindowAllocate();
+    if (!WindowValid(parent) || parent->side->widget == nullptr) return nullptr;
+    PlatformWindow *control = WindowControlAllocate(parent, type, id, text, style);
     if (control == nullptr) return nullptr;
-    control->windowClass = RECORD_CONTROL;
-    control->controlType = type;
-    control->controlId = id;
-    control->style = style;
-    control->parent = parent;
-    snprintf(control->title, sizeof control->title, "%s", text != nullptr ? text : "");
-    QWidget *widget = MakeControl(control, type, QtText(control->title), style, parent->widget);
+    QWidget *widget =
+        MakeControl(control, type, QtText(control->title), style, parent->side->widget);
     if (widget == nullptr) {
-        QtWindowRelease(control);
+        WindowRelease(control);
         return nullptr;
     }
-    control->widget = widget;
+    control->side->widget = widget;
     widget->setGeometry(rect->left, rect->top, rect->right - rect->left, rect->bottom - rect->top);
     widget->show();
     return control;
 }
 
-WindowHandle PlatformControl(WindowHandle parent, int id)
-{
-    if (!QtValid(parent)) return nullptr;
-    for (int i = 0; i < QT_WINDOW_COUNT; i++) {
-        PlatformWindow *window = &QtWindows[i];
-        if (window->used && window->parent == parent && window->controlId == id &&
-            (window->windowClass == RECORD_CONTROL || window->windowClass == CLASS_CONTROL))
-            return window;
-    }
-    return nullptr;
-}
-
-WindowHandle PlatformNextControl(WindowHandle parent, WindowHandle control)
-{
-    if (!QtValid(parent)) return nullptr;
-    // Serials rise with each window made, so the next is the least serial above control's.
-    uint32_t after = QtValid(control) ? control->serial : 0;
-    WindowHandle next = nullptr;
-    for (int i = 0; i < QT_WINDOW_COUNT; i++) {
-        PlatformWindow *window = &QtWindows[i];
-        if (!window->used || window->parent != parent || window->serial <= after) continue;
-        if (window->windowClass != RECORD_CONTROL && window->windowClass != CLASS_CONTROL) continue;
-        if (next == nullptr || window->serial < next->serial) next = window;
-    }
-    return next;
-}
-
-int PlatformControlType(WindowHandle control)
-{
-    return QtValid(control) && control->windowClass == RECORD_CONTROL ? control->controlType : -1;
-}
-
 int PlatformControlEnabled(WindowHandle control)
 {
-    return QtValid(control) && control->widget != nullptr && control->widget->isEnabled();
-}
-
-int PlatformControlId(WindowHandle control)
-{
-    if (!QtValid(control) ||
-        (control->windowClass != RECORD_CONTROL && control->windowClass != CLASS_CONTROL))
-        return -1;
-    return control->controlId;
+    return WindowValid(control) && control->side->widget != nullptr &&
+           control->side->widget->isEnabled();
 }
 
 void PlatformSetControlText(WindowHandle parent, int id, const char *text)
 {
     WindowHandle control = PlatformControl(parent, id);
     if (control == nullptr) return;
-    snprintf(control->title, sizeof control->title, "%s", text != nullptr ? text : "");
+    WindowTitleStore(control, text);
     QString value = QtText(control->title);
-    QWidget *widget = control->widget;
+    QWidget *widget = control->side->widget;
     QSignalBlocker blocker(widget);
     switch (control->controlType) {
     case CONTROL_BUTTON:
@@ -229,12 +184,12 @@ void PlatformGetControlText(WindowHandle parent, int id, char *text, int size)
     WindowHandle control = PlatformControl(parent, id);
     if (control == nullptr) return;
     switch (control->controlType) {
-    case CONTROL_EDIT: QtCopyText(((QLineEdit *)control->widget)->text(), text, size); break;
+    case CONTROL_EDIT: QtCopyText(((QLineEdit *)control->side->widget)->text(), text, size); break;
     case CONTROL_POPUP_LIST:
-        QtCopyText(((QComboBox *)control->widget)->currentText(), text, size);
+        QtCopyText(((QComboBox *)control->side->widget)->currentText(), text, size);
         break;
     case CONTROL_LIST: {
-        QListWidgetItem *item = ((QListWidget *)control->widget)->currentItem();
+        QListWidgetItem *item = ((QListWidget *)control->side->widget)->currentItem();
         QtCopyText(item != nullptr ? item->text() : QString(), text, size);
         break;
     }
@@ -246,7 +201,7 @@ void PlatformSetControlValue(WindowHandle parent, int id, int value)
 {
     WindowHandle control = PlatformControl(parent, id);
     if (control == nullptr || control->windowClass != RECORD_CONTROL) return;
-    QWidget *widget = control->widget;
+    QWidget *widget = control->side->widget;
     QSignalBlocker blocker(widget);
     switch (control->controlType) {
     case CONTROL_CHECK_BOX:
@@ -255,7 +210,7 @@ void PlatformSetControlValue(WindowHandle parent, int id, int value)
     case CONTROL_LIST: ((QListWidget *)widget)->setCurrentRow(value); break;
     case CONTROL_SCROLL_H:
     case CONTROL_SCROLL_V:
-        control->scrollPosition = value;
+        control->side->scrollPosition = value;
         ((QScrollBar *)widget)->setValue(value);
         break;
     default: break;
@@ -266,14 +221,14 @@ int PlatformControlValue(WindowHandle parent, int id)
 {
     WindowHandle control = PlatformControl(parent, id);
     if (control == nullptr || control->windowClass != RECORD_CONTROL) return 0;
-    QWidget *widget = control->widget;
+    QWidget *widget = control->side->widget;
     switch (control->controlType) {
     case CONTROL_CHECK_BOX:
     case CONTROL_RADIO: return ((QAbstractButton *)widget)->isChecked() ? 1 : 0;
     case CONTROL_POPUP_LIST: return ((QComboBox *)widget)->currentIndex();
     case CONTROL_LIST: return ((QListWidget *)widget)->currentRow();
     case CONTROL_SCROLL_H:
-    case CONTROL_SCROLL_V: return control->scrollPosition;
+    case CONTROL_SCROLL_V: return control->side->scrollPosition;
     default: return 0;
     }
 }
@@ -281,7 +236,8 @@ int PlatformControlValue(WindowHandle parent, int id)
 void PlatformEnableControl(WindowHandle parent, int id, int enabled)
 {
     WindowHandle control = PlatformControl(parent, id);
-    if (control != nullptr && control->widget != nullptr) control->widget->setEnabled(enabled != 0);
+    if (control != nullptr && control->side->widget != nullptr)
+        control->side->widget->setEnabled(enabled != 0);
 }
 
 void PlatformSetControlItems(WindowHandle parent, int id, const char *items)
@@ -291,13 +247,13 @@ void PlatformSetControlItems(WindowHandle parent, int id, const char *items)
     QStringList list;
     for (const char *item = items; *item != 0; item += strlen(item) + 1)
         list.append(QString::fromUtf8(item));
-    QSignalBlocker blocker(control->widget);
+    QSignalBlocker blocker(control->side->widget);
     if (control->controlType == CONTROL_POPUP_LIST) {
-        QComboBox *box = (QComboBox *)control->widget;
+        QComboBox *box = (QComboBox *)control->side->widget;
         box->clear();
         box->addItems(list);
     } else if (control->controlType == CONTROL_LIST) {
-        QListWidget *box = (QListWidget *)control->widget;
+        QListWidget *box = (QListWidget *)control->side->widget;
         box->clear();
         box->addItems(list);
     }
@@ -305,14 +261,14 @@ void PlatformSetControlItems(WindowHandle parent, int id, const char *items)
 
 void PlatformSetScrollBar(WindowHandle scrollBar, int range, int position, int page)
 {
-    if (!QtValid(scrollBar) ||
+    if (!WindowValid(scrollBar) ||
         (scrollBar->controlType != CONTROL_SCROLL_H && scrollBar->controlType != CONTROL_SCROLL_V))
         return;
-    scrollBar->scrollRange = range;
-    scrollBar->scrollPosition = position;
-    scrollBar->scrollPage = page;
+    scrollBar->side->scrollRange = range;
+    scrollBar->side->scrollPosition = position;
+    scrollBar->side->scrollPage = page;
     // The thumb takes the positions 0..range, as Qt's slider does; the page only sizes it.
-    QScrollBar *bar = (QScrollBar *)scrollBar->widget;
+    QScrollBar *bar = (QScrollBar *)scrollBar->side->widget;
     QSignalBlocker blocker(bar);
     bar->setRange(0, range > 0 ? range : 0);
     bar->setPageStep(page > 0 ? page : 1);
@@ -322,7 +278,7 @@ void PlatformSetScrollBar(WindowHandle scrollBar, int range, int position, int p
 
 void PlatformMoveControl(WindowHandle control, const Rect *rect)
 {
-    if (!QtValid(control) || control->widget == nullptr) return;
-    control->widget->setGeometry(rect->left, rect->top, rect->right - rect->left,
-                                 rect->bottom - rect->top);
+    if (!WindowValid(control) || control->side->widget == nullptr) return;
+    control->side->widget->setGeometry(rect->left, rect->top, rect->right - rect->left,
+                                       rect->bottom - rect->top);
 }

@@ -67,18 +67,20 @@ void PlatformQuit(int code)
 
 int PlatformRunModal(WindowHandle window)
 {
-    if (!QtValid(window) || ModalDepth == MODAL_DEPTH) return 0;
+    if (!WindowValid(window) || ModalDepth == MODAL_DEPTH) return 0;
     QEventLoop loop;
     int depth = ModalDepth++;
     Modal[depth] = {window, window->serial, &loop, 0, 0};
-    QWidget *allowed = window->frame != nullptr ? (QWidget *)window->frame : window->widget;
+    QWidget *allowed =
+        window->side->frame != nullptr ? (QWidget *)window->side->frame : window->side->widget;
     QtGatePush(allowed);
     PlatformShowWindow(window, SHOW_NORMAL);
-    if (window->frame != nullptr) window->frame->raise();
+    if (window->side->frame != nullptr) window->side->frame->raise();
     // A control the window has given the focus to keeps it.
     QWidget *focus = QApplication::focusWidget();
-    if (window->widget != nullptr && (focus == nullptr || !window->widget->isAncestorOf(focus)))
-        window->widget->setFocus(Qt::OtherFocusReason);
+    if (window->side->widget != nullptr &&
+        (focus == nullptr || !window->side->widget->isAncestorOf(focus)))
+        window->side->widget->setFocus(Qt::OtherFocusReason);
     if (!Modal[depth].ended) loop.exec();
     QtGatePop(allowed);
     int result = Modal[depth].ended ? Modal[depth].result : 0;
@@ -386,7 +388,7 @@ static void HandOverReceived(const QByteArray &text)
         QtMainWindow->raise();
         QtMainWindow->activateWindow();
     }
-    if (text.isEmpty() || !QtValid(QtFrameRecord)) return;
+    if (text.isEmpty() || !WindowValid(QtFrameRecord)) return;
     char *copy = (char *)MemoryAlloc((size_t)text.size() + 1);
     if (copy == nullptr) return;
     memcpy(copy, text.constData(), (size_t)text.size());

@@ -40,33 +40,20 @@ static QRect QRectOf(const Rect &rect)
 
 void PlatformInvalidate(WindowHandle window, const Rect *rect)
 {
-    if (!QtValid(window) || window->client == nullptr) return;
+    if (!WindowValid(window) || window->side->client == nullptr) return;
     int width, height;
     QtClientSize(window, &width, &height);
-    Rect part = rect != nullptr ? *rect : Rect{0, 0, width, height};
-    if (part.left < 0) part.left = 0;
-    if (part.top < 0) part.top = 0;
-    if (part.right > width) part.right = width;
-    if (part.bottom > height) part.bottom = height;
-    if (part.right <= part.left || part.bottom <= part.top) return;
-    if (window->hasInvalid) {
-        if (part.left > window->invalid.left) part.left = window->invalid.left;
-        if (part.top > window->invalid.top) part.top = window->invalid.top;
-        if (part.right < window->invalid.right) part.right = window->invalid.right;
-        if (part.bottom < window->invalid.bottom) part.bottom = window->invalid.bottom;
-    }
-    window->invalid = part;
-    window->hasInvalid = 1;
-    window->client->update(QRectOf(part));
+    if (WindowInvalidAdd(window, rect, width, height))
+        window->side->client->update(QRectOf(window->invalid));
 }
 
 void QtPaintPending(WindowHandle window)
 {
-    if (!QtValid(window) || window->client == nullptr || !window->hasInvalid) return;
-    if (window->painting != nullptr) return; // a paint under way finishes first
+    if (!WindowValid(window) || window->side->client == nullptr || !window->hasInvalid) return;
+    if (window->side->painting != nullptr) return; // a paint under way finishes first
     int width, height;
     QtClientSize(window, &width, &height);
-    ClientWidget *client = window->client;
+    ClientWidget *client = window->side->client;
     client->PictureFit(width, height);
     Rect rect = window->invalid;
     window->hasInvalid = 0;
@@ -76,27 +63,27 @@ void QtPaintPending(WindowHandle window)
         painter.setClipRect(QRectOf(rect));
         painter.fillRect(QRectOf(rect), ColorOf(QtBackground(window)));
         DrawContext context = {&painter, window, 0};
-        window->painting = &context;
-        QtDeliver(window, MSG_PAINT, (uintptr_t)&context, (intptr_t)&rect);
-        if (QtValid(window) && window->serial == serial) window->painting = nullptr;
+        window->side->painting = &context;
+        WindowDeliver(window, MSG_PAINT, (uintptr_t)&context, (intptr_t)&rect);
+        if (WindowAlive(window, serial)) window->side->painting = nullptr;
     }
 }
 
 void PlatformUpdateWindow(WindowHandle window)
 {
-    if (!QtValid(window) || window->client == nullptr || !window->hasInvalid) return;
+    if (!WindowValid(window) || window->side->client == nullptr || !window->hasInvalid) return;
     int state = PlatformWindowState(window);
     if (state == SHOW_HIDE || state == SHOW_MINIMIZED) return;
     Rect rect = window->invalid;
     QtPaintPending(window);
-    if (QtValid(window) && window->client != nullptr && window->client->isVisible())
-        window->client->repaint(QRectOf(rect));
+    if (WindowValid(window) && window->side->client != nullptr && window->side->client->isVisible())
+        window->side->client->repaint(QRectOf(rect));
 }
 
 void PlatformScrollWindow(WindowHandle window, int dx, int dy)
 {
-    if (!QtValid(window) || window->client == nullptr) return;
-    QImage &picture = window->client->picture;
+    if (!WindowValid(window) || window->side->client == nullptr) return;
+    QImage &picture = window->side->client->picture;
     int width = picture.width();
     int height = picture.height();
     if (!picture.isNull() && Abs(dy) < height && dy != 0) {
@@ -136,7 +123,7 @@ void PlatformScrollWindow(WindowHandle window, int dx, int dy)
         strip = {0, 0, clientWidth, dy};
         PlatformInvalidate(window, &strip);
     }
-    window->client->update();
+    window->side->client->update();
 }
 
 // ---------------------------------------------------------------------------------------
@@ -254,18 +241,18 @@ void PlatformDrawImage(DrawContext *context, const Image *image, const Rect *sou
 
 DrawContext *PlatformBeginDraw(WindowHandle window)
 {
-    if (!QtValid(window) || window->client == nullptr) return nullptr;
+    if (!WindowValid(window) || window->side->client == nullptr) return nullptr;
     // Inside a paint the paint's own context serves: an image takes one painter at a time.
-    if (window->painting != nullptr) return window->painting;
+    if (window->side->painting != nullptr) return window->side->painting;
     int width, height;
     QtClientSize(window, &width, &height);
-    window->client->PictureFit(width, height);
+    window->side->client->PictureFit(width, height);
     DrawContext *context = (DrawContext *)MemoryAlloc(sizeof(DrawContext));
     if (context == nullptr) return nullptr;
-    context->painter = new QPainter(&window->client->picture);
+    context->painter = new QPainter(&window->side->client->picture);
     context->window = window;
     context->owned = 1;
-    window->painting = context;
+    window->side->painting = context;
     return context;
 }
 
@@ -274,7 +261,7 @@ void PlatformEndDraw(WindowHandle window, DrawContext *context)
     if (context == nullptr || !context->owned) return;
     context->painter->end();
     delete context->painter;
-    if (QtValid(window) && window->painting == context) window->painting = nullptr;
-    if (QtValid(window) && window->client != nullptr) window->client->update();
+    if (WindowValid(window) && window->side->painting == context) window->side->painting = nullptr;
+    if (WindowValid(window) && window->side->client != nullptr) window->side->client->update();
     MemoryFree(context);
 }

@@ -1,10 +1,11 @@
-// What the files of the Qt platform share: the window record, the widgets that turn Qt's
-// events into the messages of platform/Platform.h, and the state of the input gate.
+// What the files of the Qt platform share: its part of the window record, the widgets that
+// turn Qt's events into the messages of platform/Platform.h, and the state of the input gate.
 //
-// A window of the program is a record in a fixed pool, so that a handle stays a valid
-// pointer after its window has gone and PlatformWindowExists can answer for any handle.
-// The record points at its widgets; the widgets point back at the record with its serial,
-// and forward an event only while the record is still the window they were made for.
+// A window of the program is a record in the window core's table, so that a handle stays a
+// valid pointer after its window has gone and PlatformWindowExists can answer for any
+// handle. The record's side points at its widgets; the widgets point back at the record with
+// its serial, and forward an event only while the record is still the window they were made
+// for.
 #pragma once
 
 #ifndef VISTEL_QT_PLATFORM
@@ -21,35 +22,18 @@
 #include "core/Helpers.h"
 #include "core/Progress.h"
 #include "platform/Platform.h"
+#include "platform/WindowCore.h"
 
 class QMimeData;
 class QPainter;
 class QTimer;
 
-constexpr int QT_WINDOW_COUNT = 4096;
-
-// Kinds of record besides the window classes of Platform.h.
-enum : int32_t {
-    RECORD_CONTROL = -1,   // a control of the platform's own (button, edit, list ...)
-    RECORD_WORKSPACE = -2, // the workspace that holds the children
-    RECORD_PROGRESS = -3,  // the progress window
-};
-
-constexpr int PROGRESS_KIND = 12; // the kind of child the progress window is
-
 class ClientWidget;
 class ChildFrame;
 
-struct PlatformWindow {
-    int used;
-    uint32_t serial; // tells a handle from a later window in the same record
-    int windowClass; // CLASS_*, or RECORD_*
-    int controlType; // CONTROL_* of a platform control, else -1
-    int controlId;   // its id in the parent's MSG_COMMAND
-    intptr_t words[WINDOW_WORD_COUNT];
-    uint32_t style; // STYLE_* of a window, ALIGN_* and CONTROL_DEFAULT of a control
-    WindowHandle parent;
-    char title[WINDOW_TITLE_MAX + 1];
+// The Qt part of a window record: its widgets, and what it was last told of its size and
+// place, so that a message goes out only when that changes.
+struct WindowSide {
     QWidget *widget;      // the client: where events come from and where drawing shows
     ClientWidget *client; // the same when it is one of ours (children, custom controls)
     ChildFrame *frame;    // a child's frame inside the workspace, else null
@@ -59,17 +43,12 @@ struct PlatformWindow {
     uint32_t sentSizeKind; // SIZE_* of the last MSG_SIZE
     int sentX;             // the client position of the last MSG_MOVE
     int sentY;
-    int hasInvalid;
-    Rect invalid;          // the part of the client waiting for MSG_PAINT
     DrawContext *painting; // the context of a paint or of PlatformBeginDraw under way
     int scrollPosition;    // a scroll bar's position as the program last set it
     int scrollRange;
     int scrollPage;
-    const ProgressState *progress; // what a progress window paints
-    int cancelPressed;             // 1 when its Cancel button was pressed since the last pump
+    int cancelPressed; // 1 when a progress window's Cancel was pressed since the last pump
 };
-
-extern PlatformWindow QtWindows[QT_WINDOW_COUNT];
 
 // The frame's main window and its workspace, made by QtPlatformStart.
 extern QMainWindow *QtMainWindow;
@@ -92,19 +71,8 @@ constexpr uint32_t QT_PUMP_INTERVAL = 16; // milliseconds
 // 1 when QT_PUMP_INTERVAL or more has passed since *last, which then becomes now.
 int QtPumpDue(uint32_t *last);
 
-// A cleared record from the pool, marked used, or null when the pool is full.
-PlatformWindow *QtWindowAllocate(void);
-
-// 1 while window names a used record.
-int QtValid(WindowHandle window);
-
-// Frees a record; its widgets must already be gone or on their way.
-void QtWindowRelease(PlatformWindow *window);
-
-// Calls the procedure of a window's class; what PlatformSendMessage does.
-MessageResult QtDeliver(WindowHandle window, uint32_t message, uintptr_t wParam, intptr_t lParam);
-
-// The same for messages that come from Qt's events: nothing while a progress window pumps.
+// Calls the procedure of a window's class for a message that comes from Qt's events:
+// nothing while a progress window pumps.
 MessageResult QtForward(WindowHandle window, uint32_t message, uintptr_t wParam, intptr_t lParam);
 
 // The record a widget belongs to (the widget itself or the nearest ancestor that is a

@@ -32,12 +32,13 @@ static MenuEntry *EntryFind(int id)
 
 static void InitMenu(void)
 {
-    if (QtValid(QtFrameRecord)) QtForward(QtFrameRecord, MSG_INIT_MENU, 0, 0);
+    if (WindowValid(QtFrameRecord)) QtForward(QtFrameRecord, MSG_INIT_MENU, 0, 0);
 }
 
 static void Command(int id)
 {
-    if (QtValid(QtFrameRecord)) QtForward(QtFrameRecord, MSG_COMMAND, (uintptr_t)(uint16_t)id, 0);
+    if (WindowValid(QtFrameRecord))
+        QtForward(QtFrameRecord, MSG_COMMAND, (uintptr_t)(uint16_t)id, 0);
 }
 
 // An item with its label; the text after "\t" is shown as the shortcut and is its key, and
@@ -186,12 +187,12 @@ static void PopupFill(QMenu *menu, const MenuItem *items, int *index, int depth)
 
 int PlatformPopupMenu(WindowHandle window, const MenuItem *items, int x, int y)
 {
-    if (!QtValid(window) || window->widget == nullptr) return 0;
+    if (!WindowValid(window) || window->side->widget == nullptr) return 0;
     QMenu menu;
     int index = 0;
     int depth = items[0].depth;
     PopupFill(&menu, items, &index, depth);
-    QAction *chosen = menu.exec(window->widget->mapToGlobal(QPoint(x, y)));
+    QAction *chosen = menu.exec(window->side->widget->mapToGlobal(QPoint(x, y)));
     return chosen != nullptr && chosen->data().isValid() ? chosen->data().toInt() : 0;
 }
 

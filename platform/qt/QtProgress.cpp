@@ -34,7 +34,7 @@ class ProgressWidget : public QWidget {
     {
         QPainter painter(this);
         painter.fillRect(rect(), palette().color(QPalette::Window));
-        if (!QtValid(window) || window->serial != serial || window->progress == nullptr) return;
+        if (!WindowAlive(window, serial) || window->progress == nullptr) return;
         const ProgressState *state = window->progress;
         const Rect &frame = state->frameRect;
         const Rect &bar = state->barRect;
@@ -66,25 +66,22 @@ class ProgressWidget : public QWidget {
 
 static QPushButton *CancelButton(WindowHandle window)
 {
-    return window->widget != nullptr ? window->widget->findChild<QPushButton *>() : nullptr;
+    return window->side->widget != nullptr ? window->side->widget->findChild<QPushButton *>()
+                                           : nullptr;
 }
 
 WindowHandle PlatformProgressCreate(const char *title, int width, int height,
                                     const ProgressState *state)
 {
     if (QtWorkspaceArea == nullptr) return nullptr;
-    PlatformWindow *window = QtWindowAllocate();
+    PlatformWindow *window = WindowProgressAllocate(title, state);
     if (window == nullptr) return nullptr;
-    window->windowClass = RECORD_PROGRESS;
-    window->words[WORD_KIND] = PROGRESS_KIND;
-    window->progress = state;
     LastPaint = LastPump = PlatformTickCount() - QT_PUMP_INTERVAL;
-    snprintf(window->title, sizeof window->title, "%s", title != nullptr ? title : "");
 
     ChildFrame *frame = new ChildFrame(window, nullptr);
     ProgressWidget *widget = new ProgressWidget(window);
-    window->frame = frame;
-    window->widget = widget;
+    window->side->frame = frame;
+    window->side->widget = widget;
     frame->setWidget(widget);
     frame->setWindowFlags(Qt::SubWindow | Qt::CustomizeWindowHint | Qt::WindowTitleHint);
     frame->setWindowTitle(QtText(window->title));
@@ -110,7 +107,7 @@ WindowHandle PlatformProgressCreate(const char *title, int width, int height,
                             place.bottom - place.top);
         uint32_t serial = window->serial;
         QObject::connect(cancel, &QPushButton::clicked, [window, serial]() {
-            if (QtValid(window) && window->serial == serial) window->cancelPressed = 1;
+            if (WindowAlive(window, serial)) window->side->cancelPressed = 1;
         });
     }
     QtGatePush(frame);
@@ -122,18 +119,18 @@ WindowHandle PlatformProgressCreate(const char *title, int width, int height,
 
 void PlatformProgressRepaint(WindowHandle window)
 {
-    if (!QtValid(window) || window->windowClass != RECORD_PROGRESS) return;
+    if (!WindowValid(window) || window->windowClass != RECORD_PROGRESS) return;
     // The operation does not return to the loop between steps: paint now, but not more
     // often than the pump runs; until then the change waits for the next pump to paint it.
-    if (window->widget->isVisible() && QtPumpDue(&LastPaint))
-        window->widget->repaint();
+    if (window->side->widget->isVisible() && QtPumpDue(&LastPaint))
+        window->side->widget->repaint();
     else
-        window->widget->update();
+        window->side->widget->update();
 }
 
 int PlatformProgressPump(WindowHandle window)
 {
-    if (!QtValid(window) || window->windowClass != RECORD_PROGRESS) return 0;
+    if (!WindowValid(window) || window->windowClass != RECORD_PROGRESS) return 0;
     // A press is only ever seen while Qt runs, so a step between two pumps has nothing to
     // report.
     if (!QtPumpDue(&LastPump)) return 0;
@@ -144,17 +141,17 @@ int PlatformProgressPump(WindowHandle window)
     QtProgressPumping++;
     QCoreApplication::processEvents(QEventLoop::AllEvents);
     QtProgressPumping--;
-    if (!QtValid(window) || window->serial != serial) return 0;
-    int pressed = window->cancelPressed;
-    window->cancelPressed = 0;
+    if (!WindowAlive(window, serial)) return 0;
+    int pressed = window->side->cancelPressed;
+    window->side->cancelPressed = 0;
     return pressed;
 }
 
 void PlatformProgressDestroy(WindowHandle window)
 {
-    if (!QtValid(window) || window->windowClass != RECORD_PROGRESS) return;
-    QtGatePop(window->frame);
-    QtFrameDispose(window->frame);
-    QtWindowRelease(window);
+    if (!WindowValid(window) || window->windowClass != RECORD_PROGRESS) return;
+    QtGatePop(window->side->frame);
+    QtFrameDispose(window->side->frame);
+    WindowRelease(window);
     QtReleaseDeferred();
 }

@@ -26,44 +26,21 @@
 #include "platform/qt/QtInternal.h"
 #include "platform/qt/QtPlatform.h"
 
-PlatformWindow QtWindows[QT_WINDOW_COUNT];
 QMainWindow *QtMainWindow;
 QMdiArea *QtWorkspaceArea;
 WindowHandle QtFrameRecord;
 WindowHandle QtWorkspaceRecord;
 int QtProgressPumping;
 
-struct TimerEntry {
-    WindowHandle window;
-    uint32_t serial;
-    int id;
-    QTimer *timer; // null for a free entry
-};
-
-struct DeferredMessage {
-    WindowHandle window;
-    uint32_t serial;
-    uint32_t message;
-    uintptr_t wParam;
-    intptr_t lParam;
-};
-
-static const int TIMER_COUNT = 256;
-static const int DEFERRED_COUNT = 4096;
 static const int GATE_DEPTH = 64;
-static const int STAGGER = 24; // pixels between the default places of new children
-static const int DEFAULT_WIDTH = 400;
-static const int DEFAULT_HEIGHT = 400;
 static const size_t DROP_PATHS_MAX = 1 << 20; // bytes of dropped paths taken at once
 
-static WindowProcedure Procedures[CLASS_COUNT];
-static uint32_t NextSerial = 1;
-static TimerEntry Timers[TIMER_COUNT];
-static DeferredMessage Deferred[DEFERRED_COUNT];
-static int DeferredCount;
-static WindowHandle Active;
+static WindowSide Sides[WINDOW_TABLE_SIZE];
+static QTimer *Timers[WINDOW_TIMER_COUNT]; // the Qt timer of each running timer of the core
+// Wake-ups for posted messages that came while a progress window pumped: as many messages
+// wait at the front of the core's queue, to go out in order once the pump is over.
+static int HeldCount;
 static WindowHandle Capture;
-static int DefaultPlacement;
 // Above zero while the program itself shows, activates or destroys children: Qt's own
 // activation of a sub-window is then not the user's and sends nothing.
 static int ActivationQuiet;
@@ -75,39 +52,27 @@ static int PostedEventType;
 static int FlushEventType;
 
 // ---------------------------------------------------------------------------------------
-// The pool.
+// The Qt part of the records.
 
-PlatformWindow *QtWindowAllocate(void)
+WindowSide *WindowSideAt(int index)
 {
-    for (int i = 0; i < QT_WINDOW_COUNT; i++) {
-        PlatformWindow *window = &QtWindows[i];
-        if (window->used) continue;
-        memset(window, 0, sizeof *window);
-        window->used = 1;
-        window->serial = NextSerial++;
-        window->controlType = -1;
-        window->words[WORD_SLOT] = -1;
-        window->sentWidth = window->sentHeight = -1;
-        window->sentX = window->sentY = -32768;
-        return window;
-    }
-    return nullptr;
+    return &Sides[index];
 }
 
-int QtValid(WindowHandle window)
+void WindowSideClear(WindowHandle window)
 {
-    return window != nullptr && window >= QtWindows && window < QtWindows + QT_WINDOW_COUNT &&
-           window->used;
+    memset(window->side, 0, sizeof *window->side);
+    window->side->sentWidth = window->side->sentHeight = -1;
+    window->side->sentX = window->side->sentY = -32768;
 }
 
-void QtWindowRelease(PlatformWindow *window)
+void WindowSideRelease(WindowHandle window)
 {
-    window->used = 0;
-    window->serial = NextSerial++;
-    window->widget = nullptr;
-    window->client = nullptr;
-    window->frame = nullptr;
-    window->dock = nullptr;
+    // The widgets are gone or on their way.
+    window->side->widget = nullptr;
+    window->side->client = nullptr;
+    window->side->frame = nullptr;
+    window->side->dock = nullptr;
 }
 
 QString QtText(const char *text)
@@ -147,9 +112,10 @@ static uint32_t ButtonsOf(Qt::MouseButtons buttons)
 WindowHandle QtRecordOfWidget(QWidget *widget)
 {
     for (QWidget *at = widget; at != nullptr; at = at->parentWidget()) {
-        for (int i = 0; i < QT_WINDOW_COUNT; i++) {
-            PlatformWindow *window = &QtWindows[i];
-            if (window->used && (window->widget == at || (QWidget *)window->frame == at))
+        for (int i = 0; i < WindowTableReached; i++) {
+            PlatformWindow *window = &WindowTable[i];
+            if (window->used &&
+                (window->side->widget == at || (QWidget *)window->side->frame == at))
                 return window;
         }
     }
@@ -157,153 +123,81 @@ WindowHandle QtRecordOfWidget(QWidget *widget)
 }
 
 // ---------------------------------------------------------------------------------------
-// Procedures.
-
-void PlatformRegisterClass(int windowClass, WindowProcedure procedure)
-{
-    if (windowClass >= 0 && windowClass < CLASS_COUNT) Procedures[windowClass] = procedure;
-}
-
-MessageResult QtDeliver(WindowHandle window, uint32_t message, uintptr_t wParam, intptr_t lParam)
-{
-    if (!QtValid(window)) return 0;
-    WindowProcedure procedure = nullptr;
-    if (window->windowClass >= 0 && window->windowClass < CLASS_COUNT)
-        procedure = Procedures[window->windowClass];
-    if (procedure == nullptr) return PlatformDefaultProcedure(window, message, wParam, lParam);
-    return procedure(window, message, wParam, lParam);
-}
+// Messages.
 
 MessageResult QtForward(WindowHandle window, uint32_t message, uintptr_t wParam, intptr_t lParam)
 {
     // While a long operation pumps its progress window, no other procedure may run.
     if (QtProgressPumping > 0) return 0;
-    return QtDeliver(window, message, wParam, lParam);
-}
-
-MessageResult PlatformSendMessage(WindowHandle window, uint32_t message, uintptr_t wParam,
-                                  intptr_t lParam)
-{
-    return QtDeliver(window, message, wParam, lParam);
-}
-
-MessageResult PlatformDefaultProcedure(WindowHandle window, uint32_t message, uintptr_t wParam,
-                                       intptr_t lParam)
-{
-    (void)wParam;
-    (void)lParam;
-    if (message == MSG_CLOSE) PlatformDestroyWindow(window);
-    return 0;
+    return WindowDeliver(window, message, wParam, lParam);
 }
 
 // ---------------------------------------------------------------------------------------
-// Posted messages and timers go through one object; a posted message carries the serial of
-// its window, so that a message for a window that has gone is dropped.
-
-class PostedEvent : public QEvent {
-  public:
-    PostedEvent(const DeferredMessage &message)
-        : QEvent((QEvent::Type)PostedEventType), message(message)
-    {
-    }
-    DeferredMessage message;
-};
-
-static void DeliverPosted(const DeferredMessage &posted)
-{
-    if (!QtValid(posted.window) || posted.window->serial != posted.serial) return;
-    QtDeliver(posted.window, posted.message, posted.wParam, posted.lParam);
-}
+// Posted messages wait in the core's queue; each one posts a wake-up event to one object,
+// which delivers the message at the front when Qt's loop reaches it, so that posted
+// messages and Qt's own events keep their order. Timers are the core's, run by QTimers.
 
 class DispatcherObject : public QObject {
   protected:
     void customEvent(QEvent *event) override
     {
         if (event->type() == PostedEventType) {
-            const DeferredMessage &posted = ((PostedEvent *)event)->message;
-            // Held back during a progress pump, and behind those held back until they
-            // have gone out, so that the order stays as posted.
-            if ((QtProgressPumping > 0 || DeferredCount > 0) && DeferredCount < DEFERRED_COUNT) {
-                Deferred[DeferredCount++] = posted;
+            // Held during a progress pump, and behind those held until they have gone out,
+            // so that the order stays as posted.
+            if (QtProgressPumping > 0 || HeldCount > 0) {
+                HeldCount++;
                 return;
             }
-            DeliverPosted(posted);
+            WindowPostedDeliver(1);
         } else if (event->type() == FlushEventType) {
             if (QtProgressPumping > 0) return; // a later release flushes them
-            // Messages posted while these go out queue behind them in Qt's queue.
-            int count = DeferredCount;
-            DeferredMessage *held = (DeferredMessage *)MemoryAlloc(sizeof(DeferredMessage) *
-                                                                   (size_t)(count > 0 ? count : 1));
-            if (held == nullptr) return;
-            memcpy(held, Deferred, sizeof(DeferredMessage) * (size_t)count);
-            DeferredCount = 0;
-            for (int i = 0; i < count; i++)
-                DeliverPosted(held[i]);
-            MemoryFree(held);
+            // Messages posted while these go out queue behind them, with wake-ups of their own.
+            int count = HeldCount;
+            HeldCount = 0;
+            WindowPostedDeliver(count);
         }
     }
 };
 
 void PlatformPostMessage(WindowHandle window, uint32_t message, uintptr_t wParam, intptr_t lParam)
 {
-    if (!QtValid(window) || Dispatcher == nullptr) return;
-    DeferredMessage posted = {window, window->serial, message, wParam, lParam};
-    QCoreApplication::postEvent(Dispatcher, new PostedEvent(posted));
+    if (Dispatcher == nullptr || !WindowPost(window, message, wParam, lParam)) return;
+    QCoreApplication::postEvent(Dispatcher, new QEvent((QEvent::Type)PostedEventType));
 }
 
 void QtReleaseDeferred(void)
 {
-    if (Dispatcher != nullptr && DeferredCount > 0)
+    if (Dispatcher != nullptr && HeldCount > 0)
         QCoreApplication::postEvent(Dispatcher, new QEvent((QEvent::Type)FlushEventType));
-}
-
-static void TimerFire(int index)
-{
-    TimerEntry *entry = &Timers[index];
-    if (entry->timer == nullptr || QtProgressPumping > 0) return;
-    if (!QtValid(entry->window) || entry->window->serial != entry->serial) return;
-    QtDeliver(entry->window, MSG_TIMER, (uintptr_t)entry->id, 0);
-}
-
-static void TimerFree(TimerEntry *entry)
-{
-    if (entry->timer == nullptr) return;
-    entry->timer->stop();
-    // The timer may be inside its own signal: it goes once that has returned.
-    entry->timer->deleteLater();
-    entry->timer = nullptr;
-    entry->window = nullptr;
 }
 
 void PlatformSetTimer(WindowHandle window, int id, int milliseconds)
 {
-    if (!QtValid(window) || Dispatcher == nullptr) return;
-    if (milliseconds < 1) milliseconds = 1;
-    int free = -1;
-    for (int i = 0; i < TIMER_COUNT; i++) {
-        TimerEntry *entry = &Timers[i];
-        if (entry->timer != nullptr && entry->window == window && entry->serial == window->serial &&
-            entry->id == id) {
-            entry->timer->start(milliseconds);
-            return;
-        }
-        if (entry->timer == nullptr && free < 0) free = i;
+    if (Dispatcher == nullptr) return;
+    int index = WindowTimerSet(window, id, milliseconds);
+    if (index < 0) return;
+    if (Timers[index] == nullptr) {
+        Timers[index] = new QTimer(Dispatcher);
+        QObject::connect(Timers[index], &QTimer::timeout, [index]() {
+            if (QtProgressPumping == 0) WindowTimerFire(index);
+        });
     }
-    if (free < 0) return;
-    TimerEntry *entry = &Timers[free];
-    entry->window = window;
-    entry->serial = window->serial;
-    entry->id = id;
-    entry->timer = new QTimer(Dispatcher);
-    QObject::connect(entry->timer, &QTimer::timeout, [free]() { TimerFire(free); });
-    entry->timer->start(milliseconds);
+    Timers[index]->start(WindowTimerPeriod(window, id));
 }
 
 void PlatformKillTimer(WindowHandle window, int id)
 {
-    for (int i = 0; i < TIMER_COUNT; i++)
-        if (Timers[i].timer != nullptr && Timers[i].window == window && Timers[i].id == id)
-            TimerFree(&Timers[i]);
+    WindowTimerKill(window, id);
+}
+
+void WindowSideTimerStop(int index)
+{
+    QTimer *timer = Timers[index];
+    if (timer == nullptr) return;
+    timer->stop();
+    // The timer may be inside its own signal: it goes once that has returned.
+    timer->deleteLater();
+    Timers[index] = nullptr;
 }
 
 // ---------------------------------------------------------------------------------------
@@ -321,7 +215,7 @@ static void FrameSizes(int *across, int *down)
 void QtClientSize(WindowHandle window, int *width, int *height)
 {
     *width = *height = 0;
-    if (!QtValid(window)) return;
+    if (!WindowValid(window)) return;
     if (window->windowClass == CLASS_FRAME) {
         *width = QtWorkspaceArea->width();
         *height = QtWorkspaceArea->height();
@@ -333,15 +227,15 @@ void QtClientSize(WindowHandle window, int *width, int *height)
         *height = inside.height();
         return;
     }
-    if (window->frame != nullptr && !window->frame->isVisible()) {
+    if (window->side->frame != nullptr && !window->side->frame->isVisible()) {
         // Qt lays out a hidden sub-window only when it is shown.
         int across, down;
         FrameSizes(&across, &down);
-        *width = window->frame->width() - across;
-        *height = window->frame->height() - down;
-    } else if (window->widget != nullptr) {
-        *width = window->widget->width();
-        *height = window->widget->height();
+        *width = window->side->frame->width() - across;
+        *height = window->side->frame->height() - down;
+    } else if (window->side->widget != nullptr) {
+        *width = window->side->widget->width();
+        *height = window->side->widget->height();
     }
     if (*width < 0) *width = 0;
     if (*height < 0) *height = 0;
@@ -351,12 +245,12 @@ void QtClientSize(WindowHandle window, int *width, int *height)
 static void ClientPosition(WindowHandle window, int *x, int *y)
 {
     *x = *y = 0;
-    if (window->frame != nullptr) {
+    if (window->side->frame != nullptr) {
         int across, down;
         FrameSizes(&across, &down);
-        QPoint corner = window->frame->pos();
-        if (window->frame->isVisible() && window->widget != nullptr)
-            corner += window->widget->pos();
+        QPoint corner = window->side->frame->pos();
+        if (window->side->frame->isVisible() && window->side->widget != nullptr)
+            corner += window->side->widget->pos();
         else
             corner += QPoint(across / 2, down - across / 2);
         *x = corner.x();
@@ -364,15 +258,15 @@ static void ClientPosition(WindowHandle window, int *x, int *y)
     } else if (window->windowClass == CLASS_FRAME) {
         *x = QtMainWindow->x();
         *y = QtMainWindow->y();
-    } else if (window->widget != nullptr) {
-        *x = window->widget->x();
-        *y = window->widget->y();
+    } else if (window->side->widget != nullptr) {
+        *x = window->side->widget->x();
+        *y = window->side->widget->y();
     }
 }
 
 static uint32_t SizeKind(WindowHandle window)
 {
-    QWidget *outer = window->frame != nullptr             ? (QWidget *)window->frame
+    QWidget *outer = window->side->frame != nullptr       ? (QWidget *)window->side->frame
                      : window->windowClass == CLASS_FRAME ? (QWidget *)QtMainWindow
                                                           : nullptr;
     if (outer == nullptr) return SIZE_RESTORED;
@@ -383,31 +277,32 @@ static uint32_t SizeKind(WindowHandle window)
 
 void QtReportSize(WindowHandle window)
 {
-    if (!QtValid(window)) return;
+    if (!WindowValid(window)) return;
     int width, height;
     QtClientSize(window, &width, &height);
     uint32_t kind = SizeKind(window);
-    if (width == window->sentWidth && height == window->sentHeight && kind == window->sentSizeKind)
+    if (width == window->side->sentWidth && height == window->side->sentHeight &&
+        kind == window->side->sentSizeKind)
         return;
-    window->sentWidth = width;
-    window->sentHeight = height;
-    window->sentSizeKind = kind;
-    if (window->client != nullptr && kind != SIZE_MINIMIZED) {
-        window->client->PictureFit(width, height);
+    window->side->sentWidth = width;
+    window->side->sentHeight = height;
+    window->side->sentSizeKind = kind;
+    if (window->side->client != nullptr && kind != SIZE_MINIMIZED) {
+        window->side->client->PictureFit(width, height);
         PlatformInvalidate(window, nullptr);
     }
-    QtDeliver(window, MSG_SIZE, kind, MakeParam(width, height));
+    WindowDeliver(window, MSG_SIZE, kind, MakeParam(width, height));
 }
 
 void QtReportMove(WindowHandle window)
 {
-    if (!QtValid(window)) return;
+    if (!WindowValid(window)) return;
     int x, y;
     ClientPosition(window, &x, &y);
-    if (x == window->sentX && y == window->sentY) return;
-    window->sentX = x;
-    window->sentY = y;
-    QtDeliver(window, MSG_MOVE, 0, MakeParam(x, y));
+    if (x == window->side->sentX && y == window->side->sentY) return;
+    window->side->sentX = x;
+    window->side->sentY = y;
+    WindowDeliver(window, MSG_MOVE, 0, MakeParam(x, y));
 }
 
 // ---------------------------------------------------------------------------------------
@@ -423,7 +318,7 @@ ClientWidget::ClientWidget(WindowHandle window, QWidget *parent)
 
 WindowHandle ClientWidget::Alive(void) const
 {
-    return QtValid(window) && window->serial == serial ? window : nullptr;
+    return WindowAlive(window, serial) ? window : nullptr;
 }
 
 void ClientWidget::PictureFit(int width, int height)
@@ -476,7 +371,7 @@ void ClientWidget::moveEvent(QMoveEvent *event)
     QWidget::moveEvent(event);
     WindowHandle record = Alive();
     // A child reports the moves of its frame; a control its own.
-    if (record != nullptr && record->frame == nullptr) QtReportMove(record);
+    if (record != nullptr && record->side->frame == nullptr) QtReportMove(record);
 }
 
 static void MouseMessage(ClientWidget *widget, uint32_t message, QMouseEvent *event)
@@ -644,7 +539,7 @@ ChildFrame::ChildFrame(WindowHandle window, QWidget *parent)
 
 WindowHandle ChildFrame::Alive(void) const
 {
-    return QtValid(window) && window->serial == serial ? window : nullptr;
+    return WindowAlive(window, serial) ? window : nullptr;
 }
 
 void ChildFrame::closeEvent(QCloseEvent *event)
@@ -676,7 +571,7 @@ void ChildFrame::changeEvent(QEvent *event)
     WindowHandle record = window;
     uint32_t recordSerial = serial;
     QTimer::singleShot(0, this, [record, recordSerial]() {
-        if (QtValid(record) && record->serial == recordSerial) QtReportSize(record);
+        if (WindowAlive(record, recordSerial)) QtReportSize(record);
     });
 }
 
@@ -688,7 +583,7 @@ MainFrameWidget::MainFrameWidget()
 void MainFrameWidget::closeEvent(QCloseEvent *event)
 {
     event->ignore();
-    if (QtValid(QtFrameRecord)) QtForward(QtFrameRecord, MSG_CLOSE, 0, 0);
+    if (WindowValid(QtFrameRecord)) QtForward(QtFrameRecord, MSG_CLOSE, 0, 0);
 }
 
 void MainFrameWidget::changeEvent(QEvent *event)
@@ -696,7 +591,7 @@ void MainFrameWidget::changeEvent(QEvent *event)
     QMainWindow::changeEvent(event);
     if (event->type() != QEvent::WindowStateChange) return;
     QTimer::singleShot(0, this, []() {
-        if (QtValid(QtFrameRecord)) QtReportSize(QtFrameRecord);
+        if (WindowValid(QtFrameRecord)) QtReportSize(QtFrameRecord);
     });
 }
 
@@ -708,7 +603,7 @@ void MainFrameWidget::dragEnterEvent(QDragEnterEvent *event)
 void MainFrameWidget::dropEvent(QDropEvent *event)
 {
     QPoint at = event->position().toPoint();
-    if (QtValid(QtFrameRecord) && QtDropFiles(QtFrameRecord, event->mimeData(), at.x(), at.y()))
+    if (WindowValid(QtFrameRecord) && QtDropFiles(QtFrameRecord, event->mimeData(), at.x(), at.y()))
         event->acceptProposedAction();
 }
 
@@ -725,7 +620,7 @@ WorkspaceWidget::WorkspaceWidget()
 void WorkspaceWidget::resizeEvent(QResizeEvent *event)
 {
     QMdiArea::resizeEvent(event);
-    if (QtValid(QtFrameRecord)) QtReportSize(QtFrameRecord);
+    if (WindowValid(QtFrameRecord)) QtReportSize(QtFrameRecord);
 }
 
 // ---------------------------------------------------------------------------------------
@@ -743,8 +638,15 @@ static Qt::WindowFlags ChildFlags(uint32_t style)
 // Places a child's frame; one the user may not size keeps the size it is given.
 static void FramePlace(WindowHandle window, int x, int y, int width, int height)
 {
-    if (!(window->style & STYLE_SIZING)) window->frame->setFixedSize(width, height);
-    window->frame->setGeometry(x, y, width, height);
+    if (!(window->style & STYLE_SIZING)) window->side->frame->setFixedSize(width, height);
+    window->side->frame->setGeometry(x, y, width, height);
+}
+
+// The frame of the program's active child, or null.
+static QMdiSubWindow *ActiveFrame(void)
+{
+    WindowHandle active = PlatformActiveWindow();
+    return active != nullptr ? active->side->frame : nullptr;
 }
 
 // Shows a child without letting Qt's activation of it stand: activation is the program's.
@@ -752,12 +654,12 @@ static void ChildShow(WindowHandle window, int show)
 {
     ActivationQuiet++;
     switch (show) {
-    case SHOW_MINIMIZED: window->frame->showMinimized(); break;
-    case SHOW_MAXIMIZED: window->frame->showMaximized(); break;
-    case SHOW_RESTORE: window->frame->showNormal(); break;
-    default: window->frame->show(); break;
+    case SHOW_MINIMIZED: window->side->frame->showMinimized(); break;
+    case SHOW_MAXIMIZED: window->side->frame->showMaximized(); break;
+    case SHOW_RESTORE: window->side->frame->showNormal(); break;
+    default: window->side->frame->show(); break;
     }
-    QMdiSubWindow *active = QtValid(Active) && Active->frame != nullptr ? Active->frame : nullptr;
+    QMdiSubWindow *active = ActiveFrame();
     if (QtWorkspaceArea->activeSubWindow() != active) QtWorkspaceArea->setActiveSubWindow(active);
     ActivationQuiet--;
 }
@@ -767,88 +669,68 @@ static int MakeWidgets(PlatformWindow *window, const WindowCreate *request, int 
 {
     switch (request->windowClass) {
     case CLASS_FRAME:
-        window->widget = QtMainWindow;
+        window->side->widget = QtMainWindow;
         QtMainWindow->setWindowTitle(QtText(window->title));
         return 1;
     case CLASS_CHILD:
     case CLASS_DOCUMENT: {
-        window->frame = new ChildFrame(window, nullptr);
-        window->frame->setAttribute(Qt::WA_DeleteOnClose, false);
-        window->client = new ClientWidget(window, nullptr);
-        window->client->setAcceptDrops(true);
-        window->widget = window->client;
-        window->frame->setWidget(window->client);
-        window->frame->setWindowFlags(ChildFlags(request->style));
-        window->frame->setWindowTitle(QtText(window->title));
-        window->frame->hide();
-        QtWorkspaceArea->addSubWindow(window->frame);
-        window->frame->hide();
+        window->side->frame = new ChildFrame(window, nullptr);
+        window->side->frame->setAttribute(Qt::WA_DeleteOnClose, false);
+        window->side->client = new ClientWidget(window, nullptr);
+        window->side->client->setAcceptDrops(true);
+        window->side->widget = window->side->client;
+        window->side->frame->setWidget(window->side->client);
+        window->side->frame->setWindowFlags(ChildFlags(request->style));
+        window->side->frame->setWindowTitle(QtText(window->title));
+        window->side->frame->hide();
+        QtWorkspaceArea->addSubWindow(window->side->frame);
+        window->side->frame->hide();
         FramePlace(window, x, y, width, height);
         return 1;
     }
     case CLASS_DOCK: {
         QDockWidget *dock = new QDockWidget(QtText(window->title), QtMainWindow);
-        window->client = new ClientWidget(window, dock);
-        window->widget = window->client;
-        window->dock = dock;
-        dock->setWidget(window->client);
+        window->side->client = new ClientWidget(window, dock);
+        window->side->widget = window->side->client;
+        window->side->dock = dock;
+        dock->setWidget(window->side->client);
         dock->resize(width, height);
         QtMainWindow->addDockWidget(Qt::LeftDockWidgetArea, dock);
         dock->hide();
         return 1;
     }
     case CLASS_CONTROL: {
-        if (!QtValid(request->parent) || request->parent->widget == nullptr) return 0;
-        window->client = new ClientWidget(window, request->parent->widget);
-        window->widget = window->client;
-        window->client->setGeometry(x, y, width, height);
-        window->client->hide();
+        if (!WindowValid(request->parent) || request->parent->side->widget == nullptr) return 0;
+        window->side->client = new ClientWidget(window, request->parent->side->widget);
+        window->side->widget = window->side->client;
+        window->side->client->setGeometry(x, y, width, height);
+        window->side->client->hide();
         return 1;
     }
     default: return 0;
     }
 }
 
-WindowHandle PlatformCreateWindow(const WindowCreate *request)
+int WindowSideMake(WindowHandle window, const WindowCreate *request)
 {
-    if (QtMainWindow == nullptr) return nullptr;
-    if (request->windowClass == CLASS_FRAME && QtValid(QtFrameRecord)) return nullptr;
-    PlatformWindow *window = QtWindowAllocate();
-    if (window == nullptr) return nullptr;
-    uint32_t serial = window->serial;
-    window->windowClass = request->windowClass;
-    window->words[WORD_KIND] = request->kind;
-    window->words[WORD_SLOT] = request->slot;
-    window->style = request->style;
-    window->parent = request->parent;
-    window->controlId = request->controlId;
-    snprintf(window->title, sizeof window->title, "%s",
-             request->title != nullptr ? request->title : "");
-
-    int width = request->width == WINDOW_DEFAULT ? DEFAULT_WIDTH : request->width;
-    int height = request->height == WINDOW_DEFAULT ? DEFAULT_HEIGHT : request->height;
-    int x = request->x;
-    int y = request->y;
-    if (x == WINDOW_DEFAULT || y == WINDOW_DEFAULT) {
-        // New children without a place of their own stand staggered down and right.
-        x = y = (DefaultPlacement++ % 10) * STAGGER;
-    }
-    if (!MakeWidgets(window, request, x, y, width, height)) {
-        QtWindowRelease(window);
-        return nullptr;
-    }
+    if (QtMainWindow == nullptr) return 0;
+    if (request->windowClass == CLASS_FRAME && WindowValid(QtFrameRecord)) return 0;
+    Rect place;
+    WindowDefaultPlace(request, &place);
+    if (!MakeWidgets(window, request, place.left, place.top, place.right - place.left,
+                     place.bottom - place.top))
+        return 0;
     if (request->windowClass == CLASS_FRAME) QtFrameRecord = window;
+    return 1;
+}
 
-    if (QtDeliver(window, MSG_CREATE, 0, (intptr_t)request) == -1) {
-        if (QtValid(window) && window->serial == serial) PlatformDestroyWindow(window);
-        return nullptr;
-    }
-    if (!QtValid(window) || window->serial != serial) return nullptr;
+void WindowSideCreated(WindowHandle window, const WindowCreate *request)
+{
+    uint32_t serial = window->serial;
     QtReportSize(window);
     QtReportMove(window);
-    if (!(request->style & STYLE_HIDDEN) && QtValid(window) && window->serial == serial)
+    if (!(request->style & STYLE_HIDDEN) && WindowAlive(window, serial))
         PlatformShowWindow(window, SHOW_NORMAL);
-    return QtValid(window) && window->serial == serial ? window : nullptr;
 }
 
 // The children of the workspace from front to back: Qt keeps them back to front.
@@ -866,119 +748,60 @@ static WindowHandle ChildOfFrame(QMdiSubWindow *frame)
     if (child == nullptr) return nullptr;
     WindowHandle window = child->Alive();
     if (window == nullptr || window->windowClass == RECORD_PROGRESS) return nullptr;
-    if (window->words[WORD_KIND] == PROGRESS_KIND) return nullptr;
     return window;
 }
 
-void PlatformDestroyWindow(WindowHandle window)
+void WindowSideDestroying(WindowHandle window)
 {
-    if (!QtValid(window) || window->windowClass == RECORD_WORKSPACE) return;
-    uint32_t serial = window->serial;
-    QtDeliver(window, MSG_DESTROY, 0, 0);
-    if (!QtValid(window) || window->serial != serial) return;
-    // Its controls, custom controls and owned windows go with it.
-    for (int i = 0; i < QT_WINDOW_COUNT; i++) {
-        PlatformWindow *child = &QtWindows[i];
-        if (child->used && child->parent == window) PlatformDestroyWindow(child);
-    }
-    for (int i = 0; i < TIMER_COUNT; i++)
-        if (Timers[i].timer != nullptr && Timers[i].window == window) TimerFree(&Timers[i]);
     if (Capture == window) PlatformReleaseCapture();
     QtModalWindowGone(window);
-    int wasActive = Active == window;
-    if (wasActive) Active = nullptr;
-
     ActivationQuiet++;
     if (window->windowClass == CLASS_FRAME) {
         QtFrameRecord = nullptr;
         QtMainWindow->hide();
-    } else if (window->frame != nullptr) {
+    } else if (window->side->frame != nullptr) {
         // The widgets go once Qt has left the event that may have brought us here.
-        window->frame->hide();
-        window->frame->deleteLater();
-    } else if (window->dock != nullptr) {
-        window->dock->hide();
-        window->dock->deleteLater();
-    } else if (window->widget != nullptr) {
-        window->widget->hide();
-        window->widget->deleteLater();
+        window->side->frame->hide();
+        window->side->frame->deleteLater();
+    } else if (window->side->dock != nullptr) {
+        window->side->dock->hide();
+        window->side->dock->deleteLater();
+    } else if (window->side->widget != nullptr) {
+        window->side->widget->hide();
+        window->side->widget->deleteLater();
     }
     ActivationQuiet--;
-    QtWindowRelease(window);
-
-    if (wasActive) {
-        WindowHandle next = PlatformFirstChild();
-        if (next != nullptr) PlatformActivateWindow(next);
-    }
-}
-
-int PlatformWindowExists(WindowHandle window)
-{
-    return QtValid(window);
 }
 
 // ---------------------------------------------------------------------------------------
 // Words, titles and places.
 
-intptr_t PlatformGetWindowWord(WindowHandle window, int index)
-{
-    if (!QtValid(window) || index < 0 || index >= WINDOW_WORD_COUNT) return 0;
-    return window->words[index];
-}
-
-void PlatformSetWindowWord(WindowHandle window, int index, intptr_t value)
-{
-    if (!QtValid(window) || index < 0 || index >= WINDOW_WORD_COUNT) return;
-    window->words[index] = value;
-}
-
 void PlatformSetWindowTitle(WindowHandle window, const char *title)
 {
-    if (!QtValid(window)) return;
-    snprintf(window->title, sizeof window->title, "%s", title != nullptr ? title : "");
+    if (!WindowValid(window)) return;
+    WindowTitleStore(window, title);
     QString text = QtText(window->title);
     if (window->windowClass == CLASS_FRAME)
         QtMainWindow->setWindowTitle(text);
-    else if (window->frame != nullptr)
-        window->frame->setWindowTitle(text);
-    else if (window->dock != nullptr)
-        window->dock->setWindowTitle(text);
-}
-
-void PlatformGetWindowTitle(WindowHandle window, char *text, int size)
-{
-    if (size <= 0) return;
-    if (!QtValid(window)) {
-        text[0] = 0;
-        return;
-    }
-    snprintf(text, (size_t)size, "%s", window->title);
-}
-
-int PlatformWindowClass(WindowHandle window)
-{
-    if (!QtValid(window)) return -1;
-    return window->windowClass >= 0 ? window->windowClass : -1;
-}
-
-WindowHandle PlatformWindowParent(WindowHandle window)
-{
-    return QtValid(window) ? window->parent : nullptr;
+    else if (window->side->frame != nullptr)
+        window->side->frame->setWindowTitle(text);
+    else if (window->side->dock != nullptr)
+        window->side->dock->setWindowTitle(text);
 }
 
 void PlatformShowWindow(WindowHandle window, int show)
 {
-    if (!QtValid(window) || window->windowClass == RECORD_WORKSPACE) return;
-    if (window->frame != nullptr) {
+    if (!WindowValid(window) || window->windowClass == RECORD_WORKSPACE) return;
+    if (window->side->frame != nullptr) {
         if (show == SHOW_HIDE)
-            window->frame->hide();
-        else if (show != SHOW_NORMAL || window->frame->isHidden())
+            window->side->frame->hide();
+        else if (show != SHOW_NORMAL || window->side->frame->isHidden())
             ChildShow(window, show);
         return;
     }
     QWidget *widget = window->windowClass == CLASS_FRAME ? QtMainWindow
-                      : window->dock != nullptr          ? window->dock
-                                                         : window->widget;
+                      : window->side->dock != nullptr    ? window->side->dock
+                                                         : window->side->widget;
     if (widget == nullptr) return;
     switch (show) {
     case SHOW_HIDE: widget->hide(); break;
@@ -993,11 +816,11 @@ void PlatformShowWindow(WindowHandle window, int show)
 
 int PlatformWindowState(WindowHandle window)
 {
-    if (!QtValid(window)) return SHOW_HIDE;
-    QWidget *widget = window->frame != nullptr             ? (QWidget *)window->frame
+    if (!WindowValid(window)) return SHOW_HIDE;
+    QWidget *widget = window->side->frame != nullptr       ? (QWidget *)window->side->frame
                       : window->windowClass == CLASS_FRAME ? (QWidget *)QtMainWindow
-                      : window->dock != nullptr            ? window->dock
-                                                           : window->widget;
+                      : window->side->dock != nullptr      ? window->side->dock
+                                                           : window->side->widget;
     if (widget == nullptr) return SHOW_NORMAL;
     if (widget->isHidden()) return SHOW_HIDE;
     if (widget->isMinimized()) return SHOW_MINIMIZED;
@@ -1007,17 +830,17 @@ int PlatformWindowState(WindowHandle window)
 
 void PlatformMoveWindow(WindowHandle window, int x, int y, int width, int height)
 {
-    if (!QtValid(window) || window->windowClass == RECORD_WORKSPACE) return;
+    if (!WindowValid(window) || window->windowClass == RECORD_WORKSPACE) return;
     if (width < 0) width = 0;
     if (height < 0) height = 0;
-    if (window->frame != nullptr)
+    if (window->side->frame != nullptr)
         FramePlace(window, x, y, width, height);
     else if (window->windowClass == CLASS_FRAME)
         QtMainWindow->setGeometry(x, y, width, height);
-    else if (window->dock != nullptr)
-        window->dock->resize(width, height);
-    else if (window->widget != nullptr)
-        window->widget->setGeometry(x, y, width, height);
+    else if (window->side->dock != nullptr)
+        window->side->dock->resize(width, height);
+    else if (window->side->widget != nullptr)
+        window->side->widget->setGeometry(x, y, width, height);
     // A hidden window hears of its new place now, not when it is first shown.
     QtReportMove(window);
     QtReportSize(window);
@@ -1026,18 +849,18 @@ void PlatformMoveWindow(WindowHandle window, int x, int y, int width, int height
 void PlatformGetWindowRect(WindowHandle window, Rect *rect)
 {
     *rect = {0, 0, 0, 0};
-    if (!QtValid(window)) return;
+    if (!WindowValid(window)) return;
     QRect place;
-    if (window->frame != nullptr)
-        place = window->frame->geometry();
+    if (window->side->frame != nullptr)
+        place = window->side->frame->geometry();
     else if (window->windowClass == CLASS_FRAME)
         place = QtMainWindow->geometry();
     else if (window->windowClass == RECORD_WORKSPACE)
         place = QRect(QPoint(0, 0), QtWorkspaceArea->size());
-    else if (window->dock != nullptr)
-        place = window->dock->geometry();
-    else if (window->widget != nullptr)
-        place = window->widget->geometry();
+    else if (window->side->dock != nullptr)
+        place = window->side->dock->geometry();
+    else if (window->side->widget != nullptr)
+        place = window->side->widget->geometry();
     *rect = {place.x(), place.y(), place.x() + place.width(), place.y() + place.height()};
 }
 
@@ -1072,7 +895,7 @@ WindowHandle PlatformFirstChild(void)
 
 WindowHandle PlatformNextChild(WindowHandle window)
 {
-    if (!QtValid(window) || window->frame == nullptr) return nullptr;
+    if (!WindowValid(window) || window->side->frame == nullptr) return nullptr;
     int seen = 0;
     for (QMdiSubWindow *frame : FramesFrontToBack()) {
         WindowHandle child = ChildOfFrame(frame);
@@ -1088,16 +911,12 @@ WindowHandle PlatformNextChild(WindowHandle window)
 
 void PlatformActivateWindow(WindowHandle window)
 {
-    if (ChildOfFrame(QtValid(window) ? window->frame : nullptr) == nullptr) return;
+    if (ChildOfFrame(WindowValid(window) ? window->side->frame : nullptr) == nullptr) return;
     ActivationQuiet++;
-    window->frame->raise();
-    if (!window->frame->isHidden()) QtWorkspaceArea->setActiveSubWindow(window->frame);
+    window->side->frame->raise();
+    if (!window->side->frame->isHidden()) QtWorkspaceArea->setActiveSubWindow(window->side->frame);
     ActivationQuiet--;
-    if (Active == window) return;
-    WindowHandle old = Active;
-    Active = window;
-    if (QtValid(old)) QtDeliver(old, MSG_ACTIVATE, (uintptr_t)old, (intptr_t)window);
-    QtDeliver(window, MSG_ACTIVATE, (uintptr_t)old, (intptr_t)window);
+    WindowActivationPass(window);
 }
 
 void QtFrameDispose(QMdiSubWindow *frame)
@@ -1106,7 +925,7 @@ void QtFrameDispose(QMdiSubWindow *frame)
     frame->hide();
     frame->deleteLater();
     // Qt activates some other sub-window; the active one stays the program's.
-    QMdiSubWindow *active = QtValid(Active) && Active->frame != nullptr ? Active->frame : nullptr;
+    QMdiSubWindow *active = ActiveFrame();
     if (active != nullptr && !active->isHidden()) QtWorkspaceArea->setActiveSubWindow(active);
     ActivationQuiet--;
 }
@@ -1116,31 +935,26 @@ static void SubWindowActivated(QMdiSubWindow *frame)
 {
     if (ActivationQuiet > 0 || frame == nullptr) return;
     WindowHandle window = ChildOfFrame(frame);
-    if (window == nullptr || window == Active) return;
+    if (window == nullptr || window == PlatformActiveWindow()) return;
     PlatformActivateWindow(window);
-}
-
-WindowHandle PlatformActiveWindow(void)
-{
-    return QtValid(Active) ? Active : nullptr;
 }
 
 void PlatformSetFocus(WindowHandle window)
 {
-    if (!QtValid(window)) {
+    if (!WindowValid(window)) {
         QWidget *focus = QApplication::focusWidget();
         if (focus != nullptr) focus->clearFocus();
         return;
     }
-    if (window->widget != nullptr) window->widget->setFocus(Qt::OtherFocusReason);
+    if (window->side->widget != nullptr) window->side->widget->setFocus(Qt::OtherFocusReason);
 }
 
 void PlatformSetFocusFromKey(WindowHandle window)
 {
-    if (!QtValid(window) || window->widget == nullptr) return;
+    if (!WindowValid(window) || window->side->widget == nullptr) return;
     // The style marks the focus of a window whose focus the keyboard has moved.
-    window->widget->window()->setAttribute(Qt::WA_KeyboardFocusChange);
-    window->widget->setFocus(Qt::TabFocusReason);
+    window->side->widget->window()->setAttribute(Qt::WA_KeyboardFocusChange);
+    window->side->widget->setFocus(Qt::TabFocusReason);
 }
 
 WindowHandle PlatformFocusWindow(void)
@@ -1153,10 +967,10 @@ WindowHandle PlatformFocusWindow(void)
 
 void PlatformSetCapture(WindowHandle window)
 {
-    if (!QtValid(window) || window->widget == nullptr) return;
+    if (!WindowValid(window) || window->side->widget == nullptr) return;
     PlatformReleaseCapture();
     Capture = window;
-    window->widget->grabMouse();
+    window->side->widget->grabMouse();
 }
 
 void PlatformReleaseCapture(void)
@@ -1268,17 +1082,20 @@ class GateObject : public QObject {
             QKeyEvent *key = (QKeyEvent *)event;
             // A menu's shortcut is about to fire: the frame brings the menus up to date first,
             // as it does before a menu opens.
-            if (QtValid(QtFrameRecord) && QtMenuHasShortcut(QKeySequence(key->keyCombination())))
+            if (WindowValid(QtFrameRecord) &&
+                QtMenuHasShortcut(QKeySequence(key->keyCombination())))
                 QtForward(QtFrameRecord, MSG_INIT_MENU, 0, 0);
             return false;
         }
         if (type == QEvent::KeyPress) {
             QKeyEvent *key = (QKeyEvent *)event;
             uint32_t character = FilteredCharacter(key);
-            if (character == 0 || !QtValid(QtFrameRecord) || QtProgressPumping > 0) return false;
+            if (character == 0 || !WindowValid(QtFrameRecord) || QtProgressPumping > 0)
+                return false;
             if (widget->window() != QtMainWindow || !IsInside(widget, QtWorkspaceArea))
                 return false;
-            return QtDeliver(QtFrameRecord, MSG_CHAR, character, QtKeysOf(key->modifiers())) != 0;
+            return WindowDeliver(QtFrameRecord, MSG_CHAR, character, QtKeysOf(key->modifiers())) !=
+                   0;
         }
         return false;
     }
@@ -1321,11 +1138,11 @@ void QtWindowsStart(void)
     QtWorkspaceArea = area;
     QObject::connect(area, &QMdiArea::subWindowActivated, SubWindowActivated);
 
-    PlatformWindow *workspace = QtWindowAllocate();
+    PlatformWindow *workspace = WindowAllocate();
     if (workspace != nullptr) {
         workspace->windowClass = RECORD_WORKSPACE;
-        workspace->widget = area;
-        snprintf(workspace->title, sizeof workspace->title, "%s", "workspace");
+        workspace->side->widget = area;
+        WindowTitleStore(workspace, "workspace");
     }
     QtWorkspaceRecord = workspace;
 }
@@ -1333,18 +1150,16 @@ void QtWindowsStart(void)
 void QtWindowsStop(void)
 {
     // The program has finished with its windows: they go without further messages.
-    memset(Procedures, 0, sizeof Procedures);
-    for (int i = 0; i < QT_WINDOW_COUNT; i++) {
-        PlatformWindow *window = &QtWindows[i];
+    WindowProceduresForget();
+    for (int i = 0; i < WindowTableReached; i++) {
+        PlatformWindow *window = &WindowTable[i];
         if (window->used && window->parent == nullptr && window->windowClass != RECORD_WORKSPACE)
             PlatformDestroyWindow(window);
     }
-    for (int i = 0; i < TIMER_COUNT; i++)
-        TimerFree(&Timers[i]);
-    memset(QtWindows, 0, sizeof QtWindows);
-    DeferredCount = 0;
+    WindowCoreReset();
+    HeldCount = 0;
     GateDepth = 0;
-    Active = Capture = nullptr;
+    Capture = nullptr;
     QtFrameRecord = QtWorkspaceRecord = nullptr;
     qApp->removeEventFilter(Gate);
     delete Gate;
@@ -1360,12 +1175,12 @@ void QtWindowsStop(void)
 
 QWidget *QtPlatformWidget(WindowHandle window)
 {
-    return QtValid(window) ? window->widget : nullptr;
+    return WindowValid(window) ? window->side->widget : nullptr;
 }
 
 QWidget *QtPlatformFrameWidget(WindowHandle window)
 {
-    return QtValid(window) ? window->frame : nullptr;
+    return WindowValid(window) ? window->side->frame : nullptr;
 }
 
 QMainWindow *QtPlatformMainWindow(void)

@@ -1,6 +1,6 @@
 // The headless platform as the shell's tests rely on it: the order of the creation and
-// destruction messages, activation, posted messages, controls, painting into the canvas,
-// menus, and the scripted dialogs.
+// destruction messages, activation, controls, painting into the canvas, menus, and the
+// scripted dialogs.
 #include <gtest/gtest.h>
 
 #include <string>
@@ -77,22 +77,6 @@ TEST_F(HeadlessWindows, DestroyingTheActiveChildActivatesTheNext)
     EXPECT_EQ(Log, expected);
 }
 
-TEST_F(HeadlessWindows, PostedMessagesArriveInOrderAndSkipGoneWindows)
-{
-    WindowHandle a = Child("a");
-    WindowHandle b = Child("b");
-    Log.clear();
-    PlatformPostMessage(a, 0x8001, 0, 0);
-    PlatformPostMessage(b, 0x8002, 0, 0);
-    PlatformPostMessage(a, 0x8003, 0, 0);
-    PlatformDestroyWindow(b);
-    Log.clear();
-    EXPECT_EQ(HeadlessDeliverPosted(), 2);
-    std::vector<std::string> expected = {"a:" + std::to_string(0x8001),
-                                         "a:" + std::to_string(0x8003)};
-    EXPECT_EQ(Log, expected);
-}
-
 TEST_F(HeadlessWindows, ControlsReportToTheirParent)
 {
     WindowHandle window = Child("a");
@@ -140,7 +124,7 @@ TEST_F(HeadlessWindows, PaintingDrawsIntoTheCanvas)
     PlatformEndDraw(window, context);
 }
 
-TEST_F(HeadlessWindows, MenusDialogsAndTimersFollowTheScript)
+TEST_F(HeadlessWindows, MenusAndDialogsFollowTheScript)
 {
     static const MenuItem MENU[] = {{-1, "&File", 0},
                                     {1002, "&Open...", 1},
@@ -166,15 +150,6 @@ TEST_F(HeadlessWindows, MenusDialogsAndTimersFollowTheScript)
     EXPECT_STREQ(HeadlessLastFileDialog()->title, "File Open");
 
     WindowHandle window = Child("a");
-    PlatformSetTimer(window, 1, 5000);
-    EXPECT_EQ(HeadlessTimer(window, 1), 5000);
-    Log.clear();
-    HeadlessFireTimer(window, 1);
-    PlatformKillTimer(window, 1);
-    HeadlessFireTimer(window, 1);
-    std::vector<std::string> expected = {"a:" + std::to_string(MSG_TIMER)};
-    EXPECT_EQ(Log, expected);
-
     HeadlessSetModalHandler([](WindowHandle modal) { PlatformEndModal(modal, 6); });
     EXPECT_EQ(PlatformRunModal(window), 6);
     HeadlessSetModalHandler(nullptr);

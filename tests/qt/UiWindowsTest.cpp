@@ -93,14 +93,13 @@ TEST_F(UiTest, AClickOnAChildActivatesItThroughItsProcedure)
     EXPECT_EQ(UiLogCount(Message("b", MSG_LBUTTON_DOWN, "(30,40;1)")), 1);
 }
 
-TEST_F(UiTest, PostedMessagesArriveInOrderAndSkipGoneWindows)
+// The queue itself is the window core's and is tested there; here Qt's loop must take each
+// message from it.
+TEST_F(UiTest, PostedMessagesGoOutFromQtsLoopInOrder)
 {
     WindowHandle a = UiChild("a", 208, 228);
-    WindowHandle b = UiChild("b", 208, 228);
     PlatformPostMessage(a, 0x8001, 0, 0);
-    PlatformPostMessage(b, 0x8002, 0, 0);
     PlatformPostMessage(a, 0x8003, 0, 0);
-    PlatformDestroyWindow(b);
     UiLog.clear();
     UiSettle();
     std::vector<std::string> expected = {Message("a", 0x8001), Message("a", 0x8003)};

@@ -1,5 +1,6 @@
-// The headless platform: every window a record, every dialog recorded and answered from a
-// script. Fixed font metrics make layouts the same on every machine.
+// The headless platform as a whole, and what it keeps of the system: the reset of every
+// record and script, the cursor, a clock that tests may hold, the pumps of long work, the
+// settings store in a file of the test's choosing, the Shift key and the display's profile.
 #include "platform/headless/Headless.h"
 
 #include <cstdio>
@@ -11,24 +12,11 @@
 #include "core/Text.h"
 #include "platform/Platform.h"
 #include "platform/headless/HeadlessInternal.h"
-#include "ui/MessageBox.h"
 
-static const int PROGRESS_LOG = 64;
-static const int ANSWER_QUEUE = 64;
-static const int CHARACTER_WIDTH = 7;       // pixels of every character in the dialog font
-static const int SMALL_CHARACTER_WIDTH = 6; // and in the small font
-
-static HeadlessMessage Messages[HEADLESS_MESSAGE_LOG];
-static int MessageTotal;
-static int Answers[ANSWER_QUEUE];
-static int AnswerCount;
 static int Cursor;
 static int WaitCursorCount;
 static int FakeClock;
 static uint32_t FakeTicks;
-static int AbortPump = -1;
-static HeadlessProgressRecord ProgressLog[PROGRESS_LOG];
-static int ProgressTotal;
 static int PumpTotal;
 static int ActionPump; // 0 for none
 static void (*PumpAction)(void *context);
@@ -41,40 +29,18 @@ static int DisplayProfileLength;
 void HeadlessReset(void)
 {
     HeadlessWindowsReset();
-    MessageTotal = 0;
-    AnswerCount = 0;
+    HeadlessDrawReset();
+    HeadlessMenuReset();
+    HeadlessDialogsReset();
+    HeadlessProgressReset();
     Cursor = CURSOR_ARROW;
     WaitCursorCount = 0;
     FakeClock = 0;
-    AbortPump = -1;
-    ProgressTotal = 0;
     PumpTotal = 0;
     ActionPump = 0;
     StoreFile[0] = 0;
     StoreFolder[0] = 0;
     HeadlessSetDisplayProfile(nullptr, 0);
-}
-
-int HeadlessMessageCount(void)
-{
-    return MessageTotal < HEADLESS_MESSAGE_LOG ? MessageTotal : HEADLESS_MESSAGE_LOG;
-}
-
-const HeadlessMessage *HeadlessMessageAt(int index)
-{
-    int count = HeadlessMessageCount();
-    if (index < 0 || index >= count) return nullptr;
-    return &Messages[(MessageTotal - count + index) % HEADLESS_MESSAGE_LOG];
-}
-
-const HeadlessMessage *HeadlessLastMessage(void)
-{
-    return HeadlessMessageAt(HeadlessMessageCount() - 1);
-}
-
-void HeadlessQueueAnswer(int answer)
-{
-    if (AnswerCount < ANSWER_QUEUE) Answers[AnswerCount++] = answer;
 }
 
 int HeadlessCursor(void)
@@ -93,22 +59,6 @@ void HeadlessSetTicks(uint32_t ticks)
     FakeTicks = ticks;
 }
 
-void HeadlessAbortAtPump(int pump)
-{
-    AbortPump = pump;
-}
-
-int HeadlessProgressCount(void)
-{
-    return ProgressTotal < PROGRESS_LOG ? ProgressTotal : PROGRESS_LOG;
-}
-
-const HeadlessProgressRecord *HeadlessProgressAt(int index)
-{
-    if (index < 0 || index >= HeadlessProgressCount()) return nullptr;
-    return &ProgressLog[index];
-}
-
 int HeadlessPumpCount(void)
 {
     return PumpTotal;
@@ -119,36 +69,6 @@ void HeadlessActAtPump(int pump, void (*action)(void *context), void *context)
     ActionPump = pump;
     PumpAction = action;
     PumpActionContext = context;
-}
-
-void PlatformGetMetrics(PlatformMetrics *metrics)
-{
-    metrics->lineHeight = 16;
-    metrics->buttonHeight = 24;
-    metrics->margin = 8;
-    metrics->dialogBorder = 30;
-    metrics->dialogFrame = 6;
-    metrics->screenWidth = 1920;
-    metrics->screenHeight = 1080;
-    metrics->smallLineHeight = 14;
-    metrics->smallButtonHeight = 20;
-    metrics->scrollWidth = 16;
-    metrics->scrollHeight = 16;
-    metrics->frameSize = 8;
-    metrics->borderSize = 28;
-    metrics->captionHeight = 20;
-}
-
-int PlatformTextWidth(const char *text, int length)
-{
-    (void)text;
-    return length * CHARACTER_WIDTH;
-}
-
-int PlatformSmallTextWidth(const char *text, int length)
-{
-    (void)text;
-    return length * SMALL_CHARACTER_WIDTH;
 }
 
 void PlatformSetCursor(int cursor)
@@ -172,95 +92,6 @@ void PlatformPumpMessages(void)
         ActionPump = 0;
         PumpAction(PumpActionContext);
     }
-}
-
-int PlatformShowMessage(void *owner, const char *title, const char *text, int kind,
-                        const MessageLayout *layout)
-{
-    (void)owner;
-    const char *labels[3];
-    int results[3];
-    MessageDialogButtons(kind, labels, results);
-    int answer = results[0];
-    if (AnswerCount > 0) {
-        answer = Answers[0];
-        memmove(Answers, Answers + 1, sizeof(int) * (size_t)(AnswerCount - 1));
-        AnswerCount--;
-    }
-    HeadlessMessage *message = &Messages[MessageTotal % HEADLESS_MESSAGE_LOG];
-    MessageTotal++;
-    snprintf(message->title, sizeof message->title, "%s", title);
-    snprintf(message->text, sizeof message->text, "%s", text);
-    message->kind = kind;
-    message->answer = answer;
-    message->layout = *layout;
-    return answer;
-}
-
-WindowHandle PlatformProgressCreate(const char *title, int width, int height,
-                                    const ProgressState *state)
-{
-    PlatformWindow *window = HeadlessWindowAllocate();
-    if (window == nullptr) return nullptr;
-    window->windowClass = CLASS_CHILD;
-    window->kind = 12;
-    window->words[WORD_KIND] = 12;
-    window->words[WORD_SLOT] = -1;
-    snprintf(window->title, sizeof window->title, "%s", title);
-    window->progress = state;
-    window->progressRecord = -1;
-    if (ProgressTotal < PROGRESS_LOG) {
-        HeadlessProgressRecord *record = &ProgressLog[ProgressTotal];
-        memset(record, 0, sizeof *record);
-        snprintf(record->title, sizeof record->title, "%s", title);
-        record->width = width;
-        record->height = height;
-        record->open = 1;
-        record->last = *state;
-        window->progressRecord = ProgressTotal;
-    }
-    ProgressTotal++;
-    return window;
-}
-
-static HeadlessProgressRecord *ProgressRecordOf(WindowHandle window)
-{
-    if (window == nullptr || window->progressRecord < 0) return nullptr;
-    return &ProgressLog[window->progressRecord];
-}
-
-void PlatformProgressRepaint(WindowHandle window)
-{
-    HeadlessProgressRecord *record = ProgressRecordOf(window);
-    if (record != nullptr) {
-        record->repaints++;
-        record->last = *window->progress;
-    }
-}
-
-int PlatformProgressPump(WindowHandle window)
-{
-    HeadlessProgressRecord *record = ProgressRecordOf(window);
-    if (record == nullptr) return 0;
-    int pump = record->pumps++;
-    record->last = *window->progress;
-    // The scripted press belongs to the first progress window that reaches that pump.
-    if (AbortPump >= 0 && pump == AbortPump) {
-        AbortPump = -1;
-        return 1;
-    }
-    return 0;
-}
-
-void PlatformProgressDestroy(WindowHandle window)
-{
-    if (window == nullptr) return;
-    HeadlessProgressRecord *record = ProgressRecordOf(window);
-    if (record != nullptr) {
-        record->open = 0;
-        record->last = *window->progress;
-    }
-    window->used = 0;
 }
 
 void HeadlessSetSettingsFile(const char *path)

@@ -13,9 +13,11 @@
 #include "shell/FileFlow.h"
 #include "shell/Preferences.h"
 #include "shell/Shell.h"
-#include "shell/TransformDialogs.h"
 #include "shell/Undo.h"
 #include "shell/WindowInfo.h"
+#include "transforms/Negative.h"
+#include "transforms/TransformDialogs.h"
+#include "transforms/Transforms.h"
 #include "ui/ImageWindows.h"
 #include "ui/MessageBox.h"
 #include "ui/ProgressWindow.h"
@@ -302,7 +304,8 @@ static void WholeImageCommand(int id)
     ImageWindow *destination = WindowRecord(window);
     SetWaitCursor();
     result = id == COMMAND_COPY ? WindowCopy(&source->picture, &destination->picture)
-                                : ImageNegative(&source->picture, &destination->picture);
+                                : TransformApply(&NegativeTransform, nullptr, &source->picture,
+                                                 &destination->picture);
     SetArrowCursor();
     if (result != ERROR_NONE) {
         PlatformDestroyWindow(window);
@@ -424,12 +427,13 @@ int FrameCommand(uintptr_t wParam, intptr_t lParam)
     case COMMAND_BRING_DIALOGS: BringDialogsToTop(); return 1;
     case COMMAND_COPY:
     case COMMAND_NEGATIVE: WholeImageCommand(id); return 1;
-    case COMMAND_GAMMA: ShowIfFailed(OpenGammaDialog(ActiveWindow)); return 1;
-    case COMMAND_CONVERT: ShowIfFailed(OpenConvertDialog(ActiveWindow)); return 1;
-    case COMMAND_CHANGE_PROFILE: ShowIfFailed(OpenChangeProfileDialog(ActiveWindow)); return 1;
     case COMMAND_ABOUT:
         ShowMessage("About Vistel", "%s\nA photographic image editor.", FRAME_TITLE);
         return 1;
-    default: return 0;
+    default: break;
     }
+    // The transformations' commands open their dialogs.
+    if (TransformByCommand(id) == nullptr) return 0;
+    ShowIfFailed(TransformDialogOpenByCommand(id, ActiveWindow));
+    return 1;
 }

@@ -16,11 +16,12 @@
 #include "color/ColorSettings.h"
 #include "core/FileComment.h"
 #include "core/Memory.h"
-#include "core/WholeImage.h"
 #include "tests/color/ProfileTestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
 #include "transforms/ChangeProfile.h"
 #include "transforms/GammaAdjust.h"
+#include "transforms/Negative.h"
+#include "transforms/Transforms.h"
 
 class Cli : public ::testing::Test {
   protected:
@@ -342,26 +343,19 @@ TEST(CliInPlace, GivesWhatApplyIntoANewPictureGives)
     ColorSettingsDefault(&CurrentColorSettings);
     std::vector<uint8_t> adobe = TestReadFile(SYSTEM_ADOBE);
     std::vector<uint8_t> wide = TestReadFile(SYSTEM_WIDE);
-    GammaSettings gamma[3];
-    const double factors[3] = {1.0, 2.0, 0.45};
-    for (int i = 0; i < 3; i++) {
-        GammaSettingsDefault(&gamma[i]);
-        gamma[i].factor = factors[i];
-    }
+    // Each case's settings: a gamma factor, or a rendering intent to the wide-gamut profile.
     struct Case {
         const char *name;
-        ComputeFunction compute; // null for Negative
-        ChangesNothingFunction nothing;
-        GammaSettings *gamma; // null for Change Color Profile
+        const TransformDescriptor *transform;
+        double factor;
         int intent;
     } cases[] = {
-        {"gamma 1", GammaCompute, GammaChangesNothing, &gamma[0], 0},
-        {"gamma 2", GammaCompute, GammaChangesNothing, &gamma[1], 0},
-        {"gamma 0.45", GammaCompute, GammaChangesNothing, &gamma[2], 0},
-        {"profile", ChangeProfileCompute, nullptr, nullptr, COLOR_INTENT_FULL_GAMUT},
-        {"profile, black point", ChangeProfileCompute, nullptr, nullptr,
-         COLOR_INTENT_IDENTICAL_BLACK},
-        {"negative", nullptr, nullptr, nullptr, 0},
+        {"gamma 1", &GammaTransform, 1.0, 0},
+        {"gamma 2", &GammaTransform, 2.0, 0},
+        {"gamma 0.45", &GammaTransform, 0.45, 0},
+        {"profile", &ChangeProfileTransform, 0, COLOR_INTENT_FULL_GAMUT},
+        {"profile, black point", &ChangeProfileTransform, 0, COLOR_INTENT_IDENTICAL_BLACK},
+        {"negative", &NegativeTransform, 0, 0},
     };
     for (const Case &c : cases) {
         for (int type : PICTURE_TYPES) {
@@ -374,31 +368,22 @@ TEST(CliInPlace, GivesWhatApplyIntoANewPictureGives)
             Image original;
             ImageClear(&original);
             ASSERT_EQ(ImageDuplicate(&input->image, &original), ERROR_NONE);
-            ChangeProfileSettings profiles[2]; // each run reads the profile of its own record
+            union {
+                GammaSettings gamma;
+                ChangeProfileSettings profile;
+            } settings[2]; // each run reads the profile of its own record
             Picture *records[2] = {input, inPlace};
             for (int i = 0; i < 2; i++) {
-                ChangeProfileSettingsDefault(&profiles[i]);
-                profiles[i].intent = c.intent;
-                profiles[i].sourceProfile = records[i]->profile;
-                profiles[i].sourceLength = records[i]->profileSize;
-                profiles[i].targetProfile = wide.data();
-                profiles[i].targetLength = (int)wide.size();
+                c.transform->defaults(&settings[i]);
+                if (c.transform == &GammaTransform) settings[i].gamma.factor = c.factor;
+                if (c.transform != &ChangeProfileTransform) continue;
+                c.transform->takeInput(&settings[i], records[i]);
+                settings[i].profile.intent = c.intent;
+                settings[i].profile.targetProfile = wide.data();
+                settings[i].profile.targetLength = (int)wide.size();
             }
-            ErrorCode applied, changed;
-            if (c.compute == nullptr) {
-                applied = ImageNegative(input, made);
-                changed = ImageNegative(inPlace, inPlace);
-            } else {
-                void *params = c.gamma;
-                void *params2 = c.gamma;
-                if (c.gamma == nullptr) {
-                    params = &profiles[0];
-                    params2 = &profiles[1];
-                }
-                applied = CliApply(input, c.compute, c.nothing, params, c.gamma != nullptr, made);
-                changed =
-                    CliApplyInPlace(inPlace, c.compute, c.nothing, params2, c.gamma != nullptr);
-            }
+            ErrorCode applied = TransformApply(c.transform, &settings[0], input, made);
+            ErrorCode changed = TransformApplyInPlace(c.transform, &settings[1], inPlace);
             EXPECT_EQ(changed, applied);
             if (applied == ERROR_NONE) {
                 ExpectImagesNear(made->image, inPlace->image, 0);

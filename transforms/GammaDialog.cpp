@@ -8,27 +8,17 @@
 #include "core/FormatString.h"
 #include "core/Helpers.h"
 #include "core/Memory.h"
-#include "core/Preferences.h"
-#include "shell/Shell.h"
-#include "shell/TransformDialogs.h"
 #include "transforms/GammaAdjust.h"
+#include "transforms/TransformDialogs.h"
 #include "ui/Controls.h"
-#include "ui/ImageWindow.h"
-#include "ui/ImageWindows.h"
 #include "ui/Transform.h"
+#include "ui/UiState.h"
 
 static const int GAMMA_CONTENT_WIDTH = 292; // pixels of the chooser, the list and the slider
 
 // What outlives one opening: the last settings and where the dialog stood.
 static GammaSettings GammaSaved;
-static Rect GammaPlacement;
-static int GammaUseDefaults = 1;
-
-static int GammaAccepts(int type)
-{
-    return type == TYPE_GRAY8 || type == TYPE_COLOR24 || type == TYPE_GRAY16 ||
-           type == TYPE_COLOR48;
-}
+static TransformDialogMemory GammaMemory = {&GammaSaved, {}, 1};
 
 static double GammaFactorOf(int position)
 {
@@ -39,11 +29,6 @@ static int GammaPositionOf(double factor)
 {
     int position = Round((log(factor) + 1.0) * 512.0);
     return position < 0 ? 0 : (position > SLIDER_POSITIONS ? SLIDER_POSITIONS : position);
-}
-
-static GammaSettings *GammaOf(WindowHandle dialog)
-{
-    return (GammaSettings *)PlatformGetWindowWord(dialog, WORD_POINTER);
 }
 
 // The two lines of text from the settings: input gamma times factor, and the factor.
@@ -61,14 +46,10 @@ static void GammaShowTexts(WindowHandle dialog, const GammaSettings *settings, i
     }
 }
 
-static const TransformDialogKind GAMMA_KIND = {
-    "Gamma Adjust", GammaCompute, 1, GAMMA_INPUT, nullptr, GammaChangesNothing, nullptr};
-
 // The dialog's own controls; the buttons are the shared handling's.
-static void GammaCommand(WindowHandle dialog, uintptr_t wParam)
+static void GammaCommand(WindowHandle dialog, void *state, uintptr_t wParam)
 {
-    GammaSettings *settings = GammaOf(dialog);
-    if (settings == nullptr) return;
+    GammaSettings *settings = (GammaSettings *)state;
     int id = (int)(wParam & 0xffff);
     uint32_t notification = (uint32_t)(wParam >> 16) & 0xffff;
     if (id == GAMMA_INPUT_GAMMA && notification == NOTIFY_CHANGED) {
@@ -81,64 +62,14 @@ static void GammaCommand(WindowHandle dialog, uintptr_t wParam)
     } else if (id == GAMMA_SLIDER && notification == NOTIFY_RELEASED) {
         settings->factor = GammaFactorOf(SliderPosition(dialog, GAMMA_SLIDER));
         GammaShowTexts(dialog, settings, 1);
-        RefreshPreview(settings, &GAMMA_KIND);
+        RefreshPreview(settings, &GammaDialog);
     }
 }
 
-static MessageResult GammaProcedure(WindowHandle dialog, uint32_t message, uintptr_t wParam,
-                                    intptr_t lParam)
+// Below the chooser: the input gamma's list, the two lines of text and the slider.
+static int GammaControls(WindowHandle dialog, void *state, int x, int y, int width)
 {
-    GammaSettings *settings = GammaOf(dialog);
-    if (TransformDialogMessage(dialog, message, wParam, lParam, &GAMMA_KIND, settings)) return 0;
-    switch (message) {
-    case MSG_COMMAND: GammaCommand(dialog, wParam); return 0;
-    case MSG_DESTROY:
-        if (settings != nullptr) GammaSaved = *settings;
-        PlatformGetWindowRect(dialog, &GammaPlacement);
-        GammaUseDefaults = 0;
-        MemoryFree(settings);
-        PlatformSetWindowWord(dialog, WORD_POINTER, 0);
-        return 0;
-    default: return PlatformDefaultProcedure(dialog, message, wParam, lParam);
-    }
-}
-
-ErrorCode OpenGammaDialog(WindowHandle input)
-{
-    if (DialogWindow != nullptr) {
-        PlatformActivateWindow(DialogWindow);
-        return ERROR_NONE;
-    }
-    const ImageWindow *record = input != nullptr ? WindowRecord(input) : nullptr;
-    if (record == nullptr || !GammaAccepts(record->picture.image.type)) return ERROR_ILLEGAL_TYPE;
-    // Shift held at opening starts afresh, as does a program that keeps no settings.
-    if (!Prefs.stickySettings || PlatformShiftDown()) GammaUseDefaults = 1;
-    GammaSettings *settings = (GammaSettings *)MemoryAlloc(sizeof(GammaSettings));
-    if (settings == nullptr) return ERROR_NO_MEMORY;
-    if (GammaUseDefaults)
-        GammaSettingsDefault(settings);
-    else
-        *settings = GammaSaved;
-
-    TransformTakeInput(input);
-    WindowHandle dialog = CreateDialogWindow("Gamma Adjust", 400, 200, KIND_GAMMA, 0);
-    if (dialog == nullptr) {
-        MemoryFree(settings);
-        return ERROR_NO_MEMORY;
-    }
-    PlatformSetWindowWord(dialog, WORD_POINTER, (intptr_t)settings);
-    // The dialog's own mark comes first: a refused close names the transformation.
-    MarkInUse(dialog, input, GAMMA_KIND.name, 1);
-
-    int x = Margin;
-    int y = Margin;
-    int buttonsRight = CreateTransformButtons(dialog, x, y);
-    int width = TransformDialogClientWidth(buttonsRight, GAMMA_CONTENT_WIDTH) - 2 * Margin;
-    y += ButtonHeight + Margin;
-    Rect chooser = {x, y, x + width, y + CHOOSER_HEIGHT};
-    InputChooserCreate(dialog, GAMMA_INPUT, &chooser, input, GammaAccepts);
-    y += CHOOSER_HEIGHT + Margin;
-
+    GammaSettings *settings = (GammaSettings *)state;
     char items[64];
     int used = 0;
     for (int i = 0; i < GAMMA_INPUT_COUNT; i++)
@@ -156,13 +87,9 @@ ErrorCode OpenGammaDialog(WindowHandle input)
     SliderCreate(dialog, GAMMA_SLIDER, &slider, GammaPositionOf(settings->factor));
     y += SliderHeight + Margin;
     GammaShowTexts(dialog, settings, 1);
-
-    TransformDialogShow(dialog, width + 2 * Margin, y,
-                        GammaUseDefaults ? nullptr : &GammaPlacement);
-    return ERROR_NONE;
+    return y;
 }
 
-void GammaDialogRegister(void)
-{
-    ChildKindRegister(KIND_GAMMA, GammaProcedure);
-}
+const TransformDialogKind GammaDialog = {
+    &GammaTransform, GAMMA_INPUT,  nullptr, GAMMA_CONTENT_WIDTH, sizeof(GammaSettings),
+    GammaControls,   GammaCommand, nullptr, &GammaMemory};

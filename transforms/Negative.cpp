@@ -55,6 +55,10 @@ ErrorCode NegativeCompute(const Image *source, Image *destination, Picture *pict
                           int sourceY, int zoom, int x0, int y0, int x1, int y1, int w, int h)
 {
     (void)picture; // what belongs to the picture besides pixels is copied by the caller
+    // A picture of no pixels has a height but no rows: its negative is another such picture.
+    if (source != nullptr && ImageIsPicture(source->type) && source->rows == nullptr && full)
+        return ImageAlloc(destination, source->type, source->width, source->height,
+                          source->resolution);
     return ComputeRows(&NEGATIVE_ROWS, source, destination, params, full, destinationWidth,
                        destinationHeight, sourceX, sourceY, zoom, x0, y0, x1, y1, w, h);
 }

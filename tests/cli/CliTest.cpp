@@ -101,6 +101,15 @@ TEST_F(Cli, GammaAgreesWithTheFormulaOnEveryLevel)
         int expected = (int)std::floor(std::pow(in[i] / 255.0, 0.45) * 255.0 + 0.5);
         ASSERT_EQ(out[i], expected) << "level " << (int)in[i];
     }
+    // Options may stand between and after the files, and "--" ends them.
+    const std::string ramp = "'" + Path("ramp.tif") + "'";
+    for (std::string line : {ramp + " --factor 0.45 'OUT'", ramp + " 'OUT' --factor 0.45",
+                             "--factor 0.45 -- " + ramp + " 'OUT'"}) {
+        SCOPED_TRACE(line);
+        line.replace(line.find("OUT"), 3, Path("moved.tif"));
+        ASSERT_EQ(RunCli("gamma " + line), 0);
+        EXPECT_EQ(TestReadFile(Path("moved.tif")), TestReadFile(Path("out.tif")));
+    }
 }
 
 TEST_F(Cli, ConvertGivesTheTypeAskedFor)
@@ -185,9 +194,29 @@ TEST_F(Cli, FailuresGiveTheMessageAndANonZeroStatus)
     EXPECT_EQ(RunCli("negative '" + Path("junk.tif") + "' '" + Path("out.tif") + "'", &errors), 1);
     EXPECT_NE(errors.find("vistel-cli: Problem reading TIFF file\n"), std::string::npos);
 
-    EXPECT_EQ(RunCli("gamma --factor -1 a.tif b.tif", &errors), 2);
-    EXPECT_EQ(RunCli("sharpen a.tif b.tif", &errors), 2);
-    EXPECT_EQ(RunCli("convert --to purple a.tif b.tif", &errors), 2);
+    // A command line it cannot use: the problem, then the verb's usage, and status 2.
+    struct Usage {
+        const char *line, *problem;
+    } usages[] = {
+        {"gamma --factor -1 a.tif b.tif",
+         "the gamma factor must be a number above 0 and at most 100"},
+        {"gamma a.tif b.tif", "gamma takes --factor F IN OUT"},
+        {"gamma --factor 2 a.tif", "gamma takes --factor F IN OUT"},
+        {"gamma a.tif b.tif --factor", "gamma takes --factor F IN OUT"},
+        {"sharpen a.tif b.tif", "unknown operation"},
+        {"convert --to purple a.tif b.tif", "unknown target type"},
+        {"convert --color a.tif b.tif", "unknown option --color; convert takes [--to TYPE] IN OUT"},
+        {"profile --intent 5 --to p.icc a.tif b.tif", "unknown rendering intent"},
+        {"negative a.tif b.tif --amount 50",
+         "negative has no Amount: it takes no --amount or --mask"},
+        {"negative --amount 150 a.tif b.tif",
+         "--amount takes a percentage P or LOW:HIGH, each from 0 to 100"},
+    };
+    for (const Usage &usage : usages) {
+        SCOPED_TRACE(usage.line);
+        EXPECT_EQ(RunCli(usage.line, &errors), 2);
+        EXPECT_EQ(errors.substr(0, errors.find('\n')), std::string("vistel-cli: ") + usage.problem);
+    }
     EXPECT_EQ(RunCli("negative a.tif b.xyz", &errors), 1);
     EXPECT_EQ(errors, "vistel-cli: Unknown file type\n");
 }
@@ -405,5 +434,24 @@ TEST(CliInPlace, GivesWhatApplyIntoANewPictureGives)
                 MemoryFree(record);
             }
         }
+    }
+}
+
+TEST(CliAmount, TakesOnePercentageOrARangeFromZeroToHundred)
+{
+    struct Case {
+        const char *text;
+        int ok;
+        double low, high;
+    } cases[] = {{"50", 1, 50, -1}, {"0:100", 1, 0, 100},  {"12.5:7", 1, 12.5, 7}, {"101", 0, 0, 0},
+                 {"-1", 0, 0, 0},   {"20:", 0, 0, 0},      {"20:130", 0, 0, 0},    {"a", 0, 0, 0},
+                 {"", 0, 0, 0},     {"10:20:30", 0, 0, 0}, {"nan", 0, 0, 0}};
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.text);
+        double low = -5, high = -5;
+        ASSERT_EQ(CliAmountParse(c.text, &low, &high), c.ok);
+        if (!c.ok) continue;
+        EXPECT_EQ(low, c.low);
+        EXPECT_EQ(high, c.high);
     }
 }

@@ -56,8 +56,8 @@ struct RowRun {
     int32_t samples;     // samples of a delivered row: width, or 3 width for color
     int32_t firstBit;    // bit of the first column within the first byte of a binary row
     void *state;         // what setup made for this run (tables, a transform); cleanup frees
-    // The row function setup chose: one delivered row in (binary as bytes 0 and 255, 16-bit
-    // samples reduced to 8 by nobody but the function itself) into one row of outputType.
+    // The row function setup chose: one delivered row (binary as bytes 0 and 255, 16-bit
+    // samples as they are, even for an 8-bit preview) into one row of outputType.
     void (*row)(const RowRun *run, const uint8_t *in, uint8_t *out);
 };
 

@@ -7,7 +7,6 @@
 
 #include "core/FormatString.h"
 #include "core/Helpers.h"
-#include "core/Memory.h"
 #include "transforms/GammaAdjust.h"
 #include "transforms/TransformDialogs.h"
 #include "ui/Controls.h"

@@ -206,7 +206,6 @@ TEST_F(Cli, FailuresGiveTheMessageAndANonZeroStatus)
         {"sharpen a.tif b.tif", "unknown operation"},
         {"convert --to purple a.tif b.tif", "unknown target type"},
         {"convert --color a.tif b.tif", "unknown option --color; convert takes [--to TYPE] IN OUT"},
-        {"profile --intent 5 --to p.icc a.tif b.tif", "unknown rendering intent"},
         {"negative a.tif b.tif --amount 50",
          "negative has no Amount: it takes no --amount or --mask"},
         {"negative --amount 150 a.tif b.tif",

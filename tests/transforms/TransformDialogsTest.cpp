@@ -305,13 +305,6 @@ TEST_F(TransformDialogs, ChangeColorProfileConvertsAndGivesTheResultItsTarget)
     EXPECT_EQ(WindowRecord(input)->picture.profile, nullptr);
 }
 
-TEST_F(TransformDialogs, ChangeColorProfileTakesOnlyColorPictures)
-{
-    WindowHandle input = MakePicture(TYPE_GRAY16, 10, 10);
-    EXPECT_EQ(TransformDialogOpen(&ChangeProfileDialog, input), ERROR_ILLEGAL_TYPE);
-    EXPECT_EQ(DialogWindow, nullptr);
-}
-
 // The editor's Apply and vistel-cli run the same compute functions on the same file: the
 // pixels come out identical.
 TEST_F(TransformDialogs, ApplyInTheEditorEqualsTheCommandLine)

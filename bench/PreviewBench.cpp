@@ -10,7 +10,8 @@
 #include "platform/headless/Headless.h"
 #include "shell/Commands.h"
 #include "shell/Shell.h"
-#include "shell/TransformDialogs.h"
+#include "transforms/GammaAdjust.h"
+#include "transforms/TransformDialogs.h"
 #include "ui/Controls.h"
 #include "ui/Display.h"
 #include "ui/ImageWindow.h"
@@ -58,7 +59,7 @@ static WindowHandle BenchPicture(int bits)
 static WindowHandle BenchOpen(benchmark::State &state, int bits)
 {
     WindowHandle picture = BenchPicture(bits);
-    if (picture == nullptr || OpenGammaDialog(picture) != ERROR_NONE) {
+    if (picture == nullptr || TransformDialogOpen(&GammaDialog, picture) != ERROR_NONE) {
         state.SkipWithError("the editor could not open the dialog");
         return nullptr;
     }

@@ -1,6 +1,8 @@
-// vistel-cli's commands. Each opens its input into a picture record as the editor does, runs
-// the very compute function of the dialog over the whole picture with full = 1, passes the
-// comments and the profile on as Apply does, and saves the result.
+// vistel-cli's commands. A verb of a transformation comes from its descriptor
+// (transforms/Transforms.h): its options are parsed from the descriptor's table into a
+// settings record, its input is opened into a picture record as the editor does, the very
+// compute function of the dialog runs over the whole picture with full = 1, the comments and
+// the profile pass on as Apply does, and the result is saved.
 #include "cli/Cli.h"
 #include "cli/CliCommon.h"
 
@@ -15,12 +17,12 @@
 #include "color/ProfileTransform.h"
 #include "core/Core.h"
 #include "core/FormatString.h"
+#include "core/Memory.h"
 #include "core/Text.h"
 #include "core/WholeImage.h"
 #include "files/CommentText.h"
 #include "files/FileType.h"
-#include "transforms/Convert.h"
-#include "transforms/GammaAdjust.h"
+#include "transforms/Transforms.h"
 
 // The quality of a JPEG save, as the save dialog offers it first.
 static const int CLI_JPEG_QUALITY = 97;
@@ -31,24 +33,32 @@ static void CliNotice(const char *title, const char *text)
     fprintf(stderr, "%s: %s\n", title, text);
 }
 
-static const char USAGE[] =
-    "usage: vistel-cli OPERATION [settings] INPUT OUTPUT\n"
+static const char USAGE_HEAD[] =
+    "usage: vistel-cli VERB [options] INPUT OUTPUT\n"
     "\n"
-    "  info FILE                         what Window Info shows about a picture\n"
-    "  gamma --factor F IN OUT           Gamma Adjust with exponent F\n"
-    "  convert [--to TYPE] IN OUT        Convert to binary, gray8, color24, gray16, color48;\n"
-    "                                    without --to, only the file format changes\n"
-    "  negative IN OUT                   the Negative command\n"
-    "  profile --to PROFILE.icc [--intent N] IN OUT\n"
-    "                                    Change Color Profile: pixels and profile\n"
+    "  info FILE                  what Window Info shows about a picture\n";
+
+static const char USAGE_TAIL[] =
     "  make-display-profile [options] OUT.icc\n"
-    "                                    an ICC display profile (see its --help)\n"
+    "                             an ICC display profile (see its --help)\n"
+    "\n"
+    "vistel-cli VERB --help describes a verb's options, which may stand anywhere among its\n"
+    "files.\n"
     "\n"
     "The output's extension names its format: .tif, .jpg, .png, .gif, .bmp, .tga, .pcx,\n"
     ".fit, .rle or .eps. A 16-bit picture saved in an 8-bit format is reduced first.\n"
     "\n"
     "An input that ends before its pixels do is refused; with --allow-partial, anywhere on\n"
     "the command line, it gives what it holds, the missing rows black, with a warning.\n";
+
+// The usage of every verb, the transformations' from their table.
+static void CliHelp(FILE *stream)
+{
+    fputs(USAGE_HEAD, stream);
+    for (int i = 0; i < TRANSFORM_COUNT; i++)
+        fprintf(stream, "  %-26s %s\n", TRANSFORMS[i]->verb, TRANSFORMS[i]->summary);
+    fputs(USAGE_TAIL, stream);
+}
 
 // Start-up of what the commands use: the core's tables and color, the notice hook that writes
 // what the work has to say on stderr, and the progress bar.
@@ -89,46 +99,6 @@ ErrorCode CliOpen(const char *path, Picture *picture)
     StrCopyLimit(path, picture->fileName, PATH_LENGTH - 1);
 done:
     if (result != ERROR_NONE) PictureFree(picture);
-    return result;
-}
-
-ErrorCode CliApply(const Picture *input, ComputeFunction compute, ChangesNothingFunction nothing,
-                   void *params, int inherit, Picture *made)
-{
-    ErrorCode result = ERROR_NONE;
-    const Image *source = &input->image;
-
-    PictureReset(made);
-    // Settings that change nothing copy the picture, as Apply does.
-    if (nothing != nullptr && nothing(params, source, 1))
-        result = ImageCopy(source, &made->image, 1);
-    else
-        result =
-            compute(source, &made->image, made, params, 1, source->width, source->height, 0, 0, 1,
-                    0, 0, source->width - 1, source->height - 1, source->width, source->height);
-    if (result != ERROR_NONE) goto done;
-    if (inherit) {
-        result = InheritProfile(input, made);
-        if (result != ERROR_NONE) goto done;
-    }
-    result = CopyImageExtras(input, made);
-done:
-    if (result != ERROR_NONE) PictureFree(made);
-    return result;
-}
-
-ErrorCode CliApplyInPlace(Picture *picture, ComputeFunction compute, ChangesNothingFunction nothing,
-                          void *params, int inherit)
-{
-    Image *image = &picture->image;
-    ErrorCode result = ERROR_NONE;
-    // Settings that change nothing leave the picture as it is.
-    if (nothing == nullptr || !nothing(params, image, 1))
-        result = compute(image, image, picture, params, 1, image->width, image->height, 0, 0, 1, 0,
-                         0, image->width - 1, image->height - 1, image->width, image->height);
-    // The picture is its own source: what a new picture would inherit, it has already, but
-    // for a profile that a picture of its type does not carry.
-    if (result == ERROR_NONE && inherit) result = InheritProfile(picture, picture);
     return result;
 }
 
@@ -202,15 +172,6 @@ ErrorCode CliSave(const char *path, int saveNumber, Picture *picture)
     return FileSave(path, saveNumber, picture, CLI_JPEG_QUALITY);
 }
 
-// Parses the target of convert.
-static int CliConvertTarget(const char *name)
-{
-    static const char *const NAMES[] = {"binary", "gray8", "color24", "gray16", "color48"};
-    for (int i = 0; i < 5; i++)
-        if (StrEqualNoCase(name, NAMES[i])) return i;
-    return -1;
-}
-
 int CliFail(ErrorCode code)
 {
     if (code != ERROR_FILE_DAMAGED) fprintf(stderr, "vistel-cli: %s\n", ErrorText(code));
@@ -247,89 +208,41 @@ int CliMain(int argc, char **argv)
 {
     ErrorCode result = CliInitialise();
     Picture input;
-    Picture output;
-    Picture *saved = &input; // what goes to the output file
-    GammaSettings gamma;
-    ConvertSettings convert;
+    const TransformDescriptor *transform;
     const char *operation;
-    const char *inputPath;
-    const char *outputPath;
-    const char *failedPath = nullptr; // the file a failure is about, when it names one
-    int first;                        // index of the first file argument
-    int saveNumber;
 
-    PictureReset(&input);
-    PictureReset(&output);
     if (result != ERROR_NONE) return CliFail(result);
     argc = CliTakeAllowPartial(argc, argv);
-    if (argc < 2) return CliUsage(nullptr, USAGE);
+    if (argc < 2) {
+        CliHelp(stderr);
+        return CLI_EXIT_USAGE;
+    }
     operation = argv[1];
     if (strcmp(operation, "--help") == 0 || strcmp(operation, "-h") == 0) {
-        fputs(USAGE, stdout);
+        CliHelp(stdout);
         return 0;
     }
     // vistel-cli keeps no settings store: it works with the color settings of a first start.
     InitColorSettings(nullptr);
-    if (strcmp(operation, "profile") == 0) return CliProfile(argc - 1, argv + 1);
     if (strcmp(operation, "make-display-profile") == 0)
         return CliMakeDisplayProfile(argc - 1, argv + 1);
     if (strcmp(operation, "info") == 0) {
-        if (argc != 3) return CliUsage("info takes one file", USAGE);
+        if (argc != 3) {
+            fprintf(stderr, "vistel-cli: info takes one file\n\n");
+            CliHelp(stderr);
+            return CLI_EXIT_USAGE;
+        }
         result = CliOpen(argv[2], &input);
         if (result != ERROR_NONE) return CliFail(result);
         CliPrintInfo(&input, argv[2]);
         PictureFree(&input);
         return 0;
     }
-
-    GammaSettingsDefault(&gamma);
-    ConvertSettingsDefault(&convert);
-    first = 2;
-    if (strcmp(operation, "gamma") == 0) {
-        char *end = nullptr;
-        if (argc != 6 || strcmp(argv[2], "--factor") != 0)
-            return CliUsage("gamma takes --factor F IN OUT", USAGE);
-        gamma.factor = strtod(argv[3], &end);
-        if (end == argv[3] || *end != 0 || !(gamma.factor > 0.0) || gamma.factor > 100.0)
-            return CliUsage("the gamma factor must be a number above 0 and at most 100", USAGE);
-        first = 4;
-    } else if (strcmp(operation, "convert") == 0) {
-        if (argc == 6 && strcmp(argv[2], "--to") == 0) {
-            convert.target = CliConvertTarget(argv[3]);
-            if (convert.target < 0) return CliUsage("unknown target type", USAGE);
-            first = 4;
-        } else if (argc == 4) {
-            convert.target = -1; // the picture as it is, in another format
-        } else {
-            return CliUsage("convert takes [--to TYPE] IN OUT", USAGE);
-        }
-    } else if (strcmp(operation, "negative") == 0) {
-        if (argc != 4) return CliUsage("negative takes IN OUT", USAGE);
-    } else {
-        return CliUsage("unknown operation", USAGE);
+    transform = TransformByVerb(operation);
+    if (transform == nullptr) {
+        fprintf(stderr, "vistel-cli: unknown operation\n\n");
+        CliHelp(stderr);
+        return CLI_EXIT_USAGE;
     }
-    inputPath = argv[first];
-    outputPath = argv[first + 1];
-    saveNumber = CliSaveNumber(outputPath);
-    if (saveNumber == FILE_SAVE_NONE) return CliFail(ERROR_UNKNOWN_FILE_TYPE);
-
-    result = CliOpen(inputPath, &input);
-    if (result != ERROR_NONE) goto done;
-    // Gamma Adjust and Negative change each sample where it stands, so the input's own
-    // picture takes the result: the input is never shown again, and one picture is held.
-    if (strcmp(operation, "gamma") == 0)
-        result = CliApplyInPlace(&input, GammaCompute, GammaChangesNothing, &gamma, 1);
-    else if (strcmp(operation, "convert") == 0 && convert.target >= 0) {
-        result = CliApply(&input, ConvertCompute, ConvertChangesNothing, &convert, 1, &output);
-        saved = &output; // a picture of its own
-    } else if (strcmp(operation, "negative") == 0)
-        result = ImageNegative(&input, &input);
-    if (result != ERROR_NONE) goto done;
-    result = CliSave(outputPath, saveNumber, saved);
-    if (result != ERROR_NONE) failedPath = outputPath; // the messages of a save name no file
-done:
-    PictureFree(&output);
-    PictureFree(&input);
-    if (result == ERROR_NONE) return 0;
-    return failedPath != nullptr ? CliFailFile(result, failedPath) : CliFail(result);
+    return CliVerb(transform, argc - 2, argv + 2);
 }

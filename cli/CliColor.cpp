@@ -1,7 +1,4 @@
-// vistel-cli's color operations. "profile" opens a picture with its comments and embedded
-// profile as the editor does, runs Change Color Profile's compute function over the whole of
-// it as Apply does, and saves it with the new profile embedded. "make-display-profile" writes
-// the profile a display calibration would.
+// vistel-cli's "make-display-profile": writes the profile a display calibration would.
 #include "cli/CliColor.h"
 
 #include <cstdio>
@@ -15,85 +12,10 @@
 #include "core/Memory.h"
 #include "core/Text.h"
 #include "files/FileType.h"
-#include "transforms/ChangeProfile.h"
-
-static const char PROFILE_USAGE[] =
-    "usage: vistel-cli profile --to PROFILE.icc [--intent N] IN OUT\n"
-    "  N is a rendering intent, by number or label:\n"
-    "    0 \"Maintain Full Gamut\"  1 \"Preserve Saturation\"  2 \"Preserve Identical Colors\"\n"
-    "    3 \"Preserve Identical Colors and White Point\"\n"
-    "    4 \"Preserve Identical Colors + Black Point Compensation\"\n";
 
 static const char DISPLAY_USAGE[] =
     "usage: vistel-cli make-display-profile [--description TEXT] [--gamma G] [--white X Y Z]\n"
     "       [--red X Y Z] [--green X Y Z] [--blue X Y Z] [--curves FILE] OUT.icc\n";
-
-// The intent of an argument: its index 0 to 4, or its label but for case; -1 for neither.
-static int CliIntent(const char *text)
-{
-    for (int i = 0; i < COLOR_INTENT_COUNT; i++)
-        if (StrEqualNoCase(text, COLOR_INTENT_LABELS[i])) return i;
-    char *end = nullptr;
-    long index = strtol(text, &end, 10);
-    if (end == text || *end != 0 || index < 0 || index >= COLOR_INTENT_COUNT) return -1;
-    return (int)index;
-}
-
-int CliProfile(int argc, char **argv)
-{
-    ErrorCode result = ERROR_NONE;
-    ChangeProfileSettings settings;
-    Picture input;
-    uint8_t *target = nullptr;
-    int targetLength = 0;
-    const char *targetPath = nullptr;
-    const char *failedPath = nullptr; // the file a failure is about, when it names one
-    int intent = COLOR_INTENT_FULL_GAMUT;
-    int saveNumber;
-    int at = 1;
-
-    PictureReset(&input);
-    while (at < argc - 2) {
-        if (strcmp(argv[at], "--to") == 0 && at + 1 < argc - 2) {
-            targetPath = argv[at + 1];
-        } else if (strcmp(argv[at], "--intent") == 0 && at + 1 < argc - 2) {
-            intent = CliIntent(argv[at + 1]);
-            if (intent < 0) return CliUsage("unknown rendering intent", PROFILE_USAGE);
-        } else {
-            return CliUsage("profile takes --to PROFILE.icc [--intent N] IN OUT", PROFILE_USAGE);
-        }
-        at += 2;
-    }
-    if (targetPath == nullptr || at != argc - 2)
-        return CliUsage("profile takes --to PROFILE.icc [--intent N] IN OUT", PROFILE_USAGE);
-    saveNumber = CliSaveNumber(argv[argc - 1]);
-    if (saveNumber == FILE_SAVE_NONE) return CliFail(ERROR_UNKNOWN_FILE_TYPE);
-
-    result = ProfileFileRead(targetPath, &target, &targetLength);
-    if (result != ERROR_NONE) goto done;
-    result = CliOpen(argv[argc - 2], &input);
-    if (result != ERROR_NONE) goto done;
-
-    // Image data and profile change together, as the dialog's first choice does.
-    ChangeProfileSettingsDefault(&settings);
-    settings.change = CHANGE_PROFILE_DATA_AND_PROFILE;
-    settings.intent = intent;
-    settings.sourceProfile = input.profile;
-    settings.sourceLength = input.profileSize;
-    settings.targetProfile = target;
-    settings.targetLength = targetLength;
-    // The pixels change where they stand, and the compute function gives the picture its new
-    // profile itself, once the transform holds what it needs of the old one.
-    result = CliApplyInPlace(&input, ChangeProfileCompute, nullptr, &settings, 0);
-    if (result != ERROR_NONE) goto done;
-    result = CliSave(argv[argc - 1], saveNumber, &input);
-    if (result != ERROR_NONE) failedPath = argv[argc - 1]; // the messages of a save name no file
-done:
-    PictureFree(&input);
-    MemoryFree(target);
-    if (result == ERROR_NONE) return 0;
-    return failedPath != nullptr ? CliFailFile(result, failedPath) : CliFail(result);
-}
 
 // Three XYZ numbers from argv[at..at + 2] in s15Fixed16 form; 0 when they are not numbers
 // that form can hold.

@@ -1,10 +1,12 @@
-// What the commands of vistel-cli share: opening a picture file, running a compute function
-// over it as Apply does, saving by the output's extension, and the exit statuses with their
+// What the commands of vistel-cli share: opening a picture file, the verbs of the
+// transformations, saving by the output's extension, and the exit statuses with their
 // messages on stderr. The commands hold their pictures themselves, as Picture records.
 #pragma once
 
-#include "core/Compute.h"
+#include <cstdio>
+
 #include "core/Picture.h"
+#include "transforms/TransformDescriptor.h"
 
 constexpr int CLI_EXIT_FAILED = 1; // the work failed; its message is on stderr
 constexpr int CLI_EXIT_USAGE = 2;  // the command line could not be used
@@ -13,26 +15,6 @@ constexpr int CLI_EXIT_USAGE = 2;  // the command line could not be used
 // profile; the caller frees it with PictureFree. A file that ends before its pixels do is
 // said on stderr, and gives ERROR_FILE_DAMAGED unless --allow-partial was given.
 ErrorCode CliOpen(const char *path, Picture *picture);
-
-// Runs compute over the whole picture into made (reset here; the caller frees it), as Apply
-// does: settings for which nothing (when given) says they change nothing copy the picture
-// instead; the comments pass on, and with inherit set the profile follows the rules of a new
-// picture (a transformation that sets the result's profile itself passes 0). On failure made
-// holds nothing.
-ErrorCode CliApply(const Picture *input, ComputeFunction compute, ChangesNothingFunction nothing,
-                   void *params, int inherit, Picture *made);
-
-// Runs compute over the whole of picture as CliApply does, but with the picture's own image
-// as source and destination, so that a run holds one picture instead of two; the
-// input is never shown again. Only for a compute function whose result has the source's type
-// and size and whose row loop reads a source row and then writes that same row, each sample
-// at the place it was read from (Gamma Adjust, Change Color Profile): at zoom 1 the row
-// reader and writer both hand out the picture's own rows, so nothing is overwritten before it
-// is read. Settings that change nothing leave the picture alone. With inherit set the profile
-// follows the rules of a new picture. A failure leaves the picture half changed, and the
-// caller saves nothing.
-ErrorCode CliApplyInPlace(Picture *picture, ComputeFunction compute, ChangesNothingFunction nothing,
-                          void *params, int inherit);
 
 // The save type an output path's extension names, or FILE_SAVE_NONE.
 int CliSaveNumber(const char *path);
@@ -56,3 +38,16 @@ void CliProgressInstall(void);
 
 // Prints the problem (if any) and usage on stderr and returns CLI_EXIT_USAGE.
 int CliUsage(const char *problem, const char *usage);
+
+// Runs the verb of a transformation on its command line (argv[0] is the first word after the
+// verb): VERB [options] IN OUT, options anywhere among the files. Returns 0, 1 after
+// "vistel-cli: <message>" on stderr for a failure of the work, or 2 after the problem and the
+// verb's help for a command line it cannot use. --help prints the verb's help on stdout.
+int CliVerb(const TransformDescriptor *transform, int argc, char **argv);
+
+// The verb's help: its usage line, its summary, and a line for each option of its table.
+void CliVerbHelp(const TransformDescriptor *transform, FILE *stream);
+
+// The value of --amount: "P" gives low P and high -1, "LOW:HIGH" both; each a percentage
+// from 0 to 100. Returns 1 when text is one of them, else 0.
+int CliAmountParse(const char *text, double *low, double *high);

@@ -40,3 +40,48 @@ ErrorCode ComputePrepareDestination(const Image *source, Image *destination, int
                                     int destinationWidth, int destinationHeight, int sourceX,
                                     int sourceY, int zoom, int x0, int y0, int x1, int y1, int w,
                                     int h);
+
+// The skeleton of a transformation that works a row at a time: the type check, the output
+// type, the destination, the row reader and writer, progress or the wait cursor, and the
+// clean-up are ComputeRows's; a transformation gives what differs in a RowTransform. Its row
+// function is chosen once per run by its setup, so that no row asks again which types and
+// depths it works between.
+struct RowRun {
+    const Image *source; // the picture read; not owned
+    const void *params;  // the transformation's settings
+    int32_t full;        // the compute function's full argument
+    int32_t zoom;        // the compute function's zoom argument
+    int32_t outputType;  // the type of the destination
+    int32_t width;       // pixels of a delivered row
+    int32_t samples;     // samples of a delivered row: width, or 3 width for color
+    int32_t firstBit;    // bit of the first column within the first byte of a binary row
+    void *state;         // what setup made for this run (tables, a transform); cleanup frees
+    // The row function setup chose: one delivered row (binary as bytes 0 and 255, 16-bit
+    // samples as they are, even for an 8-bit preview) into one row of outputType.
+    void (*row)(const RowRun *run, const uint8_t *in, uint8_t *out);
+};
+
+struct RowTransform {
+    const char *title;     // the progress window's title
+    int32_t progressScale; // the bar counts to progressScale h - 1; 1 for all but Gamma Adjust
+    // The destination's type for a source of sourceType at this depth into *outputType, or
+    // the code that refuses the call (ERROR_ILLEGAL_TYPE for a type it does not take). Null:
+    // ComputeOutputType, refusing what that calls TYPE_EMPTY.
+    ErrorCode (*output)(const void *params, int sourceType, int full, int *outputType);
+    // Once per run, before the destination is touched: sets run->row and may set run->state.
+    // A failure ends the run with its code.
+    ErrorCode (*setup)(RowRun *run);
+    // Frees what setup made; called whenever setup was, even when it failed. May be null.
+    void (*cleanup)(RowRun *run);
+};
+
+// Runs transform with the arguments of a compute function (see ComputeFunction): each row is
+// read before the row at its place is written, so a compute function over ComputeRows may
+// be given one picture as source and destination at full depth when its row function reads
+// every sample before writing the one at its place. Returns the codes of output and setup,
+// ERROR_INTERNAL_1 for arguments that do not fit the pictures, ERROR_NO_MEMORY, or
+// ERROR_ABORTED with the rows done so far.
+ErrorCode ComputeRows(const RowTransform *transform, const Image *source, Image *destination,
+                      const void *params, int full, int destinationWidth, int destinationHeight,
+                      int sourceX, int sourceY, int zoom, int x0, int y0, int x1, int y1, int w,
+                      int h);

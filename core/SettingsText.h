@@ -5,7 +5,7 @@
 // then lines of a key and its values; then a line "end". Lines end in "\r\n" when written
 // and in either ending when read. A reader is a loop over SettingsReadLine that compares
 // the first token with its keys by SettingsKeyIs and parses the rest with ParseInteger and
-// ParseReal; see transforms/Curve.cpp (ReadCurveFile) for a complete one:
+// ParseReal; see transforms/CurveFile.cpp (CurveFileRead) for a complete one:
 //
 //     if (SettingsReadHeader(file, "Curve")) return ERROR_ILLEGAL_CURVE_FILE;
 //     for (;;) {

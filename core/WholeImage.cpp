@@ -1,4 +1,4 @@
-// Operations on a whole picture: Copy and Negative with everything that belongs to the
+// Operations on a whole picture: Copy with everything that belongs to the
 // picture, reduction of 16-bit pictures to 8 bits, the area of a mask, and the antialiased
 // disc and rectangle that tools and page code draw with.
 //
@@ -12,67 +12,16 @@
 #include "core/Helpers.h"
 #include "core/Progress.h"
 
-// The shared tail of Copy and Negative: the destination gets a copy of the source's profile,
-// its comments, its origin and its file type.
-static ErrorCode WindowCopyBelongings(const Picture *source, Picture *destination)
-{
-    if (source == destination) return ERROR_NONE; // worked in place: they are its own
-    ErrorCode result = CopyImageProfile(source, destination);
-    if (result != ERROR_NONE) return result;
-    return CopyImageExtras(source, destination);
-}
-
 ErrorCode WindowCopy(const Picture *source, Picture *destination)
 {
     if (!ImageIsPicture(source->image.type)) return ERROR_ILLEGAL_TYPE;
     // ImageCopy shows "Copy" progress from PROGRESS_PIXELS on, else the wait cursor.
     ErrorCode result = ImageCopy(&source->image, &destination->image, 1);
     if (result != ERROR_NONE) return result; // an aborted copy is thrown away anyway
-    return WindowCopyBelongings(source, destination);
-}
-
-// A row of the picture inverted into out: bits and bytes, padding too, for types 1, 2, 3; 65535 - s
-// for the 16-bit samples of types 6 and 7.
-static void NegativeRow(const Image *image, const uint8_t *in, uint8_t *out)
-{
-    if (image->type == TYPE_GRAY16 || image->type == TYPE_COLOR48) {
-        int count = image->type == TYPE_GRAY16 ? image->width : 3 * image->width;
-        const uint16_t *in16 = (const uint16_t *)in;
-        uint16_t *out16 = (uint16_t *)out;
-        for (int i = 0; i < count; i++)
-            out16[i] = (uint16_t)(65535 - in16[i]);
-        return;
-    }
-    for (int i = 0; i < image->rowBytes; i++)
-        out[i] = (uint8_t)~in[i];
-}
-
-ErrorCode ImageNegative(const Picture *source, Picture *destination)
-{
-    const Image *picture = &source->image;
-    Image *negative = &destination->image;
-    if (!ImageIsPicture(picture->type)) return ERROR_ILLEGAL_TYPE;
-    ErrorCode result =
-        ImageAlloc(negative, picture->type, picture->width, picture->height, picture->resolution);
+    // The copy gets the source's profile, its comments, its origin and its file type.
+    result = CopyImageProfile(source, destination);
     if (result != ERROR_NONE) return result;
-
-    // A picture of no pixels has a height but no rows to walk.
-    int rows = picture->rows != nullptr ? picture->height : 0;
-    int showProgress = (int64_t)picture->width * picture->height >= PROGRESS_PIXELS;
-    if (showProgress)
-        ProgressOpen(0, picture->height - 1, "Negative", 1);
-    else
-        SetWaitCursor();
-    for (int y = 0; y < rows; y++) {
-        NegativeRow(picture, picture->rows[y], negative->rows[y]);
-        if (showProgress && (result = ProgressStep(y)) != ERROR_NONE) break;
-    }
-    if (showProgress)
-        ProgressClose();
-    else
-        SetArrowCursor();
-    if (result != ERROR_NONE) return result;
-    return WindowCopyBelongings(source, destination);
+    return CopyImageExtras(source, destination);
 }
 
 // Both reductions: every 16-bit sample through Depth16To8 into a new picture of outputType.

@@ -1,5 +1,5 @@
 // Operations on a whole picture that need no settings: copy with everything that belongs to
-// the picture, negative, reduction to 8 bits, mask area, and two antialiased fills.
+// the picture, reduction to 8 bits, mask area, and two antialiased fills.
 #pragma once
 
 #include "core/Errors.h"
@@ -10,11 +10,6 @@
 // titled "Copy" from 100000 pixels on. ERROR_ILLEGAL_TYPE for a record without a picture;
 // ERROR_ABORTED leaves the rows copied so far, and the caller throws the new picture away.
 ErrorCode WindowCopy(const Picture *source, Picture *destination);
-
-// The Negative command: inverted samples, the profile and the extras into destination, with
-// progress titled "Negative". Codes as for WindowCopy. Source and destination may be one
-// picture (vistel-cli), which is then inverted in place.
-ErrorCode ImageNegative(const Picture *source, Picture *destination);
 
 // A 16-bit picture to its 8-bit type through Depth16To8, into a record other than the
 // source; progress titled "Convert to 8-bit" only when showProgress is set.
@@ -28,8 +23,7 @@ double MaskArea(const Image *image);
 
 // An antialiased filled circle of color (red, green, blue bytes), centre and radius in
 // pixels with y a row index. Types 2, 3, 6, 7; gray pictures take the largest channel.
-void DrawDisc(Image *image, double centerX, double centerY, double radius,
-              const uint8_t color[3]);
+void DrawDisc(Image *image, double centerX, double centerY, double radius, const uint8_t color[3]);
 
 // An antialiased filled rectangle with bounds in inches from the picture's left and top
 // edges. 8-bit gray and color pictures.

@@ -7,15 +7,17 @@
 #include "shell/Commands.h"
 
 #include "core/Image.h"
+#include "core/Memory.h"
 #include "core/Progress.h"
 #include "core/WholeImage.h"
 #include "shell/Dialogs.h"
 #include "shell/FileFlow.h"
 #include "shell/Preferences.h"
 #include "shell/Shell.h"
-#include "shell/TransformDialogs.h"
 #include "shell/Undo.h"
 #include "shell/WindowInfo.h"
+#include "transforms/TransformDialogs.h"
+#include "transforms/Transforms.h"
 #include "ui/ImageWindows.h"
 #include "ui/MessageBox.h"
 #include "ui/ProgressWindow.h"
@@ -286,23 +288,37 @@ void BringDialogsToTop(void)
 // ---------------------------------------------------------------------------------------
 // Commands that make pictures.
 
-// Copy and Negative: a new window beside the active picture, with its zoom, shown as
+// Copy (transform null) and the transformations without a dialog (Negative), with their
+// default settings: a new window beside the active picture, with its zoom, shown as
 // modified. A failure takes the new window away again.
-static void WholeImageCommand(int id)
+static void WholeImageCommand(const TransformDescriptor *transform)
 {
     WindowHandle sourceWindow = ActiveWindow;
     const ImageWindow *source = ActiveImage();
     if (source == nullptr || !ImageIsPicture(source->picture.image.type)) return;
+    void *settings = nullptr;
+    if (transform != nullptr) {
+        settings = MemoryAllocZero(transform->settingsSize + 1); // + 1: a record may be empty
+        if (settings == nullptr) {
+            ShowError(ERROR_NO_MEMORY);
+            return;
+        }
+        transform->defaults(settings);
+    }
     WindowHandle window = nullptr;
+    int id = transform != nullptr ? transform->command : COMMAND_COPY;
     ErrorCode result = NewImageWindow(sourceWindow, &window, -1, -1, id);
     if (result != ERROR_NONE) {
+        MemoryFree(settings);
         ShowError(result);
         return;
     }
     ImageWindow *destination = WindowRecord(window);
     SetWaitCursor();
-    result = id == COMMAND_COPY ? WindowCopy(&source->picture, &destination->picture)
-                                : ImageNegative(&source->picture, &destination->picture);
+    result = transform == nullptr
+                 ? WindowCopy(&source->picture, &destination->picture)
+                 : TransformApply(transform, settings, &source->picture, &destination->picture);
+    MemoryFree(settings);
     SetArrowCursor();
     if (result != ERROR_NONE) {
         PlatformDestroyWindow(window);
@@ -422,14 +438,18 @@ int FrameCommand(uintptr_t wParam, intptr_t lParam)
     case COMMAND_TILE: TileWindows(); return 1;
     case COMMAND_CLOSE_ALL: CloseAllWindows(); return 1;
     case COMMAND_BRING_DIALOGS: BringDialogsToTop(); return 1;
-    case COMMAND_COPY:
-    case COMMAND_NEGATIVE: WholeImageCommand(id); return 1;
-    case COMMAND_GAMMA: ShowIfFailed(OpenGammaDialog(ActiveWindow)); return 1;
-    case COMMAND_CONVERT: ShowIfFailed(OpenConvertDialog(ActiveWindow)); return 1;
-    case COMMAND_CHANGE_PROFILE: ShowIfFailed(OpenChangeProfileDialog(ActiveWindow)); return 1;
+    case COMMAND_COPY: WholeImageCommand(nullptr); return 1;
     case COMMAND_ABOUT:
         ShowMessage("About Vistel", "%s\nA photographic image editor.", FRAME_TITLE);
         return 1;
-    default: return 0;
+    default: break;
     }
+    // A transformation's command opens its dialog, or works at once on the whole picture.
+    const TransformDescriptor *transform = TransformByCommand(id);
+    if (transform == nullptr) return 0;
+    if (TransformDialogByKind(transform->kind) != nullptr)
+        ShowIfFailed(TransformDialogOpenByCommand(id, ActiveWindow));
+    else
+        WholeImageCommand(transform);
+    return 1;
 }

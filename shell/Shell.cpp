@@ -17,9 +17,10 @@
 #include "shell/Commands.h"
 #include "shell/FileFlow.h"
 #include "shell/Preferences.h"
-#include "shell/TransformDialogs.h"
 #include "shell/Undo.h"
 #include "shell/WindowInfo.h"
+#include "transforms/TransformDialogs.h"
+#include "transforms/Transforms.h"
 #include "ui/Controls.h"
 #include "ui/DialogLayout.h"
 #include "ui/Display.h"
@@ -92,16 +93,18 @@ ErrorCode Initialise(void)
     TransformRegister();
     ControlsRegister();
     AmountControlRegister();
-    GammaDialogRegister();
-    ConvertDialogRegister();
-    ChangeProfileDialogRegister();
+    TransformDialogsRegister();
     ChildKindRegister(KIND_SPLASH, SplashProcedure);
     WindowInfoRegister();
     return ERROR_NONE;
 }
 
-// The frame's menu. Commands that belong to windows not written yet (the transformations,
-// New, Print) join it with their dialogs; the class table of UpdateMenus already knows them.
+// Where the transformations' commands stand in FRAME_MENU: each MENU_* place of their
+// descriptors has its marker, which the menu bar replaces by the place's commands.
+constexpr int MENU_MARKER = -100; // MENU_MARKER - place
+
+// The frame's menu. Commands that belong to windows not written yet (New, Print) join it
+// with their dialogs; the class table of UpdateMenus already knows them.
 static const MenuItem FRAME_MENU[] = {
     {-1, "&File", 0},
     {COMMAND_OPEN, "&Open...\tCtrl+O", 1},
@@ -135,11 +138,9 @@ static const MenuItem FRAME_MENU[] = {
     {COMMAND_ZOOM_FIT, "Zoom Out to &Fit Screen", 1},
     {-1, "&Image", 0},
     {COMMAND_COPY, "&Copy", 1},
-    {COMMAND_NEGATIVE, "&Negative", 1},
+    {MENU_MARKER - MENU_IMAGE_WHOLE, "", 1},
     {0, "", 1},
-    {COMMAND_GAMMA, "&Gamma Adjust...", 1},
-    {COMMAND_CONVERT, "Con&vert...", 1},
-    {COMMAND_CHANGE_PROFILE, "Change Color &Profile...", 1},
+    {MENU_MARKER - MENU_IMAGE_DIALOG, "", 1},
     {-1, "&Mask", 0},
     {COMMAND_MASK_NEW, "&New", 1},
     {0, "", 1}, // the candidates of the active picture come after it
@@ -152,6 +153,25 @@ static const MenuItem FRAME_MENU[] = {
     {COMMAND_ABOUT, "&About Vistel", 1},
     {0, nullptr, 0},
 };
+
+// FRAME_MENU with the transformations' commands in their places, for the menu bar.
+static MenuItem FrameMenu[sizeof FRAME_MENU / sizeof FRAME_MENU[0] + 64];
+
+static void FrameMenuBuild(void)
+{
+    const int capacity = (int)(sizeof FrameMenu / sizeof FrameMenu[0]) - 1;
+    int count = 0;
+    for (const MenuItem *item = FRAME_MENU; item->label != nullptr; item++) {
+        if (item->id > MENU_MARKER - 10 && item->id <= MENU_MARKER) {
+            for (int i = 0; i < TRANSFORM_COUNT && count < capacity; i++)
+                if (TRANSFORMS[i]->menuPlace == MENU_MARKER - item->id)
+                    FrameMenu[count++] = {TRANSFORMS[i]->command, TRANSFORMS[i]->menuLabel, 1};
+        } else if (count < capacity) {
+            FrameMenu[count++] = *item;
+        }
+    }
+    FrameMenu[count] = {0, nullptr, 0};
+}
 
 ErrorCode CreateFrame(void)
 {
@@ -169,7 +189,8 @@ ErrorCode CreateFrame(void)
                             0};
     if (PlatformCreateWindow(&request) == nullptr) return ERROR_NO_MEMORY;
     PlatformSetWorkspaceColor(DisplayWorkspaceColor());
-    PlatformSetMenu(FRAME_MENU);
+    FrameMenuBuild();
+    PlatformSetMenu(FrameMenu);
     RecentFilesMenuUpdate();
     PlatformShowWindow(FrameWindow, SHOW_MAXIMIZED);
     return ERROR_NONE;

@@ -4,14 +4,14 @@
 // engine.
 #include "transforms/ChangeProfile.h"
 
+#include <cstddef>
 #include <cstring>
 
 #include "color/ColorSettings.h"
 #include "color/ProfileTransform.h"
+#include "color/Profiles.h"
 #include "core/Image.h"
 #include "core/Picture.h"
-#include "core/Progress.h"
-#include "core/RowReader.h"
 #include "core/Text.h"
 
 const char *const CHANGE_PROFILE_LABELS[CHANGE_PROFILE_CHOICES] = {
@@ -40,101 +40,121 @@ const uint8_t *ChangeProfileResultProfile(const void *params, int *length)
 }
 
 // One row unchanged, but for a 48-bit source into a 24-bit preview.
-static void ChangeProfileCopyRow(const uint8_t *in, uint8_t *out, int samples, int sourceType,
-                                 int outputType)
+static void ChangeProfileCopyRow(const RowRun *run, const uint8_t *in, uint8_t *out)
 {
-    if (sourceType == TYPE_COLOR48 && outputType == TYPE_COLOR24) {
+    if (run->source->type == TYPE_COLOR48 && run->outputType == TYPE_COLOR24) {
         const uint16_t *wide = (const uint16_t *)in;
-        for (int i = 0; i < samples; i++)
+        for (int i = 0; i < run->samples; i++)
             out[i] = Depth16To8[wide[i]];
     } else if (in != out) {
-        memcpy(out, in, (size_t)samples * (sourceType == TYPE_COLOR48 ? 2 : 1));
+        memcpy(out, in, (size_t)run->samples * (run->source->type == TYPE_COLOR48 ? 2 : 1));
     }
 }
+
+// The engine converts a pixel before it writes it, and in and out pixels have one size at
+// full, so vistel-cli may give one picture as source and destination.
+static void ChangeProfileTransformRow(const RowRun *run, const uint8_t *in, uint8_t *out)
+{
+    ProfileTransformRow(run->state, in, out, run->width);
+}
+
+static ErrorCode ChangeProfileOutput(const void *params, int sourceType, int full, int *outputType)
+{
+    (void)params;
+    if (sourceType != TYPE_COLOR24 && sourceType != TYPE_COLOR48) return ERROR_ILLEGAL_TYPE;
+    *outputType = ComputeOutputType(sourceType, full);
+    return ERROR_NONE;
+}
+
+// The transform of this run, unless only the setting changes.
+static ErrorCode ChangeProfileSetup(RowRun *run)
+{
+    const ChangeProfileSettings *settings = (const ChangeProfileSettings *)run->params;
+    char kind[8];
+    run->row = ChangeProfileCopyRow;
+    if (settings->change == CHANGE_PROFILE_SETTING_ONLY) return ERROR_NONE;
+    // A scanner profile describes a device's input only: no pixels can be made for it.
+    ProfileClass(settings->targetProfile, settings->targetLength, kind, sizeof kind);
+    if (strcmp(kind, "scnr") == 0) return ERROR_SCANNER_PROFILE;
+    if (settings->targetProfile == nullptr || settings->targetLength <= 0)
+        return ERROR_TARGET_PROFILE_REQUIRED;
+    run->row = ChangeProfileTransformRow;
+    return ProfileTransformMake(settings->sourceProfile, settings->sourceLength,
+                                settings->targetProfile, settings->targetLength, run->source->type,
+                                run->outputType, settings->intent, &run->state);
+}
+
+static void ChangeProfileCleanup(RowRun *run)
+{
+    ProfileTransformFree(&run->state);
+}
+
+static const RowTransform CHANGE_PROFILE_ROWS = {"Change Color Profile", 1, ChangeProfileOutput,
+                                                 ChangeProfileSetup, ChangeProfileCleanup};
 
 ErrorCode ChangeProfileCompute(const Image *source, Image *destination, Picture *picture,
                                void *params, int full, int destinationWidth, int destinationHeight,
                                int sourceX, int sourceY, int zoom, int x0, int y0, int x1, int y1,
                                int w, int h)
 {
-    const ChangeProfileSettings *settings = (const ChangeProfileSettings *)params;
-    ErrorCode result = ERROR_NONE;
-    RowReader reader;
-    RowWriter writer;
-    void *transform = nullptr;
-    char kind[8];
-    int changesData = settings->change != CHANGE_PROFILE_SETTING_ONLY;
-    int outputType;
-    int showProgress = 0;
-    int waitCursor = 0;
-
-    // Reset before anything can fail, so that the exit may close both unconditionally.
-    RowReaderReset(&reader);
-    RowWriterReset(&writer);
-
-    if (source == nullptr || (source->type != TYPE_COLOR24 && source->type != TYPE_COLOR48)) {
-        result = ERROR_ILLEGAL_TYPE;
-        goto done;
-    }
-    outputType = ComputeOutputType(source->type, full);
-    if (changesData) {
-        // A scanner profile describes a device's input only: no pixels can be made for it.
-        ProfileClass(settings->targetProfile, settings->targetLength, kind, sizeof kind);
-        if (strcmp(kind, "scnr") == 0) {
-            result = ERROR_SCANNER_PROFILE;
-            goto done;
-        }
-        if (settings->targetProfile == nullptr || settings->targetLength <= 0) {
-            result = ERROR_TARGET_PROFILE_REQUIRED;
-            goto done;
-        }
-        result = ProfileTransformMake(settings->sourceProfile, settings->sourceLength,
-                                      settings->targetProfile, settings->targetLength, source->type,
-                                      outputType, settings->intent, &transform);
-        if (result != ERROR_NONE) goto done;
-    }
-
-    result =
-        ComputePrepareDestination(source, destination, outputType, destinationWidth,
-                                  destinationHeight, sourceX, sourceY, zoom, x0, y0, x1, y1, w, h);
-    if (result != ERROR_NONE) goto done;
-    result = RowReaderOpen(source, sourceX, sourceY, zoom, w, &reader);
-    if (result != ERROR_NONE) goto done;
-    result = RowWriterOpen(destination, zoom, x0, x1, y0, full, &writer);
-    if (result != ERROR_NONE) goto done;
-
-    showProgress = (int64_t)w * h >= PROGRESS_PIXELS;
-    if (showProgress) {
-        ProgressOpen(0, h - 1, "Change Color Profile", 1);
-    } else {
-        SetWaitCursor();
-        waitCursor = 1;
-    }
-    // The engine converts a pixel before it writes it, and in and out pixels have one size at
-    // full, so vistel-cli may give one picture as source and destination.
-    for (int row = 0; row < h; row++) {
-        const uint8_t *in = RowReaderNext(&reader);
-        uint8_t *out = RowWriterRow(&writer);
-        if (transform != nullptr)
-            ProfileTransformRow(transform, in, out, w);
-        else
-            ChangeProfileCopyRow(in, out, 3 * w, source->type, outputType);
-        RowWriterPut(&writer);
-        if (showProgress && (result = ProgressStep(row)) != ERROR_NONE) goto done;
-    }
-
+    ErrorCode result =
+        ComputeRows(&CHANGE_PROFILE_ROWS, source, destination, params, full, destinationWidth,
+                    destinationHeight, sourceX, sourceY, zoom, x0, y0, x1, y1, w, h);
     // The result says which profile its pixels are now in; a preview's is the caller's to set.
-    if (picture != nullptr) {
+    if (result == ERROR_NONE && picture != nullptr) {
         int length = 0;
         int changed;
-        const uint8_t *profile = ChangeProfileResultProfile(settings, &length);
+        const uint8_t *profile = ChangeProfileResultProfile(params, &length);
         result = PictureProfileSet(picture, profile, length, &changed);
     }
-done:
-    if (showProgress) ProgressClose();
-    if (waitCursor) SetArrowCursor();
-    ProfileTransformFree(&transform);
-    RowReaderClose(&reader);
-    RowWriterClose(&writer);
     return result;
 }
+
+static int ChangeProfileAccepts(int type)
+{
+    return type == TYPE_COLOR24 || type == TYPE_COLOR48;
+}
+
+static void ChangeProfileDefaults(void *settings)
+{
+    ChangeProfileSettingsDefault((ChangeProfileSettings *)settings);
+}
+
+// The pixels come from the input's profile; a picture without one counts as sRGB.
+static void ChangeProfileTakeInput(void *settings, const Picture *input)
+{
+    ChangeProfileSettings *change = (ChangeProfileSettings *)settings;
+    change->sourceProfile = input != nullptr ? input->profile : nullptr;
+    change->sourceLength = input != nullptr ? input->profileSize : 0;
+}
+
+static const TransformOption CHANGE_PROFILE_OPTIONS[] = {
+    {"--to", "PROFILE.icc", OPTION_FILE, OPTION_REQUIRED, 0.0, 0.0, nullptr, 0,
+     offsetof(ChangeProfileSettings, targetProfile), offsetof(ChangeProfileSettings, targetLength),
+     "the profile the pixels go to and the picture is then in", nullptr, ProfileFileRead},
+    {"--intent", "N", OPTION_CHOICE, OPTION_CHOICE_NUMBERED, 0.0, 0.0, COLOR_INTENT_LABELS,
+     COLOR_INTENT_COUNT, offsetof(ChangeProfileSettings, intent), 0,
+     "the rendering intent, by number 0 to 4 or by label", "unknown rendering intent", nullptr},
+};
+
+// Image data and profile change together, as the dialog's first choice does.
+const TransformDescriptor ChangeProfileTransform = {"Change Color Profile",
+                                                    "profile",
+                                                    "Change Color Profile: pixels and profile",
+                                                    "Change Color &Profile...",
+                                                    MENU_IMAGE_DIALOG,
+                                                    COMMAND_CHANGE_PROFILE,
+                                                    KIND_CHANGE_PROFILE,
+                                                    ChangeProfileCompute,
+                                                    ChangeProfileAccepts,
+                                                    nullptr,
+                                                    nullptr,
+                                                    ChangeProfileResultProfile,
+                                                    TRANSFORM_PROFILE_OWN,
+                                                    1,
+                                                    0,
+                                                    sizeof(ChangeProfileSettings),
+                                                    ChangeProfileDefaults,
+                                                    ChangeProfileTakeInput,
+                                                    CHANGE_PROFILE_OPTIONS,
+                                                    2};

@@ -5,7 +5,21 @@
 #include <cstdint>
 
 #include "color/ProfileHeader.h"
-#include "core/Compute.h"
+#include "transforms/TransformDescriptor.h"
+
+enum : int32_t {
+    KIND_CHANGE_PROFILE = 72,      // its operation code and its dialog's window kind
+    COMMAND_CHANGE_PROFILE = 4058, // its menu command
+};
+
+// The dialog's controls (the buttons are those of ui/Transform.h).
+enum : int32_t {
+    CHANGE_PROFILE_CHANGE = 102,
+    CHANGE_PROFILE_INPUT = 103,
+    CHANGE_PROFILE_CURRENT = 104, // "Current color profile: %s"
+    CHANGE_PROFILE_TARGET = 105,
+    CHANGE_PROFILE_INTENT = 106,
+};
 
 enum : int32_t {
     CHANGE_PROFILE_DATA_AND_PROFILE = 0, // "Image Data and Profile Setting"
@@ -46,3 +60,5 @@ ErrorCode ChangeProfileCompute(const Image *source, Image *destination, Picture 
                                void *params, int full, int destinationWidth, int destinationHeight,
                                int sourceX, int sourceY, int zoom, int x0, int y0, int x1, int y1,
                                int w, int h);
+
+extern const TransformDescriptor ChangeProfileTransform;

@@ -6,9 +6,9 @@
 // converted to 16-bit gray keeps only 8 bits of precision.
 #include "transforms/Convert.h"
 
+#include <cstddef>
+
 #include "core/Helpers.h"
-#include "core/Progress.h"
-#include "core/RowReader.h"
 
 static const int CONVERT_THRESHOLD = 128; // gray values below it give a clear (black) bit
 
@@ -72,45 +72,84 @@ static inline int ConvertChannel16(int type, const uint8_t *in, int i, int c)
     }
 }
 
-// One row of w pixels from a delivered row of sourceType into outputType. Binary output is
-// written as bits from bit firstBit of out.
-static void ConvertRow(int sourceType, int outputType, const uint8_t *in, uint8_t *out, int w,
-                       int firstBit)
+// One row of pixels from a delivered row of source type Source into Output type. Binary
+// output is written as bits from run->firstBit of out. The types are template arguments, so
+// that setup picks one of the twenty-five loops once per run.
+template <int Source, int Output>
+static void ConvertRow(const RowRun *run, const uint8_t *in, uint8_t *out)
 {
     uint16_t *out16 = (uint16_t *)out;
-    switch (outputType) {
+    int w = run->width;
+    switch (Output) {
     case TYPE_BINARY:
         for (int i = 0; i < w; i++) {
-            if (ConvertGray8(sourceType, in, i) < CONVERT_THRESHOLD)
-                BitClear(out, firstBit + i);
+            if (ConvertGray8(Source, in, i) < CONVERT_THRESHOLD)
+                BitClear(out, run->firstBit + i);
             else
-                BitSet(out, firstBit + i);
+                BitSet(out, run->firstBit + i);
         }
         break;
     case TYPE_GRAY8:
         for (int i = 0; i < w; i++)
-            out[i] = (uint8_t)ConvertGray8(sourceType, in, i);
+            out[i] = (uint8_t)ConvertGray8(Source, in, i);
         break;
     case TYPE_COLOR24:
         for (int i = 0; i < w; i++)
             for (int c = 0; c < 3; c++)
-                out[3 * i + c] = (uint8_t)ConvertChannel8(sourceType, in, i, c);
+                out[3 * i + c] = (uint8_t)ConvertChannel8(Source, in, i, c);
         break;
     case TYPE_GRAY16:
         // 16-bit gray keeps its samples; everything else has an 8-bit gray value to widen.
         for (int i = 0; i < w; i++)
-            out16[i] =
-                (uint16_t)(sourceType == TYPE_GRAY16 ? Sample16(in, i)
-                                                     : Depth8To16[ConvertGray8(sourceType, in, i)]);
+            out16[i] = (uint16_t)(Source == TYPE_GRAY16 ? Sample16(in, i)
+                                                        : Depth8To16[ConvertGray8(Source, in, i)]);
         break;
     case TYPE_COLOR48:
         for (int i = 0; i < w; i++)
             for (int c = 0; c < 3; c++)
-                out16[3 * i + c] = (uint16_t)ConvertChannel16(sourceType, in, i, c);
+                out16[3 * i + c] = (uint16_t)ConvertChannel16(Source, in, i, c);
         break;
     default: break;
     }
 }
+
+typedef void (*ConvertRowFunction)(const RowRun *run, const uint8_t *in, uint8_t *out);
+
+// The loops of one source type into each output type, in the order of the picture types.
+template <int Source> static ConvertRowFunction ConvertRowInto(int outputType)
+{
+    switch (outputType) {
+    case TYPE_BINARY: return ConvertRow<Source, TYPE_BINARY>;
+    case TYPE_GRAY8: return ConvertRow<Source, TYPE_GRAY8>;
+    case TYPE_COLOR24: return ConvertRow<Source, TYPE_COLOR24>;
+    case TYPE_GRAY16: return ConvertRow<Source, TYPE_GRAY16>;
+    default: return ConvertRow<Source, TYPE_COLOR48>;
+    }
+}
+
+static ErrorCode ConvertSetup(RowRun *run)
+{
+    int outputType = run->outputType;
+    switch (run->source->type) {
+    case TYPE_BINARY: run->row = ConvertRowInto<TYPE_BINARY>(outputType); break;
+    case TYPE_GRAY8: run->row = ConvertRowInto<TYPE_GRAY8>(outputType); break;
+    case TYPE_COLOR24: run->row = ConvertRowInto<TYPE_COLOR24>(outputType); break;
+    case TYPE_GRAY16: run->row = ConvertRowInto<TYPE_GRAY16>(outputType); break;
+    default: run->row = ConvertRowInto<TYPE_COLOR48>(outputType); break;
+    }
+    return ERROR_NONE;
+}
+
+// Any picture goes to the target's type; an unknown target is ours to have let through.
+static ErrorCode ConvertOutput(const void *params, int sourceType, int full, int *outputType)
+{
+    const ConvertSettings *settings = (const ConvertSettings *)params;
+    if (!ImageIsPicture(sourceType)) return ERROR_ILLEGAL_TYPE;
+    *outputType = ConvertTargetType(settings->target, full);
+    return *outputType == TYPE_EMPTY ? ERROR_INTERNAL_1 : ERROR_NONE; // the dialog offers five
+}
+
+static const RowTransform CONVERT_ROWS = {"Convert", 1, ConvertOutput, ConvertSetup, nullptr};
 
 int ConvertChangesNothing(const void *params, const Image *source, int full)
 {
@@ -123,65 +162,42 @@ ErrorCode ConvertCompute(const Image *source, Image *destination, Picture *pictu
                          int full, int destinationWidth, int destinationHeight, int sourceX,
                          int sourceY, int zoom, int x0, int y0, int x1, int y1, int w, int h)
 {
-    const ConvertSettings *settings = (const ConvertSettings *)params;
-    ErrorCode result = ERROR_NONE;
-    RowReader reader;
-    RowWriter writer;
-    int outputType;
-    int firstBit = 0;
-    int showProgress = 0;
-    int waitCursor = 0;
-
     (void)picture; // a result has nothing of this transformation's own but its pixels
-
-    // Reset before anything can fail, so that the exit may close both unconditionally.
-    RowReaderReset(&reader);
-    RowWriterReset(&writer);
-
-    if (source == nullptr || !ImageIsPicture(source->type)) {
-        result = ERROR_ILLEGAL_TYPE;
-        goto done;
-    }
-    outputType = ConvertTargetType(settings->target, full);
-    if (outputType == TYPE_EMPTY) {
-        result = ERROR_INTERNAL_1; // the dialog offers only the five targets
-        goto done;
-    }
-
-    result =
-        ComputePrepareDestination(source, destination, outputType, destinationWidth,
-                                  destinationHeight, sourceX, sourceY, zoom, x0, y0, x1, y1, w, h);
-    if (result != ERROR_NONE) goto done;
-    result = RowReaderOpen(source, sourceX, sourceY, zoom, w, &reader);
-    if (result != ERROR_NONE) goto done;
-    result = RowWriterOpen(destination, zoom, x0, x1, y0, full, &writer);
-    if (result != ERROR_NONE) goto done;
-
-    // A binary row written in place starts at the byte that holds column x0, so its bits
-    // start at x0's bit within that byte; a magnified row is built in the writer's buffer
-    // from bit 0 and placed by the writer.
-    if (outputType == TYPE_BINARY && zoom < 2) firstBit = x0 & 7;
-
-    showProgress = (int64_t)w * h >= PROGRESS_PIXELS;
-    if (showProgress)
-        ProgressOpen(0, h - 1, "Convert", 1);
-    else {
-        SetWaitCursor();
-        waitCursor = 1;
-    }
-
-    for (int row = 0; row < h; row++) {
-        const uint8_t *in = RowReaderNext(&reader);
-        uint8_t *out = RowWriterRow(&writer);
-        ConvertRow(source->type, outputType, in, out, w, firstBit);
-        RowWriterPut(&writer);
-        if (showProgress && (result = ProgressStep(row)) != ERROR_NONE) break;
-    }
-
-done:
-    if (showProgress) ProgressClose();
-    if (waitCursor) SetArrowCursor();
-    RowReaderClose(&reader);
-    RowWriterClose(&writer);
-    return result;
+    return ComputeRows(&CONVERT_ROWS, source, destination, params, full, destinationWidth,
+                       destinationHeight, sourceX, sourceY, zoom, x0, y0, x1, y1, w, h);
 }
+
+static void ConvertDefaults(void *settings)
+{
+    ConvertSettingsDefault((ConvertSettings *)settings);
+}
+
+static const char *const CONVERT_NAMES[] = {"binary", "gray8", "color24", "gray16", "color48"};
+
+static const TransformOption CONVERT_OPTIONS[] = {
+    {"--to", "TYPE", OPTION_CHOICE, OPTION_ABSENT_NO_CHANGE, 0.0, 0.0, CONVERT_NAMES, 5,
+     offsetof(ConvertSettings, target), 0,
+     "the type to convert to; without it, only the file format changes", "unknown target type",
+     nullptr},
+};
+
+const TransformDescriptor ConvertTransform = {"Convert",
+                                              "convert",
+                                              "Convert to another picture type",
+                                              "Con&vert...",
+                                              MENU_IMAGE_DIALOG,
+                                              COMMAND_CONVERT,
+                                              KIND_CONVERT,
+                                              ConvertCompute,
+                                              ImageIsPicture,
+                                              nullptr,
+                                              ConvertChangesNothing,
+                                              nullptr,
+                                              TRANSFORM_PROFILE_INHERIT,
+                                              0,
+                                              0,
+                                              sizeof(ConvertSettings),
+                                              ConvertDefaults,
+                                              nullptr,
+                                              CONVERT_OPTIONS,
+                                              1};

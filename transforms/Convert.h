@@ -3,7 +3,19 @@
 
 #include <cstdint>
 
-#include "core/Compute.h"
+#include "transforms/TransformDescriptor.h"
+
+enum : int32_t {
+    KIND_CONVERT = 61,      // its operation code and its dialog's window kind
+    COMMAND_CONVERT = 4053, // its menu command
+};
+
+// The dialog's controls (the buttons are those of ui/Transform.h).
+enum : int32_t {
+    CONVERT_TARGET = 102,
+    CONVERT_INPUT = 103,
+    CONVERT_FROM_TEXT = 104, // "Convert from: ..."
+};
 
 enum : int32_t {
     CONVERT_BINARY = 0,
@@ -32,3 +44,5 @@ int ConvertChangesNothing(const void *params, const Image *source, int full);
 ErrorCode ConvertCompute(const Image *source, Image *destination, Picture *picture, void *params,
                          int full, int destinationWidth, int destinationHeight, int sourceX,
                          int sourceY, int zoom, int x0, int y0, int x1, int y1, int w, int h);
+
+extern const TransformDescriptor ConvertTransform;

@@ -71,46 +71,13 @@ int FloatCurveMouse(FloatCurve *curve, int event, int column, int row, int keys,
     return CurveEditorMouse(&editor, event, column, row, keys, width, height);
 }
 
-static const char *const FLOAT_STYLE_WORDS[3] = {"step", "linear", "spline"};
-
 ErrorCode ReadFloatCurveFile(FileHandle file, int32_t *pointCount, double *x, double *y,
                              int32_t *style)
 {
-    const ErrorCode illegal = ERROR_ILLEGAL_CURVE_FILE;
-    int count;
-    char **tokens;
-    if (SettingsReadHeader(file, "Curve")) return illegal;
-    for (;;) {
-        if (SettingsReadLine(file, &count, &tokens)) return illegal; // no "end"
-        if (SettingsLineIsEnd(count, tokens)) break;
-        if (SettingsKeyIs(tokens, "npts")) {
-            int32_t parsed;
-            if (count != 2 || ParseInteger(tokens[1], &parsed) || parsed < 2 ||
-                parsed > CURVE_POINT_MAX)
-                return illegal;
-            *pointCount = parsed;
-        } else if (SettingsKeyIs(tokens, "style")) {
-            int parsed = -1;
-            for (int i = 0; i < 3 && count == 2; i++)
-                if (StrEqualNoCase(tokens[1], FLOAT_STYLE_WORDS[i])) parsed = i;
-            if (parsed < 0) return illegal;
-            *style = parsed;
-        } else if (SettingsKeyIs(tokens, "point")) {
-            // The index comes from the file: it must name a place in the tables.
-            int32_t index;
-            double pointX, pointY;
-            if (count != 4 || ParseInteger(tokens[1], &index) || index < 0 ||
-                index >= CURVE_POINT_MAX || ParseReal(tokens[2], &pointX) ||
-                ParseReal(tokens[3], &pointY) || !(pointX >= 0.0 && pointX <= 1.0) ||
-                !(pointY >= 0.0 && pointY <= 1.0))
-                return illegal;
-            x[index] = pointX;
-            y[index] = pointY;
-        } else {
-            return illegal;
-        }
-    }
-    return FloatCurvePointsValid(*pointCount, x, y) ? ERROR_NONE : illegal;
+    CurveFileTargets targets = {pointCount, style, nullptr, nullptr, nullptr, x, y};
+    ErrorCode result = CurveFileRead(file, &targets);
+    if (result != ERROR_NONE) return result;
+    return FloatCurvePointsValid(*pointCount, x, y) ? ERROR_NONE : ERROR_ILLEGAL_CURVE_FILE;
 }
 
 ErrorCode WriteFloatCurveFile(FileHandle file, int pointCount, const double *x, const double *y,
@@ -120,7 +87,7 @@ ErrorCode WriteFloatCurveFile(FileHandle file, int pointCount, const double *x, 
     if (result == ERROR_NONE) result = SettingsWriteLine(file, "npts %d", pointCount);
     if (result == ERROR_NONE)
         result = SettingsWriteLine(file, "style %s",
-                                   FLOAT_STYLE_WORDS[style >= 0 && style <= 2 ? style : 2]);
+                                   CURVE_STYLE_WORDS[style >= 0 && style <= 2 ? style : 2]);
     for (int i = 0; i < pointCount && i < CURVE_POINT_MAX && result == ERROR_NONE; i++)
         result = SettingsWriteLine(file, "point %d %4f %4f", i, x[i], y[i]);
     if (result == ERROR_NONE) result = SettingsWriteEnd(file);

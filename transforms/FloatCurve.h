@@ -6,7 +6,7 @@
 
 #include "core/Errors.h"
 #include "core/File.h"
-#include "transforms/Curve.h"
+#include "transforms/CurveModel.h"
 
 struct FloatCurve {
     int32_t pointCount;        // 2..CURVE_POINT_MAX

@@ -6,11 +6,10 @@
 #include "transforms/GammaAdjust.h"
 
 #include <cmath>
+#include <cstddef>
 
 #include "core/Helpers.h"
 #include "core/Memory.h"
-#include "core/Progress.h"
-#include "core/RowReader.h"
 
 const double GAMMA_INPUT_VALUES[GAMMA_INPUT_COUNT] = {1.0, 1.4, 1.8, 2.22};
 
@@ -43,98 +42,93 @@ static void GammaBuildTable16(double factor, uint16_t *table)
         table[i] = (uint16_t)Round(pow(i / 65535.0, factor) * 65535.0);
 }
 
-// One row through a table: count samples of type In looked up into samples of type Out. A
-// 16-bit sample of a preview is first reduced through Depth16To8, so that an 8-bit table
-// serves it.
+// One row through a table: samples of type In looked up into samples of type Out. A 16-bit
+// sample of a preview is first reduced through Depth16To8, so that an 8-bit table serves it.
 template <typename In, typename Out, typename Table>
-static void GammaRow(const uint8_t *in, uint8_t *out, int count, const Table *table)
+static void GammaRow(const RowRun *run, const uint8_t *in, uint8_t *out)
 {
     const In *samples = (const In *)in;
+    const Table *table = (const Table *)run->state;
     Out *results = (Out *)out;
-    for (int i = 0; i < count; i++) {
+    for (int i = 0; i < run->samples; i++) {
         int s = samples[i];
         if (sizeof(In) == 2 && sizeof(Out) == 1) s = Depth16To8[s];
         results[i] = (Out)table[s];
     }
 }
 
+// The table of this run (16-bit only for a 16-bit result) and the row function for it.
+static ErrorCode GammaSetup(RowRun *run)
+{
+    const GammaSettings *settings = (const GammaSettings *)run->params;
+    int sixteen = run->outputType == TYPE_GRAY16 || run->outputType == TYPE_COLOR48;
+    int narrowed =
+        !sixteen && (run->source->type == TYPE_GRAY16 || run->source->type == TYPE_COLOR48);
+    run->state = MemoryAlloc(sixteen ? sizeof(uint16_t) * GAMMA_TABLE16_SIZE : 256);
+    if (run->state == nullptr) return ERROR_NO_MEMORY;
+    if (sixteen) {
+        GammaBuildTable16(settings->factor, (uint16_t *)run->state);
+        run->row = GammaRow<uint16_t, uint16_t, uint16_t>;
+    } else {
+        GammaBuildTable8(settings->factor, (uint8_t *)run->state);
+        run->row =
+            narrowed ? GammaRow<uint16_t, uint8_t, uint8_t> : GammaRow<uint8_t, uint8_t, uint8_t>;
+    }
+    return ERROR_NONE;
+}
+
+static void GammaCleanup(RowRun *run)
+{
+    MemoryRelease(&run->state);
+}
+
+// The bar counts to 2 h - 1 while the rows step only to h - 1: Gamma Adjust's bar has always
+// stopped halfway, and its users know the time left it shows.
+static const RowTransform GAMMA_ROWS = {"Gamma Adjust", 2, nullptr, GammaSetup, GammaCleanup};
+
 ErrorCode GammaCompute(const Image *source, Image *destination, Picture *picture, void *params,
                        int full, int destinationWidth, int destinationHeight, int sourceX,
                        int sourceY, int zoom, int x0, int y0, int x1, int y1, int w, int h)
 {
-    const GammaSettings *settings = (const GammaSettings *)params;
-    ErrorCode result = ERROR_NONE;
-    RowReader reader;
-    RowWriter writer;
-    uint8_t table8[256];
-    uint16_t *table16 = nullptr;
-    int outputType;
-    int samples = 0; // samples of a row of w pixels
-    int showProgress = 0;
-    int waitCursor = 0;
-
     (void)picture; // a result has nothing of this transformation's own but its pixels
-
-    // Reset before anything can fail, so that the exit may close both unconditionally.
-    RowReaderReset(&reader);
-    RowWriterReset(&writer);
-
-    outputType = source != nullptr ? ComputeOutputType(source->type, full) : TYPE_EMPTY;
-    if (outputType == TYPE_EMPTY) {
-        result = ERROR_ILLEGAL_TYPE;
-        goto done;
-    }
-    samples = source->type == TYPE_COLOR24 || source->type == TYPE_COLOR48 ? 3 * w : w;
-
-    result =
-        ComputePrepareDestination(source, destination, outputType, destinationWidth,
-                                  destinationHeight, sourceX, sourceY, zoom, x0, y0, x1, y1, w, h);
-    if (result != ERROR_NONE) goto done;
-    result = RowReaderOpen(source, sourceX, sourceY, zoom, w, &reader);
-    if (result != ERROR_NONE) goto done;
-    result = RowWriterOpen(destination, zoom, x0, x1, y0, full, &writer);
-    if (result != ERROR_NONE) goto done;
-
-    GammaBuildTable8(settings->factor, table8);
-    if (outputType == TYPE_GRAY16 || outputType == TYPE_COLOR48) {
-        table16 = (uint16_t *)MemoryAlloc(sizeof(uint16_t) * GAMMA_TABLE16_SIZE);
-        if (table16 == nullptr) {
-            result = ERROR_NO_MEMORY;
-            goto done;
-        }
-        GammaBuildTable16(settings->factor, table16);
-    }
-
-    // The bar counts to 2 h - 1 while the rows step only to h - 1: Gamma Adjust's bar has
-    // always stopped halfway, and its users know the time left it shows.
-    showProgress = (int64_t)w * h >= PROGRESS_PIXELS;
-    if (showProgress)
-        ProgressOpen(0, 2 * h - 1, "Gamma Adjust", 1);
-    else {
-        SetWaitCursor();
-        waitCursor = 1;
-    }
-
-    // Each sample is read before the one at its place is written, so that vistel-cli may
-    // give one picture as source and destination.
-    for (int row = 0; row < h; row++) {
-        const uint8_t *in = RowReaderNext(&reader);
-        uint8_t *out = RowWriterRow(&writer);
-        if (table16 != nullptr)
-            GammaRow<uint16_t, uint16_t>(in, out, samples, table16);
-        else if (source->type == TYPE_GRAY16 || source->type == TYPE_COLOR48)
-            GammaRow<uint16_t, uint8_t>(in, out, samples, table8);
-        else
-            GammaRow<uint8_t, uint8_t>(in, out, samples, table8);
-        RowWriterPut(&writer);
-        if (showProgress && (result = ProgressStep(row)) != ERROR_NONE) break;
-    }
-
-done:
-    if (showProgress) ProgressClose();
-    if (waitCursor) SetArrowCursor();
-    MemoryRelease(&table16);
-    RowReaderClose(&reader);
-    RowWriterClose(&writer);
-    return result;
+    return ComputeRows(&GAMMA_ROWS, source, destination, params, full, destinationWidth,
+                       destinationHeight, sourceX, sourceY, zoom, x0, y0, x1, y1, w, h);
 }
+
+// Pictures with samples to raise: 8 and 16-bit gray and color.
+static int GammaAccepts(int type)
+{
+    return ComputeOutputType(type, 1) != TYPE_EMPTY;
+}
+
+static void GammaDefaults(void *settings)
+{
+    GammaSettingsDefault((GammaSettings *)settings);
+}
+
+static const TransformOption GAMMA_OPTIONS[] = {
+    {"--factor", "F", OPTION_REAL, OPTION_REQUIRED | OPTION_MINIMUM_OPEN, 0.0, 100.0, nullptr, 0,
+     offsetof(GammaSettings, factor), 0, "the exponent each normalised sample is raised to",
+     "the gamma factor must be a number above 0 and at most 100", nullptr},
+};
+
+const TransformDescriptor GammaTransform = {"Gamma Adjust",
+                                            "gamma",
+                                            "Gamma Adjust with exponent F",
+                                            "&Gamma Adjust...",
+                                            MENU_IMAGE_DIALOG,
+                                            COMMAND_GAMMA,
+                                            KIND_GAMMA,
+                                            GammaCompute,
+                                            GammaAccepts,
+                                            nullptr,
+                                            GammaChangesNothing,
+                                            nullptr,
+                                            TRANSFORM_PROFILE_INHERIT,
+                                            1,
+                                            0,
+                                            sizeof(GammaSettings),
+                                            GammaDefaults,
+                                            nullptr,
+                                            GAMMA_OPTIONS,
+                                            1};

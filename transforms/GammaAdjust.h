@@ -4,7 +4,21 @@
 
 #include <cstdint>
 
-#include "core/Compute.h"
+#include "transforms/TransformDescriptor.h"
+
+enum : int32_t {
+    KIND_GAMMA = 65,      // its operation code and its dialog's window kind
+    COMMAND_GAMMA = 4029, // its menu command
+};
+
+// The dialog's controls (the buttons are those of ui/Transform.h).
+enum : int32_t {
+    GAMMA_SLIDER = 101,
+    GAMMA_INPUT_GAMMA = 102,
+    GAMMA_INPUT = 103,
+    GAMMA_OUTPUT_TEXT = 104, // "Output gamma: %2f"
+    GAMMA_FACTOR_TEXT = 105, // "Gamma factor: %2f"
+};
 
 constexpr int GAMMA_INPUT_COUNT = 4;
 extern const double GAMMA_INPUT_VALUES[GAMMA_INPUT_COUNT]; // 1.0, 1.4, 1.8, 2.22
@@ -27,3 +41,5 @@ int GammaChangesNothing(const void *params, const Image *source, int full);
 ErrorCode GammaCompute(const Image *source, Image *destination, Picture *picture, void *params,
                        int full, int destinationWidth, int destinationHeight, int sourceX,
                        int sourceY, int zoom, int x0, int y0, int x1, int y1, int w, int h);
+
+extern const TransformDescriptor GammaTransform;

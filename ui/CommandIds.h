@@ -6,7 +6,7 @@
 
 #include "ui/UiLayer.h"
 
-// Commands by id. Those that open a transformation carry its kind in the table of kinds.
+// Commands by id. Those of the transformations are in their descriptors (transforms/).
 enum : int32_t {
     COMMAND_NEW = 1001,
     COMMAND_OPEN = 1002,
@@ -42,10 +42,6 @@ enum : int32_t {
     COMMAND_ZOOM_ONE_RESIZE = 3016,
     COMMAND_ROTATE = 4001,
     COMMAND_COPY = 4005,
-    COMMAND_NEGATIVE = 4006,
-    COMMAND_GAMMA = 4029,
-    COMMAND_CONVERT = 4053,
-    COMMAND_CHANGE_PROFILE = 4058,
     COMMAND_MASK_NEW = 4500, // 4501..4549: mask candidates
     COMMAND_MASK_FIRST_CANDIDATE = 4501,
     COMMAND_MASK_LAST = 4550, // the last id of the mask operations

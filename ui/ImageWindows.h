@@ -11,7 +11,8 @@
 #include "ui/ImageWindow.h"
 #include "ui/UiLayer.h"
 
-// Kinds of children (word 4). A transformation's kind is also its operation code.
+// Kinds of children (word 4). A transformation's kind is its operation code, in its descriptor
+// (transforms/).
 enum : int32_t {
     KIND_IMAGE = 0,
     KIND_PREVIEW = 1,
@@ -26,9 +27,6 @@ enum : int32_t {
     KIND_LINE_ARROW = 37,
     KIND_MASK = 45,
     KIND_MAGNIFIER = 47,
-    KIND_CONVERT = 61,
-    KIND_GAMMA = 65,
-    KIND_CHANGE_PROFILE = 72,
     KIND_COLOR_MANAGEMENT = 73,
     KIND_SPLASH = 79,
     KIND_ALBUM_DOCUMENT = 86,

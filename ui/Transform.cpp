@@ -320,7 +320,7 @@ static void PreviewToScreen(ImageWindow *source, ImageWindow *output, const Rect
 {
     int length = 0;
     int whole = 0;
-    if (kind->resultProfile == nullptr) {
+    if (kind->descriptor->resultProfile == nullptr) {
         const uint8_t *wanted = PreviewProfile(source, output->view.type, &length);
         int same = length == output->picture.profileSize &&
                    (length == 0 || memcmp(wanted, output->picture.profile, (size_t)length) == 0);
@@ -332,7 +332,7 @@ static void PreviewToScreen(ImageWindow *source, ImageWindow *output, const Rect
     } else {
         // The transformation decides the profile of its pixels, and may change it at every
         // run.
-        const uint8_t *profile = kind->resultProfile(params, &length);
+        const uint8_t *profile = kind->descriptor->resultProfile(params, &length);
         ErrorCode result = WindowProfileSet(output, profile, length);
         if (result != ERROR_NONE) ShowError(result);
         whole = 1;
@@ -430,7 +430,8 @@ int RunTransformation(void *params, int full, const Rect *rectangle,
 
     Running = 1;
     ErrorCode result;
-    if (kind->changesNothing != nullptr && kind->changesNothing(params, source, full)) {
+    if (kind->descriptor->changesNothing != nullptr &&
+        kind->descriptor->changesNothing(params, source, full)) {
         // Nothing to compute: Apply copies the input, and a preview shows it as the display
         // would, smoothing included.
         if (full)
@@ -439,9 +440,9 @@ int RunTransformation(void *params, int full, const Rect *rectangle,
             result = RenderView(source, output, x0, y0, x1, y1, 1);
     } else {
         // A preview's own picture is empty: the transformation gives only a result's.
-        result = kind->compute(source, destination, full ? &output->picture : nullptr, params, full,
-                               destinationWidth, destinationHeight, sourceX, sourceY, zoom, x0, y0,
-                               x1, y1, w, h);
+        result = kind->descriptor->compute(source, destination, full ? &output->picture : nullptr,
+                                           params, full, destinationWidth, destinationHeight,
+                                           sourceX, sourceY, zoom, x0, y0, x1, y1, w, h);
     }
     Running = 0;
     if (result != ERROR_NONE) {
@@ -529,7 +530,7 @@ static int ApplySteps(WindowHandle dialog, void *params, const TransformDialogKi
         ImageWindow *input = InputWindow != nullptr ? WindowRecord(InputWindow) : nullptr;
         ErrorCode result = ERROR_NONE;
         if (input != nullptr) result = CopyImageExtras(&input->picture, &output->picture);
-        if (result == ERROR_NONE && kind->profile)
+        if (result == ERROR_NONE && kind->descriptor->profile == TRANSFORM_PROFILE_INHERIT)
             result = InheritProfile(input != nullptr ? &input->picture : nullptr, &output->picture);
         DisplayReset(output);
         if (result != ERROR_NONE) ShowError(result);
@@ -665,7 +666,7 @@ int TransformDialogMessage(WindowHandle dialog, uint32_t message, uintptr_t wPar
         // The in-use mark moves with the input; the preview goes with the old one.
         if (InputWindow != nullptr) ClearInUse(dialog, InputWindow);
         TransformTakeInput(chosen);
-        MarkInUse(dialog, chosen, kind->name, 1);
+        MarkInUse(dialog, chosen, kind->descriptor->name, 1);
         if (kind->inputTaken != nullptr) kind->inputTaken(dialog, params);
         InputChanged(params, kind);
         return 1;

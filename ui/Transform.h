@@ -11,6 +11,7 @@
 #include "core/Errors.h"
 #include "core/Helpers.h"
 #include "platform/Platform.h"
+#include "transforms/TransformDescriptor.h"
 #include "ui/ImageWindow.h"
 #include "ui/UiLayer.h"
 
@@ -50,25 +51,52 @@ WindowHandle CreateDialogWindow(const char *title, int width, int height, int ki
 int CreateTransformButtons(WindowHandle dialog, int x, int y);
 int CreateApplyButtons(WindowHandle dialog, int x, int y);
 
-// What a transformation's dialog tells the shared message handling about itself.
-struct TransformDialogKind {
-    const char *name;        // its name in the in-use list, as the title
-    ComputeFunction compute; // its computation
-    int32_t profile;         // 1: an Apply's output inherits the input's profile
-    int32_t chooserId;       // the id of its input chooser
-    // After another input was taken (the input window and the result's size are set): the
-    // dialog shows what depends on the input. May be null.
-    void (*inputTaken)(WindowHandle dialog, void *params);
-    // 1 when the settings change nothing for source (null when there is none), at full
-    // depth or in a preview: Apply then copies the input under the progress title "Copy" and
-    // a preview shows it as the display does, without the compute function. Null for a
-    // transformation that always computes.
-    ChangesNothingFunction changesNothing;
-    // The profile (and its length) a result's pixels are in, for a transformation that
-    // decides it itself (Change Color Profile): a preview is shown through it. Null for the
-    // others, whose previews are in their source's profile.
-    const uint8_t *(*resultProfile)(const void *params, int *length);
+// What outlives one opening of a dialog: its last settings, where it stood, and whether the
+// next opening starts from the defaults.
+struct TransformDialogMemory {
+    void *saved;    // the settings record, the descriptor's settingsSize bytes
+    Rect placement; // the dialog's rectangle when it was last destroyed
+    int32_t useDefaults;
 };
+
+// What a transformation's dialog tells the shared handling about itself: its descriptor, its
+// controls, and what it does besides what every dialog does.
+struct TransformDialogKind {
+    const TransformDescriptor *descriptor;
+    int32_t chooserId; // the id of its input chooser
+    // After another input was taken (the input window and the result's size are set) and
+    // when the input's picture changed: the dialog shows what depends on the input. May be
+    // null.
+    void (*inputTaken)(WindowHandle dialog, void *params);
+    int32_t contentWidth; // pixels its controls need, at least
+    size_t stateSize;     // bytes of the dialog's state, which begins with its settings record
+    // Makes the dialog's own controls from x, y on, width pixels wide, below the buttons and
+    // the input chooser, and shows the state in them; returns the y below them.
+    int (*controls)(WindowHandle dialog, void *state, int x, int y, int width);
+    // MSG_COMMAND of its own controls. May be null.
+    void (*command)(WindowHandle dialog, void *state, uintptr_t wParam);
+    // At destruction, after the settings were kept in saved: frees what the state owns and
+    // takes out of saved what pointed into it. May be null.
+    void (*forget)(void *state, void *saved);
+    TransformDialogMemory *memory;
+};
+
+// Opens the dialog of kind on input, or brings the open dialog to the front: the settings
+// are the defaults or those of the last opening (Shift held, or a program that keeps no
+// settings, starts afresh), the dialog stands where it stood last. ERROR_ILLEGAL_TYPE for
+// a picture the transformation does not take, ERROR_NO_MEMORY when the dialog cannot be
+// made.
+ErrorCode TransformDialogOpen(const TransformDialogKind *kind, WindowHandle input);
+
+// The procedure of every transformation dialog, which finds its kind by the window's
+// (TransformDialogByKind): the shared messages, then the dialog's own commands; at
+// destruction the settings and the placement are kept for the next opening.
+MessageResult TransformDialogProcedure(WindowHandle dialog, uint32_t message, uintptr_t wParam,
+                                       intptr_t lParam);
+
+// The dialog of a window kind, from the table of transforms/TransformDialogs.cpp; null for
+// none.
+const TransformDialogKind *TransformDialogByKind(int kind);
 
 // The dialog's MSG_COMMAND goes here first; returns 1 when it was one of the buttons.
 int TransformCommand(WindowHandle dialog, uintptr_t wParam, intptr_t lParam, void *params,

@@ -16,11 +16,12 @@
 #include "color/ColorSettings.h"
 #include "core/FileComment.h"
 #include "core/Memory.h"
-#include "core/WholeImage.h"
 #include "tests/color/ProfileTestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
 #include "transforms/ChangeProfile.h"
 #include "transforms/GammaAdjust.h"
+#include "transforms/Negative.h"
+#include "transforms/Transforms.h"
 
 class Cli : public ::testing::Test {
   protected:
@@ -99,6 +100,15 @@ TEST_F(Cli, GammaAgreesWithTheFormulaOnEveryLevel)
     for (size_t i = 0; i < in.size(); i++) {
         int expected = (int)std::floor(std::pow(in[i] / 255.0, 0.45) * 255.0 + 0.5);
         ASSERT_EQ(out[i], expected) << "level " << (int)in[i];
+    }
+    // Options may stand between and after the files, and "--" ends them.
+    const std::string ramp = "'" + Path("ramp.tif") + "'";
+    for (std::string line : {ramp + " --factor 0.45 'OUT'", ramp + " 'OUT' --factor 0.45",
+                             "--factor 0.45 -- " + ramp + " 'OUT'"}) {
+        SCOPED_TRACE(line);
+        line.replace(line.find("OUT"), 3, Path("moved.tif"));
+        ASSERT_EQ(RunCli("gamma " + line), 0);
+        EXPECT_EQ(TestReadFile(Path("moved.tif")), TestReadFile(Path("out.tif")));
     }
 }
 
@@ -184,9 +194,28 @@ TEST_F(Cli, FailuresGiveTheMessageAndANonZeroStatus)
     EXPECT_EQ(RunCli("negative '" + Path("junk.tif") + "' '" + Path("out.tif") + "'", &errors), 1);
     EXPECT_NE(errors.find("vistel-cli: Problem reading TIFF file\n"), std::string::npos);
 
-    EXPECT_EQ(RunCli("gamma --factor -1 a.tif b.tif", &errors), 2);
-    EXPECT_EQ(RunCli("sharpen a.tif b.tif", &errors), 2);
-    EXPECT_EQ(RunCli("convert --to purple a.tif b.tif", &errors), 2);
+    // A command line it cannot use: the problem, then the verb's usage, and status 2.
+    struct Usage {
+        const char *line, *problem;
+    } usages[] = {
+        {"gamma --factor -1 a.tif b.tif",
+         "the gamma factor must be a number above 0 and at most 100"},
+        {"gamma a.tif b.tif", "gamma takes --factor F IN OUT"},
+        {"gamma --factor 2 a.tif", "gamma takes --factor F IN OUT"},
+        {"gamma a.tif b.tif --factor", "gamma takes --factor F IN OUT"},
+        {"sharpen a.tif b.tif", "unknown operation"},
+        {"convert --to purple a.tif b.tif", "unknown target type"},
+        {"convert --color a.tif b.tif", "unknown option --color; convert takes [--to TYPE] IN OUT"},
+        {"negative a.tif b.tif --amount 50",
+         "negative has no Amount: it takes no --amount or --mask"},
+        {"negative --amount 150 a.tif b.tif",
+         "--amount takes a percentage P or LOW:HIGH, each from 0 to 100"},
+    };
+    for (const Usage &usage : usages) {
+        SCOPED_TRACE(usage.line);
+        EXPECT_EQ(RunCli(usage.line, &errors), 2);
+        EXPECT_EQ(errors.substr(0, errors.find('\n')), std::string("vistel-cli: ") + usage.problem);
+    }
     EXPECT_EQ(RunCli("negative a.tif b.xyz", &errors), 1);
     EXPECT_EQ(errors, "vistel-cli: Unknown file type\n");
 }
@@ -342,26 +371,19 @@ TEST(CliInPlace, GivesWhatApplyIntoANewPictureGives)
     ColorSettingsDefault(&CurrentColorSettings);
     std::vector<uint8_t> adobe = TestReadFile(SYSTEM_ADOBE);
     std::vector<uint8_t> wide = TestReadFile(SYSTEM_WIDE);
-    GammaSettings gamma[3];
-    const double factors[3] = {1.0, 2.0, 0.45};
-    for (int i = 0; i < 3; i++) {
-        GammaSettingsDefault(&gamma[i]);
-        gamma[i].factor = factors[i];
-    }
+    // Each case's settings: a gamma factor, or a rendering intent to the wide-gamut profile.
     struct Case {
         const char *name;
-        ComputeFunction compute; // null for Negative
-        ChangesNothingFunction nothing;
-        GammaSettings *gamma; // null for Change Color Profile
+        const TransformDescriptor *transform;
+        double factor;
         int intent;
     } cases[] = {
-        {"gamma 1", GammaCompute, GammaChangesNothing, &gamma[0], 0},
-        {"gamma 2", GammaCompute, GammaChangesNothing, &gamma[1], 0},
-        {"gamma 0.45", GammaCompute, GammaChangesNothing, &gamma[2], 0},
-        {"profile", ChangeProfileCompute, nullptr, nullptr, COLOR_INTENT_FULL_GAMUT},
-        {"profile, black point", ChangeProfileCompute, nullptr, nullptr,
-         COLOR_INTENT_IDENTICAL_BLACK},
-        {"negative", nullptr, nullptr, nullptr, 0},
+        {"gamma 1", &GammaTransform, 1.0, 0},
+        {"gamma 2", &GammaTransform, 2.0, 0},
+        {"gamma 0.45", &GammaTransform, 0.45, 0},
+        {"profile", &ChangeProfileTransform, 0, COLOR_INTENT_FULL_GAMUT},
+        {"profile, black point", &ChangeProfileTransform, 0, COLOR_INTENT_IDENTICAL_BLACK},
+        {"negative", &NegativeTransform, 0, 0},
     };
     for (const Case &c : cases) {
         for (int type : PICTURE_TYPES) {
@@ -374,31 +396,22 @@ TEST(CliInPlace, GivesWhatApplyIntoANewPictureGives)
             Image original;
             ImageClear(&original);
             ASSERT_EQ(ImageDuplicate(&input->image, &original), ERROR_NONE);
-            ChangeProfileSettings profiles[2]; // each run reads the profile of its own record
+            union {
+                GammaSettings gamma;
+                ChangeProfileSettings profile;
+            } settings[2]; // each run reads the profile of its own record
             Picture *records[2] = {input, inPlace};
             for (int i = 0; i < 2; i++) {
-                ChangeProfileSettingsDefault(&profiles[i]);
-                profiles[i].intent = c.intent;
-                profiles[i].sourceProfile = records[i]->profile;
-                profiles[i].sourceLength = records[i]->profileSize;
-                profiles[i].targetProfile = wide.data();
-                profiles[i].targetLength = (int)wide.size();
+                c.transform->defaults(&settings[i]);
+                if (c.transform == &GammaTransform) settings[i].gamma.factor = c.factor;
+                if (c.transform != &ChangeProfileTransform) continue;
+                c.transform->takeInput(&settings[i], records[i]);
+                settings[i].profile.intent = c.intent;
+                settings[i].profile.targetProfile = wide.data();
+                settings[i].profile.targetLength = (int)wide.size();
             }
-            ErrorCode applied, changed;
-            if (c.compute == nullptr) {
-                applied = ImageNegative(input, made);
-                changed = ImageNegative(inPlace, inPlace);
-            } else {
-                void *params = c.gamma;
-                void *params2 = c.gamma;
-                if (c.gamma == nullptr) {
-                    params = &profiles[0];
-                    params2 = &profiles[1];
-                }
-                applied = CliApply(input, c.compute, c.nothing, params, c.gamma != nullptr, made);
-                changed =
-                    CliApplyInPlace(inPlace, c.compute, c.nothing, params2, c.gamma != nullptr);
-            }
+            ErrorCode applied = TransformApply(c.transform, &settings[0], input, made);
+            ErrorCode changed = TransformApplyInPlace(c.transform, &settings[1], inPlace);
             EXPECT_EQ(changed, applied);
             if (applied == ERROR_NONE) {
                 ExpectImagesNear(made->image, inPlace->image, 0);
@@ -421,5 +434,24 @@ TEST(CliInPlace, GivesWhatApplyIntoANewPictureGives)
                 MemoryFree(record);
             }
         }
+    }
+}
+
+TEST(CliAmount, TakesOnePercentageOrARangeFromZeroToHundred)
+{
+    struct Case {
+        const char *text;
+        int ok;
+        double low, high;
+    } cases[] = {{"50", 1, 50, -1}, {"0:100", 1, 0, 100},  {"12.5:7", 1, 12.5, 7}, {"101", 0, 0, 0},
+                 {"-1", 0, 0, 0},   {"20:", 0, 0, 0},      {"20:130", 0, 0, 0},    {"a", 0, 0, 0},
+                 {"", 0, 0, 0},     {"10:20:30", 0, 0, 0}, {"nan", 0, 0, 0}};
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.text);
+        double low = -5, high = -5;
+        ASSERT_EQ(CliAmountParse(c.text, &low, &high), c.ok);
+        if (!c.ok) continue;
+        EXPECT_EQ(low, c.low);
+        EXPECT_EQ(high, c.high);
     }
 }

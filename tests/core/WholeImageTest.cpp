@@ -1,4 +1,4 @@
-// Whole-picture operations: Copy and Negative with the picture's belongings, reduction to 8
+// Whole-picture operations: Copy with the picture's belongings, reduction to 8
 // bits, mask area, and the coverage of the antialiased disc and rectangle.
 #include <gtest/gtest.h>
 
@@ -41,38 +41,14 @@ static void FillPicture(Image *image, int value)
                 PictureSetSample(image, x, y, c, value);
 }
 
-TEST(WholeImage, NegativeTwiceGivesThePictureBackOnEveryType)
+TEST(WholeImage, CopyCarriesTheProfileAndOrigin)
 {
     TestStart();
-    for (int type : PICTURE_TYPES) {
-        SCOPED_TRACE(type);
-        Picture source, once = {}, twice = {};
-        MakeWindow(&source, type, 37, 11, type);
-        ASSERT_EQ(ImageNegative(&source, &once), ERROR_NONE);
-        ASSERT_EQ(ImageNegative(&once, &twice), ERROR_NONE);
-        ExpectImagesNear(source.image, twice.image, 0);
-        // Once is the complement of every sample.
-        int top = type == TYPE_GRAY16 || type == TYPE_COLOR48 ? 65535 : 255;
-        for (int y = 0; y < 11; y++)
-            for (int x = 0; x < 37; x++)
-                for (int c = 0; c < PictureChannels(type); c++)
-                    ASSERT_EQ(PictureSample(once.image, x, y, c),
-                              top - PictureSample(source.image, x, y, c));
-        FreeWindow(&source);
-        FreeWindow(&once);
-        FreeWindow(&twice);
-    }
-}
-
-TEST(WholeImage, CopyAndNegativeCarryTheProfileAndOrigin)
-{
-    TestStart();
-    Picture source, copy = {}, negative = {};
+    Picture source, copy = {};
     MakeWindow(&source, TYPE_COLOR24, 9, 7, 4);
     ASSERT_EQ(WindowCopy(&source, &copy), ERROR_NONE);
-    ASSERT_EQ(ImageNegative(&source, &negative), ERROR_NONE);
     ExpectImagesNear(source.image, copy.image, 0);
-    for (Picture *result : {&copy, &negative}) {
+    for (Picture *result : {&copy}) {
         ASSERT_EQ(result->profileSize, 16);
         EXPECT_EQ(memcmp(result->profile, source.profile, 16), 0);
         EXPECT_NE(result->profile, source.profile);
@@ -82,7 +58,6 @@ TEST(WholeImage, CopyAndNegativeCarryTheProfileAndOrigin)
     }
     FreeWindow(&source);
     FreeWindow(&copy);
-    FreeWindow(&negative);
 }
 
 TEST(WholeImage, CopyShowsProgressFrom100000Pixels)
@@ -111,22 +86,6 @@ TEST(WholeImage, CopyShowsProgressFrom100000Pixels)
     }
 }
 
-TEST(WholeImage, NegativeShowsItsTitleAndStopsOnAbort)
-{
-    TestStart();
-    Picture source, negative = {};
-    MakeWindow(&source, TYPE_GRAY16, 1000, 100, 6);
-    HeadlessAbortAtPump(2);
-    EXPECT_EQ(ImageNegative(&source, &negative), ERROR_ABORTED);
-    ASSERT_EQ(HeadlessProgressCount(), 1);
-    EXPECT_STREQ(HeadlessProgressAt(0)->title, "Negative");
-    EXPECT_EQ(HeadlessProgressAt(0)->pumps, 3);
-    EXPECT_EQ(ProgressCurrent(), nullptr);
-    EXPECT_EQ(negative.profile, nullptr); // the window is destroyed by the caller anyway
-    FreeWindow(&source);
-    FreeWindow(&negative);
-}
-
 TEST(WholeImage, IllegalTypesGive14)
 {
     TestStart();
@@ -135,7 +94,6 @@ TEST(WholeImage, IllegalTypesGive14)
         Picture source = {}, result = {};
         ASSERT_EQ(ImageAlloc(&source.image, type, 4, 4, 72.0), ERROR_NONE);
         EXPECT_EQ(WindowCopy(&source, &result), ERROR_ILLEGAL_TYPE);
-        EXPECT_EQ(ImageNegative(&source, &result), ERROR_ILLEGAL_TYPE);
         EXPECT_EQ(result.image.type, TYPE_EMPTY);
         FreeWindow(&source);
     }
@@ -372,7 +330,6 @@ TEST(WholeImage, PicturesWithoutPixelsAreHandledWithoutReadingRows)
     ASSERT_EQ(ImageAlloc(&source.image, TYPE_GRAY16, 0, 5, 72.0), ERROR_NONE);
     ASSERT_EQ(source.image.rows, nullptr);
     EXPECT_EQ(WindowCopy(&source, &result), ERROR_NONE);
-    EXPECT_EQ(ImageNegative(&source, &result), ERROR_NONE);
     Image reduced = {};
     EXPECT_EQ(ReduceGray16(&source.image, &reduced, 1), ERROR_NONE);
     EXPECT_EQ(reduced.rows, nullptr);

@@ -8,7 +8,7 @@
 
 #include "core/Core.h"
 #include "core/File.h"
-#include "transforms/Curve.h"
+#include "transforms/CurveModel.h"
 #include "transforms/FloatCurve.h"
 
 static void Check(bool condition)

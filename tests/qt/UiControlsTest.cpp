@@ -9,6 +9,7 @@
 #include "platform/qt/QtPlatform.h"
 #include "shell/Shell.h"
 #include "tests/qt/UiSupport.h"
+#include "transforms/GammaAdjust.h"
 #include "ui/Controls.h"
 #include "ui/ImageWindow.h"
 #include "ui/ImageWindows.h"

@@ -18,6 +18,7 @@
 #include "shell/FileFlow.h"
 #include "shell/Shell.h"
 #include "tests/qt/UiSupport.h"
+#include "transforms/Negative.h"
 #include "ui/Display.h"
 #include "ui/GridDialog.h"
 #include "ui/ImageWindow.h"
@@ -318,7 +319,7 @@ TEST_F(UiEditor, TheGridDialogShowsTheThirdsOnThePictureAsTheyAreChosen)
 
 TEST_F(UiEditor, NegativeAndCopyShowTheirPictureAtOnce)
 {
-    for (int id : {COMMAND_NEGATIVE, COMMAND_COPY}) {
+    for (int id : {(int)COMMAND_NEGATIVE, (int)COMMAND_COPY}) {
         SCOPED_TRACE(id);
         PlatformActivateWindow(window);
         Command(id);

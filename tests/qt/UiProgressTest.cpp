@@ -9,9 +9,10 @@
 #include <cstring>
 
 #include "core/Progress.h"
-#include "core/WholeImage.h"
 #include "files/FileType.h"
 #include "tests/qt/UiSupport.h"
+#include "transforms/Negative.h"
+#include "transforms/Transforms.h"
 #include "ui/ImageWindow.h"
 #include "ui/ProgressWindow.h"
 
@@ -89,7 +90,8 @@ TEST_F(UiProgress, CancelStopsANegativeUnderWayAndNothingElseGetsInput)
 
     QTimer timer;
     WatchStart(&timer, other, "progress-negative");
-    EXPECT_EQ(ImageNegative(&source->picture, &negative->picture), ERROR_ABORTED);
+    EXPECT_EQ(TransformApply(&NegativeTransform, nullptr, &source->picture, &negative->picture),
+              ERROR_ABORTED);
     EXPECT_TRUE(Watch.sawProgress);
     // Clicked during the work, not after it: the abort came before the last row.
     EXPECT_GE(Watch.clickedAt, ROWS_BEFORE_CANCEL);

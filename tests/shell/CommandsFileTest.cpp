@@ -11,6 +11,7 @@
 #include "shell/FileFlow.h"
 #include "shell/Preferences.h"
 #include "tests/shell/ShellTestSupport.h"
+#include "transforms/GammaAdjust.h"
 
 using FileCommands = ShellTest;
 

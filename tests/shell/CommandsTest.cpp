@@ -10,6 +10,8 @@
 #include "shell/Commands.h"
 #include "shell/Dialogs.h"
 #include "tests/shell/ShellTestSupport.h"
+#include "transforms/GammaAdjust.h"
+#include "transforms/Negative.h"
 #include "ui/GridDialog.h"
 
 using Commands = ShellTest;

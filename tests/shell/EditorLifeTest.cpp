@@ -18,6 +18,7 @@
 #include "shell/Shell.h"
 #include "shell/Undo.h"
 #include "tests/support/TestSupport.h"
+#include "transforms/Negative.h"
 #include "ui/ImageWindows.h"
 
 static std::string Quote(const std::string &path)

@@ -12,6 +12,8 @@
 #include "shell/FileFlow.h"
 #include "shell/Preferences.h"
 #include "tests/shell/ShellTestSupport.h"
+#include "transforms/GammaAdjust.h"
+#include "transforms/TransformDialogs.h"
 
 using Frame = ShellTest;
 

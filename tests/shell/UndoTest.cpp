@@ -5,6 +5,7 @@
 #include "core/Preferences.h"
 #include "shell/Undo.h"
 #include "tests/shell/ShellTestSupport.h"
+#include "transforms/GammaAdjust.h"
 
 using UndoList = ShellTest;
 

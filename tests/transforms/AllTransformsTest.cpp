@@ -1,60 +1,104 @@
-// Every transformation over every picture type: Apply at zoom 1 and previews at zoom 1 and
-// reduced, each into a fresh destination and again into the one already made. Adding a
-// transformation means adding its line to the table.
+// What holds for every transformation of the table, tested once for all of them: the types
+// it takes and refuses, Apply and previews at zoom 1, reduced and magnified, each into a
+// fresh destination and again into the one already made, progress and abort, settings that
+// change nothing giving an exact copy, arguments outside the pictures, and its vistel-cli
+// verb in --help. A transformation's own tests hold only its own numbers; adding one means
+// adding its line here.
 #include <cctype>
 #include <gtest/gtest.h>
 #include <string>
+#include <vector>
 
 #include "core/Preferences.h"
+#include "core/Progress.h"
+#include "platform/headless/Headless.h"
+#include "tests/color/ProfileTestSupport.h"
 #include "tests/support/TestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
+#include "transforms/ChangeProfile.h"
 #include "transforms/Convert.h"
 #include "transforms/GammaAdjust.h"
-
-// Room for any transformation's settings record.
-union AnySettings {
-    GammaSettings gamma;
-    ConvertSettings convert;
-};
+#include "transforms/Negative.h"
+#include "transforms/Transforms.h"
 
 struct TransformLine {
-    int kind; // the operation code, which is also the dialog's window kind
-    const char *name;
-    ComputeFunction compute;
-    void (*defaults)(AnySettings *settings);
-    int binaryInput; // 1 when binary pictures are accepted
+    const TransformDescriptor *transform;
+    // From the defaults to settings that change pixels; null when the defaults do.
+    void (*prepare)(void *settings);
+    // Settings that change nothing for a picture of type; null for a transformation that
+    // always computes.
+    void (*unchanged)(void *settings, int type);
 };
 
-static void GammaDefaults(AnySettings *settings)
+static void GammaPrepare(void *settings)
 {
-    GammaSettingsDefault(&settings->gamma);
+    ((GammaSettings *)settings)->factor = 2.22;
 }
 
-static void ConvertDefaults(AnySettings *settings)
+static void GammaUnchanged(void *settings, int type)
 {
-    ConvertSettingsDefault(&settings->convert);
+    (void)type;
+    ((GammaSettings *)settings)->factor = 1.0;
 }
 
-static const TransformLine TRANSFORMS[] = {
-    {65, "Gamma Adjust", GammaCompute, GammaDefaults, 0},
-    {61, "Convert", ConvertCompute, ConvertDefaults, 1},
+static void ConvertUnchanged(void *settings, int type)
+{
+    static const int TARGETS[] = {-1, CONVERT_BINARY, CONVERT_GRAY8,  CONVERT_COLOR24, -1,
+                                  -1, CONVERT_GRAY16, CONVERT_COLOR48};
+    ((ConvertSettings *)settings)->target = TARGETS[type];
+}
+
+// Pixels go to the wide-gamut profile from sRGB, the input's profile when it has none.
+static void ChangeProfilePrepare(void *settings)
+{
+    static const std::vector<uint8_t> wide = TestReadFile(SYSTEM_WIDE);
+    ChangeProfileSettings *change = (ChangeProfileSettings *)settings;
+    change->targetProfile = wide.data();
+    change->targetLength = (int)wide.size();
+}
+
+static const TransformLine TRANSFORM_LINES[] = {
+    {&NegativeTransform, nullptr, nullptr},
+    {&GammaTransform, GammaPrepare, GammaUnchanged},
+    {&ConvertTransform, nullptr, ConvertUnchanged},
+    {&ChangeProfileTransform, ChangeProfilePrepare, nullptr},
 };
 
 static const int REDUCED_ZOOM = -3;
+static const int MAGNIFIED_ZOOM = 2;
 
-class AllTransforms : public testing::TestWithParam<int> {};
+class AllTransforms : public testing::TestWithParam<int> {
+  protected:
+    const TransformLine *line = nullptr;
+    const TransformDescriptor *transform = nullptr;
+    std::vector<double> storage; // the settings record, aligned for any of its fields
+    void *settings = nullptr;
 
-TEST_P(AllTransforms, EveryTypeAtZoomOneAndReduced)
+    void SetUp() override
+    {
+        TestStart();
+        // A reduced preview takes single pixels here, so that it can be compared with the
+        // subsampled full-size preview; smoothing is the display's business.
+        Prefs.smoothZoom = 0;
+        line = &TRANSFORM_LINES[GetParam()];
+        transform = line->transform;
+        storage.assign(transform->settingsSize / sizeof(double) + 1, 0.0);
+        settings = storage.data();
+        transform->defaults(settings);
+        if (line->prepare != nullptr) line->prepare(settings);
+    }
+
+    // The first of the types given that the transformation takes.
+    int TakenType(std::initializer_list<int> types)
+    {
+        for (int type : types)
+            if (transform->accepts(type)) return type;
+        return TYPE_EMPTY;
+    }
+};
+
+TEST_P(AllTransforms, TakesItsTypesAtEveryZoomAndRefusesTheOthers)
 {
-    TestStart();
-    // A reduced preview takes single pixels here, so that it can be compared with the
-    // subsampled full-size preview; smoothing is the display's business.
-    Prefs.smoothZoom = 0;
-    const TransformLine &line = TRANSFORMS[GetParam()];
-    SCOPED_TRACE(line.name);
-    AnySettings settings;
-    line.defaults(&settings);
-
     for (int type : PICTURE_TYPES) {
         SCOPED_TRACE(testing::Message() << "type " << type);
         Image source;
@@ -62,10 +106,15 @@ TEST_P(AllTransforms, EveryTypeAtZoomOneAndReduced)
 
         // Apply into a fresh destination, then again into that one, marked beforehand.
         Image applied = {};
-        ErrorCode result = ApplyRun(line.compute, &settings, source, &applied);
-        if (type == TYPE_BINARY && !line.binaryInput) {
+        ErrorCode result = ApplyRun(transform->compute, settings, source, &applied);
+        if (!transform->accepts(type)) {
             EXPECT_EQ(result, ERROR_ILLEGAL_TYPE);
             EXPECT_EQ(applied.type, TYPE_EMPTY);
+            ImageWindow window;
+            PreviewWindowSetUp(&window, source, 1, 0, 0, 41, 29);
+            EXPECT_EQ(PreviewRun(transform->compute, settings, source, &window, 0, 0, 40, 28),
+                      ERROR_ILLEGAL_TYPE);
+            EXPECT_EQ(window.view.type, TYPE_EMPTY);
             ImageFree(&source);
             continue;
         }
@@ -76,42 +125,50 @@ TEST_P(AllTransforms, EveryTypeAtZoomOneAndReduced)
         Image again = {};
         ASSERT_EQ(ImageDuplicate(&applied, &again), ERROR_NONE);
         TestFillPattern(&again, 77);
-        ASSERT_EQ(ApplyRun(line.compute, &settings, source, &again), ERROR_NONE);
+        ASSERT_EQ(ApplyRun(transform->compute, settings, source, &again), ERROR_NONE);
         ExpectImagesNear(applied, again, 0);
 
-        // A preview at zoom 1 over the whole picture is at most 8 bits deep.
+        // A preview at zoom 1 over the whole picture is at most 8 bits deep, and where the
+        // result is too it is the result.
         ImageWindow full;
         PreviewWindowSetUp(&full, source, 1, 0, 0, 41, 29);
-        ASSERT_EQ(PreviewRun(line.compute, &settings, source, &full, 0, 0, 40, 28), ERROR_NONE);
+        ASSERT_EQ(PreviewRun(transform->compute, settings, source, &full, 0, 0, 40, 28),
+                  ERROR_NONE);
         int previewType = full.view.type;
         EXPECT_TRUE(previewType == TYPE_BINARY || previewType == TYPE_GRAY8 ||
                     previewType == TYPE_COLOR24);
-        if (applied.type != TYPE_GRAY16 && applied.type != TYPE_COLOR48) {
+        if (applied.type != TYPE_GRAY16 && applied.type != TYPE_COLOR48)
             ExpectImagesNear(applied, full.view, 0);
-        }
 
         // Reduced from (2, 1): fresh, then into the same view marked beforehand. Both equal
-        // the full-size preview subsampled, and for an 8-bit result the subsampled Apply.
+        // the full-size preview subsampled.
         int w = (41 - 2 + 2) / 3;
         int h = (29 - 1 + 2) / 3;
         Image expected = {};
         PictureSubsample(full.view, 2, 1, 3, w, h, &expected);
         ImageWindow reduced;
         PreviewWindowSetUp(&reduced, source, REDUCED_ZOOM, 2, 1, w, h);
-        ASSERT_EQ(PreviewRun(line.compute, &settings, source, &reduced, 0, 0, w - 1, h - 1),
-                  ERROR_NONE);
-        ExpectImagesNear(expected, reduced.view, 0);
-        TestFillPattern(&reduced.view, 78);
-        ASSERT_EQ(PreviewRun(line.compute, &settings, source, &reduced, 0, 0, w - 1, h - 1),
-                  ERROR_NONE);
-        ExpectImagesNear(expected, reduced.view, 0);
+        for (int pass = 0; pass < 2; pass++) {
+            ASSERT_EQ(
+                PreviewRun(transform->compute, settings, source, &reduced, 0, 0, w - 1, h - 1),
+                ERROR_NONE);
+            ExpectImagesNear(expected, reduced.view, 0);
+            TestFillPattern(&reduced.view, 78);
+        }
 
-        ImageFree(&source);
-        ImageFree(&applied);
-        ImageFree(&again);
-        ImageFree(&expected);
-        PreviewWindowFree(&full);
-        PreviewWindowFree(&reduced);
+        // Magnified, with the last blocks cut: each pixel of the zoom 1 preview repeated.
+        Image magnified = {};
+        PictureMagnify(full.view, MAGNIFIED_ZOOM, 17, 13, &magnified);
+        ImageWindow large;
+        PreviewWindowSetUp(&large, source, MAGNIFIED_ZOOM, 0, 0, 17, 13);
+        ASSERT_EQ(PreviewRun(transform->compute, settings, source, &large, 0, 0, 16, 12),
+                  ERROR_NONE);
+        ExpectImagesNear(magnified, large.view, 0);
+
+        for (Image *image : {&source, &applied, &again, &expected, &magnified})
+            ImageFree(image);
+        for (ImageWindow *window : {&full, &reduced, &large})
+            PreviewWindowFree(window);
     }
 
     // Types without pixels to transform are refused by Apply and preview alike.
@@ -119,27 +176,131 @@ TEST_P(AllTransforms, EveryTypeAtZoomOneAndReduced)
         SCOPED_TRACE(testing::Message() << "type " << type);
         Image source = {}, destination = {};
         ASSERT_EQ(ImageAlloc(&source, type, 8, 8, 72.0), ERROR_NONE);
-        EXPECT_EQ(ApplyRun(line.compute, &settings, source, &destination), ERROR_ILLEGAL_TYPE);
-        ImageWindow window;
-        PreviewWindowSetUp(&window, source, 1, 0, 0, 8, 8);
-        EXPECT_EQ(PreviewRun(line.compute, &settings, source, &window, 0, 0, 7, 7),
-                  ERROR_ILLEGAL_TYPE);
+        EXPECT_FALSE(transform->accepts(type));
+        EXPECT_EQ(ApplyRun(transform->compute, settings, source, &destination), ERROR_ILLEGAL_TYPE);
         EXPECT_EQ(destination.type, TYPE_EMPTY);
-        EXPECT_EQ(window.view.type, TYPE_EMPTY);
         ImageFree(&source);
-        PreviewWindowFree(&window);
     }
+    EXPECT_EQ(HeadlessProgressCount(), 0);
+}
+
+TEST_P(AllTransforms, ShowsProgressFrom100000PixelsAndStopsOnAbort)
+{
+    int type = TakenType({TYPE_GRAY8, TYPE_COLOR24});
+    struct Case {
+        int width, height, progress;
+    } cases[] = {{33333, 3, 0}, {400, 250, 1}};
+    for (const Case &test : cases) {
+        SCOPED_TRACE(test.width * test.height);
+        HeadlessReset();
+        Image source, result = {};
+        PictureMake(&source, type, test.width, test.height, 4);
+        ASSERT_EQ(ApplyRun(transform->compute, settings, source, &result), ERROR_NONE);
+        ASSERT_EQ(HeadlessProgressCount(), test.progress);
+        if (test.progress)
+            EXPECT_STREQ(HeadlessProgressAt(0)->title, transform->name);
+        else
+            EXPECT_GE(HeadlessWaitCursorCount(), 1);
+        EXPECT_EQ(HeadlessCursor(), CURSOR_ARROW);
+        ImageFree(&source);
+        ImageFree(&result);
+    }
+
+    // An abort is a code, the bar goes, and the input is as it was.
+    HeadlessReset();
+    Image source, original = {}, result = {};
+    PictureMake(&source, type, 400, 250, 5);
+    ASSERT_EQ(ImageDuplicate(&source, &original), ERROR_NONE);
+    HeadlessAbortAtPump(2);
+    EXPECT_EQ(ApplyRun(transform->compute, settings, source, &result), ERROR_ABORTED);
+    ASSERT_EQ(HeadlessProgressCount(), 1);
+    EXPECT_EQ(HeadlessProgressAt(0)->pumps, 3);
+    EXPECT_EQ(HeadlessProgressAt(0)->open, 0);
+    EXPECT_EQ(ProgressCurrent(), nullptr);
+    ExpectImagesNear(original, source, 0);
+    for (Image *image : {&source, &original, &result})
+        ImageFree(image);
+}
+
+TEST_P(AllTransforms, SettingsThatChangeNothingGiveAnExactCopy)
+{
+    if (line->unchanged == nullptr) {
+        EXPECT_EQ(transform->changesNothing, nullptr);
+        return;
+    }
+    ASSERT_NE(transform->changesNothing, nullptr);
+    for (int type : PICTURE_TYPES) {
+        SCOPED_TRACE(testing::Message() << "type " << type);
+        Picture source = {}, copy = {};
+        PictureMake(&source.image, type, 23, 9, type);
+        if (!transform->accepts(type)) {
+            // A type it does not take is for the compute function to refuse.
+            EXPECT_EQ(transform->changesNothing(settings, &source.image, 1), 0);
+            PictureFree(&source);
+            continue;
+        }
+        line->unchanged(settings, type);
+        EXPECT_EQ(transform->changesNothing(settings, &source.image, 1), 1);
+        // The short cut copies, and the row loop would have given the same.
+        ASSERT_EQ(TransformApply(transform, settings, &source, &copy), ERROR_NONE);
+        ExpectImagesNear(source.image, copy.image, 0);
+        Image computed = {};
+        ASSERT_EQ(ApplyRun(transform->compute, settings, source.image, &computed), ERROR_NONE);
+        ExpectImagesNear(source.image, computed, 0);
+        transform->defaults(settings);
+        if (line->prepare != nullptr) line->prepare(settings);
+        ImageFree(&computed);
+        PictureFree(&copy);
+        PictureFree(&source);
+    }
+    EXPECT_EQ(transform->changesNothing(settings, nullptr, 1), 0);
+}
+
+TEST_P(AllTransforms, ArgumentsOutsideThePicturesAreRefused)
+{
+    Image source, result = {};
+    PictureMake(&source, TakenType({TYPE_GRAY8, TYPE_COLOR24}), 10, 10, 2);
+    ComputeFunction compute = transform->compute;
+    // Eleven pixels from a row of ten; a rectangle past the destination; zoom 0.
+    EXPECT_EQ(compute(&source, &result, nullptr, settings, 1, 10, 10, 0, 0, 1, 0, 0, 9, 9, 11, 10),
+              ERROR_INTERNAL_1);
+    EXPECT_EQ(compute(&source, &result, nullptr, settings, 0, 5, 5, 0, 0, -2, 0, 0, 5, 4, 5, 5),
+              ERROR_INTERNAL_1);
+    EXPECT_EQ(compute(&source, &result, nullptr, settings, 0, 5, 5, 0, 0, 0, 0, 0, 4, 4, 5, 5),
+              ERROR_INTERNAL_1);
+    ImageFree(&source);
+    ImageFree(&result);
+}
+
+TEST_P(AllTransforms, VistelCliHelpListsTheVerbAndItsOptions)
+{
+    std::string help, verbHelp;
+    ASSERT_EQ(TestRun(TestCliPath() + " --help", &help), 0);
+    EXPECT_NE(help.find(std::string("  ") + transform->verb + " "), std::string::npos);
+    ASSERT_EQ(TestRun(TestCliPath() + " " + transform->verb + " --help", &verbHelp), 0);
+    EXPECT_EQ(verbHelp.find(std::string("usage: vistel-cli ") + transform->verb), 0u);
+    for (int i = 0; i < transform->optionCount; i++)
+        EXPECT_NE(verbHelp.find(transform->options[i].name), std::string::npos);
 }
 
 // Each case is named after its transformation, without the spaces.
 static std::string TransformName(const testing::TestParamInfo<int> &info)
 {
     std::string name;
-    for (const char *c = TRANSFORMS[info.param].name; *c != 0; c++)
+    for (const char *c = TRANSFORM_LINES[info.param].transform->name; *c != 0; c++)
         if (isalnum((unsigned char)*c)) name += *c;
     return name;
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, AllTransforms,
-                         testing::Range(0, (int)(sizeof TRANSFORMS / sizeof TRANSFORMS[0])),
+                         testing::Range(0,
+                                        (int)(sizeof TRANSFORM_LINES / sizeof TRANSFORM_LINES[0])),
                          TransformName);
+
+// The lines above are those of the table, each once.
+TEST(AllTransformsTable, HasALineForEveryTransformation)
+{
+    ASSERT_EQ((int)(sizeof TRANSFORM_LINES / sizeof TRANSFORM_LINES[0]), TRANSFORM_COUNT);
+    for (int i = 0; i < TRANSFORM_COUNT; i++)
+        EXPECT_EQ(TRANSFORM_LINES[i].transform, TRANSFORMS[i]) << i;
+}

@@ -222,29 +222,4 @@ TEST(Convert, TargetTypesAndRefusals)
     EXPECT_EQ(ConvertApply(7, source, &result), ERROR_INTERNAL_1);
     EXPECT_EQ(result.type, TYPE_EMPTY);
     ImageFree(&source);
-    for (int type : {TYPE_EMPTY, TYPE_COLOR, TYPE_HISTOGRAM}) {
-        SCOPED_TRACE(type);
-        ASSERT_EQ(ImageAlloc(&source, type, 4, 4, 72.0), ERROR_NONE);
-        EXPECT_EQ(ConvertApply(CONVERT_GRAY8, source, &result), ERROR_ILLEGAL_TYPE);
-        EXPECT_EQ(result.type, TYPE_EMPTY);
-        ImageFree(&source);
-    }
-}
-
-TEST(Convert, ProgressIsTitledConvertAndCountsRows)
-{
-    TestStart();
-    Image source, result = {};
-    PictureMake(&source, TYPE_COLOR48, 500, 200, 15);
-    ASSERT_EQ(ConvertApply(CONVERT_COLOR24, source, &result), ERROR_NONE);
-    ASSERT_EQ(HeadlessProgressCount(), 1);
-    EXPECT_STREQ(HeadlessProgressAt(0)->title, "Convert");
-    EXPECT_EQ(HeadlessProgressAt(0)->last.last, 199);
-    EXPECT_EQ(HeadlessProgressAt(0)->last.current, 199);
-
-    HeadlessReset();
-    HeadlessAbortAtPump(0);
-    EXPECT_EQ(ConvertApply(CONVERT_GRAY8, source, &result), ERROR_ABORTED);
-    ImageFree(&source);
-    ImageFree(&result);
 }

@@ -1,5 +1,6 @@
-// Gamma Adjust: its tables by hand, its output types, what 1.0 changes, partial repaints,
-// progress and abort, and a reduced preview against the subsampled result.
+// Gamma Adjust: its tables by hand, its output types, partial repaints, its bar that stops
+// halfway, and a preview at 1.0 as the display shows it. What every transformation does is
+// tested in AllTransformsTest.
 #include <cmath>
 #include <gtest/gtest.h>
 
@@ -115,33 +116,6 @@ TEST(GammaAdjust, ColorChannelsAreTreatedAlike)
     ImageFree(&result);
 }
 
-TEST(GammaAdjust, FactorOneChangesNothingAndItsRowLoopCopies)
-{
-    TestStart();
-    GammaSettings one = {1.0, 3};
-    GammaSettings two = {2.0, 3};
-    for (int type : {TYPE_GRAY8, TYPE_COLOR24, TYPE_GRAY16, TYPE_COLOR48}) {
-        SCOPED_TRACE(type);
-        Image source, result = {};
-        PictureMake(&source, type, 40, 25, type);
-        EXPECT_EQ(GammaChangesNothing(&one, &source, 1), 1);
-        EXPECT_EQ(GammaChangesNothing(&one, &source, 0), 1);
-        EXPECT_EQ(GammaChangesNothing(&two, &source, 1), 0);
-        ASSERT_EQ(GammaApply(1.0, source, &result), ERROR_NONE);
-        ExpectImagesNear(source, result, 0);
-        ImageFree(&source);
-        ImageFree(&result);
-    }
-    // A type Gamma Adjust does not take is for the compute function to refuse.
-    for (int type : {TYPE_EMPTY, TYPE_BINARY, TYPE_COLOR, TYPE_HISTOGRAM}) {
-        Image source = {};
-        ASSERT_EQ(ImageAlloc(&source, type, 8, 8, 72.0), ERROR_NONE);
-        EXPECT_EQ(GammaChangesNothing(&one, &source, 1), 0) << type;
-        ImageFree(&source);
-    }
-    EXPECT_EQ(GammaChangesNothing(&one, nullptr, 1), 0);
-}
-
 TEST(GammaAdjust, SixteenBitPreviewWritesEightBits)
 {
     TestStart();
@@ -207,26 +181,6 @@ TEST(GammaAdjust, PartialRepaintKeepsTheRestOfTheDestination)
     PreviewWindowFree(&window);
 }
 
-TEST(GammaAdjust, IllegalInputTypesGive14AndLeaveTheDestination)
-{
-    TestStart();
-    for (int type : {TYPE_EMPTY, TYPE_BINARY, TYPE_COLOR, TYPE_HISTOGRAM}) {
-        SCOPED_TRACE(type);
-        Image source = {}, result = {};
-        ASSERT_EQ(ImageAlloc(&source, type, 8, 8, 72.0), ERROR_NONE);
-        for (int full : {0, 1}) {
-            GammaSettings settings = {2.0, 3};
-            EXPECT_EQ(GammaCompute(&source, &result, nullptr, &settings, full, 8, 8, 0, 0, 1, 0, 0,
-                                   7, 7, 8, 8),
-                      ERROR_ILLEGAL_TYPE);
-            EXPECT_EQ(result.type, TYPE_EMPTY);
-            EXPECT_EQ(result.rows, nullptr);
-        }
-        EXPECT_EQ(HeadlessProgressCount(), 0);
-        ImageFree(&source);
-    }
-}
-
 TEST(GammaAdjust, AbortAtRowThreeOfTenReturns11)
 {
     TestStart();
@@ -254,71 +208,6 @@ TEST(GammaAdjust, AbortAtRowThreeOfTenReturns11)
     ImageFree(&result);
 }
 
-TEST(GammaAdjust, ProgressFrom100000PixelsElseTheWaitCursor)
-{
-    TestStart();
-    struct Case {
-        int width, height, progress;
-    } cases[] = {{33333, 3, 0}, {400, 250, 1}, {1, 1, 0}};
-    for (const Case &test : cases) {
-        SCOPED_TRACE(test.width * test.height);
-        HeadlessReset();
-        Image source, result = {};
-        PictureMake(&source, TYPE_GRAY8, test.width, test.height, 4);
-        ASSERT_EQ(GammaApply(0.5, source, &result), ERROR_NONE);
-        EXPECT_EQ(HeadlessProgressCount(), test.progress);
-        if (test.progress) {
-            EXPECT_EQ(HeadlessProgressAt(0)->last.last, 2 * test.height - 1);
-        } else {
-            EXPECT_GE(HeadlessWaitCursorCount(), 1);
-        }
-        EXPECT_EQ(HeadlessCursor(), CURSOR_ARROW);
-        ImageFree(&source);
-        ImageFree(&result);
-    }
-}
-
-TEST(GammaAdjust, ReducedPreviewEqualsTheSubsampledApply)
-{
-    TestStart();
-    for (int type : {TYPE_GRAY8, TYPE_COLOR24}) {
-        SCOPED_TRACE(type);
-        Image source, result = {}, expected = {};
-        ImageWindow window;
-        PictureMake(&source, type, 47, 38, 7);
-        ASSERT_EQ(GammaApply(2.22, source, &result), ERROR_NONE);
-        // The view shows the picture from (5, 2) at -3: 14 by 12 pixels fit.
-        PreviewWindowSetUp(&window, source, -3, 5, 2, 14, 12);
-        GammaSettings settings = {2.22, 3};
-        ASSERT_EQ(PreviewRun(GammaCompute, &settings, source, &window, 0, 0, 13, 11), ERROR_NONE);
-        PictureSubsample(result, 5, 2, 3, 14, 12, &expected);
-        ExpectImagesNear(expected, window.view, 0);
-        ImageFree(&source);
-        ImageFree(&result);
-        ImageFree(&expected);
-        PreviewWindowFree(&window);
-    }
-}
-
-TEST(GammaAdjust, MagnifiedPreviewRepeatsEachPixel)
-{
-    TestStart();
-    Image source, result = {}, expected = {};
-    ImageWindow window;
-    PictureMake(&source, TYPE_GRAY8, 6, 5, 8);
-    ASSERT_EQ(GammaApply(0.5, source, &result), ERROR_NONE);
-    // 17 by 14 at zoom 3: the last column and row of blocks are cut.
-    PreviewWindowSetUp(&window, source, 3, 0, 0, 17, 14);
-    GammaSettings settings = {0.5, 3};
-    ASSERT_EQ(PreviewRun(GammaCompute, &settings, source, &window, 0, 0, 16, 13), ERROR_NONE);
-    PictureMagnify(result, 3, 17, 14, &expected);
-    ExpectImagesNear(expected, window.view, 0);
-    ImageFree(&source);
-    ImageFree(&result);
-    ImageFree(&expected);
-    PreviewWindowFree(&window);
-}
-
 TEST(GammaAdjust, FactorOnePreviewRowLoopGivesWhatTheDisplayShowsUnsmoothed)
 {
     TestStart();
@@ -339,26 +228,6 @@ TEST(GammaAdjust, FactorOnePreviewRowLoopGivesWhatTheDisplayShowsUnsmoothed)
         PreviewWindowFree(&preview);
         PreviewWindowFree(&display);
     }
-}
-
-TEST(GammaAdjust, ArgumentsOutsideThePicturesAreRefused)
-{
-    TestStart();
-    Image source, result = {};
-    PictureMake(&source, TYPE_GRAY8, 10, 10, 2);
-    GammaSettings settings = {2.0, 3};
-    // Eleven pixels from a row of ten; a rectangle past the destination; zoom 0.
-    EXPECT_EQ(
-        GammaCompute(&source, &result, nullptr, &settings, 1, 10, 10, 0, 0, 1, 0, 0, 9, 9, 11, 10),
-        ERROR_INTERNAL_1);
-    EXPECT_EQ(
-        GammaCompute(&source, &result, nullptr, &settings, 0, 5, 5, 0, 0, -2, 0, 0, 5, 4, 5, 5),
-        ERROR_INTERNAL_1);
-    EXPECT_EQ(
-        GammaCompute(&source, &result, nullptr, &settings, 0, 5, 5, 0, 0, 0, 0, 0, 4, 4, 5, 5),
-        ERROR_INTERNAL_1);
-    ImageFree(&source);
-    ImageFree(&result);
 }
 
 TEST(GammaAdjust, PictureWithoutRowsIsRefused)

@@ -8,6 +8,7 @@
 
 #include "masks/AmountControl.h"
 #include "tests/shell/ShellTestSupport.h"
+#include "transforms/GammaAdjust.h"
 #include "ui/Controls.h"
 
 namespace {

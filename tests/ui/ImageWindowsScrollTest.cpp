@@ -1,6 +1,7 @@
 // Scrolling an image window through its scroll bars: the rounding to the zoom, and the
 // users of the picture told of each move.
 #include "tests/shell/ShellTestSupport.h"
+#include "transforms/GammaAdjust.h"
 
 using ImageWindowScroll = ShellTest;
 

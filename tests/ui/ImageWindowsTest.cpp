@@ -8,6 +8,7 @@
 #include "shell/Commands.h"
 #include "shell/FileFlow.h"
 #include "tests/shell/ShellTestSupport.h"
+#include "transforms/GammaAdjust.h"
 
 using ImageWindows = ShellTest;
 

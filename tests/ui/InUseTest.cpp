@@ -1,6 +1,9 @@
 // The in-use list: the first blocking user names the refusal, clearing matches on either
 // side, and each user hears of a change once.
 #include "tests/shell/ShellTestSupport.h"
+#include "transforms/ChangeProfile.h"
+#include "transforms/Convert.h"
+#include "transforms/GammaAdjust.h"
 
 using InUse = ShellTest;
 

@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "core/Text.h"
-#include "transforms/Curve.h"
+#include "transforms/CurveModel.h"
 #include "ui/SettingsOptions.h"
 
 static const int TEST_KIND = 70;         // a child kind no dialog of the program uses

@@ -41,8 +41,15 @@ ErrorCode RecordingCompute(const Image *source, Image *destination, Picture *pic
 }
 
 // A dialog with no controls of its own: everything goes through the shared handling.
-const TransformDialogKind TEST_KIND = {"Test", RecordingCompute, 1, 103, nullptr,
-                                       GammaChangesNothing, nullptr};
+TransformDescriptor TestTransform()
+{
+    TransformDescriptor transform = GammaTransform;
+    transform.name = "Test";
+    transform.compute = RecordingCompute;
+    return transform;
+}
+const TransformDescriptor TEST_TRANSFORM = TestTransform();
+const TransformDialogKind TEST_KIND = {&TEST_TRANSFORM, 103};
 
 MessageResult TestDialogProcedure(WindowHandle window, uint32_t message, uintptr_t wParam,
                                   intptr_t lParam)

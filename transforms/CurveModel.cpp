@@ -1,6 +1,6 @@
 // The tone curve: tables at 8 and 16 bits, the monotone spline and the power-curve short
 // cut, histograms, the control's mouse rules, and the ".crv", ".acv" and ".amp" files.
-#include "transforms/Curve.h"
+#include "transforms/CurveModel.h"
 
 #include <cmath>
 #include <cstring>
@@ -602,59 +602,13 @@ int GrayCurveMouse(GrayCurve *curve, int event, int column, int row, int keys, i
     return result;
 }
 
-static const char *const CURVE_STYLE_WORDS[3] = {"step", "linear", "spline"};
-
-// The style of a word, or -1 for a word that names none.
-static int CurveStyleOfWord(const char *word)
-{
-    for (int i = 0; i < 3; i++)
-        if (StrEqualNoCase(word, CURVE_STYLE_WORDS[i])) return i;
-    return -1;
-}
-
-// Parses an integer token that must lie in low..high; returns 1 (failure) otherwise.
-static int ParseIntegerIn(const char *text, int32_t low, int32_t high, int32_t *value)
-{
-    int32_t parsed;
-    if (ParseInteger(text, &parsed) || parsed < low || parsed > high) return 1;
-    *value = parsed;
-    return 0;
-}
-
 ErrorCode ReadCurveFile(FileHandle file, int32_t *pointCount, int32_t *x, int32_t *y,
                         int32_t *style, int32_t *histExpand)
 {
-    const ErrorCode illegal = ERROR_ILLEGAL_CURVE_FILE;
-    int count;
-    char **tokens;
-    if (SettingsReadHeader(file, "Curve")) return illegal;
-    for (;;) {
-        if (SettingsReadLine(file, &count, &tokens)) return illegal; // no "end"
-        if (SettingsLineIsEnd(count, tokens)) break;
-        if (SettingsKeyIs(tokens, "npts")) {
-            if (count != 2 || ParseIntegerIn(tokens[1], 2, CURVE_POINT_MAX, pointCount))
-                return illegal;
-        } else if (SettingsKeyIs(tokens, "style")) {
-            int parsed = count == 2 ? CurveStyleOfWord(tokens[1]) : -1;
-            if (parsed < 0) return illegal;
-            *style = parsed;
-        } else if (SettingsKeyIs(tokens, "histexpand")) {
-            if (count != 2 || ParseIntegerIn(tokens[1], 0, CURVE_EXPAND_HIGH, histExpand))
-                return illegal;
-        } else if (SettingsKeyIs(tokens, "point")) {
-            // The index comes from the file: it must name a place in the tables.
-            int32_t index, pointX, pointY;
-            if (count != 4 || ParseIntegerIn(tokens[1], 0, CURVE_POINT_MAX - 1, &index) ||
-                ParseIntegerIn(tokens[2], 0, 255, &pointX) ||
-                ParseIntegerIn(tokens[3], 0, 255, &pointY))
-                return illegal;
-            x[index] = pointX;
-            y[index] = pointY;
-        } else {
-            return illegal;
-        }
-    }
-    return CurvePointsValid(*pointCount, x, y) ? ERROR_NONE : illegal;
+    CurveFileTargets targets = {pointCount, style, histExpand, x, y, nullptr, nullptr};
+    ErrorCode result = CurveFileRead(file, &targets);
+    if (result != ERROR_NONE) return result;
+    return CurvePointsValid(*pointCount, x, y) ? ERROR_NONE : ERROR_ILLEGAL_CURVE_FILE;
 }
 
 ErrorCode WriteCurveFile(FileHandle file, int pointCount, const int32_t *x, const int32_t *y,

@@ -14,10 +14,12 @@
 #include "files/TiffWriter.h"
 #include "shell/Commands.h"
 #include "shell/FileFlow.h"
-#include "shell/TransformDialogs.h"
 #include "tests/color/ProfileTestSupport.h"
 #include "tests/shell/ShellTestSupport.h"
+#include "transforms/ChangeProfile.h"
 #include "transforms/Convert.h"
+#include "transforms/GammaAdjust.h"
+#include "transforms/TransformDialogs.h"
 #include "ui/Controls.h"
 #include "ui/Display.h"
 #include "ui/Transform.h"
@@ -149,33 +151,33 @@ TEST_F(TransformDialogs, GammaAppliesTheTableOfTheSliderAtFullDepth)
 TEST_F(TransformDialogs, GammaRefusesBinaryAndKeepsItsSettingsUnlessShiftIsHeld)
 {
     WindowHandle binary = MakePicture(TYPE_BINARY, 20, 20);
-    EXPECT_EQ(OpenGammaDialog(binary), ERROR_ILLEGAL_TYPE);
+    EXPECT_EQ(TransformDialogOpen(&GammaDialog, binary), ERROR_ILLEGAL_TYPE);
     EXPECT_EQ(DialogWindow, nullptr);
 
     WindowHandle input = MakePicture(TYPE_GRAY8, 20, 20);
-    ASSERT_EQ(OpenGammaDialog(input), ERROR_NONE);
+    ASSERT_EQ(TransformDialogOpen(&GammaDialog, input), ERROR_NONE);
     SlideTo(GAMMA_SLIDER, 900);
     HeadlessChoose(DialogWindow, GAMMA_INPUT_GAMMA, 2);
     PlatformSendMessage(DialogWindow, MSG_CANCEL, 0, 0);
     ASSERT_EQ(DialogWindow, nullptr);
 
-    ASSERT_EQ(OpenGammaDialog(input), ERROR_NONE);
+    ASSERT_EQ(TransformDialogOpen(&GammaDialog, input), ERROR_NONE);
     EXPECT_EQ(SliderPosition(DialogWindow, GAMMA_SLIDER), 900);
     EXPECT_EQ(PopupListChoice(DialogWindow, GAMMA_INPUT_GAMMA), 2);
     PlatformSendMessage(DialogWindow, MSG_CANCEL, 0, 0);
 
     HeadlessSetShift(1);
-    ASSERT_EQ(OpenGammaDialog(input), ERROR_NONE);
+    ASSERT_EQ(TransformDialogOpen(&GammaDialog, input), ERROR_NONE);
     HeadlessSetShift(0);
     EXPECT_EQ(SliderPosition(DialogWindow, GAMMA_SLIDER), 512);
     PlatformSendMessage(DialogWindow, MSG_CANCEL, 0, 0);
 
     // Without sticky settings every opening starts afresh.
-    ASSERT_EQ(OpenGammaDialog(input), ERROR_NONE);
+    ASSERT_EQ(TransformDialogOpen(&GammaDialog, input), ERROR_NONE);
     SlideTo(GAMMA_SLIDER, 100);
     PlatformSendMessage(DialogWindow, MSG_CANCEL, 0, 0);
     Prefs.stickySettings = 0;
-    ASSERT_EQ(OpenGammaDialog(input), ERROR_NONE);
+    ASSERT_EQ(TransformDialogOpen(&GammaDialog, input), ERROR_NONE);
     EXPECT_EQ(SliderPosition(DialogWindow, GAMMA_SLIDER), 512);
     PlatformSendMessage(DialogWindow, MSG_CANCEL, 0, 0);
 }
@@ -240,7 +242,7 @@ TEST_F(TransformDialogs, ConvertToColorTakesTheWorkingSpace)
 {
     WindowHandle input = MakePicture(TYPE_GRAY8, 20, 10);
     ImageWindow *record = WindowRecord(input);
-    ASSERT_EQ(OpenConvertDialog(input), ERROR_NONE);
+    ASSERT_EQ(TransformDialogOpen(&ConvertDialog, input), ERROR_NONE);
     EXPECT_EQ(Text(CONVERT_FROM_TEXT), "Convert from: 8-bit Black and White");
     HeadlessChoose(DialogWindow, CONVERT_TARGET, CONVERT_COLOR24);
     HeadlessClick(DialogWindow, BUTTON_OK);
@@ -303,13 +305,6 @@ TEST_F(TransformDialogs, ChangeColorProfileConvertsAndGivesTheResultItsTarget)
     EXPECT_EQ(WindowRecord(input)->picture.profile, nullptr);
 }
 
-TEST_F(TransformDialogs, ChangeColorProfileTakesOnlyColorPictures)
-{
-    WindowHandle input = MakePicture(TYPE_GRAY16, 10, 10);
-    EXPECT_EQ(OpenChangeProfileDialog(input), ERROR_ILLEGAL_TYPE);
-    EXPECT_EQ(DialogWindow, nullptr);
-}
-
 // The editor's Apply and vistel-cli run the same compute functions on the same file: the
 // pixels come out identical.
 TEST_F(TransformDialogs, ApplyInTheEditorEqualsTheCommandLine)
@@ -338,17 +333,17 @@ TEST_F(TransformDialogs, ApplyInTheEditorEqualsTheCommandLine)
     } cases[] = {
         {"gamma", std::string("gamma --factor ") + factor,
          [](TransformDialogs *test, WindowHandle window) {
-             ASSERT_EQ(OpenGammaDialog(window), ERROR_NONE);
+             ASSERT_EQ(TransformDialogOpen(&GammaDialog, window), ERROR_NONE);
              test->SlideTo(GAMMA_SLIDER, 700);
          }},
         {"convert", "convert --to gray16",
          [](TransformDialogs *, WindowHandle window) {
-             ASSERT_EQ(OpenConvertDialog(window), ERROR_NONE);
+             ASSERT_EQ(TransformDialogOpen(&ConvertDialog, window), ERROR_NONE);
              HeadlessChoose(DialogWindow, CONVERT_TARGET, CONVERT_GRAY16);
          }},
         {"profile", "profile --to '" + SYSTEM_ADOBE + "'",
          [](TransformDialogs *test, WindowHandle window) {
-             ASSERT_EQ(OpenChangeProfileDialog(window), ERROR_NONE);
+             ASSERT_EQ(TransformDialogOpen(&ChangeProfileDialog, window), ERROR_NONE);
              HeadlessChoose(DialogWindow, CHANGE_PROFILE_TARGET,
                             test->ItemIndex(CHANGE_PROFILE_TARGET, adobeName));
          }},
@@ -373,14 +368,14 @@ TEST_F(TransformDialogs, FilesDroppedWhileADialogIsOpenWaitForItsEnd)
     WindowHandle input = MakePicture(TYPE_GRAY8, 20, 10);
     std::string path = folder + "/waiting.tif";
     ASSERT_EQ(SaveTiffFile(path.c_str(), &WindowRecord(input)->picture.image), ERROR_NONE);
-    ASSERT_EQ(OpenGammaDialog(input), ERROR_NONE);
+    ASSERT_EQ(TransformDialogOpen(&GammaDialog, input), ERROR_NONE);
     QueueOpen(path.c_str());
     EXPECT_EQ(FindImageWindow(path.c_str()), nullptr);
     HeadlessClick(DialogWindow, BUTTON_CANCEL);
     EXPECT_NE(FindImageWindow(path.c_str()), nullptr);
 
     // The same when the dialog goes with the frame rather than by its own buttons.
-    ASSERT_EQ(OpenConvertDialog(input), ERROR_NONE);
+    ASSERT_EQ(TransformDialogOpen(&ConvertDialog, input), ERROR_NONE);
     std::string second = folder + "/second.tif";
     ASSERT_EQ(SaveTiffFile(second.c_str(), &WindowRecord(input)->picture.image), ERROR_NONE);
     QueueOpen(second.c_str());

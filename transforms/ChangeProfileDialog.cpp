@@ -10,17 +10,16 @@
 #include "color/Profiles.h"
 #include "core/FormatString.h"
 #include "core/Memory.h"
-#include "core/Preferences.h"
 #include "core/Text.h"
-#include "shell/Shell.h"
-#include "shell/TransformDialogs.h"
 #include "transforms/ChangeProfile.h"
+#include "transforms/TransformDialogs.h"
 #include "ui/Controls.h"
 #include "ui/DialogLayout.h"
 #include "ui/ImageWindow.h"
 #include "ui/ImageWindows.h"
 #include "ui/MessageBox.h"
 #include "ui/Transform.h"
+#include "ui/UiState.h"
 
 static const int CHANGE_PROFILE_CONTENT_WIDTH = 340;
 static const int CHANGE_PROFILE_LIST_CAPACITY = 32768; // bytes of the target list's items
@@ -34,25 +33,14 @@ struct ChangeProfileState {
 
 // What outlives one opening: the choices (the target by its description) and the place.
 static ChangeProfileSettings ChangeProfileSaved;
-static Rect ChangeProfilePlacement;
-static int ChangeProfileUseDefaults = 1;
-
-static int ChangeProfileAccepts(int type)
-{
-    return type == TYPE_COLOR24 || type == TYPE_COLOR48;
-}
-
-static ChangeProfileState *StateOf(WindowHandle dialog)
-{
-    return (ChangeProfileState *)PlatformGetWindowWord(dialog, WORD_POINTER);
-}
+static TransformDialogMemory ChangeProfileMemory = {&ChangeProfileSaved, {}, 1};
 
 // The settings point at the input's profile; a picture without one counts as sRGB.
 static void ChangeProfileTakeSource(WindowHandle dialog, ChangeProfileState *state)
 {
     const ImageWindow *record = InputWindow != nullptr ? WindowRecord(InputWindow) : nullptr;
-    state->settings.sourceProfile = record != nullptr ? record->picture.profile : nullptr;
-    state->settings.sourceLength = record != nullptr ? record->picture.profileSize : 0;
+    ChangeProfileTransform.takeInput(&state->settings,
+                                     record != nullptr ? &record->picture : nullptr);
     char description[PROFILE_DESCRIPTION_MAX] = "";
     const uint8_t *bytes = state->settings.sourceProfile;
     int length = state->settings.sourceLength;
@@ -109,11 +97,6 @@ static void ChangeProfileInputTaken(WindowHandle dialog, void *params)
     ChangeProfileTakeSource(dialog, (ChangeProfileState *)params);
 }
 
-// The result's profile is the transformation's own doing: Apply does not inherit one.
-static const TransformDialogKind CHANGE_PROFILE_KIND = {
-    "Change Color Profile",  ChangeProfileCompute, 0, CHANGE_PROFILE_INPUT,
-    ChangeProfileInputTaken, nullptr,              ChangeProfileResultProfile};
-
 // Pixels need a target to go to; until one is chosen, the automatic preview waits for it
 // rather than greet the user with a message about a choice not yet made.
 static void ChangeProfileWaitUpdate(const ChangeProfileState *state)
@@ -122,8 +105,9 @@ static void ChangeProfileWaitUpdate(const ChangeProfileState *state)
                          state->settings.change != CHANGE_PROFILE_SETTING_ONLY);
 }
 
-static void ChangeProfileCommand(WindowHandle dialog, ChangeProfileState *state, uintptr_t wParam)
+static void ChangeProfileCommand(WindowHandle dialog, void *data, uintptr_t wParam)
 {
+    ChangeProfileState *state = (ChangeProfileState *)data;
     if ((wParam >> 16) != NOTIFY_CHANGED) return;
     switch ((int)(wParam & 0xffff)) {
     case CHANGE_PROFILE_CHANGE:
@@ -138,79 +122,26 @@ static void ChangeProfileCommand(WindowHandle dialog, ChangeProfileState *state,
     default: return;
     }
     ChangeProfileWaitUpdate(state);
-    RefreshPreview(&state->settings, &CHANGE_PROFILE_KIND);
+    RefreshPreview(&state->settings, &ChangeProfileDialog);
 }
 
-static MessageResult ChangeProfileProcedure(WindowHandle dialog, uint32_t message, uintptr_t wParam,
-                                            intptr_t lParam)
+// The saved choices keep no pointer into a picture or a freed target.
+static void ChangeProfileForget(void *data, void *saved)
 {
-    ChangeProfileState *state = StateOf(dialog);
-    // The input's profile may have changed with its pixels.
-    if (state != nullptr && (message == MSG_REFRESH || message == MSG_INPUT_CHANGED))
-        ChangeProfileTakeSource(dialog, state);
-    if (TransformDialogMessage(dialog, message, wParam, lParam, &CHANGE_PROFILE_KIND, state))
-        return 0;
-    switch (message) {
-    case MSG_COMMAND:
-        if (state != nullptr) ChangeProfileCommand(dialog, state, wParam);
-        return 0;
-    case MSG_DESTROY:
-        if (state != nullptr) {
-            ChangeProfileSaved = state->settings;
-            MemoryFree(state->target);
-        }
-        // The saved choices keep no pointer into a picture or a freed target.
-        ChangeProfileSaved.sourceProfile = ChangeProfileSaved.targetProfile = nullptr;
-        ChangeProfileSaved.sourceLength = ChangeProfileSaved.targetLength = 0;
-        PlatformGetWindowRect(dialog, &ChangeProfilePlacement);
-        ChangeProfileUseDefaults = 0;
-        MemoryFree(state);
-        PlatformSetWindowWord(dialog, WORD_POINTER, 0);
-        return 0;
-    default: return PlatformDefaultProcedure(dialog, message, wParam, lParam);
-    }
+    ChangeProfileState *state = (ChangeProfileState *)data;
+    ChangeProfileSettings *settings = (ChangeProfileSettings *)saved;
+    MemoryRelease(&state->target);
+    settings->sourceProfile = settings->targetProfile = nullptr;
+    settings->sourceLength = settings->targetLength = 0;
 }
 
-ErrorCode OpenChangeProfileDialog(WindowHandle input)
+// Below the chooser: the present profile, what to change, the target and the intent.
+static int ChangeProfileControls(WindowHandle dialog, void *data, int x, int y, int width)
 {
-    if (DialogWindow != nullptr) {
-        PlatformActivateWindow(DialogWindow);
-        return ERROR_NONE;
-    }
-    const ImageWindow *record = input != nullptr ? WindowRecord(input) : nullptr;
-    if (record == nullptr || !ChangeProfileAccepts(record->picture.image.type))
-        return ERROR_ILLEGAL_TYPE;
-    if (!Prefs.stickySettings || PlatformShiftDown()) ChangeProfileUseDefaults = 1;
-    ChangeProfileState *state = (ChangeProfileState *)MemoryAlloc(sizeof(ChangeProfileState));
-    if (state == nullptr) return ERROR_NO_MEMORY;
-    memset(state, 0, sizeof *state);
-    if (ChangeProfileUseDefaults)
-        ChangeProfileSettingsDefault(&state->settings);
-    else
-        state->settings = ChangeProfileSaved;
+    ChangeProfileState *state = (ChangeProfileState *)data;
     // A folder that cannot be read, or a list too long, leaves what fitted: still a choice.
     EnumerateProfiles("None", nullptr, "mntr spac scnr", "RGB", state->list, sizeof state->list);
     ListToItems(state->list);
-
-    TransformTakeInput(input);
-    WindowHandle dialog =
-        CreateDialogWindow("Change Color Profile", 400, 200, KIND_CHANGE_PROFILE, 0);
-    if (dialog == nullptr) {
-        MemoryFree(state);
-        return ERROR_NO_MEMORY;
-    }
-    PlatformSetWindowWord(dialog, WORD_POINTER, (intptr_t)state);
-    // The dialog's own mark comes first: a refused close names the transformation.
-    MarkInUse(dialog, input, CHANGE_PROFILE_KIND.name, 1);
-
-    int x = Margin;
-    int y = Margin;
-    int buttonsRight = CreateTransformButtons(dialog, x, y);
-    int width = TransformDialogClientWidth(buttonsRight, CHANGE_PROFILE_CONTENT_WIDTH) - 2 * Margin;
-    y += ButtonHeight + Margin;
-    Rect chooser = {x, y, x + width, y + CHOOSER_HEIGHT};
-    InputChooserCreate(dialog, CHANGE_PROFILE_INPUT, &chooser, input, ChangeProfileAccepts);
-    y += CHOOSER_HEIGHT + Margin;
     y = TransformDialogText(dialog, CHANGE_PROFILE_CURRENT, "", x, y, width);
 
     char changes[128];
@@ -244,12 +175,10 @@ ErrorCode OpenChangeProfileDialog(WindowHandle input)
     ChangeProfileTakeSource(dialog, state);
     ChangeProfileTakeTarget(dialog, state, target);
     ChangeProfileWaitUpdate(state);
-    TransformDialogShow(dialog, width + 2 * Margin, y,
-                        ChangeProfileUseDefaults ? nullptr : &ChangeProfilePlacement);
-    return ERROR_NONE;
+    return y;
 }
 
-void ChangeProfileDialogRegister(void)
-{
-    ChildKindRegister(KIND_CHANGE_PROFILE, ChangeProfileProcedure);
-}
+const TransformDialogKind ChangeProfileDialog = {
+    &ChangeProfileTransform,      CHANGE_PROFILE_INPUT,       ChangeProfileInputTaken,
+    CHANGE_PROFILE_CONTENT_WIDTH, sizeof(ChangeProfileState), ChangeProfileControls,
+    ChangeProfileCommand,         ChangeProfileForget,        &ChangeProfileMemory};

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "tests/support/TestSupport.h"
-#include "transforms/Curve.h"
+#include "transforms/CurveModel.h"
 
 // A table of 256 entries from points given as {x, y} pairs.
 static std::vector<int> Table(std::vector<std::pair<int, int>> points, int style,

@@ -1,0 +1,293 @@
+// The verb of a transformation, made from its descriptor: the options of its table parsed into
+// a settings record wherever they stand among the files (GNU style; "--" ends the options),
+// --help from the same table, and the run itself: open, Apply as the editor runs it, save.
+#include <cassert>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "cli/CliCommon.h"
+#include "core/Memory.h"
+#include "core/Text.h"
+#include "files/FileType.h"
+#include "transforms/Transforms.h"
+
+constexpr int CLI_OPTIONS_MAX = 8; // options a verb may have: the bits of given, the paths
+
+// What a command line gives besides the settings record.
+struct CliVerbLine {
+    const char *files[2]; // IN and OUT
+    int32_t fileCount;    // files seen, even past two
+    uint32_t given;       // bit i: option i was given
+    double amountLow;     // --amount P or LOW:HIGH, percent; -1 when not given
+    double amountHigh;
+    const char *maskPath;               // --mask FILE, or null
+    const char *paths[CLI_OPTIONS_MAX]; // the paths of OPTION_FILE options, by option index
+};
+
+// "gamma takes --factor F IN OUT": what the verb's command line is, in one line.
+static void CliVerbSynopsis(const TransformDescriptor *transform, char *text, size_t size)
+{
+    size_t used = (size_t)snprintf(text, size, "%s takes", transform->verb);
+    for (int i = 0; i < transform->optionCount && used < size; i++) {
+        const TransformOption *option = &transform->options[i];
+        int required = (option->flags & OPTION_REQUIRED) != 0;
+        used += (size_t)snprintf(text + used, size - used, required ? " %s %s" : " [%s %s]",
+                                 option->name, option->valueName);
+    }
+    if (used < size) snprintf(text + used, size - used, " IN OUT");
+}
+
+void CliVerbHelp(const TransformDescriptor *transform, FILE *stream)
+{
+    char synopsis[256];
+    CliVerbSynopsis(transform, synopsis, sizeof synopsis);
+    // The synopsis reads "VERB takes OPTIONS IN OUT"; the usage line shows it without "takes".
+    fprintf(stream, "usage: vistel-cli %s%s\n%s.\n", transform->verb,
+            synopsis + strlen(transform->verb) + strlen(" takes"), transform->summary);
+    for (int i = 0; i < transform->optionCount; i++) {
+        const TransformOption *option = &transform->options[i];
+        char left[64];
+        snprintf(left, sizeof left, "%s %s", option->name, option->valueName);
+        fprintf(stream, "  %-22s %s\n", left, option->help);
+        for (int c = 0; c < option->choiceCount; c++) {
+            if (option->flags & OPTION_CHOICE_NUMBERED)
+                fprintf(stream, "  %-22s   %d \"%s\"\n", "", c, option->choices[c]);
+            else
+                fprintf(stream, "  %-22s   %s\n", "", option->choices[c]);
+        }
+    }
+    if (transform->hasAmount) {
+        fprintf(stream, "  %-22s %s\n", "--amount P", "how much of the result, in percent");
+        fprintf(stream, "  %-22s %s\n", "--amount LOW:HIGH",
+                "with --mask FILE: LOW percent where the mask is black, HIGH where white");
+    }
+    fputs("Options may stand before, between or after IN and OUT.\n", stream);
+}
+
+// The usage message of a verb: the problem, then its help, on stderr.
+static int CliVerbUsage(const TransformDescriptor *transform, const char *problem)
+{
+    fprintf(stderr, "vistel-cli: %s\n\n", problem);
+    CliVerbHelp(transform, stderr);
+    return CLI_EXIT_USAGE;
+}
+
+int CliAmountParse(const char *text, double *low, double *high)
+{
+    char *end = nullptr;
+    *low = strtod(text, &end);
+    if (end == text || !(*low >= 0.0 && *low <= 100.0)) return 0;
+    if (*end == 0) {
+        *high = -1.0; // one percentage, without a mask
+        return 1;
+    }
+    if (*end != ':') return 0;
+    const char *second = end + 1;
+    *high = strtod(second, &end);
+    return end != second && *end == 0 && *high >= 0.0 && *high <= 100.0;
+}
+
+// The value of a choice: its name but for case, or with OPTION_CHOICE_NUMBERED its index;
+// -1 for neither.
+static int CliChoice(const TransformOption *option, const char *text)
+{
+    for (int i = 0; i < option->choiceCount; i++)
+        if (StrEqualNoCase(text, option->choices[i])) return i;
+    if (!(option->flags & OPTION_CHOICE_NUMBERED)) return -1;
+    char *end = nullptr;
+    long index = strtol(text, &end, 10);
+    if (end == text || *end != 0 || index < 0 || index >= option->choiceCount) return -1;
+    return (int)index;
+}
+
+// A number in the option's range into value; 0 when text is none.
+static int CliNumber(const TransformOption *option, const char *text, double *value)
+{
+    char *end = nullptr;
+    *value = option->kind == OPTION_INTEGER ? (double)strtol(text, &end, 10) : strtod(text, &end);
+    if (end == text || *end != 0) return 0;
+    int aboveMinimum = (option->flags & OPTION_MINIMUM_OPEN) ? *value > option->minimum
+                                                             : *value >= option->minimum;
+    return aboveMinimum && *value <= option->maximum; // NaN fails both
+}
+
+// Puts the value of option i into the settings, or the path of a file aside for later; 0
+// when the value is refused.
+static int CliOptionValue(const TransformOption *option, int i, const char *text, void *settings,
+                          CliVerbLine *line)
+{
+    uint8_t *at = (uint8_t *)settings + option->offset;
+    double number;
+    switch (option->kind) {
+    case OPTION_CHOICE: {
+        int choice = CliChoice(option, text);
+        if (choice < 0) return 0;
+        *(int32_t *)at = choice;
+        return 1;
+    }
+    case OPTION_FILE: line->paths[i] = text; return 1;
+    case OPTION_INTEGER:
+        if (!CliNumber(option, text, &number)) return 0;
+        *(int32_t *)at = (int32_t)number;
+        return 1;
+    default: // OPTION_REAL, OPTION_PERCENT
+        if (!CliNumber(option, text, &number)) return 0;
+        *(double *)at = number;
+        return 1;
+    }
+}
+
+// Reads the command line into settings and line; 0 when it is fine, else the exit status of
+// a usage message already printed (or -1 after --help, printed on stdout).
+static int CliVerbParse(const TransformDescriptor *transform, int argc, char **argv, void *settings,
+                        CliVerbLine *line)
+{
+    char synopsis[256];
+    char problem[320];
+    int optionsEnd = 0; // "--" was seen: the rest are files
+    CliVerbSynopsis(transform, synopsis, sizeof synopsis);
+    for (int at = 0; at < argc; at++) {
+        const char *word = argv[at];
+        if (optionsEnd || strncmp(word, "--", 2) != 0) {
+            if (line->fileCount < 2) line->files[line->fileCount] = word;
+            line->fileCount++;
+            continue;
+        }
+        if (strcmp(word, "--") == 0) {
+            optionsEnd = 1;
+            continue;
+        }
+        if (strcmp(word, "--help") == 0) {
+            CliVerbHelp(transform, stdout);
+            return -1;
+        }
+        int index = -1;
+        for (int i = 0; i < transform->optionCount; i++)
+            if (strcmp(word, transform->options[i].name) == 0) index = i;
+        int amount = strcmp(word, "--amount") == 0;
+        int mask = strcmp(word, "--mask") == 0;
+        if (index < 0 && !amount && !mask) {
+            snprintf(problem, sizeof problem, "unknown option %s; %s", word, synopsis);
+            return CliVerbUsage(transform, problem);
+        }
+        if (at + 1 >= argc) return CliVerbUsage(transform, synopsis);
+        const char *value = argv[++at];
+        if (amount) {
+            if (!CliAmountParse(value, &line->amountLow, &line->amountHigh))
+                return CliVerbUsage(transform, "--amount takes a percentage P or LOW:HIGH, each "
+                                               "from 0 to 100");
+        } else if (mask) {
+            line->maskPath = value;
+        } else {
+            const TransformOption *option = &transform->options[index];
+            if (!CliOptionValue(option, index, value, settings, line))
+                return CliVerbUsage(transform, option->problem);
+            line->given |= 1u << index;
+        }
+    }
+    if (line->fileCount != 2) return CliVerbUsage(transform, synopsis);
+    for (int i = 0; i < transform->optionCount; i++)
+        if ((transform->options[i].flags & OPTION_REQUIRED) && !(line->given & (1u << i)))
+            return CliVerbUsage(transform, synopsis);
+    if (line->amountLow >= 0.0 || line->maskPath != nullptr) {
+        if (!transform->hasAmount) {
+            snprintf(problem, sizeof problem, "%s has no Amount: it takes no --amount or --mask",
+                     transform->verb);
+            return CliVerbUsage(transform, problem);
+        }
+        // A mask says where between two amounts the result lies; one amount needs none.
+        if ((line->maskPath != nullptr) != (line->amountHigh >= 0.0))
+            return CliVerbUsage(transform, "--amount LOW:HIGH goes with --mask FILE, and "
+                                           "--amount P without it");
+        // TODO(#12): the Amount and its mask reach the result once a transformation has one.
+    }
+    return 0;
+}
+
+// Reads the files that options name into the settings, in the order of the table; the bytes
+// are the caller's to free (CliVerbRelease), also after a failure.
+static ErrorCode CliVerbReadFiles(const TransformDescriptor *transform, const CliVerbLine *line,
+                                  void *settings, const char **failedPath)
+{
+    for (int i = 0; i < transform->optionCount; i++) {
+        const TransformOption *option = &transform->options[i];
+        if (option->kind != OPTION_FILE || line->paths[i] == nullptr) continue;
+        uint8_t *bytes = nullptr;
+        int length = 0;
+        ErrorCode result = option->read(line->paths[i], &bytes, &length);
+        if (result != ERROR_NONE) {
+            *failedPath = nullptr; // the reader's codes name no file, as Apply shows them
+            return result;
+        }
+        *(uint8_t **)((uint8_t *)settings + option->offset) = bytes;
+        *(int32_t *)((uint8_t *)settings + option->lengthOffset) = length;
+    }
+    return ERROR_NONE;
+}
+
+static void CliVerbRelease(const TransformDescriptor *transform, void *settings)
+{
+    for (int i = 0; settings != nullptr && i < transform->optionCount; i++)
+        if (transform->options[i].kind == OPTION_FILE)
+            MemoryRelease((uint8_t **)((uint8_t *)settings + transform->options[i].offset));
+}
+
+int CliVerb(const TransformDescriptor *transform, int argc, char **argv)
+{
+    ErrorCode result = ERROR_NONE;
+    CliVerbLine line = {};
+    Picture input;
+    Picture output;
+    Picture *saved = &input;          // what goes to the output file
+    const char *failedPath = nullptr; // the file a failure is about, when it names one
+    void *settings = nullptr;
+    int status = 0;
+    int saveNumber;
+    int changes = 1; // 0: an OPTION_ABSENT_NO_CHANGE option was left out
+
+    PictureReset(&input);
+    PictureReset(&output);
+    line.amountLow = line.amountHigh = -1.0;
+    assert(transform->optionCount <= CLI_OPTIONS_MAX);
+    settings = MemoryAllocZero(transform->settingsSize > 0 ? transform->settingsSize : 1);
+    if (settings == nullptr) return CliFail(ERROR_NO_MEMORY);
+    transform->defaults(settings);
+    status = CliVerbParse(transform, argc, argv, settings, &line);
+    if (status != 0) {
+        MemoryFree(settings);
+        return status < 0 ? 0 : status;
+    }
+    for (int i = 0; i < transform->optionCount; i++)
+        if ((transform->options[i].flags & OPTION_ABSENT_NO_CHANGE) && !(line.given & (1u << i)))
+            changes = 0;
+
+    saveNumber = CliSaveNumber(line.files[1]);
+    if (saveNumber == FILE_SAVE_NONE) {
+        result = ERROR_UNKNOWN_FILE_TYPE;
+        goto done;
+    }
+    result = CliVerbReadFiles(transform, &line, settings, &failedPath);
+    if (result != ERROR_NONE) goto done;
+    result = CliOpen(line.files[0], &input);
+    if (result != ERROR_NONE) goto done;
+    if (transform->takeInput != nullptr) transform->takeInput(settings, &input);
+    // A transformation that changes each sample where it stands takes the input's own
+    // picture: the input is never shown again, and one picture is held.
+    if (changes && transform->inPlace) {
+        result = TransformApplyInPlace(transform, settings, &input);
+    } else if (changes) {
+        result = TransformApply(transform, settings, &input, &output);
+        saved = &output; // a picture of its own
+    }
+    if (result != ERROR_NONE) goto done;
+    result = CliSave(line.files[1], saveNumber, saved);
+    if (result != ERROR_NONE) failedPath = line.files[1]; // the messages of a save name no file
+done:
+    PictureFree(&output);
+    PictureFree(&input);
+    CliVerbRelease(transform, settings);
+    MemoryFree(settings);
+    if (result == ERROR_NONE) return 0;
+    return failedPath != nullptr ? CliFailFile(result, failedPath) : CliFail(result);
+}

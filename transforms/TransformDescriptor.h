@@ -1,0 +1,95 @@
+// What a transformation says about itself, once: its names, its place in the menus, its
+// window kind, its compute function, the pictures it takes, its settings, and the options of
+// its vistel-cli verb. transforms/Transforms.cpp lists every descriptor; the menus, the
+// registration of window kinds, vistel-cli and the tests of all transformations read that
+// list, so that a transformation is written in its own files and named in one line.
+//
+// The options are a small typed table, as an operation's declared arguments make a command
+// line elsewhere: a name, a kind of value, a range, a help text and where the value lands in
+// the settings record. What a table cannot say (a profile read from a file into bytes) is a
+// function of the transformation's own.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "core/Compute.h"
+
+struct Picture;
+
+// Kinds of an option's value.
+enum : int32_t {
+    OPTION_REAL = 0,    // a number; lands as a double
+    OPTION_INTEGER = 1, // a whole number; lands as an int32_t
+    OPTION_CHOICE = 2,  // one of the names, case aside; lands as its index (an int32_t)
+    OPTION_PERCENT = 3, // a percentage; lands as a double
+    OPTION_FILE = 4,    // a file read by the option's read function; lands as bytes and length
+};
+
+// Flags of an option.
+enum : uint32_t {
+    OPTION_REQUIRED = 1,         // the verb needs it
+    OPTION_MINIMUM_OPEN = 2,     // the value must lie above minimum, not at it
+    OPTION_CHOICE_NUMBERED = 4,  // a choice may also be given by its index
+    OPTION_ABSENT_NO_CHANGE = 8, // without it, the verb saves the input as it is
+};
+
+struct TransformOption {
+    const char *name;      // "--factor"
+    const char *valueName; // how the help shows the value: "F", "TYPE"
+    int32_t kind;          // OPTION_*
+    uint32_t flags;        // OPTION_* flags
+    double minimum;        // range of a number, inclusive unless OPTION_MINIMUM_OPEN
+    double maximum;
+    const char *const *choices; // OPTION_CHOICE: the names in index order
+    int32_t choiceCount;
+    size_t offset;       // where the value lands in the settings record
+    size_t lengthOffset; // OPTION_FILE: where the byte count lands (an int32_t)
+    const char *help;    // one line of the verb's --help
+    const char *problem; // the usage message for a value it refuses
+    // OPTION_FILE: reads the file at path into bytes owned by the caller (MemoryFree).
+    ErrorCode (*read)(const char *path, uint8_t **bytes, int *length);
+};
+
+// How the result of Apply gets its profile.
+enum : int32_t {
+    TRANSFORM_PROFILE_OWN = 0,     // the compute function sets it (Change Color Profile)
+    TRANSFORM_PROFILE_INHERIT = 1, // by the rules of a new picture from its input
+    TRANSFORM_PROFILE_COPY = 2,    // the input's very bytes, whatever they are
+};
+
+// Where a transformation's command stands in a menu.
+enum : int32_t {
+    MENU_IMAGE_WHOLE = 0,  // Image, beside Copy: acts at once on the whole picture
+    MENU_IMAGE_DIALOG = 1, // Image, after the separator: opens a dialog
+};
+
+struct TransformDescriptor {
+    const char *name;      // as the in-use list and the titles show it: "Gamma Adjust"
+    const char *verb;      // vistel-cli's verb: "gamma"
+    const char *summary;   // one line of vistel-cli --help
+    const char *menuLabel; // "&Gamma Adjust..."
+    int32_t menuPlace;     // MENU_*
+    int32_t command;       // the menu command's id
+    int32_t kind;          // the operation code, which is also its dialog's window kind; -1
+                           // for one without a dialog
+    ComputeFunction compute;
+    int (*accepts)(int type);      // 1 for a picture type it takes
+    const char *settingsExtension; // of its settings files, without the dot; null for none
+    // 1 when the settings change nothing for a source (see ChangesNothingFunction); null
+    // for a transformation that always computes.
+    ChangesNothingFunction changesNothing;
+    // For a transformation that decides its result's profile: the profile (and its length)
+    // its pixels are in, through which a preview is shown. Null for the others.
+    const uint8_t *(*resultProfile)(const void *params, int *length);
+    int32_t profile;     // TRANSFORM_PROFILE_*
+    int32_t inPlace;     // 1: vistel-cli may give the input's own picture as destination
+    int32_t hasAmount;   // 1: the dialog has an Amount control, the verb --amount and --mask
+    size_t settingsSize; // bytes of its settings record
+    void (*defaults)(void *settings);
+    // Takes from the input picture what the settings point at (Change Color Profile: the
+    // input's profile); null when they need nothing of it.
+    void (*takeInput)(void *settings, const Picture *input);
+    const TransformOption *options; // the verb's options
+    int32_t optionCount;
+};

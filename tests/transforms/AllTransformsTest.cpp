@@ -137,8 +137,9 @@ TEST_P(AllTransforms, TakesItsTypesAtEveryZoomAndRefusesTheOthers)
         int previewType = full.view.type;
         EXPECT_TRUE(previewType == TYPE_BINARY || previewType == TYPE_GRAY8 ||
                     previewType == TYPE_COLOR24);
-        if (applied.type != TYPE_GRAY16 && applied.type != TYPE_COLOR48)
+        if (applied.type != TYPE_GRAY16 && applied.type != TYPE_COLOR48) {
             ExpectImagesNear(applied, full.view, 0);
+        }
 
         // Reduced from (2, 1): fresh, then into the same view marked beforehand. Both equal
         // the full-size preview subsampled.

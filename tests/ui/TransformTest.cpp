@@ -49,7 +49,9 @@ TransformDescriptor TestTransform()
     return transform;
 }
 const TransformDescriptor TEST_TRANSFORM = TestTransform();
-const TransformDialogKind TEST_KIND = {&TEST_TRANSFORM, 103};
+// Only the descriptor and the chooser: the protocol's own messages need nothing else.
+const TransformDialogKind TEST_KIND = {&TEST_TRANSFORM, 103, nullptr, 0, 0, nullptr, nullptr,
+                                       nullptr, nullptr};
 
 MessageResult TestDialogProcedure(WindowHandle window, uint32_t message, uintptr_t wParam,
                                   intptr_t lParam)

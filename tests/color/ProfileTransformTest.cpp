@@ -41,11 +41,18 @@ struct ConversionCase {
 
 TEST_F(ProfileTransformFixture, ConversionEqualsTificcForEveryIntentAndDepth)
 {
+    // Two version 2 profiles of different whites: the one pair on which the intent that keeps
+    // white identical gives other pixels than the others.
+    std::string warm = folder + "/warm.icc";
+    std::string cool = folder + "/cool.icc";
+    TestWriteFile(warm, TestDisplayProfile("Warm", 563, 0xd000));
+    TestWriteFile(cool, TestDisplayProfile("Cool", 563, 0x10000));
     const ConversionCase cases[] = {
         {TYPE_COLOR24, "", SYSTEM_ADOBE},
         {TYPE_COLOR48, "", SYSTEM_WIDE},
         {TYPE_COLOR24, SYSTEM_WIDE, SYSTEM_BLUISH},
         {TYPE_COLOR48, SYSTEM_ADOBE, SYSTEM_BLUISH},
+        {TYPE_COLOR24, warm, cool},
     };
     for (const ConversionCase &c : cases) {
         for (int intent = 0; intent < COLOR_INTENT_COUNT; intent++) {

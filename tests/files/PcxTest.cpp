@@ -470,6 +470,9 @@ static std::vector<HostileFile> HostileFiles(void)
     files.push_back(with(
         "pcx-bytes-per-line-short", [](TestPcx *p) { p->bytesPerLine = 7; }, ERROR_READ_PCX));
     files.push_back(with(
+        "pcx-1-bit-bytes-per-line-short",
+        [](TestPcx *p) { p->bits = 1, p->width = 9, p->bytesPerLine = 1; }, ERROR_READ_PCX));
+    files.push_back(with(
         "pcx-bytes-per-line-zero", [](TestPcx *p) { p->bytesPerLine = 0; }, ERROR_READ_PCX));
     files.push_back(with(
         "pcx-rle-huge-picture", [](TestPcx *p) { p->width = p->height = 65536; }, ERROR_READ_PCX));

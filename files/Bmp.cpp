@@ -590,8 +590,8 @@ static void BmpSaveRow(BlockWriter *writer, const Image *image, int i, void *sta
     memset(out + save->dataBytes, 0, (size_t)(image->rowBytes - save->dataBytes));
 }
 
-static const RasterFormatWriter BMP_WRITER = {"BMP Write", ERROR_WRITE_BMP, BmpSavePrepare,
-                                              BmpSaveHead, BmpSaveRow, nullptr, nullptr};
+static const RasterFormatWriter BMP_WRITER = {
+    "BMP Write", ERROR_WRITE_BMP, BmpSavePrepare, BmpSaveHead, BmpSaveRow, nullptr, nullptr};
 
 ErrorCode SaveBmpFile(const char *path, Picture *picture)
 {

@@ -356,8 +356,8 @@ static ErrorCode PcxSavePrepare(const Image *image, void *state)
         break;
     default: return ERROR_SAVE_TYPE_PCX;
     }
-    if (image->width > PCX_LARGEST_WIDTH || image->height > 0x10000)
-        return ERROR_WRITE_PCX; // the header holds 16-bit coordinates
+    // The header holds 16-bit coordinates.
+    if (image->width > PCX_LARGEST_WIDTH || image->height > 0x10000) return ERROR_WRITE_PCX;
     save->bytesPerLine += save->bytesPerLine & 1; // an even number, as readers expect
 
     header[0] = PCX_MANUFACTURER;
@@ -425,8 +425,8 @@ static void PcxSaveRelease(void *state)
     MemoryRelease(&save->encoded);
 }
 
-static const RasterFormatWriter PCX_WRITER = {"PCX Write",  ERROR_WRITE_PCX, PcxSavePrepare,
-                                              PcxSaveHead,  PcxSaveRow,      PcxSaveTail,
+static const RasterFormatWriter PCX_WRITER = {"PCX Write",   ERROR_WRITE_PCX, PcxSavePrepare,
+                                              PcxSaveHead,   PcxSaveRow,      PcxSaveTail,
                                               PcxSaveRelease};
 
 ErrorCode SavePcxFile(const char *path, Picture *picture)

@@ -404,9 +404,8 @@ static void RleSaveRelease(void *state)
     MemoryRelease(&((RleSave *)state)->levels);
 }
 
-static const RasterFormatWriter RLE_WRITER = {"RLE Write", ERROR_WRITE_RLE, RleSavePrepare,
-                                              RleSaveHead, RleSaveRow,      nullptr,
-                                              RleSaveRelease};
+static const RasterFormatWriter RLE_WRITER = {
+    "RLE Write", ERROR_WRITE_RLE, RleSavePrepare, RleSaveHead, RleSaveRow, nullptr, RleSaveRelease};
 
 ErrorCode SaveRleFile(const char *path, Picture *picture)
 {

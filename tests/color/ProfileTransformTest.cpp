@@ -41,12 +41,17 @@ struct ConversionCase {
 
 TEST_F(ProfileTransformFixture, ConversionEqualsTificcForEveryIntentAndDepth)
 {
-    // Two version 2 profiles of different whites: the one pair on which the intent that keeps
-    // white identical gives other pixels than the others.
+    // Two version 2 input profiles of different whites: the one pair on which the intent that
+    // keeps white identical gives other pixels than the others (the engine takes the white of
+    // every display profile of that version for D50).
     std::string warm = folder + "/warm.icc";
     std::string cool = folder + "/cool.icc";
-    TestWriteFile(warm, TestDisplayProfile("Warm", 563, 0xd000));
-    TestWriteFile(cool, TestDisplayProfile("Cool", 563, 0x10000));
+    for (const std::string &path : {warm, cool}) {
+        std::vector<uint8_t> bytes =
+            TestDisplayProfile("White", 563, path == warm ? 0xd000 : 0x10000);
+        memcpy(bytes.data() + 12, "scnr", 4);
+        TestWriteFile(path, bytes);
+    }
     const ConversionCase cases[] = {
         {TYPE_COLOR24, "", SYSTEM_ADOBE},
         {TYPE_COLOR48, "", SYSTEM_WIDE},

@@ -51,9 +51,9 @@ TEST(SizeMultiply, RefusesAProductPastTheLargestSize)
         {0, SIZE_MAX, 1, 0},
         {3, 5, 1, 15},
         {SIZE_MAX / 3, 3, 1, SIZE_MAX},
-        {half, 2, 0, 0},              // wraps to 0
-        {SIZE_MAX / 2 + 2, 2, 0, 0},  // wraps to 2
-        {half + 1, 3, 0, 0},          // wraps past the first operand
+        {half, 2, 0, 0},             // wraps to 0
+        {SIZE_MAX / 2 + 2, 2, 0, 0}, // wraps to 2
+        {half + 1, 3, 0, 0},         // wraps past the first operand
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(testing::Message() << c.a << " * " << c.b);

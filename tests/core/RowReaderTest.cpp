@@ -230,7 +230,8 @@ TEST(RowWriter, ARunPastTheWidthWritesNothingBeyondTheRow)
 {
     TestStart();
     Image image = {};
-    ASSERT_EQ(ImageAlloc(&image, TYPE_GRAY8, 8, 3, 72.0), ERROR_NONE); // rows of 8 bytes, no padding
+    // Rows of 8 bytes, without padding between them.
+    ASSERT_EQ(ImageAlloc(&image, TYPE_GRAY8, 8, 3, 72.0), ERROR_NONE);
     for (int y = 0; y < 3; y++)
         memset(image.rows[y], 0xFF, 8);
     RowWriter writer;

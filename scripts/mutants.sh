@@ -145,11 +145,13 @@ rm -f "$logs"/*.log
 echo "Copying $source_dir to $scratch"
 listing=$(mktemp)
 (cd "$source_dir" && git ls-files -co --exclude-standard) | sort >"$listing"
+# A changed file is copied with a new time, never its own: an object built from the copy's
+# earlier content may be newer than the checkout's file, and ninja would keep it.
 while IFS= read -r path; do
     [[ -f $source_dir/$path ]] || continue
     if ! cmp -s "$source_dir/$path" "$scratch/$path"; then
         mkdir -p "$(dirname "$scratch/$path")"
-        cp -p "$source_dir/$path" "$scratch/$path"
+        cp "$source_dir/$path" "$scratch/$path"
     fi
 done <"$listing"
 # Files the checkout no longer has would still be globbed into the build.

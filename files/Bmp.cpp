@@ -471,91 +471,82 @@ static void BmpProfileRead(FileHandle file, const BmpInfo *info, Picture *pictur
     picture->profileSize = (int32_t)info->profileSize;
 }
 
+// The header for the read frame: the picture's shape and resolution from it.
+static ErrorCode BmpHeader(FileHandle file, void *info, RasterShape *shape)
+{
+    BmpInfo *bmp = (BmpInfo *)info;
+    ErrorCode result = BmpHeaderRead(file, bmp);
+    if (result != ERROR_NONE) return result;
+    *shape = {bmp->type, bmp->width, bmp->height, BmpResolution(bmp->pelsPerMetre)};
+    return ERROR_NONE;
+}
+
+// The rows for the read frame, by their compression.
+static ErrorCode BmpRows(FileHandle file, const void *info, Image *picture, int showProgress,
+                         FileDamage *found)
+{
+    const BmpInfo *bmp = (const BmpInfo *)info;
+    if (bmp->compression == BMP_RLE8 || bmp->compression == BMP_RLE4)
+        return BmpReadRle(file, bmp, picture, showProgress, found);
+    return BmpReadRows(file, bmp, picture, showProgress, found);
+}
+
+static void BmpExtras(FileHandle file, const void *info, Picture *target)
+{
+    BmpProfileRead(file, (const BmpInfo *)info, target);
+}
+
+static const RasterFormatReader BMP_READER = {"BMP Read", ERROR_READ_BMP, BmpHeader, BmpRows,
+                                              BmpExtras};
+
 ErrorCode ReadBmpFile(const char *path, Picture *target, int showProgress, FileDamage *damage)
 {
-    ErrorCode result = ERROR_NONE;
-    FileDamage found;
-    FileHandle file = FILE_HANDLE_NONE;
     BmpInfo info;
-    Image picture;
-    int progressOpen = 0;
-
-    ImageClear(&picture);
-    FileDamageClear(&found);
     memset(&info, 0, sizeof info);
-    result = FileOpenRead(path, &file);
-    if (result != ERROR_NONE) goto done;
-    result = BmpHeaderRead(file, &info);
-    if (result != ERROR_NONE) goto done;
-    result =
-        ImageAlloc(&picture, info.type, info.width, info.height, BmpResolution(info.pelsPerMetre));
-    if (result != ERROR_NONE) goto done;
-
-    if (showProgress && (int64_t)info.width * info.height >= RASTER_PROGRESS_PIXELS) {
-        ProgressOpen(0, info.height - 1, "BMP Read", 1);
-        progressOpen = 1;
-    }
-    if (info.compression == BMP_RLE8 || info.compression == BMP_RLE4)
-        result = BmpReadRle(file, &info, &picture, progressOpen, &found);
-    else
-        result = BmpReadRows(file, &info, &picture, progressOpen, &found);
-    result = RasterDamageResult(result, &found, damage, ERROR_READ_BMP);
-    if (result == ERROR_NONE) BmpProfileRead(file, &info, target);
-done:
-    if (progressOpen) ProgressClose();
-    FileClose(&file);
-    RasterFinish(result, &picture, &target->image);
-    return result;
+    return RasterRead(path, &BMP_READER, &info, target, showProgress, damage);
 }
 
-// Turns a failed write or close into the format's code; other codes pass as they are.
-static ErrorCode BmpWriteCode(ErrorCode result)
-{
-    return result == ERROR_WRITE_FILE || result == ERROR_CLOSE_FILE ? ERROR_WRITE_BMP : result;
-}
+// What a save writes besides the rows.
+struct BmpSave {
+    uint8_t headers[BMP_FILE_HEADER_BYTES + BMP_INFO_HEADER_BYTES];
+    int paletteCount;
+    int64_t dataBytes; // bytes of a row that hold pixels
+    uint8_t lastMask;  // the bits of a binary row's last byte that are pixels
+};
 
-ErrorCode SaveBmpFile(const char *path, Picture *picture)
+static ErrorCode BmpSavePrepare(const Image *image, void *state)
 {
-    const Image *image = &picture->image;
-    ErrorCode result = ERROR_NONE;
-    SafeFile safe;
-    BlockWriter writer;
-    uint8_t headers[BMP_FILE_HEADER_BYTES + BMP_INFO_HEADER_BYTES] = {};
+    BmpSave *save = (BmpSave *)state;
+    uint8_t *headers = save->headers;
     int bits = 0;
-    int paletteCount = 0;
-    int progressOpen = 0;
-    int64_t dataBytes = 0; // bytes of a row that hold pixels
     int64_t imageBytes = 0;
     int64_t dataOffset = 0;
-    uint8_t lastMask = 0xFF; // the bits of a binary row's last byte that are pixels
 
-    SafeFileReset(&safe);
-    BlockWriterReset(&writer);
+    memset(save, 0, sizeof *save);
+    save->lastMask = 0xFF;
     switch (image->type) {
     case TYPE_BINARY:
         bits = 1;
-        paletteCount = 2;
-        dataBytes = (image->width + 7) / 8;
-        if (image->width % 8 != 0) lastMask = (uint8_t)(0xFF00 >> (image->width % 8));
+        save->paletteCount = 2;
+        save->dataBytes = (image->width + 7) / 8;
+        if (image->width % 8 != 0) save->lastMask = (uint8_t)(0xFF00 >> (image->width % 8));
         break;
     case TYPE_GRAY8:
         bits = 8;
-        paletteCount = 256;
-        dataBytes = image->width;
+        save->paletteCount = 256;
+        save->dataBytes = image->width;
         break;
     case TYPE_COLOR24:
         bits = 24;
-        dataBytes = 3 * (int64_t)image->width;
+        save->dataBytes = 3 * (int64_t)image->width;
         break;
-    default: result = ERROR_SAVE_TYPE_BMP; goto done;
+    default: return ERROR_SAVE_TYPE_BMP;
     }
     // The rows of an Image are padded to four bytes just as a BMP file's are.
-    dataOffset = BMP_FILE_HEADER_BYTES + BMP_INFO_HEADER_BYTES + 4 * paletteCount;
+    dataOffset = BMP_FILE_HEADER_BYTES + BMP_INFO_HEADER_BYTES + 4 * save->paletteCount;
     imageBytes = (int64_t)image->rowBytes * image->height;
-    if (dataOffset + imageBytes > UINT32_MAX) {
-        result = ERROR_WRITE_BMP; // the file header cannot say a size of 4 GB or more
-        goto done;
-    }
+    if (dataOffset + imageBytes > UINT32_MAX)
+        return ERROR_WRITE_BMP; // the file header cannot say a size of 4 GB or more
 
     headers[0] = 'B';
     headers[1] = 'M';
@@ -570,40 +561,40 @@ ErrorCode SaveBmpFile(const char *path, Picture *picture)
     BytesPut32(headers, 34, (uint32_t)imageBytes);
     BytesPut32(headers, 38, (uint32_t)BmpPelsPerMetre(image->resolution));
     BytesPut32(headers, 42, (uint32_t)BmpPelsPerMetre(image->resolution));
-    BytesPut32(headers, 46, (uint32_t)paletteCount);
+    BytesPut32(headers, 46, (uint32_t)save->paletteCount);
+    return ERROR_NONE;
+}
 
-    result = SafeFileCreate(path, &safe);
-    if (result != ERROR_NONE) goto done;
-    result = BlockWriterOpen(safe.file, &writer);
-    if (result != ERROR_NONE) goto done;
-    BlockWriterPut(&writer, headers, sizeof headers);
+static void BmpSaveHead(BlockWriter *writer, const Image *image, void *state)
+{
+    const BmpSave *save = (const BmpSave *)state;
+    (void)image;
+    BlockWriterPut(writer, save->headers, sizeof save->headers);
     // Binary: 0 black, 1 white, as the picture's bits mean; gray: a level per index.
-    for (int i = 0; i < paletteCount; i++) {
-        uint8_t *entry = BlockWriterSpace(&writer, 4);
-        uint8_t level = (uint8_t)(paletteCount == 2 ? 255 * i : i);
+    for (int i = 0; i < save->paletteCount; i++) {
+        uint8_t *entry = BlockWriterSpace(writer, 4);
+        uint8_t level = (uint8_t)(save->paletteCount == 2 ? 255 * i : i);
         entry[0] = entry[1] = entry[2] = level;
         entry[3] = 0;
     }
+}
 
-    if ((int64_t)image->width * image->height >= RASTER_PROGRESS_PIXELS) {
-        ProgressOpen(0, image->height - 1, "BMP Write", 1);
-        progressOpen = 1;
-    }
-    for (int i = 0; i < image->height; i++) {
-        uint8_t *out = BlockWriterSpace(&writer, image->rowBytes);
-        memcpy(out, image->rows[i], (size_t)dataBytes);
-        // Padding and the bits past a binary row's end are undefined in memory: clear them,
-        // so that a picture always gives the same file.
-        out[dataBytes - 1] &= lastMask;
-        memset(out + dataBytes, 0, (size_t)(image->rowBytes - dataBytes));
-        if (progressOpen && (result = ProgressStep(i)) != ERROR_NONE) goto done;
-    }
-    result = BmpWriteCode(BlockWriterFlush(&writer));
-    if (result != ERROR_NONE) goto done;
-    result = BmpWriteCode(SafeFileCommit(&safe));
-done:
-    if (progressOpen) ProgressClose();
-    BlockWriterClose(&writer);
-    SafeFileAbandon(&safe); // harmless after a commit
-    return result;
+static void BmpSaveRow(BlockWriter *writer, const Image *image, int i, void *state)
+{
+    const BmpSave *save = (const BmpSave *)state;
+    uint8_t *out = BlockWriterSpace(writer, image->rowBytes);
+    memcpy(out, image->rows[i], (size_t)save->dataBytes);
+    // Padding and the bits past a binary row's end are undefined in memory: clear them, so
+    // that a picture always gives the same file.
+    out[save->dataBytes - 1] &= save->lastMask;
+    memset(out + save->dataBytes, 0, (size_t)(image->rowBytes - save->dataBytes));
+}
+
+static const RasterFormatWriter BMP_WRITER = {
+    "BMP Write", ERROR_WRITE_BMP, BmpSavePrepare, BmpSaveHead, BmpSaveRow, nullptr, nullptr};
+
+ErrorCode SaveBmpFile(const char *path, Picture *picture)
+{
+    BmpSave save;
+    return RasterSave(path, &picture->image, &BMP_WRITER, &save);
 }

@@ -275,35 +275,30 @@ done:
     return result;
 }
 
+// The header for the read frame: the picture's shape, at the file's resolution if it gives one.
+static ErrorCode PcxHeader(FileHandle file, void *info, RasterShape *shape)
+{
+    PcxInfo *pcx = (PcxInfo *)info;
+    ErrorCode result = PcxHeaderRead(file, pcx);
+    if (result != ERROR_NONE) return result;
+    *shape = {pcx->type, pcx->width, pcx->height,
+              pcx->dotsPerInch > 0 ? pcx->dotsPerInch : Prefs.defaultResolution};
+    return ERROR_NONE;
+}
+
+static ErrorCode PcxRows(FileHandle file, const void *info, Image *picture, int showProgress,
+                         FileDamage *found)
+{
+    return PcxReadRows(file, (const PcxInfo *)info, picture, showProgress, found);
+}
+
+static const RasterFormatReader PCX_READER = {"PCX Read", ERROR_READ_PCX, PcxHeader, PcxRows,
+                                              nullptr};
+
 ErrorCode ReadPcxFile(const char *path, Picture *target, int showProgress, FileDamage *damage)
 {
-    ErrorCode result = ERROR_NONE;
-    FileDamage found;
-    FileHandle file = FILE_HANDLE_NONE;
     PcxInfo info;
-    Image picture;
-    int progressOpen = 0;
-
-    ImageClear(&picture);
-    FileDamageClear(&found);
-    result = FileOpenRead(path, &file);
-    if (result != ERROR_NONE) goto done;
-    result = PcxHeaderRead(file, &info);
-    if (result != ERROR_NONE) goto done;
-    result = ImageAlloc(&picture, info.type, info.width, info.height,
-                        info.dotsPerInch > 0 ? info.dotsPerInch : Prefs.defaultResolution);
-    if (result != ERROR_NONE) goto done;
-    if (showProgress && (int64_t)info.width * info.height >= RASTER_PROGRESS_PIXELS) {
-        ProgressOpen(0, info.height - 1, "PCX Read", 1);
-        progressOpen = 1;
-    }
-    result = PcxReadRows(file, &info, &picture, progressOpen, &found);
-    result = RasterDamageResult(result, &found, damage, ERROR_READ_PCX);
-done:
-    if (progressOpen) ProgressClose();
-    FileClose(&file);
-    RasterFinish(result, &picture, &target->image);
-    return result;
+    return RasterRead(path, &PCX_READER, &info, target, showProgress, damage);
 }
 
 // Encodes one plane of a row: runs of two or more, and single bytes that look like a count,
@@ -326,51 +321,44 @@ static int64_t PcxEncode(const uint8_t *plane, int64_t count, uint8_t *out)
     return used;
 }
 
-// Turns a failed write or close into the format's code; other codes pass as they are.
-static ErrorCode PcxWriteCode(ErrorCode result)
-{
-    return result == ERROR_WRITE_FILE || result == ERROR_CLOSE_FILE ? ERROR_WRITE_PCX : result;
-}
+// What a save writes besides the rows, and the room to encode a row's planes in.
+struct PcxSave {
+    uint8_t header[PCX_HEADER_BYTES];
+    uint8_t *plane;   // one plane of a row as the file holds it
+    uint8_t *encoded; // the same, encoded
+    int planes;
+    int64_t bytesPerLine;
+};
 
-ErrorCode SavePcxFile(const char *path, Picture *picture)
+static ErrorCode PcxSavePrepare(const Image *image, void *state)
 {
-    const Image *image = &picture->image;
-    ErrorCode result = ERROR_NONE;
-    SafeFile safe;
-    BlockWriter writer;
-    uint8_t header[PCX_HEADER_BYTES] = {};
-    uint8_t *plane = nullptr;   // one plane of a row as the file holds it
-    uint8_t *encoded = nullptr; // the same, encoded
-    int planes = 1;
-    int64_t bytesPerLine = 0;
-    int progressOpen = 0;
+    PcxSave *save = (PcxSave *)state;
+    uint8_t *header = save->header;
     int dotsPerInch = Round(image->resolution);
 
-    SafeFileReset(&safe);
-    BlockWriterReset(&writer);
+    memset(save, 0, sizeof *save);
+    save->planes = 1;
     switch (image->type) {
     case TYPE_BINARY:
         header[3] = 1;
-        bytesPerLine = (image->width + 7) / 8;
+        save->bytesPerLine = (image->width + 7) / 8;
         // The header's palette says what the bits mean: 0 black, 1 white.
         header[19] = header[20] = header[21] = 255;
         break;
     case TYPE_GRAY8:
         header[3] = 8;
-        bytesPerLine = image->width;
+        save->bytesPerLine = image->width;
         break;
     case TYPE_COLOR24:
         header[3] = 8;
-        planes = 3;
-        bytesPerLine = image->width;
+        save->planes = 3;
+        save->bytesPerLine = image->width;
         break;
-    default: result = ERROR_SAVE_TYPE_PCX; goto done;
+    default: return ERROR_SAVE_TYPE_PCX;
     }
-    if (image->width > PCX_LARGEST_WIDTH || image->height > 0x10000) {
-        result = ERROR_WRITE_PCX; // the header holds 16-bit coordinates
-        goto done;
-    }
-    bytesPerLine += bytesPerLine & 1; // an even number, as readers expect
+    // The header holds 16-bit coordinates.
+    if (image->width > PCX_LARGEST_WIDTH || image->height > 0x10000) return ERROR_WRITE_PCX;
+    save->bytesPerLine += save->bytesPerLine & 1; // an even number, as readers expect
 
     header[0] = PCX_MANUFACTURER;
     header[1] = 5; // version 5: a 256-color palette may follow
@@ -380,60 +368,69 @@ ErrorCode SavePcxFile(const char *path, Picture *picture)
     dotsPerInch = dotsPerInch < 0 ? 0 : (dotsPerInch > 0xFFFF ? 0xFFFF : dotsPerInch);
     BytesPut16(header, 12, (uint16_t)dotsPerInch);
     BytesPut16(header, 14, (uint16_t)dotsPerInch);
-    header[65] = (uint8_t)planes;
-    BytesPut16(header, 66, (uint16_t)bytesPerLine);
+    header[65] = (uint8_t)save->planes;
+    BytesPut16(header, 66, (uint16_t)save->bytesPerLine);
     BytesPut16(header, 68, image->type == TYPE_GRAY8 ? 2 : 1); // gray or color palette
 
-    plane = (uint8_t *)MemoryAllocZero((size_t)bytesPerLine);
-    encoded = (uint8_t *)MemoryAlloc((size_t)(2 * bytesPerLine));
-    if (plane == nullptr || encoded == nullptr) {
-        result = ERROR_NO_MEMORY;
-        goto done;
-    }
-    result = SafeFileCreate(path, &safe);
-    if (result != ERROR_NONE) goto done;
-    result = BlockWriterOpen(safe.file, &writer);
-    if (result != ERROR_NONE) goto done;
-    BlockWriterPut(&writer, header, PCX_HEADER_BYTES);
-    if ((int64_t)image->width * image->height >= RASTER_PROGRESS_PIXELS) {
-        ProgressOpen(0, image->height - 1, "PCX Write", 1);
-        progressOpen = 1;
-    }
+    save->plane = (uint8_t *)MemoryAllocZero((size_t)save->bytesPerLine);
+    save->encoded = (uint8_t *)MemoryAlloc((size_t)(2 * save->bytesPerLine));
+    if (save->plane == nullptr || save->encoded == nullptr) return ERROR_NO_MEMORY;
+    return ERROR_NONE;
+}
 
-    for (int i = 0; i < image->height; i++) {
-        const uint8_t *row = image->rows[image->height - 1 - i];
-        for (int p = 0; p < planes; p++) {
-            // The plane, with the bytes and bits past the picture's width cleared, so that a
-            // picture always gives the same file.
-            if (image->type == TYPE_COLOR24) {
-                for (int x = 0; x < image->width; x++)
-                    plane[x] = row[3 * x + 2 - p]; // red, green, blue planes in that order
-            } else if (image->type == TYPE_GRAY8) {
-                memcpy(plane, row, (size_t)image->width);
-            } else {
-                int bytes = (image->width + 7) / 8;
-                memcpy(plane, row, (size_t)bytes);
-                if (image->width % 8 != 0)
-                    plane[bytes - 1] &= (uint8_t)(0xFF00 >> (image->width % 8));
-            }
-            BlockWriterPut(&writer, encoded, PcxEncode(plane, bytesPerLine, encoded));
+static void PcxSaveHead(BlockWriter *writer, const Image *image, void *state)
+{
+    (void)image;
+    BlockWriterPut(writer, ((const PcxSave *)state)->header, PCX_HEADER_BYTES);
+}
+
+// The rows go top first, each plane encoded on its own.
+static void PcxSaveRow(BlockWriter *writer, const Image *image, int i, void *state)
+{
+    PcxSave *save = (PcxSave *)state;
+    uint8_t *plane = save->plane;
+    const uint8_t *row = image->rows[image->height - 1 - i];
+    for (int p = 0; p < save->planes; p++) {
+        // The plane, with the bytes and bits past the picture's width cleared, so that a
+        // picture always gives the same file.
+        if (image->type == TYPE_COLOR24) {
+            for (int x = 0; x < image->width; x++)
+                plane[x] = row[3 * x + 2 - p]; // red, green, blue planes in that order
+        } else if (image->type == TYPE_GRAY8) {
+            memcpy(plane, row, (size_t)image->width);
+        } else {
+            int bytes = (image->width + 7) / 8;
+            memcpy(plane, row, (size_t)bytes);
+            if (image->width % 8 != 0) plane[bytes - 1] &= (uint8_t)(0xFF00 >> (image->width % 8));
         }
-        if (progressOpen && (result = ProgressStep(i)) != ERROR_NONE) goto done;
+        BlockWriterPut(writer, save->encoded, PcxEncode(plane, save->bytesPerLine, save->encoded));
     }
-    if (image->type == TYPE_GRAY8) {
-        uint8_t *palette = BlockWriterSpace(&writer, PCX_PALETTE_BYTES);
-        palette[0] = PCX_PALETTE_MARK;
-        for (int i = 0; i < 256; i++)
-            palette[1 + 3 * i] = palette[2 + 3 * i] = palette[3 + 3 * i] = (uint8_t)i;
-    }
-    result = PcxWriteCode(BlockWriterFlush(&writer));
-    if (result != ERROR_NONE) goto done;
-    result = PcxWriteCode(SafeFileCommit(&safe));
-done:
-    if (progressOpen) ProgressClose();
-    BlockWriterClose(&writer);
-    SafeFileAbandon(&safe); // harmless after a commit
-    MemoryFree(plane);
-    MemoryFree(encoded);
-    return result;
+}
+
+// A gray picture ends in its palette of levels.
+static void PcxSaveTail(BlockWriter *writer, const Image *image, void *state)
+{
+    (void)state;
+    if (image->type != TYPE_GRAY8) return;
+    uint8_t *palette = BlockWriterSpace(writer, PCX_PALETTE_BYTES);
+    palette[0] = PCX_PALETTE_MARK;
+    for (int i = 0; i < 256; i++)
+        palette[1 + 3 * i] = palette[2 + 3 * i] = palette[3 + 3 * i] = (uint8_t)i;
+}
+
+static void PcxSaveRelease(void *state)
+{
+    PcxSave *save = (PcxSave *)state;
+    MemoryRelease(&save->plane);
+    MemoryRelease(&save->encoded);
+}
+
+static const RasterFormatWriter PCX_WRITER = {"PCX Write",   ERROR_WRITE_PCX, PcxSavePrepare,
+                                              PcxSaveHead,   PcxSaveRow,      PcxSaveTail,
+                                              PcxSaveRelease};
+
+ErrorCode SavePcxFile(const char *path, Picture *picture)
+{
+    PcxSave save;
+    return RasterSave(path, &picture->image, &PCX_WRITER, &save);
 }

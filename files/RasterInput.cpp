@@ -1,9 +1,12 @@
-// The byte stream, palettes and size rule shared by our own BMP, Targa, PCX and RLE readers.
+// The frame of a read, the byte stream, palettes and size rule shared by our own BMP, Targa,
+// PCX and RLE readers.
 #include "files/RasterInput.h"
 
 #include <cstring>
 
 #include "core/Memory.h"
+#include "core/Progress.h"
+#include "files/RasterOutput.h"
 
 void ByteStreamReset(ByteStream *stream)
 {
@@ -221,4 +224,37 @@ ErrorCode RasterDamageResult(ErrorCode result, const FileDamage *found, FileDama
     if (damage == nullptr) return FileDamaged(found) ? code : ERROR_NONE;
     *damage = *found;
     return ERROR_NONE;
+}
+ErrorCode RasterRead(const char *path, const RasterFormatReader *format, void *info,
+                     Picture *target, int showProgress, FileDamage *damage)
+{
+    ErrorCode result = ERROR_NONE;
+    FileDamage found;
+    FileHandle file = FILE_HANDLE_NONE;
+    RasterShape shape = {};
+    Image picture;
+    int progressOpen = 0;
+
+    // The picture is read aside and given to the target only whole, so that a failed read
+    // leaves nothing half done in it.
+    ImageClear(&picture);
+    FileDamageClear(&found);
+    result = FileOpenRead(path, &file);
+    if (result != ERROR_NONE) goto done;
+    result = format->header(file, info, &shape);
+    if (result != ERROR_NONE) goto done;
+    result = ImageAlloc(&picture, shape.type, shape.width, shape.height, shape.resolution);
+    if (result != ERROR_NONE) goto done;
+    if (showProgress && (int64_t)shape.width * shape.height >= RASTER_PROGRESS_PIXELS) {
+        ProgressOpen(0, shape.height - 1, format->title, 1);
+        progressOpen = 1;
+    }
+    result = format->rows(file, info, &picture, progressOpen, &found);
+    result = RasterDamageResult(result, &found, damage, format->code);
+    if (result == ERROR_NONE && format->extras != nullptr) format->extras(file, info, target);
+done:
+    if (progressOpen) ProgressClose();
+    FileClose(&file);
+    RasterFinish(result, &picture, &target->image);
+    return result;
 }

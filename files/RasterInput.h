@@ -1,6 +1,6 @@
-// What our own readers of BMP, Targa, PCX and RLE files share: a byte stream over a bounded
-// stretch of a file, palettes that turn pixel indices into picture rows, and the rule that
-// keeps a small file from asking for a large picture.
+// What our own readers of BMP, Targa, PCX and RLE files share: the frame of a read, a byte
+// stream over a bounded stretch of a file, palettes that turn pixel indices into picture rows,
+// and the rule that keeps a small file from asking for a large picture.
 //
 // The stream is what makes the run-length decoders safe: it answers -1 for every byte past
 // the stretch it was given (or past the end of the file), so a decoder that consumes at least
@@ -12,6 +12,7 @@
 #include "core/Errors.h"
 #include "core/File.h"
 #include "core/Image.h"
+#include "core/Picture.h"
 
 // Larger sides than this come only from damaged files; the file-size rules are the real guard.
 constexpr int32_t RASTER_MAX_SIDE = 1 << 24;
@@ -118,3 +119,35 @@ ErrorCode RasterDamageResult(ErrorCode result, const FileDamage *found, FileDama
 // Gives target the pixels read, or on failure frees both: the convention of every reader is
 // that a failed read leaves the picture it reads into without pixels.
 void RasterFinish(ErrorCode result, Image *picture, Image *target);
+
+// The picture a format's header describes.
+struct RasterShape {
+    int32_t type;
+    int32_t width;
+    int32_t height;
+    double resolution; // dots per inch
+};
+
+// One format's part of a read; RasterRead does the rest. info is the format's own record of
+// its header, which header fills and rows and extras read.
+struct RasterFormatReader {
+    const char *title; // of the progress window, "BMP Read"
+    ErrorCode code;    // of a damaged file read without a damage report
+    // Reads and checks the header from the start of the file, and gives the picture's shape.
+    // Returns the format's code for anything wrong.
+    ErrorCode (*header)(FileHandle file, void *info, RasterShape *shape);
+    // Reads the rows into picture, a progress step a file row when showProgress says so; the
+    // rows the file lacks go to found, black. Returns ERROR_ABORTED or a failed read's code.
+    ErrorCode (*rows)(FileHandle file, const void *info, Image *picture, int showProgress,
+                      FileDamage *found);
+    // What a read that succeeded takes besides the pixels (BMP's profile), or null.
+    void (*extras)(FileHandle file, const void *info, Picture *target);
+};
+
+// Reads the picture of path into target->image through format: opens the file, reads the
+// header, allocates the picture, reads the rows with a progress window for a large picture
+// when showProgress says so, and reports missing rows into damage (or, with damage null,
+// fails with the format's code). On failure target->image is left without pixels. Returns
+// the codes of the file, the format, ImageAlloc or ERROR_ABORTED.
+ErrorCode RasterRead(const char *path, const RasterFormatReader *format, void *info,
+                     Picture *target, int showProgress, FileDamage *damage);

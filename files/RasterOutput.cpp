@@ -1,9 +1,10 @@
-// The block writer shared by our own BMP, Targa, PCX and RLE writers.
+// The frame of a save and the block writer shared by our own BMP, Targa, PCX and RLE writers.
 #include "files/RasterOutput.h"
 
 #include <cstring>
 
 #include "core/Memory.h"
+#include "core/Progress.h"
 
 void BlockWriterReset(BlockWriter *writer)
 {
@@ -60,4 +61,47 @@ void BlockWriterClose(BlockWriter *writer)
 {
     MemoryRelease(&writer->buffer);
     BlockWriterReset(writer);
+}
+
+// A failed write or close in the format's code; other codes pass as they are.
+static ErrorCode RasterWriteCode(const RasterFormatWriter *format, ErrorCode result)
+{
+    return result == ERROR_WRITE_FILE || result == ERROR_CLOSE_FILE ? format->code : result;
+}
+
+ErrorCode RasterSave(const char *path, const Image *image, const RasterFormatWriter *format,
+                     void *state)
+{
+    ErrorCode result = ERROR_NONE;
+    SafeFile safe;
+    BlockWriter writer;
+    int progressOpen = 0;
+
+    SafeFileReset(&safe);
+    BlockWriterReset(&writer);
+    result = format->prepare(image, state);
+    if (result != ERROR_NONE) goto done;
+    result = SafeFileCreate(path, &safe);
+    if (result != ERROR_NONE) goto done;
+    result = BlockWriterOpen(safe.file, &writer);
+    if (result != ERROR_NONE) goto done;
+    format->head(&writer, image, state);
+    if ((int64_t)image->width * image->height >= RASTER_PROGRESS_PIXELS) {
+        ProgressOpen(0, image->height - 1, format->title, 1);
+        progressOpen = 1;
+    }
+    for (int i = 0; i < image->height; i++) {
+        format->row(&writer, image, i, state);
+        if (progressOpen && (result = ProgressStep(i)) != ERROR_NONE) goto done;
+    }
+    if (format->tail != nullptr) format->tail(&writer, image, state);
+    result = RasterWriteCode(format, BlockWriterFlush(&writer));
+    if (result != ERROR_NONE) goto done;
+    result = RasterWriteCode(format, SafeFileCommit(&safe));
+done:
+    if (progressOpen) ProgressClose();
+    BlockWriterClose(&writer);
+    SafeFileAbandon(&safe); // harmless after a commit
+    if (format->release != nullptr) format->release(state);
+    return result;
 }

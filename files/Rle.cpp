@@ -264,34 +264,29 @@ done:
     return result;
 }
 
+// The header for the read frame. An RLE file says nothing of its resolution.
+static ErrorCode RleHeader(FileHandle file, void *info, RasterShape *shape)
+{
+    RleInfo *rle = (RleInfo *)info;
+    ErrorCode result = RleHeaderRead(file, rle);
+    if (result != ERROR_NONE) return result;
+    *shape = {rle->type, rle->width, rle->height, Prefs.defaultResolution};
+    return ERROR_NONE;
+}
+
+static ErrorCode RleRows(FileHandle file, const void *info, Image *picture, int showProgress,
+                         FileDamage *found)
+{
+    return RleReadRows(file, (const RleInfo *)info, picture, showProgress, found);
+}
+
+static const RasterFormatReader RLE_READER = {"RLE Read", ERROR_READ_RLE, RleHeader, RleRows,
+                                              nullptr};
+
 ErrorCode ReadRleFile(const char *path, Picture *target, int showProgress, FileDamage *damage)
 {
-    ErrorCode result = ERROR_NONE;
-    FileDamage found;
-    FileHandle file = FILE_HANDLE_NONE;
     RleInfo info;
-    Image picture;
-    int progressOpen = 0;
-
-    ImageClear(&picture);
-    FileDamageClear(&found);
-    result = FileOpenRead(path, &file);
-    if (result != ERROR_NONE) goto done;
-    result = RleHeaderRead(file, &info);
-    if (result != ERROR_NONE) goto done;
-    result = ImageAlloc(&picture, info.type, info.width, info.height, Prefs.defaultResolution);
-    if (result != ERROR_NONE) goto done;
-    if (showProgress && (int64_t)info.width * info.height >= RASTER_PROGRESS_PIXELS) {
-        ProgressOpen(0, info.height - 1, "RLE Read", 1);
-        progressOpen = 1;
-    }
-    result = RleReadRows(file, &info, &picture, progressOpen, &found);
-    result = RasterDamageResult(result, &found, damage, ERROR_READ_RLE);
-done:
-    if (progressOpen) ProgressClose();
-    FileClose(&file);
-    RasterFinish(result, &picture, &target->image);
-    return result;
+    return RasterRead(path, &RLE_READER, &info, target, showProgress, damage);
 }
 
 // An operation with a count of 1 to 65536: the short form up to 256, else the long form.
@@ -349,32 +344,19 @@ static void RlePutLine(BlockWriter *writer, const uint8_t *values, int width)
     if (x > literal) RlePutBytes(writer, values + literal, x - literal);
 }
 
-// Turns a failed write or close into the format's code; other codes pass as they are.
-static ErrorCode RleWriteCode(ErrorCode result)
-{
-    return result == ERROR_WRITE_FILE || result == ERROR_CLOSE_FILE ? ERROR_WRITE_RLE : result;
-}
+// What a save writes before the rows, and a binary row's room as gray levels.
+struct RleSave {
+    uint8_t header[RLE_HEADER_BYTES + 1];
+    uint8_t *levels; // a binary row as gray levels
+};
 
-ErrorCode SaveRleFile(const char *path, Picture *picture)
+static ErrorCode RleSavePrepare(const Image *image, void *state)
 {
-    const Image *image = &picture->image;
-    ErrorCode result = ERROR_NONE;
-    SafeFile safe;
-    BlockWriter writer;
-    uint8_t header[RLE_HEADER_BYTES + 1] = {};
-    uint8_t *levels = nullptr; // a binary row as gray levels
-    int progressOpen = 0;
-
-    SafeFileReset(&safe);
-    BlockWriterReset(&writer);
-    if (image->type != TYPE_BINARY && image->type != TYPE_GRAY8) {
-        result = ERROR_SAVE_TYPE_RLE;
-        goto done;
-    }
-    if (image->width > RLE_LARGEST_SIDE || image->height > RLE_LARGEST_SIDE) {
-        result = ERROR_WRITE_RLE;
-        goto done;
-    }
+    RleSave *save = (RleSave *)state;
+    uint8_t *header = save->header;
+    memset(save, 0, sizeof *save);
+    if (image->type != TYPE_BINARY && image->type != TYPE_GRAY8) return ERROR_SAVE_TYPE_RLE;
+    if (image->width > RLE_LARGEST_SIDE || image->height > RLE_LARGEST_SIDE) return ERROR_WRITE_RLE;
     // Corner 0, 0; one channel of 8 bits, no background (every pixel is given), no map; the
     // filler byte that stands for the background ends the header on a whole word.
     header[0] = RLE_MAGIC_LOW;
@@ -385,47 +367,48 @@ ErrorCode SaveRleFile(const char *path, Picture *picture)
     header[11] = 1;
     header[12] = 8;
     if (image->type == TYPE_BINARY) {
-        levels = (uint8_t *)MemoryAlloc((size_t)image->width);
-        if (levels == nullptr) {
-            result = ERROR_NO_MEMORY;
-            goto done;
-        }
+        save->levels = (uint8_t *)MemoryAlloc((size_t)image->width);
+        if (save->levels == nullptr) return ERROR_NO_MEMORY;
     }
+    return ERROR_NONE;
+}
 
-    result = SafeFileCreate(path, &safe);
-    if (result != ERROR_NONE) goto done;
-    result = BlockWriterOpen(safe.file, &writer);
-    if (result != ERROR_NONE) goto done;
-    BlockWriterPut(&writer, header, sizeof header);
-    if ((int64_t)image->width * image->height >= RASTER_PROGRESS_PIXELS) {
-        ProgressOpen(0, image->height - 1, "RLE Write", 1);
-        progressOpen = 1;
+static void RleSaveHead(BlockWriter *writer, const Image *image, void *state)
+{
+    (void)image;
+    BlockWriterPut(writer, ((const RleSave *)state)->header, RLE_HEADER_BYTES + 1);
+}
+
+// Scanlines from the bottom up, like our rows: choose channel 0, give the line, and move to
+// the next line.
+static void RleSaveRow(BlockWriter *writer, const Image *image, int i, void *state)
+{
+    uint8_t *levels = ((RleSave *)state)->levels;
+    const uint8_t *values = image->rows[i];
+    if (levels != nullptr) {
+        for (int x = 0; x < image->width; x++)
+            levels[x] = BitTest(image->rows[i], x) ? 255 : 0;
+        values = levels;
     }
-    // Scanlines from the bottom up, like our rows: choose channel 0, give the line, and move
-    // to the next line.
-    for (int i = 0; i < image->height; i++) {
-        const uint8_t *values = image->rows[i];
-        if (levels != nullptr) {
-            for (int x = 0; x < image->width; x++)
-                levels[x] = BitTest(image->rows[i], x) ? 255 : 0;
-            values = levels;
-        }
-        uint8_t *op = BlockWriterSpace(&writer, 2);
-        op[0] = RLE_SET_COLOR;
-        op[1] = 0;
-        RlePutLine(&writer, values, image->width);
-        op = BlockWriterSpace(&writer, 2);
-        op[0] = i + 1 < image->height ? RLE_SKIP_LINES : RLE_END;
-        op[1] = i + 1 < image->height ? 1 : 0;
-        if (progressOpen && (result = ProgressStep(i)) != ERROR_NONE) goto done;
-    }
-    result = RleWriteCode(BlockWriterFlush(&writer));
-    if (result != ERROR_NONE) goto done;
-    result = RleWriteCode(SafeFileCommit(&safe));
-done:
-    if (progressOpen) ProgressClose();
-    BlockWriterClose(&writer);
-    SafeFileAbandon(&safe); // harmless after a commit
-    MemoryFree(levels);
-    return result;
+    uint8_t *op = BlockWriterSpace(writer, 2);
+    op[0] = RLE_SET_COLOR;
+    op[1] = 0;
+    RlePutLine(writer, values, image->width);
+    op = BlockWriterSpace(writer, 2);
+    op[0] = i + 1 < image->height ? RLE_SKIP_LINES : RLE_END;
+    op[1] = i + 1 < image->height ? 1 : 0;
+}
+
+static void RleSaveRelease(void *state)
+{
+    MemoryRelease(&((RleSave *)state)->levels);
+}
+
+static const RasterFormatWriter RLE_WRITER = {
+    "RLE Write", ERROR_WRITE_RLE, RleSavePrepare, RleSaveHead, RleSaveRow, nullptr, RleSaveRelease};
+
+ErrorCode SaveRleFile(const char *path, Picture *picture)
+{
+    RleSave save;
+    return RasterSave(path, &picture->image, &RLE_WRITER, &save);
 }

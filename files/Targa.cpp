@@ -278,42 +278,35 @@ done:
     return result;
 }
 
-ErrorCode ReadTargaFile(const char *path, Picture *target, int showProgress, FileDamage *damage)
+// The header and color map for the read frame. A Targa file says nothing of its resolution.
+static ErrorCode TargaHeader(FileHandle file, void *info, RasterShape *shape)
 {
-    ErrorCode result = ERROR_NONE;
-    FileDamage found;
-    FileHandle file = FILE_HANDLE_NONE;
+    TargaInfo *targa = (TargaInfo *)info;
     uint8_t header[TARGA_HEADER_BYTES];
     int64_t fileSize = 0;
-    TargaInfo info;
-    Image picture;
-    int progressOpen = 0;
-
-    ImageClear(&picture);
-    FileDamageClear(&found);
-    result = FileOpenRead(path, &file);
-    if (result != ERROR_NONE) goto done;
     if (FileSize(file, &fileSize) != ERROR_NONE ||
         FileReadExact(file, header, TARGA_HEADER_BYTES) != ERROR_NONE ||
-        !TargaHeaderParse(header, fileSize, 1, &info)) {
-        result = ERROR_READ_TARGA;
-        goto done;
-    }
-    result = TargaMapRead(file, &info);
-    if (result != ERROR_NONE) goto done;
-    result = ImageAlloc(&picture, info.type, info.width, info.height, Prefs.defaultResolution);
-    if (result != ERROR_NONE) goto done;
-    if (showProgress && (int64_t)info.width * info.height >= RASTER_PROGRESS_PIXELS) {
-        ProgressOpen(0, info.height - 1, "Targa Read", 1);
-        progressOpen = 1;
-    }
-    result = TargaReadRows(file, &info, &picture, progressOpen, &found);
-    result = RasterDamageResult(result, &found, damage, ERROR_READ_TARGA);
-done:
-    if (progressOpen) ProgressClose();
-    FileClose(&file);
-    RasterFinish(result, &picture, &target->image);
-    return result;
+        !TargaHeaderParse(header, fileSize, 1, targa))
+        return ERROR_READ_TARGA;
+    ErrorCode result = TargaMapRead(file, targa);
+    if (result != ERROR_NONE) return result;
+    *shape = {targa->type, targa->width, targa->height, Prefs.defaultResolution};
+    return ERROR_NONE;
+}
+
+static ErrorCode TargaRows(FileHandle file, const void *info, Image *picture, int showProgress,
+                           FileDamage *found)
+{
+    return TargaReadRows(file, (const TargaInfo *)info, picture, showProgress, found);
+}
+
+static const RasterFormatReader TARGA_READER = {"Targa Read", ERROR_READ_TARGA, TargaHeader,
+                                                TargaRows, nullptr};
+
+ErrorCode ReadTargaFile(const char *path, Picture *target, int showProgress, FileDamage *damage)
+{
+    TargaInfo info;
+    return RasterRead(path, &TARGA_READER, &info, target, showProgress, damage);
 }
 
 int TargaFileProbe(const char *path)
@@ -342,67 +335,63 @@ done:
     return found;
 }
 
-// Turns a failed write or close into the format's code; other codes pass as they are.
-static ErrorCode TargaWriteCode(ErrorCode result)
-{
-    return result == ERROR_WRITE_FILE || result == ERROR_CLOSE_FILE ? ERROR_WRITE_TARGA : result;
-}
+// What a save writes before and after the rows.
+struct TargaSave {
+    uint8_t header[TARGA_HEADER_BYTES];
+    uint8_t footer[TARGA_FOOTER_BYTES];
+    int64_t rowBytes; // a file row: the picture's row without its padding
+};
 
-ErrorCode SaveTargaFile(const char *path, Picture *picture)
+static ErrorCode TargaSavePrepare(const Image *image, void *state)
 {
-    const Image *image = &picture->image;
-    ErrorCode result = ERROR_NONE;
-    SafeFile safe;
-    BlockWriter writer;
-    uint8_t header[TARGA_HEADER_BYTES] = {};
-    uint8_t footer[TARGA_FOOTER_BYTES] = {};
-    int64_t rowBytes = 0; // a file row: the picture's row without its padding
-    int progressOpen = 0;
-
-    SafeFileReset(&safe);
-    BlockWriterReset(&writer);
+    TargaSave *save = (TargaSave *)state;
+    uint8_t *header = save->header;
+    memset(save, 0, sizeof *save);
     switch (image->type) {
     case TYPE_GRAY8:
         header[2] = TARGA_GRAY;
         header[16] = 8;
-        rowBytes = image->width;
+        save->rowBytes = image->width;
         break;
     case TYPE_COLOR24:
         header[2] = TARGA_TRUE;
         header[16] = 24;
-        rowBytes = 3 * (int64_t)image->width;
+        save->rowBytes = 3 * (int64_t)image->width;
         break;
-    default: result = ERROR_SAVE_TYPE_TARGA; goto done;
+    default: return ERROR_SAVE_TYPE_TARGA;
     }
-    if (image->width > 0xFFFF || image->height > 0xFFFF) {
-        result = ERROR_WRITE_TARGA; // the header holds sides of 16 bits
-        goto done;
-    }
+    if (image->width > 0xFFFF || image->height > 0xFFFF)
+        return ERROR_WRITE_TARGA; // the header holds sides of 16 bits
     BytesPut16(header, 12, (uint16_t)image->width);
     BytesPut16(header, 14, (uint16_t)image->height);
     header[17] = 0; // origin at the bottom left, no alpha: our rows as they lie
-    memcpy(footer + 8, TARGA_SIGNATURE, sizeof TARGA_SIGNATURE); // no extension area
+    memcpy(save->footer + 8, TARGA_SIGNATURE, sizeof TARGA_SIGNATURE); // no extension area
+    return ERROR_NONE;
+}
 
-    result = SafeFileCreate(path, &safe);
-    if (result != ERROR_NONE) goto done;
-    result = BlockWriterOpen(safe.file, &writer);
-    if (result != ERROR_NONE) goto done;
-    BlockWriterPut(&writer, header, TARGA_HEADER_BYTES);
-    if ((int64_t)image->width * image->height >= RASTER_PROGRESS_PIXELS) {
-        ProgressOpen(0, image->height - 1, "Targa Write", 1);
-        progressOpen = 1;
-    }
-    for (int i = 0; i < image->height; i++) {
-        BlockWriterPut(&writer, image->rows[i], rowBytes);
-        if (progressOpen && (result = ProgressStep(i)) != ERROR_NONE) goto done;
-    }
-    BlockWriterPut(&writer, footer, TARGA_FOOTER_BYTES);
-    result = TargaWriteCode(BlockWriterFlush(&writer));
-    if (result != ERROR_NONE) goto done;
-    result = TargaWriteCode(SafeFileCommit(&safe));
-done:
-    if (progressOpen) ProgressClose();
-    BlockWriterClose(&writer);
-    SafeFileAbandon(&safe); // harmless after a commit
-    return result;
+static void TargaSaveHead(BlockWriter *writer, const Image *image, void *state)
+{
+    (void)image;
+    BlockWriterPut(writer, ((const TargaSave *)state)->header, TARGA_HEADER_BYTES);
+}
+
+static void TargaSaveRow(BlockWriter *writer, const Image *image, int i, void *state)
+{
+    BlockWriterPut(writer, image->rows[i], ((const TargaSave *)state)->rowBytes);
+}
+
+static void TargaSaveTail(BlockWriter *writer, const Image *image, void *state)
+{
+    (void)image;
+    BlockWriterPut(writer, ((const TargaSave *)state)->footer, TARGA_FOOTER_BYTES);
+}
+
+static const RasterFormatWriter TARGA_WRITER = {"Targa Write", ERROR_WRITE_TARGA, TargaSavePrepare,
+                                                TargaSaveHead, TargaSaveRow,      TargaSaveTail,
+                                                nullptr};
+
+ErrorCode SaveTargaFile(const char *path, Picture *picture)
+{
+    TargaSave save;
+    return RasterSave(path, &picture->image, &TARGA_WRITER, &save);
 }

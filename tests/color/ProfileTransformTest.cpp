@@ -41,11 +41,23 @@ struct ConversionCase {
 
 TEST_F(ProfileTransformFixture, ConversionEqualsTificcForEveryIntentAndDepth)
 {
+    // Two version 2 input profiles of different whites: the one pair on which the intent that
+    // keeps white identical gives other pixels than the others (the engine takes the white of
+    // every display profile of that version for D50).
+    std::string warm = folder + "/warm.icc";
+    std::string cool = folder + "/cool.icc";
+    for (const std::string &path : {warm, cool}) {
+        std::vector<uint8_t> bytes =
+            TestDisplayProfile("White", 563, path == warm ? 0xd000 : 0x10000);
+        memcpy(bytes.data() + 12, "scnr", 4);
+        TestWriteFile(path, bytes);
+    }
     const ConversionCase cases[] = {
         {TYPE_COLOR24, "", SYSTEM_ADOBE},
         {TYPE_COLOR48, "", SYSTEM_WIDE},
         {TYPE_COLOR24, SYSTEM_WIDE, SYSTEM_BLUISH},
         {TYPE_COLOR48, SYSTEM_ADOBE, SYSTEM_BLUISH},
+        {TYPE_COLOR24, warm, cool},
     };
     for (const ConversionCase &c : cases) {
         for (int intent = 0; intent < COLOR_INTENT_COUNT; intent++) {

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "core/Helpers.h"
+#include "core/Memory.h"
 #include "core/Text.h"
 #include "tests/support/TestSupport.h"
 
@@ -35,6 +36,30 @@ TEST(ModPositive, NeverNegativeAndZeroForZeroOperands)
     for (const Case &c : cases) {
         SCOPED_TRACE(testing::Message() << c.a << " mod " << c.b);
         EXPECT_EQ(ModPositive(c.a, c.b), c.expected);
+    }
+}
+
+TEST(SizeMultiply, RefusesAProductPastTheLargestSize)
+{
+    TestStart();
+    const size_t half = SIZE_MAX / 2 + 1; // 2^63 on a 64-bit system
+    struct Case {
+        size_t a, b;
+        int fits;
+        size_t product; // 0 when it does not fit
+    } cases[] = {
+        {0, SIZE_MAX, 1, 0},
+        {3, 5, 1, 15},
+        {SIZE_MAX / 3, 3, 1, SIZE_MAX},
+        {half, 2, 0, 0},             // wraps to 0
+        {SIZE_MAX / 2 + 2, 2, 0, 0}, // wraps to 2
+        {half + 1, 3, 0, 0},         // wraps past the first operand
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(testing::Message() << c.a << " * " << c.b);
+        size_t product = 99;
+        EXPECT_EQ(SizeMultiply(c.a, c.b, &product), c.fits);
+        EXPECT_EQ(product, c.product);
     }
 }
 

@@ -74,16 +74,37 @@ TEST(ImageAlloc, RowBytesPadToFourForEveryType)
     }
 }
 
-TEST(ImageAlloc, RowOf512000BytesFitsOneRowPerBlock)
+TEST(ImageAlloc, BlocksHoldWholeRowsAndTheLastHoldsOnlyWhatIsLeft)
 {
     TestStart();
-    Image image = {};
-    ASSERT_EQ(ImageAlloc(&image, TYPE_GRAY8, 512000, 3, 72.0), ERROR_NONE);
-    EXPECT_EQ(image.rowBytes, 512000);
-    EXPECT_EQ(image.rowsPerChunk, 1);
-    EXPECT_EQ(image.chunkCount, 3);
-    ExpectRowsInBlocks(image, 3);
-    ImageFree(&image);
+    struct Case {
+        int type, width, height;
+        int rowsPerChunk, chunkCount;
+        size_t lastAtLeast, lastBelow; // bytes of the last block; 0: no upper bound
+        int storedRows;
+    } cases[] = {
+        // A row of exactly 512000 bytes is one row a block.
+        {TYPE_GRAY8, 512000, 3, 1, 3, 512000, 0, 3},
+        // Rows of 1000 bytes: 512 to a block; one row more opens a block of just that row.
+        {TYPE_GRAY8, 1000, 1024, 512, 2, 512000, 0, 1024},
+        {TYPE_GRAY8, 1000, 1025, 512, 3, 1000, 2000, 1025},
+        // A histogram stores its one row whatever its height, in a block of one row.
+        {TYPE_HISTOGRAM, 257, 1, 498, 1, 1028, 0, 1},
+        {TYPE_HISTOGRAM, 257, 300, 498, 1, 1028, 2 * 1028, 1},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(testing::Message() << c.type << " " << c.width << "x" << c.height);
+        Image image = {};
+        ASSERT_EQ(ImageAlloc(&image, c.type, c.width, c.height, 72.0), ERROR_NONE);
+        EXPECT_EQ(image.rowsPerChunk, c.rowsPerChunk);
+        ASSERT_EQ(image.chunkCount, c.chunkCount);
+        EXPECT_GE(BlockBytes(image.chunks[c.chunkCount - 1]), c.lastAtLeast);
+        if (c.lastBelow != 0) {
+            EXPECT_LT(BlockBytes(image.chunks[c.chunkCount - 1]), c.lastBelow);
+        }
+        ExpectRowsInBlocks(image, c.storedRows);
+        ImageFree(&image);
+    }
 }
 
 TEST(ImageAlloc, RowOf512004BytesIsTooWideAndClearsTheRecord)
@@ -104,52 +125,6 @@ TEST(ImageAlloc, RowOf512004BytesIsTooWideAndClearsTheRecord)
     }
 }
 
-TEST(ImageAlloc, ExactMultipleOfRowsPerBlockHasFullLastBlock)
-{
-    TestStart();
-    // Rows of 1000 bytes: 512 to a block.
-    Image image = {};
-    ASSERT_EQ(ImageAlloc(&image, TYPE_GRAY8, 1000, 1024, 72.0), ERROR_NONE);
-    EXPECT_EQ(image.rowsPerChunk, 512);
-    EXPECT_EQ(image.chunkCount, 2);
-    EXPECT_GE(BlockBytes(image.chunks[1]), 512000u);
-    ExpectRowsInBlocks(image, 1024);
-    ImageFree(&image);
-
-    // One row more opens a third block that holds just that row.
-    ASSERT_EQ(ImageAlloc(&image, TYPE_GRAY8, 1000, 1025, 72.0), ERROR_NONE);
-    EXPECT_EQ(image.chunkCount, 3);
-    EXPECT_GE(BlockBytes(image.chunks[2]), 1000u);
-    EXPECT_LT(BlockBytes(image.chunks[2]), 2000u);
-    ExpectRowsInBlocks(image, 1025);
-    ImageFree(&image);
-}
-
-TEST(ImageAlloc, HistogramNeedsHeightAndStoresOneRow)
-{
-    TestStart();
-    Image image = {};
-    ASSERT_EQ(ImageAlloc(&image, TYPE_HISTOGRAM, 257, 0, 0.0), ERROR_NONE);
-    EXPECT_EQ(image.type, TYPE_HISTOGRAM);
-    EXPECT_EQ(image.rows, nullptr);
-    EXPECT_EQ(image.chunks, nullptr);
-    EXPECT_EQ(image.chunkCount, 0);
-
-    ASSERT_EQ(ImageAlloc(&image, TYPE_HISTOGRAM, 257, 1, 0.0), ERROR_NONE);
-    EXPECT_EQ(image.rowBytes, 1028);
-    EXPECT_EQ(image.chunkCount, 1);
-    EXPECT_EQ(image.rowsPerChunk, 498);
-    EXPECT_GE(BlockBytes(image.chunks[0]), 1028u);
-    ExpectRowsInBlocks(image, 1);
-
-    // A larger height still stores the one row, in a block of one row.
-    ASSERT_EQ(ImageAlloc(&image, TYPE_HISTOGRAM, 257, 300, 0.0), ERROR_NONE);
-    EXPECT_EQ(image.chunkCount, 1);
-    EXPECT_LT(BlockBytes(image.chunks[0]), 2 * 1028u);
-    ExpectRowsInBlocks(image, 1);
-    ImageFree(&image);
-}
-
 TEST(ImageAlloc, EmptyShapesRememberTheRequestWithoutStorage)
 {
     TestStart();
@@ -158,8 +133,9 @@ TEST(ImageAlloc, EmptyShapesRememberTheRequestWithoutStorage)
         int width;
         int height;
     } cases[] = {
-        {TYPE_EMPTY, 0, 0},  {TYPE_EMPTY, 40, 30}, {9, 40, 30},          {-1, 40, 30},
-        {TYPE_GRAY8, 0, 30}, {TYPE_GRAY8, 40, 0},  {TYPE_COLOR48, 0, 0}, {TYPE_COLOR, 5, 0},
+        {TYPE_EMPTY, 0, 0},   {TYPE_EMPTY, 40, 30}, {9, 40, 30},
+        {-1, 40, 30},         {TYPE_GRAY8, 0, 30},  {TYPE_GRAY8, 40, 0},
+        {TYPE_COLOR48, 0, 0}, {TYPE_COLOR, 5, 0},   {TYPE_HISTOGRAM, 257, 0},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(testing::Message() << c.type << " " << c.width << "x" << c.height);

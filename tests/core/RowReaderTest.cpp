@@ -226,6 +226,33 @@ TEST(RowWriter, ZoomThreeFromColumn3To10CutsTheThirdPixel)
     ImageFree(&image);
 }
 
+TEST(RowWriter, ARunPastTheWidthWritesNothingBeyondTheRow)
+{
+    TestStart();
+    Image image = {};
+    // Rows of 8 bytes, without padding between them.
+    ASSERT_EQ(ImageAlloc(&image, TYPE_GRAY8, 8, 3, 72.0), ERROR_NONE);
+    for (int y = 0; y < 3; y++)
+        memset(image.rows[y], 0xFF, 8);
+    RowWriter writer;
+    RowWriterReset(&writer);
+    // A strip at zoom 2 from column 4 to 11, past the width: its third pixel would be column 8,
+    // which is the first byte of the next row.
+    ASSERT_EQ(RowWriterOpen(&image, 2, 4, 11, 0, 0, &writer), ERROR_NONE);
+    uint8_t *out = RowWriterRow(&writer);
+    const uint8_t pixels[4] = {10, 20, 30, 40};
+    memcpy(out, pixels, 4);
+    RowWriterPut(&writer);
+    const uint8_t expected[8] = {255, 255, 255, 255, 10, 10, 20, 20};
+    for (int y = 0; y < 2; y++)
+        EXPECT_EQ(std::vector<uint8_t>(image.rows[y], image.rows[y] + 8),
+                  std::vector<uint8_t>(expected, expected + 8))
+            << "row " << y;
+    EXPECT_EQ(std::vector<uint8_t>(image.rows[2], image.rows[2] + 8), std::vector<uint8_t>(8, 255));
+    RowWriterClose(&writer);
+    ImageFree(&image);
+}
+
 TEST(RowWriter, TopRowReplicationStopsAtTheHeight)
 {
     TestStart();

@@ -5,6 +5,9 @@
 // both tools. The variants the tools do not make (top-down rows, RLE4, deltas, bit fields of
 // odd widths, OS/2 2.x headers, damaged files) are built byte by byte here, with the pixels
 // they must give worked out by hand.
+//
+// What every raster format shares (round trips, refusals, aborts, progress, detection, the
+// kept hostile files) is tested once in AllFormatsTest.cpp.
 #include <algorithm>
 #include <gtest/gtest.h>
 #include <string>
@@ -497,44 +500,6 @@ TEST(BmpReader, ResolutionComesBackAsAWholeNumberWhenOneFits)
     EXPECT_EQ(window.image().resolution, 300.0);
 }
 
-TEST(BmpReader, ProgressForLargePicturesAndCancel)
-{
-    TestStart();
-    std::string folder = TestOutputFolder("BmpReader.Progress");
-    TestBmp bmp;
-    bmp.width = 400;
-    bmp.height = 250;
-    bmp.bits = 24;
-    bmp.data = RandomBytes(1200 * 250, 5);
-    std::vector<uint8_t> bytes = BmpBytes(bmp);
-    {
-        TestWindow window;
-        ASSERT_EQ(ReadBytes(folder, bytes, &window, 1), ERROR_NONE);
-        ASSERT_EQ(HeadlessProgressCount(), 1);
-        EXPECT_STREQ(HeadlessProgressAt(0)->title, "BMP Read");
-        EXPECT_EQ(HeadlessProgressAt(0)->last.first, 0);
-        EXPECT_EQ(HeadlessProgressAt(0)->last.last, 249);
-        EXPECT_EQ(HeadlessProgressAt(0)->open, 0);
-    }
-    {
-        TestStart();
-        TestWindow window;
-        HeadlessAbortAtPump(10);
-        EXPECT_EQ(ReadBytes(folder, bytes, &window, 1), ERROR_ABORTED);
-        EXPECT_EQ(window.image().type, TYPE_EMPTY);
-    }
-    {
-        // Smaller pictures and reads without progress open no window.
-        TestStart();
-        TestWindow window;
-        ASSERT_EQ(ReadBytes(folder, bytes, &window, 0), ERROR_NONE);
-        bmp.height = 249; // 99600 pixels
-        bmp.data.resize(1200 * 249);
-        ASSERT_EQ(ReadBytes(folder, BmpBytes(bmp), &window, 1), ERROR_NONE);
-        EXPECT_EQ(HeadlessProgressCount(), 0);
-    }
-}
-
 // ---------------------------------------------------------------------------------------------
 // Writing
 
@@ -606,66 +571,6 @@ TEST(BmpWriter, HeadersAndPaddingByHand)
     EXPECT_EQ(bytes[63] | bytes[64] | bytes[65], 0);
 }
 
-TEST(BmpWriter, RoundTripsEveryTypeAndItsResolution)
-{
-    TestStart();
-    std::string folder = TestOutputFolder("BmpWriter.RoundTrip");
-    std::string path = folder + "/round.bmp";
-    for (int type : {TYPE_BINARY, TYPE_GRAY8, TYPE_COLOR24}) {
-        for (double resolution : {72.0, 300.0, 254.0}) {
-            SCOPED_TRACE(::testing::Message() << type << " " << resolution);
-            TestWindow window;
-            PictureMake(&window, type, 45, 17, type, resolution);
-            ASSERT_EQ(SaveBmpFile(path.c_str(), window.window), ERROR_NONE);
-            TestWindow back;
-            ASSERT_EQ(ReadBmpFile(path.c_str(), back.window, 0, nullptr), ERROR_NONE);
-            ExpectImagesNear(window.image(), back.image(), 0);
-            EXPECT_EQ(back.image().resolution, resolution);
-        }
-    }
-}
-
-TEST(BmpWriter, RefusesOtherTypesAndKeepsTheOldFile)
-{
-    TestStart();
-    std::string folder = TestOutputFolder("BmpWriter.Refusals");
-    std::string path = folder + "/kept.bmp";
-    TestWriteFile(path, {1, 2, 3});
-    for (int type : {TYPE_GRAY16, TYPE_COLOR48}) {
-        TestWindow window;
-        PictureMake(&window, type, 4, 4, 1);
-        EXPECT_EQ(SaveBmpFile(path.c_str(), window.window), ERROR_SAVE_TYPE_BMP);
-        EXPECT_EQ(TestReadFile(path), (std::vector<uint8_t>{1, 2, 3}));
-    }
-    TestWindow window;
-    PictureMake(&window, TYPE_COLOR24, 500, 300, 1);
-    HeadlessAbortAtPump(100);
-    EXPECT_EQ(SaveBmpFile(path.c_str(), window.window), ERROR_ABORTED);
-    EXPECT_EQ(TestReadFile(path), (std::vector<uint8_t>{1, 2, 3}));
-    std::string listing;
-    TestRun("ls " + Quote(folder), &listing);
-    EXPECT_EQ(listing, "kept.bmp\n"); // no temporary file left behind
-    EXPECT_EQ(HeadlessProgressCount(), 1);
-    EXPECT_STREQ(HeadlessProgressAt(0)->title, "BMP Write");
-    std::string missing = folder + "/no/such/folder/x.bmp";
-    EXPECT_EQ(SaveBmpFile(missing.c_str(), window.window), ERROR_CREATE_FILE);
-}
-
-TEST(BmpFileType, AllFilesRecognisesBmpByContentAndSavesByNumber)
-{
-    TestStart();
-    std::string folder = TestOutputFolder("BmpFileType.Content");
-    std::string path = folder + "/picture.dat";
-    TestWindow window;
-    PictureMake(&window, TYPE_COLOR24, 5, 4, 3);
-    ASSERT_EQ(FileSave(path.c_str(), FILE_SAVE_BMP, window.window, 0), ERROR_NONE);
-    EXPECT_EQ(DetectFileContent(path.c_str()), FILE_OPEN_BMP);
-    TestWindow back;
-    ASSERT_EQ(FileLoad(path.c_str(), FILE_OPEN_ALL, back.window, 0), ERROR_NONE);
-    EXPECT_EQ(back.window->fileType, FILE_OPEN_BMP);
-    ExpectImagesNear(window.image(), back.image(), 0);
-}
-
 // ---------------------------------------------------------------------------------------------
 // Damaged files
 
@@ -688,7 +593,7 @@ static TestBmp HostileRle(void)
     return bmp;
 }
 
-static std::vector<HostileFile> HostileFiles(void)
+std::vector<HostileFile> raster_test::BmpHostileFiles(void)
 {
     std::vector<HostileFile> files;
     std::vector<uint8_t> good = BmpBytes(HostileBase());
@@ -784,18 +689,6 @@ static std::vector<HostileFile> HostileFiles(void)
         files.push_back({"bmp-profile-past-eof", bytes, ERROR_NONE});
     }
     return files;
-}
-
-TEST(BmpReaderHostile, KeptFilesMatchTheirGenerator)
-{
-    TestStart();
-    HostileKeptFilesMatch(HostileFiles(), ".bmp");
-}
-
-TEST(BmpReaderHostile, EveryKeptFileGetsItsCode)
-{
-    TestStart();
-    HostileEveryFileGetsItsCode(HostileFiles(), "bmp-", ".bmp", ReadBmpFile, ERROR_READ_BMP);
 }
 
 TEST(BmpReaderHostile, TruncatedAndChangedFilesGiveCodes)

@@ -274,4 +274,10 @@ inline int DamageEverywhere(const std::string &folder, const std::vector<uint8_t
     return readable;
 }
 
+// The generators of each format's kept hostile files, in that format's own test file.
+std::vector<HostileFile> BmpHostileFiles(void);
+std::vector<HostileFile> PcxHostileFiles(void);
+std::vector<HostileFile> TargaHostileFiles(void);
+std::vector<HostileFile> RleHostileFiles(void);
+
 } // namespace raster_test

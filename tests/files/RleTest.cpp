@@ -5,6 +5,9 @@
 // writes the rest of the format (run data, long forms, skips, backgrounds, color maps, the
 // alpha channel), so those files are built byte by byte here with the pixels they must give
 // worked out by hand.
+//
+// What every raster format shares (round trips, refusals, aborts, progress, detection, the
+// kept hostile files) is tested once in AllFormatsTest.cpp.
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -252,30 +255,19 @@ TEST(RleReader, ColorMapsAndBackgroundsOfEveryKind)
     }
 }
 
-TEST(RleReader, ProgressForLargePicturesAndCancel)
+TEST(RleReader, LongFormRunsReachTheLastColumnOfEveryRow)
 {
     TestStart();
-    std::string folder = TestOutputFolder("RleReader.Progress");
+    std::string folder = TestOutputFolder("RleReader.LongRuns");
     TestRle rle;
     rle.width = 400;
     rle.height = 250;
     for (int r = 0; r < 250; r++)
         rle.ops.insert(rle.ops.end(), {0x02, 0, 0x46, 0, 0x8F, 0x01, (uint8_t)r, 0, 0x01, 1});
     rle.ops.insert(rle.ops.end(), {0x07, 0});
-    std::vector<uint8_t> bytes = RleBytes(rle);
-    {
-        TestWindow window;
-        ASSERT_EQ(ReadBytes(folder, bytes, &window, 1), ERROR_NONE);
-        EXPECT_EQ(window.image().rows[249][399], 249);
-        ASSERT_EQ(HeadlessProgressCount(), 1);
-        EXPECT_STREQ(HeadlessProgressAt(0)->title, "RLE Read");
-        EXPECT_EQ(HeadlessProgressAt(0)->last.last, 249);
-    }
-    TestStart();
     TestWindow window;
-    HeadlessAbortAtPump(3);
-    EXPECT_EQ(ReadBytes(folder, bytes, &window, 1), ERROR_ABORTED);
-    EXPECT_EQ(window.image().type, TYPE_EMPTY);
+    ASSERT_EQ(ReadBytes(folder, RleBytes(rle), &window, 0), ERROR_NONE);
+    EXPECT_EQ(window.image().rows[249][399], 249);
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -338,52 +330,6 @@ TEST(RleWriter, OperationsByHand)
     EXPECT_EQ(RowsTopFirst(back.image()), std::vector<int>(1000, 255));
 }
 
-TEST(RleWriter, RoundTripsAndRefusesWhatItCannotHold)
-{
-    TestStart();
-    std::string folder = TestOutputFolder("RleWriter.RoundTrip");
-    std::string path = folder + "/round.rle";
-    TestWindow window;
-    PictureMake(&window, TYPE_GRAY8, 45, 17, 5);
-    ASSERT_EQ(SaveRleFile(path.c_str(), window.window), ERROR_NONE);
-    TestWindow back;
-    ASSERT_EQ(ReadRleFile(path.c_str(), back.window, 0, nullptr), ERROR_NONE);
-    ExpectImagesNear(window.image(), back.image(), 0);
-    std::vector<uint8_t> kept = TestReadFile(path);
-    for (int type : {TYPE_COLOR24, TYPE_GRAY16, TYPE_COLOR48}) {
-        TestWindow other;
-        PictureMake(&other, type, 4, 4, 1);
-        EXPECT_EQ(SaveRleFile(path.c_str(), other.window), ERROR_SAVE_TYPE_RLE);
-    }
-    TestWindow wide;
-    PictureMake(&wide, TYPE_GRAY8, 32768, 1, 1);
-    EXPECT_EQ(SaveRleFile(path.c_str(), wide.window), ERROR_WRITE_RLE);
-    TestWindow large;
-    PictureMake(&large, TYPE_GRAY8, 500, 300, 1);
-    HeadlessAbortAtPump(10);
-    EXPECT_EQ(SaveRleFile(path.c_str(), large.window), ERROR_ABORTED);
-    EXPECT_EQ(TestReadFile(path), kept);
-    std::string listing;
-    TestRun("ls " + Quote(folder), &listing);
-    EXPECT_EQ(listing, "round.rle\n");
-    EXPECT_STREQ(HeadlessProgressAt(0)->title, "RLE Write");
-}
-
-TEST(RleFileType, AllFilesRecognisesRleByContent)
-{
-    TestStart();
-    std::string folder = TestOutputFolder("RleFileType.Content");
-    std::string path = folder + "/picture.dat";
-    TestWindow window;
-    PictureMake(&window, TYPE_GRAY8, 9, 4, 3);
-    ASSERT_EQ(FileSave(path.c_str(), FILE_SAVE_RLE, window.window, 0), ERROR_NONE);
-    EXPECT_EQ(DetectFileContent(path.c_str()), FILE_OPEN_RLE);
-    TestWindow back;
-    ASSERT_EQ(FileLoad(path.c_str(), FILE_OPEN_ALL, back.window, 0), ERROR_NONE);
-    EXPECT_EQ(back.window->fileType, FILE_OPEN_RLE);
-    ExpectImagesNear(window.image(), back.image(), 0);
-}
-
 // ---------------------------------------------------------------------------------------------
 // Damaged files
 
@@ -399,7 +345,7 @@ static TestRle HostileBase(void)
     return rle;
 }
 
-static std::vector<HostileFile> HostileFiles(void)
+std::vector<HostileFile> raster_test::RleHostileFiles(void)
 {
     std::vector<HostileFile> files;
     std::vector<uint8_t> good = RleBytes(HostileBase());
@@ -474,18 +420,6 @@ static std::vector<HostileFile> HostileFiles(void)
         "rle-channel-past-the-colors",
         [](TestRle *r) { r->ops = {0x02, 9, 0x06, 3, 1, 0, 0x07, 0}; }, ERROR_NONE));
     return files;
-}
-
-TEST(RleReaderHostile, KeptFilesMatchTheirGenerator)
-{
-    TestStart();
-    HostileKeptFilesMatch(HostileFiles(), ".rle");
-}
-
-TEST(RleReaderHostile, EveryKeptFileGetsItsCode)
-{
-    TestStart();
-    HostileEveryFileGetsItsCode(HostileFiles(), "rle-", ".rle", ReadRleFile, ERROR_READ_RLE);
 }
 
 TEST(RleReaderHostile, TruncatedAndChangedFilesGiveCodes)

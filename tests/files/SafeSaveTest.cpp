@@ -162,6 +162,20 @@ TEST_F(SafeSave, AFullDiskLeavesTheOldFileAndNoTemporaryFile)
     EXPECT_EQ(TestFolderFiles(folder).size(), std::size(WRITERS));
 }
 
+TEST_F(SafeSave, ARenameThatFailsLeavesNoTemporaryFile)
+{
+    std::string path = Path("taken");
+    SafeFile safe;
+    SafeFileReset(&safe);
+    ASSERT_EQ(SafeFileCreate(path.c_str(), &safe), ERROR_NONE);
+    ASSERT_EQ(FileWrite(safe.file, "new", 3), ERROR_NONE);
+    // A folder takes the name while the file is written: no file can replace it.
+    ASSERT_EQ(mkdir(path.c_str(), 0755), 0);
+    EXPECT_EQ(SafeFileCommit(&safe), ERROR_CREATE_FILE);
+    SafeFileAbandon(&safe);
+    EXPECT_EQ(TestFolderFiles(folder), std::vector<std::string>{"taken"});
+}
+
 // Dates a file or a link itself secondsAgo.
 void Date(const std::string &path, int secondsAgo)
 {

@@ -5,6 +5,9 @@
 // file; what we write is read back by both. Origins, 15 and 16-bit pixels, color maps with a
 // first index, packets that run from one row into the next and damaged files are built byte
 // by byte here, with the pixels they must give worked out by hand.
+//
+// What every raster format shares (round trips, refusals, aborts, progress, detection, the
+// kept hostile files) is tested once in AllFormatsTest.cpp.
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -300,30 +303,6 @@ TEST(TargaReader, GrayWithAlphaAndAnUnusedMapOfATrueColorFile)
     EXPECT_EQ(window.image().resolution, Prefs.defaultResolution);
 }
 
-TEST(TargaReader, ProgressForLargePicturesAndCancel)
-{
-    TestStart();
-    std::string folder = TestOutputFolder("TargaReader.Progress");
-    TestTga tga;
-    tga.width = 400;
-    tga.height = 250;
-    tga.data = RandomBytes(400 * 250 * 3, 2);
-    std::vector<uint8_t> bytes = TgaBytes(tga);
-    {
-        TestWindow window;
-        ASSERT_EQ(ReadBytes(folder, bytes, &window, 1), ERROR_NONE);
-        ASSERT_EQ(HeadlessProgressCount(), 1);
-        EXPECT_STREQ(HeadlessProgressAt(0)->title, "Targa Read");
-        EXPECT_EQ(HeadlessProgressAt(0)->last.last, 249);
-        EXPECT_EQ(HeadlessProgressAt(0)->open, 0);
-    }
-    TestStart();
-    TestWindow window;
-    HeadlessAbortAtPump(3);
-    EXPECT_EQ(ReadBytes(folder, bytes, &window, 1), ERROR_ABORTED);
-    EXPECT_EQ(window.image().type, TYPE_EMPTY);
-}
-
 // ---------------------------------------------------------------------------------------------
 // Writing
 
@@ -372,44 +351,6 @@ TEST(TargaWriter, HeaderRowsAndFooterByHand)
     ASSERT_EQ(bytes.size(), 18u + 5 + 26);
     EXPECT_EQ(bytes[2], 3);
     EXPECT_EQ(bytes[16], 8);
-}
-
-TEST(TargaWriter, RoundTripsAndRefusesWhatItCannotHold)
-{
-    TestStart();
-    std::string folder = TestOutputFolder("TargaWriter.RoundTrip");
-    std::string path = folder + "/round.tga";
-    for (int type : {TYPE_GRAY8, TYPE_COLOR24}) {
-        TestWindow window;
-        PictureMake(&window, type, 45, 17, type);
-        ASSERT_EQ(SaveTargaFile(path.c_str(), window.window), ERROR_NONE);
-        TestWindow back;
-        ASSERT_EQ(ReadTargaFile(path.c_str(), back.window, 0, nullptr), ERROR_NONE);
-        ExpectImagesNear(window.image(), back.image(), 0);
-    }
-    std::vector<uint8_t> kept = TestReadFile(path);
-    for (int type : {TYPE_BINARY, TYPE_GRAY16, TYPE_COLOR48}) {
-        SCOPED_TRACE(type);
-        TestWindow window;
-        PictureMake(&window, type, 4, 4, 1);
-        EXPECT_EQ(SaveTargaFile(path.c_str(), window.window), ERROR_SAVE_TYPE_TARGA);
-        EXPECT_EQ(TestReadFile(path), kept);
-    }
-    // The header holds sides up to 65535.
-    TestWindow wide;
-    PictureMake(&wide, TYPE_GRAY8, 65536, 1, 1);
-    EXPECT_EQ(SaveTargaFile(path.c_str(), wide.window), ERROR_WRITE_TARGA);
-    EXPECT_EQ(TestReadFile(path), kept);
-    // Cancel leaves the old file and no temporary one.
-    TestWindow large;
-    PictureMake(&large, TYPE_COLOR24, 500, 300, 1);
-    HeadlessAbortAtPump(10);
-    EXPECT_EQ(SaveTargaFile(path.c_str(), large.window), ERROR_ABORTED);
-    EXPECT_EQ(TestReadFile(path), kept);
-    std::string listing;
-    TestRun("ls " + Quote(folder), &listing);
-    EXPECT_EQ(listing, "round.tga\n");
-    EXPECT_STREQ(HeadlessProgressAt(0)->title, "Targa Write");
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -492,7 +433,7 @@ static TestTga HostileMapped(void)
     return tga;
 }
 
-static std::vector<HostileFile> HostileFiles(void)
+std::vector<HostileFile> raster_test::TargaHostileFiles(void)
 {
     std::vector<HostileFile> files;
     std::vector<uint8_t> good = TgaBytes(HostileBase());
@@ -575,18 +516,6 @@ static std::vector<HostileFile> HostileFiles(void)
         },
         ERROR_NONE));
     return files;
-}
-
-TEST(TargaReaderHostile, KeptFilesMatchTheirGenerator)
-{
-    TestStart();
-    HostileKeptFilesMatch(HostileFiles(), ".tga");
-}
-
-TEST(TargaReaderHostile, EveryKeptFileGetsItsCode)
-{
-    TestStart();
-    HostileEveryFileGetsItsCode(HostileFiles(), "tga-", ".tga", ReadTargaFile, ERROR_READ_TARGA);
 }
 
 TEST(TargaReaderHostile, TruncatedAndChangedFilesGiveCodes)

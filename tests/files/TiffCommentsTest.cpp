@@ -258,6 +258,34 @@ TEST(TiffComments, ReadsWhatExiftoolWroteInEitherByteOrder)
     }
 }
 
+TEST(TiffComments, WriteFormCountsTheValuesAndNeverFewerThanTheTable)
+{
+    TestStart();
+    const TiffTagEntry latitude = {2, TIFF_FIELD_RATIONAL, 3, 42, "GPS Lat"};
+    const TiffTagEntry width = {40962, TIFF_FIELD_SHORT, 1, 0, "Width"};
+    const TiffTagEntry text = {270, TIFF_FIELD_ASCII, 0, 3, "Description"};
+    struct Case {
+        const TiffTagEntry *row;
+        int length, type;
+        uint32_t count;
+    } cases[] = {
+        {&latitude, 8, TIFF_FIELD_RATIONAL, 3}, // one rational: the writer adds two zeros
+        {&latitude, 24, TIFF_FIELD_RATIONAL, 3},
+        {&latitude, 32, TIFF_FIELD_RATIONAL, 4},
+        {&width, 2, TIFF_FIELD_SHORT, 1},
+        {&width, 4, TIFF_FIELD_LONG, 1}, // four bytes of a pixel dimension were a LONG
+        {&text, 6, TIFF_FIELD_ASCII, 6},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(testing::Message() << c.row->tag << " of " << c.length << " bytes");
+        int type = 0;
+        uint32_t count = 0;
+        TiffTagWriteForm(c.row, c.length, &type, &count);
+        EXPECT_EQ(type, c.type);
+        EXPECT_EQ(count, c.count);
+    }
+}
+
 TEST(TiffComments, ListKeepsFileOrderAndNumbersComeInNativeOrder)
 {
     TestStart();

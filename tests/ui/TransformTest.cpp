@@ -164,7 +164,8 @@ TEST_F(Transform, AReducedPreviewOfAHundredColumnsIsThirtyFourWideAndEndsAtColum
 
 TEST_F(Transform, AMagnifiedPreviewAsksForWholePixelsAndScrollsByRoundedStrips)
 {
-    WindowHandle input = MakePicture(TYPE_GRAY8, 100, 60);
+    // An odd width: the view's last column shows half of a picture pixel, which is asked for.
+    WindowHandle input = MakePicture(TYPE_GRAY8, 99, 60);
     WindowHandle dialog = Open(input);
     HeadlessClick(dialog, BUTTON_PREVIEW);
     PlatformSendMessage(OutputWindow, MSG_COMMAND, COMMAND_ZOOM_IN, 0);
@@ -177,6 +178,7 @@ TEST_F(Transform, AMagnifiedPreviewAsksForWholePixelsAndScrollsByRoundedStrips)
     EXPECT_EQ(whole.w, (whole.x1 + 2) / 2);
     EXPECT_EQ(whole.sourceX, preview->sourceLeft);
     EXPECT_EQ(whole.sourceY, 60 - 1 - preview->sourceBottom);
+    EXPECT_EQ(preview->viewWidth % 2, 1);
 
     // One line to the right: the view moves and only the new strip is asked for, its edge
     // on a whole picture pixel.
@@ -219,6 +221,28 @@ TEST_F(Transform, VerticalStripsCountRowsFromTheBottom)
     EXPECT_EQ(strip.y0, 0);
     EXPECT_EQ(strip.h, preview->scrollTop);
     EXPECT_EQ(strip.sourceY, 1500 - 1 - preview->sourceBottom);
+    Image scrolled = {};
+    ASSERT_EQ(ImageCopy(&preview->view, &scrolled, 0), ERROR_NONE);
+    PlatformSendMessage(dialog, MSG_PREVIEW_REGION, (uintptr_t)OutputWindow, 0);
+    EXPECT_TRUE(SamePixels(&scrolled, &preview->view));
+    ImageFree(&scrolled);
+}
+
+TEST_F(Transform, StripsAtTheTopOfAReducedViewEqualTheViewComputedWhole)
+{
+    WindowHandle input = MakePicture(TYPE_COLOR24, 300, 1500);
+    WindowHandle dialog = Open(input);
+    HeadlessClick(dialog, BUTTON_PREVIEW);
+    PlatformSendMessage(OutputWindow, MSG_COMMAND, COMMAND_ZOOM_ONE, 0);
+    PlatformSendMessage(OutputWindow, MSG_COMMAND, COMMAND_ZOOM_OUT, 0);
+    ImageWindow *preview = Preview();
+    ASSERT_EQ(preview->zoom, -2);
+    ASSERT_GT(preview->scrollRangeY, 0);
+    PlatformSendMessage(OutputWindow, MSG_VSCROLL, SCROLL_BOTTOM, 0);
+    Calls.clear();
+    PlatformSendMessage(OutputWindow, MSG_VSCROLL, SCROLL_LINE_UP, 0);
+    ASSERT_EQ(Calls.size(), 1u);
+    EXPECT_GT(Calls[0].y0, 0); // rows come in at the top of the view
     Image scrolled = {};
     ASSERT_EQ(ImageCopy(&preview->view, &scrolled, 0), ERROR_NONE);
     PlatformSendMessage(dialog, MSG_PREVIEW_REGION, (uintptr_t)OutputWindow, 0);

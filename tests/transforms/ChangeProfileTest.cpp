@@ -59,19 +59,6 @@ class ChangeProfileFixture : public testing::Test {
     }
 };
 
-TEST_F(ChangeProfileFixture, DefaultsAndLabels)
-{
-    ChangeProfileSettings fresh;
-    memset(&fresh, 0x33, sizeof fresh);
-    ChangeProfileSettingsDefault(&fresh);
-    EXPECT_EQ(fresh.change, CHANGE_PROFILE_DATA_AND_PROFILE);
-    EXPECT_EQ(fresh.intent, COLOR_INTENT_FULL_GAMUT);
-    EXPECT_STREQ(fresh.targetDescription, "None");
-    EXPECT_EQ(fresh.sourceProfile, nullptr);
-    EXPECT_EQ(fresh.targetProfile, nullptr);
-    EXPECT_STREQ(CHANGE_PROFILE_LABELS[2], "Profile Setting Only");
-}
-
 TEST_F(ChangeProfileFixture, ScannerTargetsAndMissingTargetsRefuseNewPixels)
 {
     std::vector<uint8_t> scanner = TestProfileBytes("scnr", "RGB ", {TestDescTag("Scanner")});

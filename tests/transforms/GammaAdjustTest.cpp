@@ -27,15 +27,6 @@ static ErrorCode GammaApply(double factor, const Image &source, Image *destinati
     return ApplyRun(GammaCompute, &settings, source, destination);
 }
 
-TEST(GammaAdjust, DefaultsAreFactorOneAndInputGamma222)
-{
-    TestStart();
-    GammaSettings settings = {0.5, 0};
-    GammaSettingsDefault(&settings);
-    EXPECT_EQ(settings.factor, 1.0);
-    EXPECT_EQ(GAMMA_INPUT_VALUES[settings.inputGammaIndex], 2.22);
-}
-
 TEST(GammaAdjust, FactorTwoMaps128To64)
 {
     TestStart();

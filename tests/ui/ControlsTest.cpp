@@ -139,24 +139,6 @@ TEST_F(Controls, SliderWithTwoThumbsMovesTheNearer)
     EXPECT_EQ(SliderSecondPosition(dialog, SLIDER_ID), 512);
 }
 
-TEST_F(Controls, SliderDrawsItsThumbWhereThePositionIs)
-{
-    WindowHandle high = SliderCreate(dialog, SLIDER_ID, &SLIDER_RECT, 1024);
-    HeadlessPaint(high);
-    const Image *canvas = HeadlessCanvas(high);
-    ASSERT_EQ(canvas->width, 267);
-    ASSERT_EQ(canvas->height, 17);
-    // The thumb's frame at the right end: columns 256 and 266; the groove inside it.
-    EXPECT_EQ(CanvasAt(high, 256, 8), 0x404040u);
-    EXPECT_EQ(CanvasAt(high, 266, 8), 0x404040u);
-    EXPECT_EQ(CanvasAt(high, 100, 8), 0x3c78c8u); // the filled part of the groove
-    WindowHandle low = SliderCreate(dialog, SLIDER_ID + 1, &SLIDER_RECT, 0);
-    HeadlessPaint(low);
-    EXPECT_EQ(CanvasAt(low, 0, 8), 0x404040u);
-    EXPECT_EQ(CanvasAt(low, 10, 8), 0x404040u);
-    EXPECT_EQ(CanvasAt(low, 256, 8), 0xffffffu); // an empty groove
-}
-
 // ---------------------------------------------------------------------------------------
 // Pop-up list.
 

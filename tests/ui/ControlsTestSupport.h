@@ -119,12 +119,4 @@ std::string LastTextOf(WindowHandle window, int skip = 0)
     return "";
 }
 
-// The canvas pixel at x, y (from the top) as 0xRRGGBB.
-uint32_t CanvasAt(WindowHandle window, int x, int y)
-{
-    const Image *canvas = HeadlessCanvas(window);
-    const uint8_t *pixel = canvas->rows[canvas->height - 1 - y] + 3 * x;
-    return ((uint32_t)pixel[2] << 16) | ((uint32_t)pixel[1] << 8) | pixel[0];
-}
-
 } // namespace

@@ -24,19 +24,6 @@ static int Allocate(void)
     return slot;
 }
 
-TEST(SlotTable, The257thPictureIsTooMany)
-{
-    TestStart();
-    for (int i = 0; i < 256; i++)
-        ASSERT_EQ(Allocate(), i);
-    EXPECT_EQ(Allocate(), -ERROR_TOO_MANY_IMAGES);
-    // Freeing any slot lets the next allocation take it.
-    SlotFree(100);
-    EXPECT_EQ(SlotRecord(100)->free, 1);
-    EXPECT_EQ(Allocate(), 100);
-    EXPECT_EQ(Allocate(), -ERROR_TOO_MANY_IMAGES);
-}
-
 TEST(SlotTable, TheStartIndexRotatesByOneEachAllocation)
 {
     TestStart();

@@ -52,7 +52,7 @@ TEST_F(ImageWindowScroll, UsersHearOfAScrollOnlyWhenThePositionMoved)
 
 TEST_F(ImageWindowScroll, TheWheelScrollsByLinesThroughTheWindowsOwnScrolling)
 {
-    // The view is 344 x 324 (see the key test), so a line is 40 down and 43 across.
+    // The view is 344 x 324 (see the key test), so a line is 40 down.
     WindowHandle window = MakePicture(TYPE_GRAY8, 2000, 1500);
     ImageWindow *record = WindowRecord(window);
     WindowHandle dialog = MakeRecordingChild(KIND_GAMMA, "Gamma Adjust");
@@ -60,20 +60,11 @@ TEST_F(ImageWindowScroll, TheWheelScrollsByLinesThroughTheWindowsOwnScrolling)
     PlatformSendMessage(window, MSG_KEY_DOWN, KEY_HOME, KEYS_CONTROL);
     Recorded().clear();
 
-    // A notch toward the user shows what lies below; two notches at once, two lines.
+    // A notch toward the user shows what lies below, and the window's users hear of it (the
+    // steps of the wheel itself are tested in DisplayScrollTest).
     PlatformSendMessage(window, MSG_MOUSE_WHEEL, (uintptr_t)(uint16_t)-120 << 16, 0);
     EXPECT_EQ(record->scrollTop, 40);
     EXPECT_EQ(RecordedCount(dialog, MSG_INPUT_CHANGED), 1);
-    PlatformSendMessage(window, MSG_MOUSE_WHEEL, (uintptr_t)(uint16_t)-240 << 16, 0);
-    EXPECT_EQ(record->scrollTop, 120);
-    EXPECT_EQ(RecordedCount(dialog, MSG_INPUT_CHANGED), 3);
-    // With Shift it goes across; the view shows the columns the position says.
-    PlatformSendMessage(window, MSG_MOUSE_WHEEL, KEYS_SHIFT | (uintptr_t)(uint16_t)-120 << 16, 0);
-    EXPECT_EQ(record->scrollLeft, 43);
-    EXPECT_EQ(record->sourceLeft, 43);
-    const uint8_t *picture =
-        record->picture.image.rows[record->picture.image.height - 1 - record->sourceBottom];
-    EXPECT_EQ(record->view.rows[0][0], picture[43]);
     EXPECT_EQ(record->zoom, 1);
 }
 

@@ -17,13 +17,6 @@ static int SlotOf(WindowHandle window)
     return (int)PlatformGetWindowWord(window, WORD_SLOT);
 }
 
-static std::string Title(WindowHandle window)
-{
-    char title[WINDOW_TITLE_MAX + 1];
-    PlatformGetWindowTitle(window, title, sizeof title);
-    return title;
-}
-
 TEST_F(ImageWindows, TheTwoHundredFiftySeventhPictureIsRefusedAndFreedSlotsRotate)
 {
     WindowHandle windows[SLOT_COUNT];
@@ -57,11 +50,11 @@ TEST_F(ImageWindows, ClosedSlotsAreNotReusedAtOnceSoUntitledNumbersRise)
 {
     WindowHandle a = MakePicture(TYPE_GRAY8, 20, 10);
     WindowHandle b = MakePicture(TYPE_GRAY8, 20, 10);
-    EXPECT_EQ(Title(a), "Untitled 1 (1:1)");
-    EXPECT_EQ(Title(b), "Untitled 2 (1:1)");
+    EXPECT_EQ(TitleOf(a), "Untitled 1 (1:1)");
+    EXPECT_EQ(TitleOf(b), "Untitled 2 (1:1)");
     PlatformDestroyWindow(a);
     WindowHandle c = MakePicture(TYPE_GRAY8, 20, 10);
-    EXPECT_EQ(Title(c), "Untitled 3 (1:1)");
+    EXPECT_EQ(TitleOf(c), "Untitled 3 (1:1)");
 }
 
 TEST_F(ImageWindows, NewWindowsTakeTheGivenTheParentsOrTheDefaultSize)
@@ -72,7 +65,7 @@ TEST_F(ImageWindows, NewWindowsTakeTheGivenTheParentsOrTheDefaultSize)
     PlatformGetWindowRect(parent, &rect);
     EXPECT_EQ(rect.right - rect.left, 400);
     EXPECT_EQ(rect.bottom - rect.top, 400);
-    EXPECT_EQ(Title(parent), "Untitled");
+    EXPECT_EQ(TitleOf(parent), "Untitled");
     PlatformMoveWindow(parent, 10, 10, 333, 222);
 
     WindowHandle child = nullptr;
@@ -158,14 +151,14 @@ TEST_F(ImageWindows, TitlesFollowTheNameTheZoomAndThePreference)
         record->zoom = item.zoom;
         Prefs.displayFullPathName = item.fullPath;
         UpdateTitle(window);
-        EXPECT_EQ(Title(window), item.expected);
+        EXPECT_EQ(TitleOf(window), item.expected);
     }
 
     // A window without a picture carries no zoom; a preview is always "Preview".
     WindowHandle empty = nullptr;
     ASSERT_EQ(NewImageWindow(nullptr, &empty, -1, -1, 0), ERROR_NONE);
     UpdateTitle(empty);
-    EXPECT_EQ(Title(empty), "Untitled 2");
+    EXPECT_EQ(TitleOf(empty), "Untitled 2");
     char title[64];
     WindowTitle(HeadlessBareWindow(KIND_PREVIEW, record->slot, "x"), title, sizeof title);
     EXPECT_STREQ(title, "Preview");
@@ -179,13 +172,13 @@ TEST_F(ImageWindows, LongTitlesAreCutToThreeHundredFortyCharacters)
     strcpy(record->picture.fileName, path.c_str());
     Prefs.displayFullPathName = 1;
     UpdateTitle(window);
-    EXPECT_EQ(Title(window), path.substr(0, 340));
+    EXPECT_EQ(TitleOf(window), path.substr(0, 340));
 
     // Just short enough: the zoom suffix still fits whole.
     std::string fits = "/" + std::string(329, 'q') + ".tif"; // 334 characters, + " (1:1)"
     strcpy(record->picture.fileName, fits.c_str());
     UpdateTitle(window);
-    EXPECT_EQ(Title(window), fits + " (1:1)");
+    EXPECT_EQ(TitleOf(window), fits + " (1:1)");
 }
 
 TEST_F(ImageWindows, TheSaveQuestionAnswersByTheButtonPressed)
@@ -251,7 +244,7 @@ TEST_F(ImageWindows, TheRightButtonShowsTheViewMenuAndSendsTheChoiceToTheFrame)
     PlatformSendMessage(first, MSG_RBUTTON_DOWN, 0, MakeParam(5, 5));
     EXPECT_EQ(ActiveWindow, first);
     EXPECT_EQ(WindowRecord(first)->zoom, 2);
-    EXPECT_EQ(Title(first), "Untitled 1 (2:1)");
+    EXPECT_EQ(TitleOf(first), "Untitled 1 (2:1)");
 
     const MenuItem *items = nullptr;
     int count = HeadlessLastPopup(&items);
@@ -487,7 +480,7 @@ TEST_F(ImageWindows, ShowingAPictureKeepsItsZoomAndAFailureLeavesTheRecordToTheC
     EXPECT_EQ(record->zoom, -3);
     EXPECT_EQ(record->viewWidth, 100);
     EXPECT_EQ(record->viewHeight, 67);
-    EXPECT_EQ(Title(window), "Untitled " + std::to_string(slot + 1) + " (1:3)");
+    EXPECT_EQ(TitleOf(window), "Untitled " + std::to_string(slot + 1) + " (1:3)");
 
     // With every window of the platform taken, no window comes, and the record with its
     // picture stays the caller's.

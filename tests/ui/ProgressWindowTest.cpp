@@ -27,13 +27,7 @@ TEST(Progress, OpensWithCancelBarAndTimeRowAndClosesAgain)
     EXPECT_EQ(HeadlessCursor(), CURSOR_WAIT);
     const ProgressState *state = ProgressCurrent();
     ASSERT_NE(state, nullptr);
-    EXPECT_EQ(state->first, 0);
     EXPECT_EQ(state->last, 249);
-    EXPECT_EQ(state->current, 0);
-    EXPECT_EQ(state->hoursShown, -1);
-    EXPECT_EQ(state->minutesShown, -1);
-    EXPECT_EQ(state->secondsShown, -1);
-    EXPECT_EQ(state->aborted, 0);
     // Cancel at (8, 8), its label (42) and two margins wide; the bar takes the rest of the
     // row up to a margin from the right; the time goes in the row below, full width.
     ExpectRect(state->cancelRect, 8, 8, 66, 32);

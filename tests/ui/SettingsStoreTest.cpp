@@ -1,5 +1,7 @@
-// The settings store's side of dialogs: the default and previous files of a dialog, and the
-// remembered folders of the Load and Save dialogs.
+// The settings store's side of dialogs: what a damaged default file or a missing settings
+// folder does to the opening of a dialog (the default and previous rule itself is tested
+// through a dialog in SettingsOptionsTest), and the remembered folders of the Load and Save
+// dialogs.
 #include <cstring>
 #include <gtest/gtest.h>
 #include <string>
@@ -35,42 +37,6 @@ class SettingsOnOpen : public ::testing::Test {
     std::string folder;
 };
 
-TEST_F(SettingsOnOpen, DefaultWinsOverPrevious)
-{
-    Put("default.toy", 1);
-    Put("previous.toy", 2);
-    ToySettings settings;
-    EXPECT_EQ(Open(&settings), SETTINGS_LOADED_DEFAULT);
-    EXPECT_EQ(settings.amount, 1);
-    Prefs.stickySettings = 0;
-    EXPECT_EQ(Open(&settings), SETTINGS_LOADED_DEFAULT);
-    EXPECT_EQ(settings.amount, 1);
-}
-
-TEST_F(SettingsOnOpen, PreviousOnlyWhenSettingsAreRemembered)
-{
-    Put("previous.toy", 2);
-    ToySettings settings;
-    Prefs.stickySettings = 1;
-    EXPECT_EQ(Open(&settings), SETTINGS_LOADED_PREVIOUS);
-    EXPECT_EQ(settings.amount, 2);
-    Prefs.stickySettings = 0;
-    EXPECT_EQ(Open(&settings), SETTINGS_LOADED_NONE);
-    EXPECT_EQ(settings.amount, 10);
-}
-
-TEST_F(SettingsOnOpen, ShiftKeepsTheBuiltInDefaults)
-{
-    Put("default.toy", 1);
-    Put("previous.toy", 2);
-    HeadlessSetShift(1);
-    ToySettings settings;
-    EXPECT_EQ(Open(&settings), SETTINGS_LOADED_NONE);
-    EXPECT_EQ(settings.amount, 10);
-    HeadlessSetShift(0);
-    EXPECT_EQ(Open(&settings), SETTINGS_LOADED_DEFAULT);
-}
-
 TEST_F(SettingsOnOpen, BadDefaultStillCountsAndKeepsWhatItSupplied)
 {
     // A default without "end": existence decides, and its values stay; previous is not read.
@@ -80,21 +46,6 @@ TEST_F(SettingsOnOpen, BadDefaultStillCountsAndKeepsWhatItSupplied)
     EXPECT_EQ(Open(&settings), SETTINGS_LOADED_DEFAULT);
     EXPECT_EQ(settings.amount, 3);
     EXPECT_TRUE(HeadlessMessageCount() == 0); // nothing is shown at opening
-}
-
-TEST_F(SettingsOnOpen, PreviousIsWrittenAtCloseWhateverThePreference)
-{
-    ToySettings settings = {42, 1.5, "x"};
-    Prefs.stickySettings = 0;
-    EXPECT_EQ(SettingsSaveOnClose(".toy", ToyWrite, &settings), ERROR_NONE);
-    std::vector<uint8_t> bytes = TestReadFile(folder + "/previous.toy");
-    EXPECT_EQ(std::string(bytes.begin(), bytes.end()),
-              "Toy 1.0\r\namount 42\r\ngamma 1.5000\r\nname \"x\"\r\nend\r\n");
-    // The next opening with the preference on finds it.
-    Prefs.stickySettings = 1;
-    ToySettings opened;
-    EXPECT_EQ(Open(&opened), SETTINGS_LOADED_PREVIOUS);
-    EXPECT_EQ(opened.amount, 42);
 }
 
 TEST_F(SettingsOnOpen, NoFolderMeansNothingLoadedOrSaved)

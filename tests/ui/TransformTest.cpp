@@ -104,17 +104,6 @@ class Transform : public ShellTest {
     }
 };
 
-// 1 when two pictures have the same shape and the same pixels (padding aside).
-bool SamePixels(const Image *a, const Image *b)
-{
-    if (a->type != b->type || a->width != b->width || a->height != b->height) return false;
-    static const int PIXEL_BYTES[8] = {0, 0, 1, 3, 0, 0, 2, 6};
-    int bytes = a->type == TYPE_BINARY ? (a->width + 7) / 8 : a->width * PIXEL_BYTES[a->type & 7];
-    for (int y = 0; y < a->height; y++)
-        if (memcmp(a->rows[y], b->rows[y], (size_t)bytes) != 0) return false;
-    return true;
-}
-
 // The sample of the gamma table for an 8-bit value, worked the way the table is built.
 int GammaOf(int value, double factor)
 {
@@ -199,7 +188,7 @@ TEST_F(Transform, AMagnifiedPreviewAsksForWholePixelsAndScrollsByRoundedStrips)
     Image scrolled = {};
     ASSERT_EQ(ImageCopy(&preview->view, &scrolled, 0), ERROR_NONE);
     PlatformSendMessage(dialog, MSG_PREVIEW_REGION, (uintptr_t)OutputWindow, 0);
-    EXPECT_TRUE(SamePixels(&scrolled, &preview->view));
+    ExpectImagesNear(scrolled, preview->view, 0);
     ImageFree(&scrolled);
 }
 
@@ -224,7 +213,7 @@ TEST_F(Transform, VerticalStripsCountRowsFromTheBottom)
     Image scrolled = {};
     ASSERT_EQ(ImageCopy(&preview->view, &scrolled, 0), ERROR_NONE);
     PlatformSendMessage(dialog, MSG_PREVIEW_REGION, (uintptr_t)OutputWindow, 0);
-    EXPECT_TRUE(SamePixels(&scrolled, &preview->view));
+    ExpectImagesNear(scrolled, preview->view, 0);
     ImageFree(&scrolled);
 }
 

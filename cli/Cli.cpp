@@ -36,11 +36,11 @@ static void CliNotice(const char *title, const char *text)
 static const char USAGE_HEAD[] =
     "usage: vistel-cli VERB [options] INPUT OUTPUT\n"
     "\n"
-    "  info FILE                  what Window Info shows about a picture\n";
+    "  info FILE                         what Window Info shows about a picture\n";
 
 static const char USAGE_TAIL[] =
     "  make-display-profile [options] OUT.icc\n"
-    "                             an ICC display profile (see its --help)\n"
+    "                                    an ICC display profile (see its --help)\n"
     "\n"
     "vistel-cli VERB --help describes a verb's options, which may stand anywhere among its\n"
     "files.\n"
@@ -56,7 +56,7 @@ static void CliHelp(FILE *stream)
 {
     fputs(USAGE_HEAD, stream);
     for (int i = 0; i < TRANSFORM_COUNT; i++)
-        fprintf(stream, "  %-26s %s\n", TRANSFORMS[i]->verb, TRANSFORMS[i]->summary);
+        CliVerbListLine(TRANSFORMS[i], stream);
     fputs(USAGE_TAIL, stream);
 }
 

@@ -48,6 +48,12 @@ int CliVerb(const TransformDescriptor *transform, int argc, char **argv);
 // The verb's help: its usage line, its summary, and a line for each option of its table.
 void CliVerbHelp(const TransformDescriptor *transform, FILE *stream);
 
+// The column at which vistel-cli --help begins its descriptions.
+const int CLI_HELP_COLUMN = 36;
+
+// The verb's line in vistel-cli --help: its command line, then its summary.
+void CliVerbListLine(const TransformDescriptor *transform, FILE *stream);
+
 // The value of --amount: "P" gives low P and high -1, "LOW:HIGH" both; each a percentage
 // from 0 to 100. Returns 1 when text is one of them, else 0.
 int CliAmountParse(const char *text, double *low, double *high);

@@ -38,6 +38,20 @@ static void CliVerbSynopsis(const TransformDescriptor *transform, char *text, si
     if (used < size) snprintf(text + used, size - used, " IN OUT");
 }
 
+void CliVerbListLine(const TransformDescriptor *transform, FILE *stream)
+{
+    char synopsis[256];
+    CliVerbSynopsis(transform, synopsis, sizeof synopsis);
+    // "VERB OPTIONS IN OUT", with the summary beside it or, when it is too long, below it.
+    char line[256];
+    snprintf(line, sizeof line, "%s%s", transform->verb,
+             synopsis + strlen(transform->verb) + strlen(" takes"));
+    if (strlen(line) <= CLI_HELP_COLUMN - 3)
+        fprintf(stream, "  %-*s %s\n", CLI_HELP_COLUMN - 3, line, transform->summary);
+    else
+        fprintf(stream, "  %s\n%*s%s\n", line, CLI_HELP_COLUMN, "", transform->summary);
+}
+
 void CliVerbHelp(const TransformDescriptor *transform, FILE *stream)
 {
     char synopsis[256];

@@ -176,17 +176,24 @@ static int CliVerbParse(const TransformDescriptor *transform, int argc, char **a
             CliVerbHelp(transform, stdout);
             return -1;
         }
+        // "--name VALUE" or, as GNU tools allow too, "--name=VALUE".
+        char name[64];
+        const char *equals = strchr(word, '=');
+        size_t nameLength = equals != nullptr ? (size_t)(equals - word) : strlen(word);
+        if (nameLength >= sizeof name) nameLength = sizeof name - 1; // no option is that long
+        memcpy(name, word, nameLength);
+        name[nameLength] = 0;
         int index = -1;
         for (int i = 0; i < transform->optionCount; i++)
-            if (strcmp(word, transform->options[i].name) == 0) index = i;
-        int amount = strcmp(word, "--amount") == 0;
-        int mask = strcmp(word, "--mask") == 0;
+            if (strcmp(name, transform->options[i].name) == 0) index = i;
+        int amount = strcmp(name, "--amount") == 0;
+        int mask = strcmp(name, "--mask") == 0;
         if (index < 0 && !amount && !mask) {
             snprintf(problem, sizeof problem, "unknown option %s; %s", word, synopsis);
             return CliVerbUsage(transform, problem);
         }
-        if (at + 1 >= argc) return CliVerbUsage(transform, synopsis);
-        const char *value = argv[++at];
+        if (equals == nullptr && at + 1 >= argc) return CliVerbUsage(transform, synopsis);
+        const char *value = equals != nullptr ? equals + 1 : argv[++at];
         if (amount) {
             if (!CliAmountParse(value, &line->amountLow, &line->amountHigh))
                 return CliVerbUsage(transform, "--amount takes a percentage P or LOW:HIGH, each "

@@ -101,10 +101,12 @@ TEST_F(Cli, GammaAgreesWithTheFormulaOnEveryLevel)
         int expected = (int)std::floor(std::pow(in[i] / 255.0, 0.45) * 255.0 + 0.5);
         ASSERT_EQ(out[i], expected) << "level " << (int)in[i];
     }
-    // Options may stand between and after the files, and "--" ends them.
+    // Options may stand between and after the files, may carry their value after "=", and
+    // "--" ends them.
     const std::string ramp = "'" + Path("ramp.tif") + "'";
-    for (std::string line : {ramp + " --factor 0.45 'OUT'", ramp + " 'OUT' --factor 0.45",
-                             "--factor 0.45 -- " + ramp + " 'OUT'"}) {
+    for (std::string line :
+         {ramp + " --factor 0.45 'OUT'", ramp + " 'OUT' --factor 0.45",
+          "--factor 0.45 -- " + ramp + " 'OUT'", "--factor=0.45 " + ramp + " 'OUT'"}) {
         SCOPED_TRACE(line);
         line.replace(line.find("OUT"), 3, Path("moved.tif"));
         ASSERT_EQ(RunCli("gamma " + line), 0);

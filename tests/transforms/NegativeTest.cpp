@@ -1,12 +1,13 @@
 // Negative's own numbers: each sample's complement, twice the picture back, the 8-bit
-// preview of a 16-bit picture, and the input's profile and origin on the result. Types, abort, progress and previews are AllTransforms'.
+// preview of a 16-bit picture, and the input's profile and origin on the result. Types, abort,
+// progress and previews are AllTransforms'.
 #include <gtest/gtest.h>
 
 #include <cstring>
 
+#include "core/Image.h"
 #include "core/Memory.h"
 #include "core/Preferences.h"
-#include "core/Image.h"
 #include "tests/support/TestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
 #include "transforms/Negative.h"

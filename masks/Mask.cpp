@@ -1,0 +1,424 @@
+#include "masks/Mask.h"
+
+#include <cmath>
+#include <cstring>
+
+#include "core/Compute.h"
+#include "core/FormatString.h"
+#include "core/Helpers.h"
+#include "core/Memory.h"
+#include "core/Progress.h"
+#include "core/WholeImage.h"
+
+uint8_t ClassifyRow(const uint8_t *row, int width)
+{
+    if (width <= 0) return COVERAGE_PARTIAL;
+    uint8_t first = row[0];
+    if (first != 0 && first != 255) return COVERAGE_PARTIAL;
+    for (int x = 1; x < width; x++) {
+        if (row[x] != first) return COVERAGE_PARTIAL;
+    }
+    return first == 0 ? COVERAGE_EMPTY : COVERAGE_FULL;
+}
+
+void MaskCoverage(const Image *mask, uint8_t *coverage)
+{
+    for (int y = 0; y < mask->height; y++)
+        coverage[y] = ClassifyRow(mask->rows[y], mask->width);
+}
+
+void MaskFill(Image *mask, int value, uint8_t *coverage)
+{
+    for (int y = 0; y < mask->height; y++) {
+        memset(mask->rows[y], value, (size_t)mask->width);
+        coverage[y] = value == 0 ? COVERAGE_EMPTY : COVERAGE_FULL;
+    }
+}
+
+void MaskInvert(Image *mask, uint8_t *coverage)
+{
+    for (int y = 0; y < mask->height; y++) {
+        uint8_t *row = mask->rows[y];
+        for (int x = 0; x < mask->width; x++)
+            row[x] = (uint8_t)(255 - row[x]);
+        if (coverage[y] != COVERAGE_PARTIAL) coverage[y] ^= COVERAGE_EMPTY ^ COVERAGE_FULL;
+    }
+}
+
+// Opens progress over steps for work on a mask of width by height, or shows the wait cursor
+// when the mask is small. Returns whether progress is shown.
+static int MaskProgressOpen(int width, int height, int steps, const char *title)
+{
+    int showProgress = (int64_t)width * height >= PROGRESS_PIXELS;
+    if (showProgress)
+        ProgressOpen(0, steps - 1, title, 1);
+    else
+        SetWaitCursor();
+    return showProgress;
+}
+
+static void MaskProgressClose(int showProgress)
+{
+    if (showProgress)
+        ProgressClose();
+    else
+        SetArrowCursor();
+}
+
+static void MaskCopyRows(const Image *source, Image *destination)
+{
+    if (source == destination) return;
+    for (int y = 0; y < source->height; y++)
+        memcpy(destination->rows[y], source->rows[y], (size_t)source->width);
+}
+
+static ErrorCode MaskCheck(const Image *source, const Image *destination)
+{
+    if (source->type != TYPE_GRAY8 || destination->type != TYPE_GRAY8) return ERROR_ILLEGAL_TYPE;
+    if (source->width != destination->width || source->height != destination->height)
+        return ERROR_INTERNAL_1;
+    return ERROR_NONE;
+}
+
+// --- Feather ---
+
+// The stamp of side 2w + 1, row by row: a value falling from 255 at the centre to 0 one step
+// beyond the edge, or a hard disc or square, stored as 255 - v when contracting.
+static void FeatherStampBuild(int w, int falloff, int corners, int contract, uint8_t *stamp)
+{
+    int side = 2 * w + 1;
+    for (int j = 0; j < side; j++) {
+        for (int i = 0; i < side; i++) {
+            double dx = (double)(i - w) / (w + 1);
+            double dy = (double)(j - w) / (w + 1);
+            double distance =
+                corners == FEATHER_SQUARE ? fmax(fabs(dx), fabs(dy)) : sqrt(dx * dx + dy * dy);
+            int value;
+            if (falloff == FEATHER_GRADUAL)
+                value = Clamp8(Round((1.0 - distance) * 255.0));
+            else
+                value = corners == FEATHER_SQUARE || distance < 1.0 ? 255 : 0;
+            stamp[j * side + i] = (uint8_t)(contract ? 255 - value : value);
+        }
+    }
+}
+
+// 1 when the pixel at x of row y has the value edge on all four sides, so that it lies inside
+// and stamps nothing. Rows beyond the top and bottom read as the pixel's own row; columns
+// beyond the left and right count as equal.
+static int FeatherInterior(const Image *source, int x, int y, int edge)
+{
+    const uint8_t *row = source->rows[y];
+    const uint8_t *below = source->rows[y > 0 ? y - 1 : y];
+    const uint8_t *above = source->rows[y + 1 < source->height ? y + 1 : y];
+    if (below[x] != edge || above[x] != edge) return 0;
+    if (x > 0 && row[x - 1] != edge) return 0;
+    if (x + 1 < source->width && row[x + 1] != edge) return 0;
+    return 1;
+}
+
+// Stamps around the pixel at (x, y): each cell of the stamp inside the picture offers
+// candidate[stamp value], and the destination keeps the larger (expanding) or the smaller.
+static void FeatherStamp(Image *destination, int x, int y, int w, const uint8_t *stamp,
+                         const uint8_t *candidate, int contract)
+{
+    int side = 2 * w + 1;
+    int i0 = x - w < 0 ? w - x : 0;
+    int i1 = x + w >= destination->width ? w + destination->width - 1 - x : side - 1;
+    for (int j = 0; j < side; j++) {
+        int row = y + j - w;
+        if (row < 0 || row >= destination->height) continue;
+        // Cell i of the stamp falls on column x - w + i.
+        uint8_t *out = destination->rows[row] + (x - w + i0);
+        const uint8_t *cells = stamp + j * side + i0;
+        int count = i1 - i0 + 1;
+        if (contract) {
+            for (int i = 0; i < count; i++) {
+                uint8_t value = candidate[cells[i]];
+                if (value < out[i]) out[i] = value;
+            }
+        } else {
+            for (int i = 0; i < count; i++) {
+                uint8_t value = candidate[cells[i]];
+                if (value > out[i]) out[i] = value;
+            }
+        }
+    }
+}
+
+ErrorCode MaskFeather(const Image *source, Image *destination, int width, int falloff, int corners,
+                      uint8_t *coverage)
+{
+    ErrorCode result = MaskCheck(source, destination);
+    int w = width < 0 ? -width : width;
+    int contract = width < 0;
+    int side = 2 * w + 1;
+    uint8_t *stamp = nullptr;
+    uint8_t candidate[256];
+    int candidateFor = -1; // the pixel value candidate was made for
+    int showProgress = 0;
+    int progressOpen = 0;
+    if (result != ERROR_NONE) goto done;
+    if (w > FEATHER_WIDTH_MAX) {
+        result = ERROR_INTERNAL_1;
+        goto done;
+    }
+    if (w == 0) {
+        MaskCopyRows(source, destination);
+        goto done;
+    }
+    stamp = (uint8_t *)MemoryAlloc((size_t)side * side);
+    if (stamp == nullptr) {
+        result = ERROR_NO_MEMORY;
+        goto done;
+    }
+    FeatherStampBuild(w, falloff, corners, contract, stamp);
+    for (int y = 0; y < destination->height; y++)
+        memset(destination->rows[y], contract ? 255 : 0, (size_t)destination->width);
+
+    showProgress = MaskProgressOpen(source->width, source->height, source->height, "Feather");
+    progressOpen = 1;
+    for (int y = 0; y < source->height; y++) {
+        if (showProgress) {
+            result = ProgressStep(y);
+            if (result != ERROR_NONE) goto done;
+        }
+        if (coverage[y] == (contract ? COVERAGE_FULL : COVERAGE_EMPTY)) continue;
+        const uint8_t *row = source->rows[y];
+        for (int x = 0; x < source->width; x++) {
+            int p = row[x];
+            // Expanding, a pixel's amount is its value; contracting, what it lacks of 255.
+            int amount = contract ? 255 - p : p;
+            if (amount == 0) continue;
+            if (amount == 255 && FeatherInterior(source, x, y, p)) {
+                destination->rows[y][x] = (uint8_t)p;
+                continue;
+            }
+            if (amount != candidateFor) {
+                // Contracting, the stamp holds 255 - v, and the candidate is 255 - Lerp(v, a).
+                for (int s = 0; s < 256; s++) {
+                    if (amount == 255)
+                        candidate[s] = (uint8_t)s;
+                    else if (contract)
+                        candidate[s] = (uint8_t)(255 - LerpTable[255 - s][amount]);
+                    else
+                        candidate[s] = LerpTable[s][amount];
+                }
+                candidateFor = amount;
+            }
+            FeatherStamp(destination, x, y, w, stamp, candidate, contract);
+        }
+    }
+done:
+    if (progressOpen) MaskProgressClose(showProgress);
+    if (result == ERROR_NONE || result == ERROR_ABORTED) MaskCoverage(destination, coverage);
+    MemoryFree(stamp);
+    return result;
+}
+
+// --- Blur ---
+
+// The running box of half-width r over one line of n samples read at stride, into out
+// (contiguous): each output is the sum of the samples within r that lie on the line over how
+// many there are, truncated. quotient[s] is s / (2r + 1) for the full windows.
+static void BlurLine(const uint8_t *in, int stride, int n, int r, const uint8_t *quotient,
+                     uint32_t *prefix, uint8_t *out)
+{
+    prefix[0] = 0;
+    for (int i = 0; i < n; i++)
+        prefix[i + 1] = prefix[i] + in[(int64_t)i * stride];
+    for (int i = 0; i < n; i++) {
+        int lo = i - r < 0 ? 0 : i - r;
+        int hi = i + r >= n ? n - 1 : i + r;
+        uint32_t sum = prefix[hi + 1] - prefix[lo];
+        int count = hi - lo + 1;
+        out[i] = quotient != nullptr && count == 2 * r + 1 ? quotient[sum]
+                                                           : (uint8_t)(sum / (uint32_t)count);
+    }
+}
+
+// Adds (sign 1) or takes away (sign -1) a row from the column sums.
+static void BlurSumsAdd(uint32_t *sums, const uint8_t *row, int width, int sign)
+{
+    if (sign > 0)
+        for (int x = 0; x < width; x++)
+            sums[x] += row[x];
+    else
+        for (int x = 0; x < width; x++)
+            sums[x] -= row[x];
+}
+
+static void BlurSumsDivide(const uint32_t *sums, int width, int count, int r,
+                           const uint8_t *quotient, uint8_t *out)
+{
+    if (quotient != nullptr && count == 2 * r + 1) {
+        for (int x = 0; x < width; x++)
+            out[x] = quotient[sums[x]];
+    } else {
+        for (int x = 0; x < width; x++)
+            out[x] = (uint8_t)(sums[x] / (uint32_t)count);
+    }
+}
+
+// The number of rows of a window of half-width r around row y among height rows.
+static int BlurCount(int y, int r, int height)
+{
+    int lo = y - r < 0 ? 0 : y - r;
+    int hi = y + r >= height ? height - 1 : y + r;
+    return hi - lo + 1;
+}
+
+ErrorCode MaskBlur(const Image *source, Image *destination, int radius, uint8_t *coverage)
+{
+    ErrorCode result = MaskCheck(source, destination);
+    int width = source->width;
+    int height = source->height;
+    int r = radius;
+    int ring = 2 * r + 2; // rows of each pass kept for the running sums down the columns
+    uint8_t *quotient = nullptr;
+    uint32_t *prefix = nullptr;
+    uint8_t *line = nullptr;
+    uint32_t *sumsA = nullptr;
+    uint32_t *sumsB = nullptr;
+    uint8_t *ringIn = nullptr;
+    uint8_t *ringA = nullptr;
+    size_t ringBytes = 0;
+    int showProgress = 0;
+    int progressOpen = 0;
+    if (result != ERROR_NONE) goto done;
+    if (r < 0 || r > BLUR_RADIUS_MAX) {
+        result = ERROR_INTERNAL_1;
+        goto done;
+    }
+    if (r == 0) {
+        MaskCopyRows(source, destination);
+        goto done;
+    }
+    if (ring > height + 1) ring = height + 1;
+    quotient = (uint8_t *)MemoryAlloc((size_t)255 * (2 * r + 1) + 1);
+    prefix = (uint32_t *)MemoryAlloc(sizeof(uint32_t) * ((size_t)width + 1));
+    line = (uint8_t *)MemoryAlloc((size_t)width);
+    sumsA = (uint32_t *)MemoryAllocZero(sizeof(uint32_t) * (size_t)width);
+    sumsB = (uint32_t *)MemoryAllocZero(sizeof(uint32_t) * (size_t)width);
+    if (!SizeMultiply((size_t)ring, (size_t)width, &ringBytes)) ringBytes = 0;
+    if (ringBytes != 0) {
+        ringIn = (uint8_t *)MemoryAlloc(ringBytes);
+        ringA = (uint8_t *)MemoryAlloc(ringBytes);
+    }
+    if (quotient == nullptr || prefix == nullptr || line == nullptr || sumsA == nullptr ||
+        sumsB == nullptr || ringIn == nullptr || ringA == nullptr) {
+        result = ERROR_NO_MEMORY;
+        goto done;
+    }
+    for (int s = 0; s <= 255 * (2 * r + 1); s++)
+        quotient[s] = (uint8_t)(s / (2 * r + 1));
+
+    showProgress = MaskProgressOpen(width, height, height + width, "Blur");
+    progressOpen = 1;
+    // Along the rows, twice, from source into destination.
+    for (int y = 0; y < height; y++) {
+        if (showProgress) {
+            result = ProgressStep(y);
+            if (result != ERROR_NONE) goto done;
+        }
+        BlurLine(source->rows[y], 1, width, r, quotient, prefix, line);
+        BlurLine(line, 1, width, r, quotient, prefix, destination->rows[y]);
+    }
+    // Down the columns, twice, a row at a time so that memory is read in order: pass A's
+    // column sums take row t in and row t - 2r - 1 out, giving pass A's row t - r; pass B's
+    // sums do the same over pass A's rows, giving the finished row t - 2r. A destination row
+    // is written only after pass A has read it, and pass A's later subtractions read its
+    // own copy in ringIn.
+    for (int t = 0; t < height + 2 * r; t++) {
+        if (t < height) {
+            uint8_t *kept = ringIn + (size_t)(t % ring) * width;
+            memcpy(kept, destination->rows[t], (size_t)width);
+            BlurSumsAdd(sumsA, kept, width, 1);
+        }
+        int a = t - r;
+        if (a < 0 || a >= height + r) continue;
+        if (a < height) {
+            if (a - r - 1 >= 0)
+                BlurSumsAdd(sumsA, ringIn + (size_t)((a - r - 1) % ring) * width, width, -1);
+            uint8_t *rowA = ringA + (size_t)(a % ring) * width;
+            BlurSumsDivide(sumsA, width, BlurCount(a, r, height), r, quotient, rowA);
+            BlurSumsAdd(sumsB, rowA, width, 1);
+        }
+        int b = t - 2 * r;
+        if (b < 0) continue;
+        if (b - r - 1 >= 0)
+            BlurSumsAdd(sumsB, ringA + (size_t)((b - r - 1) % ring) * width, width, -1);
+        BlurSumsDivide(sumsB, width, BlurCount(b, r, height), r, quotient, destination->rows[b]);
+        if (showProgress) {
+            result = ProgressStep(height + (int)((int64_t)(b + 1) * width / height) - 1);
+            if (result != ERROR_NONE) goto done;
+        }
+    }
+done:
+    if (progressOpen) MaskProgressClose(showProgress);
+    if (result == ERROR_NONE || result == ERROR_ABORTED) MaskCoverage(destination, coverage);
+    MemoryFree(quotient);
+    MemoryFree(prefix);
+    MemoryFree(line);
+    MemoryFree(sumsA);
+    MemoryFree(sumsB);
+    MemoryFree(ringIn);
+    MemoryFree(ringA);
+    return result;
+}
+
+// --- Combine ---
+
+static void CombineRow(uint8_t *row, const uint8_t *with, int gray, int width, int mode)
+{
+    for (int x = 0; x < width; x++) {
+        int m = row[x];
+        int s = with != nullptr ? with[x] : gray;
+        switch (mode) {
+        case COMBINE_ADD: row[x] = (uint8_t)(m > s ? m : s); break;
+        case COMBINE_SUBTRACT: row[x] = (uint8_t)(m > s ? m - s : 0); break;
+        case COMBINE_OVERLAP: row[x] = (uint8_t)(m < s ? m : s); break;
+        default: row[x] = (uint8_t)(m ^ s); break;
+        }
+    }
+}
+
+ErrorCode MaskCombine(Image *mask, const Image *with, int gray, int mode, uint8_t *coverage)
+{
+    ErrorCode result = MaskCheck(mask, with != nullptr ? with : mask);
+    int showProgress = 0;
+    int progressOpen = 0;
+    if (result != ERROR_NONE) goto done;
+    if (mode < 0 || mode >= COMBINE_MODES || gray < 0 || gray > 255) {
+        result = ERROR_INTERNAL_1;
+        goto done;
+    }
+    showProgress = MaskProgressOpen(mask->width, mask->height, mask->height, "Combine");
+    progressOpen = 1;
+    for (int y = 0; y < mask->height; y++) {
+        // Add cannot raise a full row, Subtract and Overlap cannot lower an empty one.
+        if (mode == COMBINE_ADD && coverage[y] == COVERAGE_FULL) continue;
+        if ((mode == COMBINE_SUBTRACT || mode == COMBINE_OVERLAP) && coverage[y] == COVERAGE_EMPTY)
+            continue;
+        if (showProgress) {
+            result = ProgressStep(y);
+            if (result != ERROR_NONE) goto done;
+        }
+        CombineRow(mask->rows[y], with != nullptr ? with->rows[y] : nullptr, gray, mask->width,
+                   mode);
+        coverage[y] = ClassifyRow(mask->rows[y], mask->width);
+    }
+done:
+    if (progressOpen) MaskProgressClose(showProgress);
+    return result;
+}
+
+// --- Area ---
+
+void MaskAreaText(const Image *mask, char *text, int capacity)
+{
+    double area = MaskArea(mask);
+    double pixels = (double)mask->width * mask->height;
+    FormatString(text, capacity, "%2f pixels\\n%2f percent coverage", area,
+                 pixels > 0.0 ? area * 100.0 / pixels : 0.0);
+}

@@ -12,61 +12,11 @@
 #include "ui/MessageBox.h"
 #include "ui/UiState.h"
 
+static_assert(AMOUNT_TITLE_BYTES == WINDOW_TITLE_MAX + 1, "a mask's title must fit whole");
+static_assert(AMOUNT_POSITIONS == SLIDER_POSITIONS, "the Amount is a slider's position");
+
 // ---------------------------------------------------------------------------------------
-// Amount: the setting's rules.
-
-void AmountSettingDefault(AmountSetting *setting, const char *label, int bipolar)
-{
-    *setting = {};
-    setting->low = SLIDER_POSITIONS;
-    setting->high = AMOUNT_NO_MASK;
-    setting->bipolar = bipolar != 0;
-    StrCopyLimit(label != nullptr ? label : "", setting->label, AMOUNT_LABEL_BYTES - 1);
-}
-
-static double AmountPercent(int position, int bipolar)
-{
-    if (bipolar) return (position - SLIDER_POSITIONS / 2) * 200.0 / SLIDER_POSITIONS;
-    return position * 100.0 / SLIDER_POSITIONS;
-}
-
-void AmountText(const AmountSetting *setting, char *text, int capacity)
-{
-    double low = AmountPercent(setting->low, setting->bipolar);
-    if (setting->high == AMOUNT_NO_MASK) {
-        FormatString(text, capacity, "%s%1f\\%", setting->label, low);
-        return;
-    }
-    double high = AmountPercent(setting->high, setting->bipolar);
-    FormatString(text, capacity, "%s%1f\\% .. %1f\\%", setting->label, low, high);
-}
-
-static int Amount8(int position)
-{
-    return (SliderClampPosition(position) * 255 + SLIDER_POSITIONS / 2) >> 10;
-}
-
-int AmountLow8(const AmountSetting *setting)
-{
-    return Amount8(setting->low);
-}
-
-int AmountHigh8(const AmountSetting *setting)
-{
-    return setting->high == AMOUNT_NO_MASK ? -1 : Amount8(setting->high);
-}
-
-int AmountIsAllZero(const AmountSetting *setting)
-{
-    int high8 = AmountHigh8(setting);
-    return AmountLow8(setting) == 0 && (high8 == -1 || high8 == 0);
-}
-
-int AmountIsAllFull(const AmountSetting *setting)
-{
-    int high8 = AmountHigh8(setting);
-    return AmountLow8(setting) == 255 && (high8 == -1 || high8 == 255);
-}
+// Amount: the candidates and the layout.
 
 // The picture of a window that may serve as a mask of width by height, or null.
 static const Image *MaskPicture(WindowHandle window, int width, int height)

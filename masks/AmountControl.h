@@ -6,6 +6,7 @@
 #include <cstdint>
 
 #include "core/Image.h"
+#include "masks/Amount.h"
 #include "platform/Platform.h"
 #include "ui/Controls.h"
 #include "ui/UiLayer.h"
@@ -13,41 +14,8 @@
 // Registers the control's procedure among the custom controls; start-up calls it.
 void AmountControlRegister(void);
 
-constexpr int AMOUNT_LABEL_BYTES = 80;
 constexpr int AMOUNT_CANDIDATES_MAX = 50; // mask pictures the list offers at most
-constexpr int AMOUNT_NO_MASK = -1;        // high without a mask
 constexpr const char *AMOUNT_IN_USE_NAME = "Amount Mask";
-
-struct AmountSetting {
-    const Image *maskImage;               // the chosen mask's picture, or null
-    int32_t low;                          // 0..1024: the amount where the mask is 0, or everywhere
-                                          // without a mask
-    int32_t high;                         // 0..1024 where the mask is 255; AMOUNT_NO_MASK without
-    int32_t bipolar;                      // 1: -100 % at 0, none at 512, +100 % at 1024
-    char label[AMOUNT_LABEL_BYTES];       // the caption before the amount, such as "Amount: "
-    WindowHandle maskWindow;              // the chosen mask's window, or null
-    char maskTitle[WINDOW_TITLE_MAX + 1]; // its title, by which a kept setting finds it
-                                          // again; empty for "No Mask"
-};
-
-// The state a new control shows: low 1024, no mask, with label and bipolar as given.
-void AmountSettingDefault(AmountSetting *setting, const char *label, int bipolar);
-
-// The caption: "%s%1f\%" with the label and low, or "%s%1f\% .. %1f\%" with low and high
-// when a mask is chosen; a position is position * 100 / 1024 percent, or (position - 512) *
-// 200 / 1024 when bipolar.
-void AmountText(const AmountSetting *setting, char *text, int capacity);
-
-// The amounts on the 0..255 scale of the per-pixel work: (position * 255 + 512) >> 10.
-// AmountHigh8 is -1 without a mask.
-int AmountLow8(const AmountSetting *setting);
-int AmountHigh8(const AmountSetting *setting);
-
-// 1 when the effect is nowhere applied (low8 0, high8 -1 or 0): the output is a copy of the
-// input. AmountIsAllFull: 1 when it is applied fully everywhere (low8 255, high8 -1 or 255),
-// so that no mask is read.
-int AmountIsAllZero(const AmountSetting *setting);
-int AmountIsAllFull(const AmountSetting *setting);
 
 // The windows the mask list offers after "No Mask", front to back: shown image windows with
 // an 8-bit gray picture of width by height (any size when both are -1), at most capacity.

@@ -55,7 +55,9 @@ static void GammaApply(benchmark::State &state)
         return;
     }
     Image destination = {};
-    GammaSettings settings = {2.2, 3};
+    GammaSettings settings;
+    GammaSettingsDefault(&settings);
+    settings.factor = 2.2;
     for (auto _ : state) {
         ErrorCode result = GammaCompute(source, &destination, nullptr, &settings, 1, source->width,
                                         source->height, 0, 0, 1, 0, 0, source->width - 1,

@@ -10,6 +10,7 @@
 #include "core/Memory.h"
 #include "core/Text.h"
 #include "files/FileType.h"
+#include "masks/Amount.h"
 #include "transforms/Transforms.h"
 
 constexpr int CLI_OPTIONS_MAX = 8; // options a verb may have: the bits of given, the paths
@@ -71,7 +72,7 @@ void CliVerbHelp(const TransformDescriptor *transform, FILE *stream)
                 fprintf(stream, "  %-22s   %s\n", "", option->choices[c]);
         }
     }
-    if (transform->hasAmount) {
+    if (transform->amountOffset != TRANSFORM_NO_AMOUNT) {
         fprintf(stream, "  %-22s %s\n", "--amount P", "how much of the result, in percent");
         fprintf(stream, "  %-22s %s\n", "--amount LOW:HIGH",
                 "with --mask FILE: LOW percent where the mask is black, HIGH where white");
@@ -212,7 +213,7 @@ static int CliVerbParse(const TransformDescriptor *transform, int argc, char **a
         if ((transform->options[i].flags & OPTION_REQUIRED) && !(line->given & (1u << i)))
             return CliVerbUsage(transform, synopsis);
     if (line->amountLow >= 0.0 || line->maskPath != nullptr) {
-        if (!transform->hasAmount) {
+        if (transform->amountOffset == TRANSFORM_NO_AMOUNT) {
             snprintf(problem, sizeof problem, "%s has no Amount: it takes no --amount or --mask",
                      transform->verb);
             return CliVerbUsage(transform, problem);
@@ -221,7 +222,9 @@ static int CliVerbParse(const TransformDescriptor *transform, int argc, char **a
         if ((line->maskPath != nullptr) != (line->amountHigh >= 0.0))
             return CliVerbUsage(transform, "--amount LOW:HIGH goes with --mask FILE, and "
                                            "--amount P without it");
-        // TODO(#12): the Amount and its mask reach the result once a transformation has one.
+        AmountSetting *amount = (AmountSetting *)((uint8_t *)settings + transform->amountOffset);
+        amount->low = AmountPosition(line->amountLow);
+        amount->high = line->amountHigh >= 0.0 ? AmountPosition(line->amountHigh) : AMOUNT_NO_MASK;
     }
     return 0;
 }
@@ -260,6 +263,7 @@ int CliVerb(const TransformDescriptor *transform, int argc, char **argv)
     CliVerbLine line = {};
     Picture input;
     Picture output;
+    Picture mask;                     // --mask FILE
     Picture *saved = &input;          // what goes to the output file
     const char *failedPath = nullptr; // the file a failure is about, when it names one
     void *settings = nullptr;
@@ -269,6 +273,7 @@ int CliVerb(const TransformDescriptor *transform, int argc, char **argv)
 
     PictureReset(&input);
     PictureReset(&output);
+    PictureReset(&mask);
     line.amountLow = line.amountHigh = -1.0;
     assert(transform->optionCount <= CLI_OPTIONS_MAX);
     settings = MemoryAllocZero(transform->settingsSize > 0 ? transform->settingsSize : 1);
@@ -292,6 +297,23 @@ int CliVerb(const TransformDescriptor *transform, int argc, char **argv)
     if (result != ERROR_NONE) goto done;
     result = CliOpen(line.files[0], &input);
     if (result != ERROR_NONE) goto done;
+    if (line.maskPath != nullptr) {
+        // The mask is read as any picture is, and must fit the input pixel for pixel.
+        result = CliOpen(line.maskPath, &mask);
+        if (result != ERROR_NONE) goto done;
+        const Image *image = &mask.image;
+        if (image->type != TYPE_GRAY8 || image->width != input.image.width ||
+            image->height != input.image.height) {
+            fprintf(stderr,
+                    "vistel-cli: %s: a mask must be an 8-bit gray picture of the input's size, "
+                    "%d x %d; this is %s, %d x %d\n",
+                    line.maskPath, input.image.width, input.image.height,
+                    ImageTypeName(image->type), image->width, image->height);
+            status = CLI_EXIT_FAILED;
+            goto done;
+        }
+        ((AmountSetting *)((uint8_t *)settings + transform->amountOffset))->maskImage = image;
+    }
     if (transform->takeInput != nullptr) transform->takeInput(settings, &input);
     // A transformation that changes each sample where it stands takes the input's own
     // picture: the input is never shown again, and one picture is held.
@@ -307,8 +329,10 @@ int CliVerb(const TransformDescriptor *transform, int argc, char **argv)
 done:
     PictureFree(&output);
     PictureFree(&input);
+    PictureFree(&mask);
     CliVerbRelease(transform, settings);
     MemoryFree(settings);
+    if (status != 0) return status;
     if (result == ERROR_NONE) return 0;
     return failedPath != nullptr ? CliFailFile(result, failedPath) : CliFail(result);
 }

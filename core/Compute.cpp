@@ -2,7 +2,9 @@
 #include "core/Compute.h"
 
 #include <cassert>
+#include <cstring>
 
+#include "core/Memory.h"
 #include "core/Progress.h"
 #include "core/RowReader.h"
 
@@ -52,6 +54,95 @@ ErrorCode ComputePrepareDestination(const Image *source, Image *destination, int
                       source->resolution);
 }
 
+// The mixing of the effect with the input for one run: the amount of each mask value, the
+// second reader over the mask, and a copy of the input row for a run in place, whose row
+// function overwrites its input.
+struct RowMixing {
+    int32_t on;         // 0: the effect applies fully and nothing here is used
+    int32_t constant;   // -1 with a mask, else the one amount
+    int32_t channels;   // samples a pixel
+    int32_t inputWide;  // 1: the delivered input row holds 16-bit samples
+    int32_t outputWide; // 1: the output row holds 16-bit samples
+    uint8_t amountOf[256];
+    RowReader maskReader;
+    uint8_t *inputCopy; // a row of the input for a run in place, else null
+};
+
+static int RowTypeChannels(int type)
+{
+    return type == TYPE_COLOR24 || type == TYPE_COLOR48 ? 3 : 1;
+}
+
+static int RowTypeWide(int type)
+{
+    return type == TYPE_GRAY16 || type == TYPE_COLOR48;
+}
+
+// Prepares the mixing of a run, or leaves it off when the effect applies fully everywhere.
+static ErrorCode RowMixOpen(const RowTransform *transform, const Image *source,
+                            const Image *destination, const RowRun *run, int sourceX, int sourceY,
+                            RowMixing *mixing)
+{
+    RowMix mix = {nullptr, 255, -1};
+    if (transform->mix != nullptr) transform->mix(run->params, &mix);
+    if (mix.low8 == 255 && (mix.high8 == -1 || mix.high8 == 255)) return ERROR_NONE;
+    // A mix needs the channels of the input in the output, and pictures with samples.
+    if (source->type == TYPE_BINARY || run->outputType == TYPE_BINARY ||
+        RowTypeChannels(source->type) != RowTypeChannels(run->outputType))
+        return ERROR_INTERNAL_1;
+    mixing->on = 1;
+    mixing->channels = RowTypeChannels(source->type);
+    mixing->inputWide = RowTypeWide(source->type);
+    mixing->outputWide = RowTypeWide(run->outputType);
+    if (mix.high8 == -1) {
+        mixing->constant = mix.low8;
+    } else {
+        const Image *mask = mix.mask;
+        if (mask == nullptr || mask->type != TYPE_GRAY8 || mask->width != source->width ||
+            mask->height != source->height)
+            return ERROR_INTERNAL_1;
+        mixing->constant = -1;
+        for (int m = 0; m < 256; m++)
+            mixing->amountOf[m] = (uint8_t)Lerp8(mix.low8, mix.high8, m);
+        ErrorCode result =
+            RowReaderOpen(mask, sourceX, sourceY, run->zoom, run->width, &mixing->maskReader);
+        if (result != ERROR_NONE) return result;
+    }
+    if (source == destination) {
+        size_t bytes = (size_t)run->samples * (mixing->inputWide ? 2 : 1);
+        mixing->inputCopy = (uint8_t *)MemoryAlloc(bytes);
+        if (mixing->inputCopy == nullptr) return ERROR_NO_MEMORY;
+    }
+    return ERROR_NONE;
+}
+
+// Mixes one output row with its input row by the amounts.
+static void RowMixApply(RowMixing *mixing, const RowRun *run, const uint8_t *in, uint8_t *out)
+{
+    const uint8_t *mask = mixing->constant < 0 ? RowReaderNext(&mixing->maskReader) : nullptr;
+    int channels = mixing->channels;
+    for (int x = 0; x < run->width; x++) {
+        int amount = mask != nullptr ? mixing->amountOf[mask[x]] : mixing->constant;
+        for (int c = 0; c < channels; c++) {
+            int i = x * channels + c;
+            if (mixing->outputWide) {
+                uint16_t *wide = (uint16_t *)out;
+                wide[i] = (uint16_t)Lerp16(((const uint16_t *)in)[i], wide[i], amount);
+            } else {
+                int input = mixing->inputWide ? Depth16To8[((const uint16_t *)in)[i]] : in[i];
+                out[i] = (uint8_t)Lerp8(input, out[i], amount);
+            }
+        }
+    }
+}
+
+static void RowMixClose(RowMixing *mixing)
+{
+    RowReaderClose(&mixing->maskReader);
+    MemoryFree(mixing->inputCopy);
+    mixing->inputCopy = nullptr;
+}
+
 ErrorCode ComputeRows(const RowTransform *transform, const Image *source, Image *destination,
                       const void *params, int full, int destinationWidth, int destinationHeight,
                       int sourceX, int sourceY, int zoom, int x0, int y0, int x1, int y1, int w,
@@ -61,6 +152,7 @@ ErrorCode ComputeRows(const RowTransform *transform, const Image *source, Image 
     RowReader reader;
     RowWriter writer;
     RowRun run = {};
+    RowMixing mixing = {};
     int setUp = 0;
     int showProgress = 0;
     int waitCursor = 0;
@@ -68,6 +160,7 @@ ErrorCode ComputeRows(const RowTransform *transform, const Image *source, Image 
     // Reset before anything can fail, so that the exit may close both unconditionally.
     RowReaderReset(&reader);
     RowWriterReset(&writer);
+    RowReaderReset(&mixing.maskReader);
 
     run.outputType = TYPE_EMPTY;
     if (source == nullptr) {
@@ -107,6 +200,8 @@ ErrorCode ComputeRows(const RowTransform *transform, const Image *source, Image 
     if (result != ERROR_NONE) goto done;
     result = RowWriterOpen(destination, zoom, x0, x1, y0, full, &writer);
     if (result != ERROR_NONE) goto done;
+    result = RowMixOpen(transform, source, destination, &run, sourceX, sourceY, &mixing);
+    if (result != ERROR_NONE) goto done;
 
     showProgress = (int64_t)w * h >= PROGRESS_PIXELS;
     if (showProgress) {
@@ -118,7 +213,12 @@ ErrorCode ComputeRows(const RowTransform *transform, const Image *source, Image 
     for (int row = 0; row < h; row++) {
         const uint8_t *in = RowReaderNext(&reader);
         uint8_t *out = RowWriterRow(&writer);
+        if (mixing.inputCopy != nullptr) {
+            memcpy(mixing.inputCopy, in, (size_t)run.samples * (mixing.inputWide ? 2 : 1));
+            in = mixing.inputCopy;
+        }
         run.row(&run, in, out);
+        if (mixing.on) RowMixApply(&mixing, &run, in, out);
         RowWriterPut(&writer);
         if (showProgress && (result = ProgressStep(row)) != ERROR_NONE) break;
     }
@@ -129,5 +229,6 @@ done:
     if (setUp && transform->cleanup != nullptr) transform->cleanup(&run);
     RowReaderClose(&reader);
     RowWriterClose(&writer);
+    RowMixClose(&mixing);
     return result;
 }

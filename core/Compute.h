@@ -61,6 +61,17 @@ struct RowRun {
     void (*row)(const RowRun *run, const uint8_t *in, uint8_t *out);
 };
 
+// How much of the effect a pixel takes, on the 0..255 scale: low8 everywhere when high8 is
+// -1, else Lerp8(low8, high8, m) for the value m of the mask, an 8-bit gray picture of the
+// source's size read with the source's region and zoom, so that a preview and the Apply
+// agree. The output is then Lerp8(input, effect, amount) on each channel (Lerp16 at 16 bits),
+// which asks of the transformation that its output have the channels of its input.
+struct RowMix {
+    const Image *mask; // null without a mask
+    int32_t low8;
+    int32_t high8;
+};
+
 struct RowTransform {
     const char *title;     // the progress window's title
     int32_t progressScale; // the bar counts to progressScale h - 1; 1 for all but Gamma Adjust
@@ -73,6 +84,9 @@ struct RowTransform {
     ErrorCode (*setup)(RowRun *run);
     // Frees what setup made; called whenever setup was, even when it failed. May be null.
     void (*cleanup)(RowRun *run);
+    // For a transformation with an Amount: how much of its effect each pixel takes (see
+    // RowMix). Null for one that always applies fully.
+    void (*mix)(const void *params, RowMix *mix);
 };
 
 // Runs transform with the arguments of a compute function (see ComputeFunction): each row is

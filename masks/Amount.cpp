@@ -59,6 +59,13 @@ int AmountIsAllFull(const AmountSetting *setting)
     return AmountLow8(setting) == 255 && (high8 == -1 || high8 == 255);
 }
 
+void AmountMix(const AmountSetting *setting, RowMix *mix)
+{
+    mix->low8 = AmountLow8(setting);
+    mix->high8 = AmountHigh8(setting);
+    mix->mask = mix->high8 == -1 ? nullptr : setting->maskImage;
+}
+
 int AmountPosition(double percent)
 {
     return Round(percent * AMOUNT_POSITIONS / 100.0);

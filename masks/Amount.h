@@ -7,6 +7,7 @@
 
 #include <cstdint>
 
+#include "core/Compute.h"
 #include "core/Image.h"
 
 struct PlatformWindow;
@@ -46,6 +47,9 @@ int AmountHigh8(const AmountSetting *setting);
 // so that no mask is read.
 int AmountIsAllZero(const AmountSetting *setting);
 int AmountIsAllFull(const AmountSetting *setting);
+
+// The amounts as ComputeRows mixes by them.
+void AmountMix(const AmountSetting *setting, RowMix *mix);
 
 // The position of a percentage, as vistel-cli's --amount gives it: Round(P x 1024 / 100).
 int AmountPosition(double percent);

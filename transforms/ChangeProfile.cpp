@@ -89,8 +89,9 @@ static void ChangeProfileCleanup(RowRun *run)
     ProfileTransformFree(&run->state);
 }
 
-static const RowTransform CHANGE_PROFILE_ROWS = {"Change Color Profile", 1, ChangeProfileOutput,
-                                                 ChangeProfileSetup, ChangeProfileCleanup};
+static const RowTransform CHANGE_PROFILE_ROWS = {"Change Color Profile", 1,
+                                                 ChangeProfileOutput,    ChangeProfileSetup,
+                                                 ChangeProfileCleanup,   nullptr};
 
 ErrorCode ChangeProfileCompute(const Image *source, Image *destination, Picture *picture,
                                void *params, int full, int destinationWidth, int destinationHeight,
@@ -152,7 +153,7 @@ const TransformDescriptor ChangeProfileTransform = {"Change Color Profile",
                                                     ChangeProfileResultProfile,
                                                     TRANSFORM_PROFILE_OWN,
                                                     1,
-                                                    0,
+                                                    TRANSFORM_NO_AMOUNT,
                                                     sizeof(ChangeProfileSettings),
                                                     ChangeProfileDefaults,
                                                     ChangeProfileTakeInput,

@@ -149,7 +149,8 @@ static ErrorCode ConvertOutput(const void *params, int sourceType, int full, int
     return *outputType == TYPE_EMPTY ? ERROR_INTERNAL_1 : ERROR_NONE; // the dialog offers five
 }
 
-static const RowTransform CONVERT_ROWS = {"Convert", 1, ConvertOutput, ConvertSetup, nullptr};
+static const RowTransform CONVERT_ROWS = {"Convert",    1,       ConvertOutput,
+                                          ConvertSetup, nullptr, nullptr};
 
 int ConvertChangesNothing(const void *params, const Image *source, int full)
 {
@@ -195,7 +196,7 @@ const TransformDescriptor ConvertTransform = {"Convert",
                                               nullptr,
                                               TRANSFORM_PROFILE_INHERIT,
                                               0,
-                                              0,
+                                              TRANSFORM_NO_AMOUNT,
                                               sizeof(ConvertSettings),
                                               ConvertDefaults,
                                               nullptr,

@@ -19,12 +19,13 @@ void GammaSettingsDefault(GammaSettings *settings)
 {
     settings->factor = 1.0;
     settings->inputGammaIndex = 3; // 2.22, the gamma most pictures are encoded with
+    AmountSettingDefault(&settings->amount, "Amount: ", 0);
 }
 
 int GammaChangesNothing(const void *params, const Image *source, int full)
 {
     const GammaSettings *settings = (const GammaSettings *)params;
-    return settings->factor == 1.0 && source != nullptr &&
+    return (settings->factor == 1.0 || AmountIsAllZero(&settings->amount)) && source != nullptr &&
            ComputeOutputType(source->type, full) != TYPE_EMPTY;
 }
 
@@ -84,7 +85,13 @@ static void GammaCleanup(RowRun *run)
 
 // The bar counts to 2 h - 1 while the rows step only to h - 1: Gamma Adjust's bar has always
 // stopped halfway, and its users know the time left it shows.
-static const RowTransform GAMMA_ROWS = {"Gamma Adjust", 2, nullptr, GammaSetup, GammaCleanup};
+static void GammaMix(const void *params, RowMix *mix)
+{
+    AmountMix(&((const GammaSettings *)params)->amount, mix);
+}
+
+static const RowTransform GAMMA_ROWS = {"Gamma Adjust", 2,       nullptr, GammaSetup,
+                                        GammaCleanup,   GammaMix};
 
 ErrorCode GammaCompute(const Image *source, Image *destination, Picture *picture, void *params,
                        int full, int destinationWidth, int destinationHeight, int sourceX,
@@ -126,7 +133,7 @@ const TransformDescriptor GammaTransform = {"Gamma Adjust",
                                             nullptr,
                                             TRANSFORM_PROFILE_INHERIT,
                                             1,
-                                            0,
+                                            (int32_t)offsetof(GammaSettings, amount),
                                             sizeof(GammaSettings),
                                             GammaDefaults,
                                             nullptr,

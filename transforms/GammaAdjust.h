@@ -4,6 +4,7 @@
 
 #include <cstdint>
 
+#include "masks/Amount.h"
 #include "transforms/TransformDescriptor.h"
 
 enum : int32_t {
@@ -18,6 +19,7 @@ enum : int32_t {
     GAMMA_INPUT = 103,
     GAMMA_OUTPUT_TEXT = 104, // "Output gamma: %2f"
     GAMMA_FACTOR_TEXT = 105, // "Gamma factor: %2f"
+    GAMMA_AMOUNT = 106,
 };
 
 constexpr int GAMMA_INPUT_COUNT = 4;
@@ -26,13 +28,15 @@ extern const double GAMMA_INPUT_VALUES[GAMMA_INPUT_COUNT]; // 1.0, 1.4, 1.8, 2.2
 struct GammaSettings {
     double factor;           // the exponent; 1.0 changes nothing
     int32_t inputGammaIndex; // 0..GAMMA_INPUT_COUNT - 1
+    AmountSetting amount;    // how much of the result, and where
 };
 
 // Fills settings with the values a first opening shows.
 void GammaSettingsDefault(GammaSettings *settings);
 
-// 1 when the settings change nothing for source: a factor of exactly 1.0 on a picture type
-// Gamma Adjust takes. Apply then copies and a preview renders as the display does.
+// 1 when the settings change nothing for source: a factor of exactly 1.0, or an amount of
+// none, on a picture type Gamma Adjust takes. Apply then copies and a preview renders as the
+// display does.
 int GammaChangesNothing(const void *params, const Image *source, int full);
 
 // The compute function of Gamma Adjust (params is a GammaSettings). Returns

@@ -1,5 +1,6 @@
 // The Gamma Adjust dialog: the input chooser, the input gamma the picture was made for (it
-// only explains the result), the two lines of text, and the slider of the factor.
+// only explains the result), the two lines of text, the slider of the factor, and the
+// Amount.
 //
 // The factor is the slider's position on a logarithmic scale, so that the middle is 1.0 and
 // both directions take the same travel to double or halve the effect: 0 is 1/e, 1024 is e.
@@ -49,6 +50,9 @@ static void GammaShowTexts(WindowHandle dialog, const GammaSettings *settings, i
 static void GammaCommand(WindowHandle dialog, void *state, uintptr_t wParam)
 {
     GammaSettings *settings = (GammaSettings *)state;
+    if (TransformAmountCommand(dialog, GAMMA_AMOUNT, &settings->amount, wParam, state,
+                               &GammaDialog))
+        return;
     int id = (int)(wParam & 0xffff);
     uint32_t notification = (uint32_t)(wParam >> 16) & 0xffff;
     if (id == GAMMA_INPUT_GAMMA && notification == NOTIFY_CHANGED) {
@@ -85,10 +89,17 @@ static int GammaControls(WindowHandle dialog, void *state, int x, int y, int wid
     Rect slider = {x, y, x + width, y + SliderHeight};
     SliderCreate(dialog, GAMMA_SLIDER, &slider, GammaPositionOf(settings->factor));
     y += SliderHeight + Margin;
+    y = TransformAmountCreate(dialog, GAMMA_AMOUNT, &settings->amount, x, y, width);
     GammaShowTexts(dialog, settings, 1);
     return y;
 }
 
+static void GammaInputTaken(WindowHandle dialog, void *state)
+{
+    (void)state;
+    TransformAmountInputTaken(dialog, GAMMA_AMOUNT);
+}
+
 const TransformDialogKind GammaDialog = {
-    &GammaTransform, GAMMA_INPUT,  nullptr, GAMMA_CONTENT_WIDTH, sizeof(GammaSettings),
-    GammaControls,   GammaCommand, nullptr, &GammaMemory};
+    &GammaTransform, GAMMA_INPUT,  GammaInputTaken, GAMMA_CONTENT_WIDTH, sizeof(GammaSettings),
+    GammaControls,   GammaCommand, nullptr,         &GammaMemory};

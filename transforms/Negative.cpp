@@ -48,7 +48,8 @@ static ErrorCode NegativeSetup(RowRun *run)
     return ERROR_NONE;
 }
 
-static const RowTransform NEGATIVE_ROWS = {"Negative", 1, NegativeOutput, NegativeSetup, nullptr};
+static const RowTransform NEGATIVE_ROWS = {"Negative",    1,       NegativeOutput,
+                                           NegativeSetup, nullptr, nullptr};
 
 ErrorCode NegativeCompute(const Image *source, Image *destination, Picture *picture, void *params,
                           int full, int destinationWidth, int destinationHeight, int sourceX,
@@ -82,7 +83,7 @@ const TransformDescriptor NegativeTransform = {"Negative",
                                                nullptr,
                                                TRANSFORM_PROFILE_COPY,
                                                1,
-                                               0,
+                                               TRANSFORM_NO_AMOUNT,
                                                0,
                                                NegativeDefaults,
                                                nullptr,

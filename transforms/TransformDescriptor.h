@@ -64,6 +64,8 @@ enum : int32_t {
     MENU_IMAGE_DIALOG = 1, // Image, after the separator: opens a dialog
 };
 
+constexpr int32_t TRANSFORM_NO_AMOUNT = -1;
+
 struct TransformDescriptor {
     const char *name;      // as the in-use list and the titles show it: "Gamma Adjust"
     const char *verb;      // vistel-cli's verb: "gamma"
@@ -82,9 +84,12 @@ struct TransformDescriptor {
     // For a transformation that decides its result's profile: the profile (and its length)
     // its pixels are in, through which a preview is shown. Null for the others.
     const uint8_t *(*resultProfile)(const void *params, int *length);
-    int32_t profile;     // TRANSFORM_PROFILE_*
-    int32_t inPlace;     // 1: vistel-cli may give the input's own picture as destination
-    int32_t hasAmount;   // 1: the dialog has an Amount control, the verb --amount and --mask
+    int32_t profile; // TRANSFORM_PROFILE_*
+    int32_t inPlace; // 1: vistel-cli may give the input's own picture as destination
+    // Where the AmountSetting lies in the settings record, for a transformation whose dialog
+    // has an Amount control and whose verb takes --amount and --mask; TRANSFORM_NO_AMOUNT
+    // for the others.
+    int32_t amountOffset;
     size_t settingsSize; // bytes of its settings record
     void (*defaults)(void *settings);
     // Takes from the input picture what the settings point at (Change Color Profile: the

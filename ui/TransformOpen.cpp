@@ -72,6 +72,12 @@ MessageResult TransformDialogProcedure(WindowHandle dialog, uint32_t message, ui
     case MSG_COMMAND:
         if (state != nullptr && kind->command != nullptr) kind->command(dialog, state, wParam);
         return 0;
+    case MSG_AMOUNT_CHANGED:
+        // The dialog hears its Amount control as it hears a control's command: the id, and
+        // the notification above it.
+        if (state != nullptr && kind->command != nullptr)
+            kind->command(dialog, state, (wParam & 0xffff) | (((uintptr_t)lParam & 0xffff) << 16));
+        return 0;
     case MSG_DESTROY:
         if (state != nullptr) {
             memcpy(kind->memory->saved, state, kind->descriptor->settingsSize);

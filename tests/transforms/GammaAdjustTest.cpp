@@ -12,6 +12,15 @@
 #include "transforms/GammaAdjust.h"
 #include "ui/Display.h"
 
+// Settings of the factor, the rest as a first opening has them (the full amount).
+static GammaSettings GammaOfFactor(double factor)
+{
+    GammaSettings settings;
+    GammaSettingsDefault(&settings);
+    settings.factor = factor;
+    return settings;
+}
+
 // A gray picture one row high whose pixel i holds value i, for i from 0 to count - 1.
 static void MakeRamp(Image *image, int type, int count)
 {
@@ -23,7 +32,7 @@ static void MakeRamp(Image *image, int type, int count)
 
 static ErrorCode GammaApply(double factor, const Image &source, Image *destination)
 {
-    GammaSettings settings = {factor, 3};
+    GammaSettings settings = GammaOfFactor(factor);
     return ApplyRun(GammaCompute, &settings, source, destination);
 }
 
@@ -117,7 +126,7 @@ TEST(GammaAdjust, SixteenBitPreviewWritesEightBits)
         ImageWindow window;
         PictureMake(&source, type, 12, 9, 5);
         PreviewWindowSetUp(&window, source, 1, 0, 0, 12, 9);
-        GammaSettings settings = {2.0, 3};
+        GammaSettings settings = GammaOfFactor(2.0);
         ASSERT_EQ(PreviewRun(GammaCompute, &settings, source, &window, 0, 0, 11, 8), ERROR_NONE);
         EXPECT_EQ(window.view.type, type == TYPE_GRAY16 ? TYPE_GRAY8 : TYPE_COLOR24);
         // Each sample is reduced first and then looked up in the 8-bit table.
@@ -145,7 +154,7 @@ TEST(GammaAdjust, PartialRepaintKeepsTheRestOfTheDestination)
     ImageWindow window;
     PictureMake(&source, TYPE_COLOR24, 20, 16, 1);
     PreviewWindowSetUp(&window, source, 1, 0, 0, 20, 16);
-    GammaSettings settings = {2.0, 3};
+    GammaSettings settings = GammaOfFactor(2.0);
     ASSERT_EQ(PreviewRun(GammaCompute, &settings, source, &window, 0, 0, 19, 15), ERROR_NONE);
     // Mark the view, then repaint a strip as a scroll would: only the strip changes.
     TestFillPattern(&window.view, 99);
@@ -211,7 +220,7 @@ TEST(GammaAdjust, FactorOnePreviewRowLoopGivesWhatTheDisplayShowsUnsmoothed)
         PictureMake(&source, type, 31, 22, 9);
         PreviewWindowSetUp(&preview, source, -2, 1, 0, 15, 11);
         PreviewWindowSetUp(&display, source, -2, 1, 0, 15, 11);
-        GammaSettings settings = {1.0, 3};
+        GammaSettings settings = GammaOfFactor(1.0);
         ASSERT_EQ(PreviewRun(GammaCompute, &settings, source, &preview, 0, 0, 14, 10), ERROR_NONE);
         ASSERT_EQ(RenderView(&source, &display, 0, 0, 14, 10, 0), ERROR_NONE);
         ExpectImagesNear(display.view, preview.view, 0);
@@ -226,7 +235,7 @@ TEST(GammaAdjust, PictureWithoutRowsIsRefused)
     TestStart();
     Image source = {}, result = {};
     ASSERT_EQ(ImageAlloc(&source, TYPE_GRAY8, 0, 4, 72.0), ERROR_NONE);
-    GammaSettings settings = {2.0, 3};
+    GammaSettings settings = GammaOfFactor(2.0);
     EXPECT_EQ(
         GammaCompute(&source, &result, nullptr, &settings, 1, 1, 4, 0, 0, 1, 0, 0, 0, 3, 1, 4),
         ERROR_INTERNAL_1);

@@ -389,12 +389,13 @@ TEST_F(TransformDialogs, GammaIsWorkedFromTheKeyboardTabByTabWithTheFocusShown)
         return PlatformControlId(PlatformFocusWindow());
     };
     std::vector<int> order;
-    for (int i = 0; i < 9; i++)
+    for (int i = 0; i < 10; i++)
         order.push_back(tab(0));
-    std::vector<int> expected = {BUTTON_AUTO,       BUTTON_PREVIEW, BUTTON_APPLY,
-                                 BUTTON_OK,         BUTTON_CANCEL,  GAMMA_INPUT,
-                                 GAMMA_INPUT_GAMMA, GAMMA_SLIDER,   BUTTON_AUTO};
+    std::vector<int> expected = {BUTTON_AUTO,   BUTTON_PREVIEW, BUTTON_APPLY,      BUTTON_OK,
+                                 BUTTON_CANCEL, GAMMA_INPUT,    GAMMA_INPUT_GAMMA, GAMMA_SLIDER,
+                                 GAMMA_AMOUNT,  BUTTON_AUTO};
     EXPECT_EQ(order, expected);
+    EXPECT_EQ(tab(KEYS_SHIFT), GAMMA_AMOUNT);
     EXPECT_EQ(tab(KEYS_SHIFT), GAMMA_SLIDER);
 
     // The slider, with the focus, moves by the arrows and the page keys, and says so.

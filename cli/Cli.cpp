@@ -57,6 +57,7 @@ static void CliHelp(FILE *stream)
     fputs(USAGE_HEAD, stream);
     for (int i = 0; i < TRANSFORM_COUNT; i++)
         CliVerbListLine(TRANSFORMS[i], stream);
+    CliMaskListLines(stream);
     fputs(USAGE_TAIL, stream);
 }
 
@@ -226,6 +227,7 @@ int CliMain(int argc, char **argv)
     InitColorSettings(nullptr);
     if (strcmp(operation, "make-display-profile") == 0)
         return CliMakeDisplayProfile(argc - 1, argv + 1);
+    if (strcmp(operation, "mask") == 0) return CliMask(argc - 2, argv + 2);
     if (strcmp(operation, "info") == 0) {
         if (argc != 3) {
             fprintf(stderr, "vistel-cli: info takes one file\n\n");

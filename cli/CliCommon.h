@@ -54,6 +54,12 @@ const int CLI_HELP_COLUMN = 36;
 // The verb's line in vistel-cli --help: its command line, then its summary.
 void CliVerbListLine(const TransformDescriptor *transform, FILE *stream);
 
+// vistel-cli mask OPERATION ... (argv[0] is the operation): the mask tool's Feather, Blur,
+// Combine Masks, Invert and Area on a mask file. Returns as CliVerb does.
+int CliMask(int argc, char **argv);
+// The lines of the mask operations in vistel-cli --help.
+void CliMaskListLines(FILE *stream);
+
 // The value of --amount: "P" gives low P and high -1, "LOW:HIGH" both; each a percentage
 // from 0 to 100. Returns 1 when text is one of them, else 0.
 int CliAmountParse(const char *text, double *low, double *high);

@@ -1,11 +1,16 @@
 // The mask operations against numbers worked by hand on small masks, and the coverage that
 // every operation must leave exact.
+#include <cstring>
+#include <functional>
 #include <gtest/gtest.h>
 #include <vector>
 
+#include "core/Picture.h"
 #include "core/WholeImage.h"
+#include "files/FileType.h"
 #include "masks/Mask.h"
 #include "tests/support/TestSupport.h"
+#include "tests/transforms/PictureTestSupport.h"
 
 namespace {
 
@@ -320,6 +325,113 @@ TEST(Mask, AreaCountsPartialPixelsAndShowsTwoLines)
     char text[100];
     MaskAreaText(&mask.image, text, sizeof text);
     EXPECT_STREQ(text, "1.50 pixels\n75.10 percent coverage");
+}
+
+// vistel-cli mask: each operation on a mask file gives what the operation gives on the
+// picture, and "area" prints the two lines; a colour picture, a combining mask of another
+// size and a width out of range are refused with no output.
+TEST(Mask, TheCliRunsEachOperation)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("MaskCli");
+    auto save = [](const std::string &path, const Image &image) {
+        Picture picture;
+        PictureReset(&picture);
+        ASSERT_EQ(ImageDuplicate(&image, &picture.image), ERROR_NONE);
+        EXPECT_EQ(FileSave(path.c_str(), FILE_SAVE_TIFF, &picture, 90), ERROR_NONE);
+        PictureFree(&picture);
+    };
+    Mask input(9, {{0, 0, 0, 0, 0, 0, 0, 0, 0},
+                   {0, 0, 255, 255, 255, 0, 0, 0, 0},
+                   {0, 0, 255, 255, 255, 0, 0, 60, 0},
+                   {0, 0, 0, 0, 0, 0, 0, 0, 0},
+                   {0, 0, 0, 0, 0, 0, 0, 0, 0}});
+    Mask other(9, 5, 100);
+    Mask small(8, 5, 100);
+    save(folder + "/in.tif", input.image);
+    save(folder + "/other.tif", other.image);
+    save(folder + "/small.tif", small.image);
+    struct Case {
+        const char *command;
+        std::function<void(Mask &)> expected;
+    } cases[] = {
+        {"feather --width 2 --corners 1",
+         [&](Mask &m) {
+             Mask source(9, input.TopDown());
+             MaskFeather(&source.image, &m.image, 2, FEATHER_GRADUAL, FEATHER_SQUARE,
+                         source.coverage.data());
+         }},
+        {"feather --width=-1 --falloff 1",
+         [&](Mask &m) {
+             Mask source(9, input.TopDown());
+             MaskFeather(&source.image, &m.image, -1, FEATHER_STEP, FEATHER_ROUND,
+                         source.coverage.data());
+         }},
+        {"blur --radius 2",
+         [&](Mask &m) {
+             Mask source(9, input.TopDown());
+             MaskBlur(&source.image, &m.image, 2, source.coverage.data());
+         }},
+        {"combine --mode subtract --gray 100",
+         [&](Mask &m) {
+             MaskCombine(&m.image, nullptr, 100, COMBINE_SUBTRACT, m.coverage.data());
+         }},
+        {"combine --with OTHER --mode overlap",
+         [&](Mask &m) {
+             MaskCombine(&m.image, &other.image, 0, COMBINE_OVERLAP, m.coverage.data());
+         }},
+        {"invert", [&](Mask &m) { MaskInvert(&m.image, m.coverage.data()); }},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.command);
+        std::string command = c.command;
+        size_t at = command.find("OTHER");
+        if (at != std::string::npos) command.replace(at, 5, folder + "/other.tif");
+        std::string out = folder + "/out.tif";
+        remove(out.c_str());
+        ASSERT_EQ(TestRun(TestCliPath() + " mask " + command + " " + folder + "/in.tif " + out), 0);
+        Mask expected(9, input.TopDown());
+        c.expected(expected);
+        Picture result;
+        PictureReset(&result);
+        ASSERT_EQ(FileLoad(out.c_str(), FILE_OPEN_ALL, &result, 0), ERROR_NONE);
+        ExpectImagesNear(expected.image, result.image, 0);
+        PictureFree(&result);
+    }
+    // 6 x 255 + 60 over 255 is 6.24 pixels, 13.86 % of 45.
+    std::string printed;
+    ASSERT_EQ(TestRun(TestCliPath() + " mask area " + folder + "/in.tif", &printed), 0);
+    EXPECT_EQ(printed, "6.24 pixels\n13.86 percent coverage\n");
+
+    Image colour;
+    PictureMake(&colour, TYPE_COLOR24, 9, 5, 1);
+    save(folder + "/colour.tif", colour);
+    ImageFree(&colour);
+    struct Refusal {
+        const char *command;
+        int status;
+        const char *message;
+    } refusals[] = {
+        {"invert COLOUR", 1, "a mask must be an 8-bit gray picture, not Color Image"},
+        {"combine --mode add --with SMALL IN", 1,
+         "a mask to combine must have the mask's size, 9 x 5; this is 8 x 5"},
+        {"feather --width 65 IN", 2, "--width takes a whole number in its range"},
+        {"combine --mode add --gray 3 --with SMALL IN", 2, "usage"},
+    };
+    for (const Refusal &r : refusals) {
+        SCOPED_TRACE(r.command);
+        std::string command = r.command;
+        for (auto [word, file] :
+             {std::pair{"COLOUR", "colour.tif"}, {"SMALL", "small.tif"}, {"IN", "in.tif"}}) {
+            size_t at = command.find(word);
+            if (at != std::string::npos) command.replace(at, strlen(word), folder + "/" + file);
+        }
+        std::string out = folder + "/refused.tif", errors;
+        EXPECT_EQ(TestRun(TestCliPath() + " mask " + command + " " + out + " 2>&1", &errors),
+                  r.status);
+        EXPECT_NE(errors.find(r.message), std::string::npos) << errors;
+        EXPECT_NE(TestRun("test -e " + out), 0);
+    }
 }
 
 } // namespace

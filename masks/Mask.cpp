@@ -12,12 +12,19 @@
 
 uint8_t ClassifyRow(const uint8_t *row, int width)
 {
+    const int BLOCK = 64; // bytes compared at once, between two looks for a difference
     if (width <= 0) return COVERAGE_PARTIAL;
     uint8_t first = row[0];
     if (first != 0 && first != 255) return COVERAGE_PARTIAL;
-    for (int x = 1; x < width; x++) {
-        if (row[x] != first) return COVERAGE_PARTIAL;
+    int x = 1;
+    for (; x + BLOCK <= width; x += BLOCK) {
+        uint8_t differ = 0;
+        for (int k = 0; k < BLOCK; k++)
+            differ |= (uint8_t)(row[x + k] ^ first);
+        if (differ != 0) return COVERAGE_PARTIAL;
     }
+    for (; x < width; x++)
+        if (row[x] != first) return COVERAGE_PARTIAL;
     return first == 0 ? COVERAGE_EMPTY : COVERAGE_FULL;
 }
 
@@ -218,22 +225,57 @@ done:
 
 // --- Blur ---
 
-// The running box of half-width r over one line of n samples read at stride, into out
-// (contiguous): each output is the sum of the samples within r that lie on the line over how
-// many there are, truncated. quotient[s] is s / (2r + 1) for the full windows.
-static void BlurLine(const uint8_t *in, int stride, int n, int r, const uint8_t *quotient,
-                     uint32_t *prefix, uint8_t *out)
+// The quotient of a window's sum by its count, truncated: (sum + 0.5) times the count's
+// reciprocal in single precision is exact for every sum of up to 801 bytes (checked for each
+// count from 1 to 801), and unlike an integer division it runs many lanes at once.
+static inline uint8_t BlurQuotient(uint32_t sum, float reciprocal)
 {
-    prefix[0] = 0;
-    for (int i = 0; i < n; i++)
-        prefix[i + 1] = prefix[i] + in[(int64_t)i * stride];
+    return (uint8_t)(int)(((float)sum + 0.5f) * reciprocal);
+}
+
+constexpr int BLUR_LANES = 16; // rows blurred along together
+
+// The running box of half-width r along BLUR_LANES rows at once, each held down a lane: in
+// and out hold n positions of BLUR_LANES bytes. Each output is the sum of the samples within
+// r that lie on its row over how many there are; reciprocal[k] is 1 / k.
+static void BlurLanes(const uint8_t *in, int n, int r, const float *reciprocal, uint8_t *out)
+{
+    uint32_t sums[BLUR_LANES] = {};
+    for (int k = 0; k < r && k < n; k++)
+        for (int l = 0; l < BLUR_LANES; l++)
+            sums[l] += in[k * BLUR_LANES + l];
     for (int i = 0; i < n; i++) {
+        if (i + r < n)
+            for (int l = 0; l < BLUR_LANES; l++)
+                sums[l] += in[(i + r) * BLUR_LANES + l];
+        if (i - r - 1 >= 0)
+            for (int l = 0; l < BLUR_LANES; l++)
+                sums[l] -= in[(i - r - 1) * BLUR_LANES + l];
         int lo = i - r < 0 ? 0 : i - r;
         int hi = i + r >= n ? n - 1 : i + r;
-        uint32_t sum = prefix[hi + 1] - prefix[lo];
-        int count = hi - lo + 1;
-        out[i] = quotient != nullptr && count == 2 * r + 1 ? quotient[sum]
-                                                           : (uint8_t)(sum / (uint32_t)count);
+        float inverse = reciprocal[hi - lo + 1];
+        for (int l = 0; l < BLUR_LANES; l++)
+            out[i * BLUR_LANES + l] = BlurQuotient(sums[l], inverse);
+    }
+}
+
+// Both passes along the rows y .. y + lanes - 1 of source into destination: the rows are laid
+// side by side in lanes, so that one running sum serves them all.
+static void BlurRows(const Image *source, Image *destination, int y, int lanes, int r,
+                     const float *reciprocal, uint8_t *first, uint8_t *second)
+{
+    int width = source->width;
+    for (int l = 0; l < lanes; l++) {
+        const uint8_t *row = source->rows[y + l];
+        for (int x = 0; x < width; x++)
+            first[x * BLUR_LANES + l] = row[x];
+    }
+    BlurLanes(first, width, r, reciprocal, second);
+    BlurLanes(second, width, r, reciprocal, first);
+    for (int l = 0; l < lanes; l++) {
+        uint8_t *row = destination->rows[y + l];
+        for (int x = 0; x < width; x++)
+            row[x] = first[x * BLUR_LANES + l];
     }
 }
 
@@ -248,16 +290,10 @@ static void BlurSumsAdd(uint32_t *sums, const uint8_t *row, int width, int sign)
             sums[x] -= row[x];
 }
 
-static void BlurSumsDivide(const uint32_t *sums, int width, int count, int r,
-                           const uint8_t *quotient, uint8_t *out)
+static void BlurSumsDivide(const uint32_t *sums, int width, float reciprocal, uint8_t *out)
 {
-    if (quotient != nullptr && count == 2 * r + 1) {
-        for (int x = 0; x < width; x++)
-            out[x] = quotient[sums[x]];
-    } else {
-        for (int x = 0; x < width; x++)
-            out[x] = (uint8_t)(sums[x] / (uint32_t)count);
-    }
+    for (int x = 0; x < width; x++)
+        out[x] = BlurQuotient(sums[x], reciprocal);
 }
 
 // The number of rows of a window of half-width r around row y among height rows.
@@ -275,9 +311,8 @@ ErrorCode MaskBlur(const Image *source, Image *destination, int radius, uint8_t 
     int height = source->height;
     int r = radius;
     int ring = 2 * r + 2; // rows of each pass kept for the running sums down the columns
-    uint8_t *quotient = nullptr;
-    uint32_t *prefix = nullptr;
-    uint8_t *line = nullptr;
+    float *reciprocal = nullptr;
+    uint8_t *lanes = nullptr; // two buffers of BLUR_LANES rows side by side
     uint32_t *sumsA = nullptr;
     uint32_t *sumsB = nullptr;
     uint8_t *ringIn = nullptr;
@@ -295,9 +330,8 @@ ErrorCode MaskBlur(const Image *source, Image *destination, int radius, uint8_t 
         goto done;
     }
     if (ring > height + 1) ring = height + 1;
-    quotient = (uint8_t *)MemoryAlloc((size_t)255 * (2 * r + 1) + 1);
-    prefix = (uint32_t *)MemoryAlloc(sizeof(uint32_t) * ((size_t)width + 1));
-    line = (uint8_t *)MemoryAlloc((size_t)width);
+    reciprocal = (float *)MemoryAlloc(sizeof(float) * (2 * (size_t)r + 2));
+    lanes = (uint8_t *)MemoryAllocZero((size_t)width * 2 * BLUR_LANES);
     sumsA = (uint32_t *)MemoryAllocZero(sizeof(uint32_t) * (size_t)width);
     sumsB = (uint32_t *)MemoryAllocZero(sizeof(uint32_t) * (size_t)width);
     if (!SizeMultiply((size_t)ring, (size_t)width, &ringBytes)) ringBytes = 0;
@@ -305,24 +339,26 @@ ErrorCode MaskBlur(const Image *source, Image *destination, int radius, uint8_t 
         ringIn = (uint8_t *)MemoryAlloc(ringBytes);
         ringA = (uint8_t *)MemoryAlloc(ringBytes);
     }
-    if (quotient == nullptr || prefix == nullptr || line == nullptr || sumsA == nullptr ||
-        sumsB == nullptr || ringIn == nullptr || ringA == nullptr) {
+    if (reciprocal == nullptr || lanes == nullptr || sumsA == nullptr || sumsB == nullptr ||
+        ringIn == nullptr || ringA == nullptr) {
         result = ERROR_NO_MEMORY;
         goto done;
     }
-    for (int s = 0; s <= 255 * (2 * r + 1); s++)
-        quotient[s] = (uint8_t)(s / (2 * r + 1));
+    reciprocal[0] = 0.0f;
+    for (int count = 1; count <= 2 * r + 1; count++)
+        reciprocal[count] = 1.0f / (float)count;
 
     showProgress = MaskProgressOpen(width, height, height + width, "Blur");
     progressOpen = 1;
-    // Along the rows, twice, from source into destination.
-    for (int y = 0; y < height; y++) {
+    // Along the rows, twice, from source into destination, BLUR_LANES rows at a time.
+    for (int y = 0; y < height; y += BLUR_LANES) {
         if (showProgress) {
             result = ProgressStep(y);
             if (result != ERROR_NONE) goto done;
         }
-        BlurLine(source->rows[y], 1, width, r, quotient, prefix, line);
-        BlurLine(line, 1, width, r, quotient, prefix, destination->rows[y]);
+        int count = height - y < BLUR_LANES ? height - y : BLUR_LANES;
+        BlurRows(source, destination, y, count, r, reciprocal, lanes,
+                 lanes + (size_t)width * BLUR_LANES);
     }
     // Down the columns, twice, a row at a time so that memory is read in order: pass A's
     // column sums take row t in and row t - 2r - 1 out, giving pass A's row t - r; pass B's
@@ -341,14 +377,14 @@ ErrorCode MaskBlur(const Image *source, Image *destination, int radius, uint8_t 
             if (a - r - 1 >= 0)
                 BlurSumsAdd(sumsA, ringIn + (size_t)((a - r - 1) % ring) * width, width, -1);
             uint8_t *rowA = ringA + (size_t)(a % ring) * width;
-            BlurSumsDivide(sumsA, width, BlurCount(a, r, height), r, quotient, rowA);
+            BlurSumsDivide(sumsA, width, reciprocal[BlurCount(a, r, height)], rowA);
             BlurSumsAdd(sumsB, rowA, width, 1);
         }
         int b = t - 2 * r;
         if (b < 0) continue;
         if (b - r - 1 >= 0)
             BlurSumsAdd(sumsB, ringA + (size_t)((b - r - 1) % ring) * width, width, -1);
-        BlurSumsDivide(sumsB, width, BlurCount(b, r, height), r, quotient, destination->rows[b]);
+        BlurSumsDivide(sumsB, width, reciprocal[BlurCount(b, r, height)], destination->rows[b]);
         if (showProgress) {
             result = ProgressStep(height + (int)((int64_t)(b + 1) * width / height) - 1);
             if (result != ERROR_NONE) goto done;
@@ -357,9 +393,8 @@ ErrorCode MaskBlur(const Image *source, Image *destination, int radius, uint8_t 
 done:
     if (progressOpen) MaskProgressClose(showProgress);
     if (result == ERROR_NONE || result == ERROR_ABORTED) MaskCoverage(destination, coverage);
-    MemoryFree(quotient);
-    MemoryFree(prefix);
-    MemoryFree(line);
+    MemoryFree(reciprocal);
+    MemoryFree(lanes);
     MemoryFree(sumsA);
     MemoryFree(sumsB);
     MemoryFree(ringIn);

@@ -142,23 +142,29 @@ TEST(Mask, FeatherStampsHandWorkedValues)
     }
 }
 
-// Contracting is expanding the inverse, inverted: one 0 in a field of 255 by -1 leaves 0,
-// 255 - 128 and 255 - 75.
+// Contracting is expanding the inverse, inverted: a hole of 0 in a field of 255 narrowed by 1
+// leaves 0, 255 - 128 and 255 - 75; a hole of 127 lacks 128 of 255, and leaves
+// 255 - (128, 64, 38).
 TEST(Mask, FeatherContractsWithTheInverseStamp)
 {
     TestStart();
-    Rows hole(5, std::vector<int>(5, 255));
-    hole[2][2] = 0;
-    Mask source(5, hole);
-    Mask destination(5, 5, 9);
-    ASSERT_EQ(MaskFeather(&source.image, &destination.image, -1, FEATHER_GRADUAL, FEATHER_ROUND,
-                          source.coverage.data()),
-              ERROR_NONE);
-    EXPECT_EQ(destination.TopDown(), (Rows{{255, 255, 255, 255, 255},
-                                           {255, 180, 127, 180, 255},
-                                           {255, 127, 0, 127, 255},
-                                           {255, 180, 127, 180, 255},
-                                           {255, 255, 255, 255, 255}}));
+    auto around = [](int centre, int edge, int corner) {
+        return Rows{{255, 255, 255, 255, 255},
+                    {255, corner, edge, corner, 255},
+                    {255, edge, centre, edge, 255},
+                    {255, corner, edge, corner, 255},
+                    {255, 255, 255, 255, 255}};
+    };
+    for (auto [hole, expected] :
+         {std::pair{0, around(0, 127, 180)}, {127, around(127, 191, 217)}}) {
+        SCOPED_TRACE(hole);
+        Mask source(5, around(hole, 255, 255));
+        Mask destination(5, 5, 9);
+        ASSERT_EQ(MaskFeather(&source.image, &destination.image, -1, FEATHER_GRADUAL, FEATHER_ROUND,
+                              source.coverage.data()),
+                  ERROR_NONE);
+        EXPECT_EQ(destination.TopDown(), expected);
+    }
 }
 
 // Rows of coverage 0 (1 when contracting) are skipped after the fill, so an empty mask stays

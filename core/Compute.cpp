@@ -154,14 +154,17 @@ static void RowMixApply(RowMixing *mixing, const RowRun *run, const uint8_t *in,
     if (mixing->masked) {
         const uint8_t *mask = RowReaderNext(&mixing->maskReader);
         uint8_t *amounts = mixing->amounts;
+        int width = run->width; // locals, which the stores below cannot be taken to change
         if (mixing->channels == 1) {
-            for (int x = 0; x < run->width; x++)
-                amounts[x] = mixing->amountOf[mask[x]];
+            const uint8_t *amountOf = mixing->amountOf;
+            for (int x = 0; x < width; x++)
+                amounts[x] = amountOf[mask[x]];
         } else {
             // Each store writes the pixel's three amounts and a fourth byte that the next
             // pixel overwrites.
-            for (int x = 0; x < run->width; x++)
-                memcpy(amounts + 3 * x, &mixing->amountOf3[mask[x]], 4);
+            const uint32_t *amountOf3 = mixing->amountOf3;
+            for (int x = 0; x < width; x++)
+                memcpy(amounts + 3 * x, &amountOf3[mask[x]], 4);
         }
     }
     if (mixing->outputWide) {

@@ -458,11 +458,7 @@ TEST_F(DisplayWindows, ZoomOutFromOneGoesToMinusTwoThenMinusThree)
     EXPECT_EQ(record->viewWidth, 134);
     EXPECT_EQ(record->viewHeight, 100);
     EXPECT_EQ(record->scrollRangeX, 0);
-    Image fresh, freshScreen;
-    FreshView(record, &record->picture.image, &fresh, &freshScreen);
-    ExpectImagesNear(fresh, record->view, 0);
-    ImageFree(&fresh);
-    ImageFree(&freshScreen);
+    ExpectFreshView(record, &record->picture.image);
 
     ZoomIn(window, record, 0, -1, -1);
     EXPECT_EQ(record->zoom, -2);
@@ -502,11 +498,7 @@ TEST_F(DisplayWindows, ZoomWithResizeGrowsAndShrinksTheWindow)
     EXPECT_EQ(record->viewWidth, 200);
     EXPECT_EQ(record->viewHeight, 160);
     EXPECT_EQ(record->scrollRangeX, 0);
-    Image fresh, freshScreen;
-    FreshView(record, &record->picture.image, &fresh, &freshScreen);
-    ExpectImagesNear(fresh, record->view, 0);
-    ImageFree(&fresh);
-    ImageFree(&freshScreen);
+    ExpectFreshView(record, &record->picture.image);
 
     ZoomOneToOne(window, record, 1, -1, -1);
     EXPECT_EQ(record->zoom, 1);

@@ -30,23 +30,6 @@ static void MaskWindowFree(WindowHandle window, int slot)
     SlotFree(slot);
 }
 
-TEST(Display, ViewTypesFollowThePicture)
-{
-    TestStart();
-    struct Case {
-        int picture, plain, overlaid;
-    } cases[] = {
-        {TYPE_BINARY, TYPE_BINARY, TYPE_COLOR24},   {TYPE_GRAY8, TYPE_GRAY8, TYPE_COLOR24},
-        {TYPE_COLOR24, TYPE_COLOR24, TYPE_COLOR24}, {TYPE_GRAY16, TYPE_GRAY8, TYPE_COLOR24},
-        {TYPE_COLOR48, TYPE_COLOR24, TYPE_COLOR24}, {TYPE_COLOR, TYPE_EMPTY, TYPE_EMPTY},
-        {TYPE_HISTOGRAM, TYPE_EMPTY, TYPE_EMPTY}};
-    for (const Case &test : cases) {
-        SCOPED_TRACE(test.picture);
-        EXPECT_EQ(ViewType(test.picture, 0), test.plain);
-        EXPECT_EQ(ViewType(test.picture, 1), test.overlaid);
-    }
-}
-
 TEST(Display, EachTypeShowsItsPixelsAtZoomOneMagnifiedAndReduced)
 {
     TestStart();
@@ -98,24 +81,6 @@ TEST(Display, EachTypeShowsItsPixelsAtZoomOneMagnifiedAndReduced)
             ImageFree(&expected);
             PreviewWindowFree(&window);
         }
-}
-
-TEST(Display, SixteenBitSamplesGoThroughTheDepthTable)
-{
-    TestStart();
-    Image picture = {};
-    ImageWindow window;
-    ASSERT_EQ(ImageAlloc(&picture, TYPE_COLOR48, 2, 1, 72.0), ERROR_NONE);
-    int samples[6] = {0, 32767, 32768, 65535, 128, 129};
-    for (int i = 0; i < 6; i++)
-        PictureSetSample(&picture, i / 3, 0, i % 3, samples[i]);
-    PreviewWindowSetUp(&window, picture, 1, 0, 0, 2, 1);
-    ASSERT_EQ(RenderView(&picture, &window, 0, 0, 1, 0, 0), ERROR_NONE);
-    int expected[6] = {0, 127, 128, 255, 0, 1}; // the step from 0 to 1 lies at 128.5
-    for (int i = 0; i < 6; i++)
-        EXPECT_EQ(PictureSample(window.view, i / 3, 0, i % 3), expected[i]) << i;
-    ImageFree(&picture);
-    PreviewWindowFree(&window);
 }
 
 TEST(Display, MagnifiedPartStartsAtABlockAndKeepsTheRest)
@@ -270,28 +235,7 @@ TEST(Display, TypesWithoutPixelsRenderNothing)
     }
 }
 
-TEST(Display, OverlayAlphaZeroKeepsTheGrayView)
-{
-    TestStart();
-    Image picture;
-    PictureMake(&picture, TYPE_GRAY8, 4, 2, 2);
-    int maskValues[8] = {255, 255, 255, 255, 255, 255, 255, 255};
-    int slot;
-    WindowHandle mask = MaskWindowMake(4, 2, maskValues, &slot);
-    ImageWindow window;
-    PreviewWindowSetUp(&window, picture, 1, 0, 0, 4, 2);
-    window.overlayMask = mask;
-    window.overlayAlpha = 0;
-    window.overlayRed = 255;
-    ASSERT_EQ(RenderView(&picture, &window, 0, 0, 3, 1, 0), ERROR_NONE);
-    EXPECT_EQ(window.view.type, TYPE_GRAY8);
-    ExpectImagesNear(picture, window.view, 0);
-    ImageFree(&picture);
-    PreviewWindowFree(&window);
-    MaskWindowFree(mask, slot);
-}
-
-TEST(Display, OverlayAlphaMinusOneShowsTheMaskAsGray)
+TEST(Display, OverlayAlphaZeroKeepsTheGrayViewAndMinusOneShowsTheMask)
 {
     TestStart();
     Image picture;
@@ -302,6 +246,12 @@ TEST(Display, OverlayAlphaMinusOneShowsTheMaskAsGray)
     ImageWindow window;
     PreviewWindowSetUp(&window, picture, 1, 0, 0, 4, 2);
     window.overlayMask = mask;
+    window.overlayAlpha = 0;
+    window.overlayRed = 255;
+    ASSERT_EQ(RenderView(&picture, &window, 0, 0, 3, 1, 0), ERROR_NONE);
+    EXPECT_EQ(window.view.type, TYPE_GRAY8);
+    ExpectImagesNear(picture, window.view, 0);
+
     window.overlayAlpha = -1;
     ASSERT_EQ(RenderView(&picture, &window, 0, 0, 3, 1, 0), ERROR_NONE);
     ASSERT_EQ(window.view.type, TYPE_COLOR24);

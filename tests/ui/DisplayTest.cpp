@@ -376,32 +376,6 @@ static int SmoothReference(const Image &picture, int sx, int sy, int n, int c)
     return wide ? Depth16To8[mean] : mean;
 }
 
-TEST(Display, SmoothedReductionsAreTheBlockMeansForEveryTypeAndZoom)
-{
-    TestStart();
-    Prefs.smoothZoom = 1;
-    for (int type : {TYPE_GRAY8, TYPE_COLOR24, TYPE_GRAY16, TYPE_COLOR48})
-        for (int zoom : {-2, -3, -4, -5, -7, -8, -16}) {
-            SCOPED_TRACE(testing::Message() << "type " << type << " zoom " << zoom);
-            Image picture;
-            ImageWindow window;
-            // Odd sizes cut the last blocks; the view starts 3 columns in.
-            PictureMake(&picture, type, 83, 37, type + zoom);
-            int n = -zoom;
-            int width = ZoomedSize(83 - 3, zoom), height = ZoomedSize(37, zoom);
-            PreviewWindowSetUp(&window, picture, zoom, 3, 0, width, height);
-            ASSERT_EQ(RenderView(&picture, &window, 0, 0, width - 1, height - 1, 0), ERROR_NONE);
-            for (int y = 0; y < height; y++)
-                for (int x = 0; x < width; x++)
-                    for (int c = 0; c < PictureChannels(type); c++)
-                        ASSERT_EQ(PictureSample(window.view, x, y, c),
-                                  SmoothReference(picture, 3 + x * n, y * n, n, c))
-                            << x << "," << y << "," << c;
-            ImageFree(&picture);
-            PreviewWindowFree(&window);
-        }
-}
-
 TEST(Display, ReductionsBeyond256KeepTheirSumsWhole)
 {
     TestStart();

@@ -244,33 +244,23 @@ TEST_F(ImageWindows, KeysScrollByPageLineAndToTheCorners)
     EXPECT_EQ(record->scrollLeft, 828);
     EXPECT_EQ(record->scrollTop, 588);
 
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_HOME, KEYS_CONTROL);
-    EXPECT_EQ(record->scrollLeft, 0);
-    EXPECT_EQ(record->scrollTop, 0);
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_PAGE_DOWN, 0);
-    EXPECT_EQ(record->scrollTop, 283);
-    EXPECT_EQ(record->scrollLeft, 0);
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_END, 0);
-    EXPECT_EQ(record->scrollLeft, 301);
-    EXPECT_EQ(record->scrollTop, 283);
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_LEFT, 0);
-    EXPECT_EQ(record->scrollLeft, 258);
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_HOME, 0);
-    EXPECT_EQ(record->scrollLeft, 0); // a page back, held at the edge
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_PAGE_UP, 0);
-    EXPECT_EQ(record->scrollTop, 0);
-
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_END, KEYS_CONTROL);
-    EXPECT_EQ(record->scrollLeft, 1656);
-    EXPECT_EQ(record->scrollTop, 1176);
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_RIGHT, 0);
-    EXPECT_EQ(record->scrollLeft, 1656);
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_UP, 0);
-    EXPECT_EQ(record->scrollTop, 1136);
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_HOME, KEYS_CONTROL);
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_DOWN, 0);
-    EXPECT_EQ(record->scrollLeft, 0);
-    EXPECT_EQ(record->scrollTop, 40);
+    struct Key {
+        uint32_t key, keys;
+        int left, top; // the positions after it
+    } keys[] = {
+        {KEY_HOME, KEYS_CONTROL, 0, 0}, {KEY_PAGE_DOWN, 0, 0, 283},
+        {KEY_END, 0, 301, 283},         {KEY_LEFT, 0, 258, 283},
+        {KEY_HOME, 0, 0, 283}, // a page back, held at the edge
+        {KEY_PAGE_UP, 0, 0, 0},         {KEY_END, KEYS_CONTROL, 1656, 1176},
+        {KEY_RIGHT, 0, 1656, 1176},     {KEY_UP, 0, 1656, 1136},
+        {KEY_HOME, KEYS_CONTROL, 0, 0}, {KEY_DOWN, 0, 0, 40},
+    };
+    for (const Key &key : keys) {
+        SCOPED_TRACE(testing::Message() << key.key << " with " << key.keys);
+        PlatformSendMessage(window, MSG_KEY_DOWN, key.key, key.keys);
+        EXPECT_EQ(record->scrollLeft, key.left);
+        EXPECT_EQ(record->scrollTop, key.top);
+    }
 }
 
 // The phases a test tool receives, with the window and point.

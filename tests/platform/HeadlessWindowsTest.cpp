@@ -1,6 +1,6 @@
 // The headless platform as the shell's tests rely on it: the order of the creation and
-// destruction messages, activation, controls, painting into the canvas, menus, and the
-// scripted dialogs.
+// destruction messages, activation, controls and painting into the canvas (its menus and
+// scripted dialogs serve every test of the shell).
 #include <gtest/gtest.h>
 
 #include <string>
@@ -122,36 +122,4 @@ TEST_F(HeadlessWindows, PaintingDrawsIntoTheCanvas)
     PlatformDrawXorRect(context, &band);
     EXPECT_EQ(canvas->rows[canvas->height - 1 - 2][3 * 2], 0x30);
     PlatformEndDraw(window, context);
-}
-
-TEST_F(HeadlessWindows, MenusAndDialogsFollowTheScript)
-{
-    static const MenuItem MENU[] = {{-1, "&File", 0},
-                                    {1002, "&Open...", 1},
-                                    {0, "", 1},
-                                    {1100, "&1: a.tif", 1},
-                                    {0, nullptr, 0}};
-    PlatformSetMenu(MENU);
-    PlatformSetMenuItem(1101, 1100, "&2: b.tif");
-    const char *label;
-    ASSERT_TRUE(HeadlessMenuState(1101, nullptr, nullptr, &label));
-    EXPECT_STREQ(label, "&2: b.tif");
-    PlatformSetMenuItem(1100, 0, nullptr);
-    EXPECT_FALSE(HeadlessMenuState(1100, nullptr, nullptr, nullptr));
-
-    FileDialogRequest request = {
-        FILE_DIALOG_OPEN_MANY, "File Open", "TIFF\0*.tif\0", 0, "/tmp", ""};
-    FileDialogResult result;
-    HeadlessQueueFileDialog("/tmp/a.tif\0/tmp/b.tif\0", 0);
-    ASSERT_EQ(PlatformFileDialog(&request, &result), 1);
-    EXPECT_STREQ(result.paths, "/tmp/a.tif");
-    EXPECT_STREQ(result.paths + strlen(result.paths) + 1, "/tmp/b.tif");
-    EXPECT_EQ(PlatformFileDialog(&request, &result), 0); // nothing queued: cancelled
-    EXPECT_STREQ(HeadlessLastFileDialog()->title, "File Open");
-
-    WindowHandle window = Child("a");
-    HeadlessSetModalHandler([](WindowHandle modal) { PlatformEndModal(modal, 6); });
-    EXPECT_EQ(PlatformRunModal(window), 6);
-    HeadlessSetModalHandler(nullptr);
-    EXPECT_EQ(PlatformRunModal(window), 0); // nobody ended it: as if cancelled
 }

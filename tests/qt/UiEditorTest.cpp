@@ -90,9 +90,6 @@ TEST_F(UiEditor, OpensTheSamplePictureAndZoomsFromTheMenu)
     EXPECT_EQ(large, drawn);
     UiSaveScreenshot(large, "vistel-icon");
     UiSaveScreenshot(QtPlatformFrameWidget(window)->grab().toImage(), "editor-window-icon");
-    // The workspace shows the color of the preferences, 64 / 255 each by default.
-    QImage shot = main->grab().toImage();
-    EXPECT_EQ(shot.pixel(shot.width() - 10, shot.height() - 10) & 0xffffff, 0x404040u);
 
     // From 1:1 one step in is 2:1, and two steps out from there are 1:1 and then 1:2.
     Command(COMMAND_ZOOM_ONE);
@@ -198,26 +195,20 @@ TEST_F(UiEditor, ScrollBarsStandWhereTheViewStandsAndTheThumbReachesBothEnds)
     EXPECT_EQ(record->sourceLeft, 0);
 }
 
-TEST_F(UiEditor, RulersLabelEveryZoomWithoutCrowdingAndStayBesideTheView)
+TEST_F(UiEditor, RulersLabelWithoutCrowdingAndStayBesideTheView)
 {
     Prefs.showRuler = 1;
     struct Shot {
         int command;
         const char *name;
-    } shots[] = {{COMMAND_ZOOM_ONE, "editor-ruler-1to1"},
-                 {COMMAND_ZOOM_IN, "editor-ruler-2to1"},
-                 {COMMAND_ZOOM_IN, "editor-ruler-3to1"},
-                 {COMMAND_ZOOM_OUT, "editor-ruler-2to1-again"},
-                 {COMMAND_ZOOM_OUT, "editor-ruler-1to1-again"},
-                 {COMMAND_ZOOM_OUT, "editor-ruler-1to2"},
-                 {COMMAND_ZOOM_OUT, "editor-ruler-1to3"}};
+    } shots[] = {{COMMAND_ZOOM_ONE, "editor-ruler-1to1"}, {COMMAND_ZOOM_OUT, "editor-ruler-1to2"}};
     for (const Shot &shot : shots) {
         Command(shot.command);
         PlatformInvalidate(window, nullptr);
         UiSettle(50);
         Screenshot(shot.name);
     }
-    // Maximised, the window is far larger than the picture at 1:3: the rulers stay a band
+    // Maximised, the window is far larger than the picture at 1:2: the rulers stay a band
     // of the border's width beside the view, in millimetres too.
     PlatformShowWindow(window, SHOW_MAXIMIZED);
     UiSettle(200);
@@ -230,32 +221,24 @@ TEST_F(UiEditor, RulersLabelEveryZoomWithoutCrowdingAndStayBesideTheView)
     Prefs.showRuler = 0;
 }
 
-TEST_F(UiEditor, LargePicturesOpenInWindowsWithinTheWorkspaceAndFitBringsThemBack)
+TEST_F(UiEditor, ALargePictureOpensWithinTheWorkspaceAndFitBringsItBack)
 {
-    // Three 6000 x 4000 pictures opened as the open flow opens them: each at the zoom that
-    // fits the workspace, staggered, and moved back in where the stagger would push it out.
+    // A 6000 x 4000 picture opened as the open flow opens it, at the zoom that fits the
+    // workspace (the staggering of several is the headless tests' part).
     Rect workspace;
     PlatformGetClientRect(PlatformWorkspace(), &workspace);
     WindowHandle large = nullptr;
-    for (int i = 0; i < 3; i++) {
-        int slot = -1;
-        ImageWindow *picture = nullptr;
-        ASSERT_EQ(SlotAllocate(&slot, &picture), ERROR_NONE);
-        ASSERT_EQ(ImageAlloc(&picture->picture.image, TYPE_GRAY8, 6000, 4000, 300.0), ERROR_NONE);
-        for (int y = 0; y < 4000; y++)
-            for (int x = 0; x < 6000; x++)
-                picture->picture.image.rows[y][x] = ((x / 500 + y / 500) & 1) ? 200 : 60;
-        picture->zoom = InitialZoom(6000, 4000);
-        ASSERT_EQ(ImageWindowShow(picture, &large), ERROR_NONE);
-        UiSettle(100);
-        Rect rect;
-        PlatformGetWindowRect(large, &rect);
-        EXPECT_GE(rect.left, 0);
-        EXPECT_GE(rect.top, 0);
-        EXPECT_LE(rect.right, workspace.right);
-        EXPECT_LE(rect.bottom, workspace.bottom);
-    }
-    Screenshot("editor-large-pictures");
+    int slot = -1;
+    ImageWindow *picture = nullptr;
+    ASSERT_EQ(SlotAllocate(&slot, &picture), ERROR_NONE);
+    ASSERT_EQ(ImageAlloc(&picture->picture.image, TYPE_GRAY8, 6000, 4000, 300.0), ERROR_NONE);
+    for (int y = 0; y < 4000; y++)
+        for (int x = 0; x < 6000; x++)
+            picture->picture.image.rows[y][x] = ((x / 500 + y / 500) & 1) ? 200 : 60;
+    picture->zoom = InitialZoom(6000, 4000);
+    ASSERT_EQ(ImageWindowShow(picture, &large), ERROR_NONE);
+    UiSettle(100);
+    Screenshot("editor-large-picture");
 
     // Pushed half out of the workspace, Zoom Out to Fit Screen brings it back whole.
     Rect rect;
@@ -265,6 +248,8 @@ TEST_F(UiEditor, LargePicturesOpenInWindowsWithinTheWorkspaceAndFitBringsThemBac
     UiSettle(50);
     Command(COMMAND_ZOOM_FIT);
     PlatformGetWindowRect(large, &rect);
+    EXPECT_GE(rect.left, 0);
+    EXPECT_GE(rect.top, 0);
     EXPECT_LE(rect.right, workspace.right);
     EXPECT_LE(rect.bottom, workspace.bottom);
     EXPECT_EQ(WindowRecord(large)->scrollRangeX, 0);

@@ -19,25 +19,39 @@
 #include "ui/ImageWindows.h"
 #include "ui/Transform.h"
 
-TEST(UiGamma, SliderPreviewAndApplyOnTheSample)
-{
-    ASSERT_EQ(QtPlatformStart(), ERROR_NONE);
-    ASSERT_EQ(Initialise(), ERROR_NONE);
-    ASSERT_EQ(CreateFrame(), ERROR_NONE);
-    QMainWindow *main = QtPlatformMainWindow();
-    main->setGeometry(0, 0, 1280, 860);
-    main->activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(main));
-    UiSettle(50);
-
+// The editor started with the sample open and Gamma Adjust opened from the menu.
+class UiGamma : public testing::Test {
+  protected:
+    QMainWindow *main = nullptr;
     WindowHandle input = nullptr;
-    std::string sample = UiDataPath("data/samples/sample.tif");
-    ASSERT_EQ(OpenImageFile(sample.c_str(), -1, &input), ERROR_NONE);
-    UiSettle(100);
-    PlatformSendMessage(FrameWindow, MSG_COMMAND, COMMAND_GAMMA, 0);
-    UiSettle(100);
-    WindowHandle dialog = DialogWindow;
-    ASSERT_NE(dialog, nullptr);
+    WindowHandle dialog = nullptr;
+    void SetUp() override
+    {
+        ASSERT_EQ(QtPlatformStart(), ERROR_NONE);
+        ASSERT_EQ(Initialise(), ERROR_NONE);
+        ASSERT_EQ(CreateFrame(), ERROR_NONE);
+        main = QtPlatformMainWindow();
+        main->setGeometry(0, 0, 1280, 860);
+        main->activateWindow();
+        ASSERT_TRUE(QTest::qWaitForWindowActive(main));
+        UiSettle(50);
+        std::string sample = UiDataPath("data/samples/sample.tif");
+        ASSERT_EQ(OpenImageFile(sample.c_str(), -1, &input), ERROR_NONE);
+        UiSettle(100);
+        PlatformSendMessage(FrameWindow, MSG_COMMAND, COMMAND_GAMMA, 0);
+        UiSettle(200);
+        dialog = DialogWindow;
+        ASSERT_NE(dialog, nullptr);
+    }
+    void TearDown() override
+    {
+        Shutdown();
+        QtPlatformStop();
+    }
+};
+
+TEST_F(UiGamma, SliderPreviewAndApplyOnTheSample)
+{
     EXPECT_EQ(CurrentOperation, KIND_GAMMA);
 
     // A press three quarters along the slider's track puts the factor above 1.
@@ -86,28 +100,10 @@ TEST(UiGamma, SliderPreviewAndApplyOnTheSample)
     UiSettle(50);
     EXPECT_EQ(DialogWindow, nullptr);
     EXPECT_TRUE(PlatformWindowExists(result));
-
-    Shutdown();
-    QtPlatformStop();
 }
 
-TEST(UiGamma, TheKeyboardReachesTheSliderByTabAndMovesIt)
+TEST_F(UiGamma, TheKeyboardReachesTheSliderByTabAndMovesIt)
 {
-    ASSERT_EQ(QtPlatformStart(), ERROR_NONE);
-    ASSERT_EQ(Initialise(), ERROR_NONE);
-    ASSERT_EQ(CreateFrame(), ERROR_NONE);
-    QMainWindow *main = QtPlatformMainWindow();
-    main->activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(main));
-    UiSettle(50);
-    WindowHandle input = nullptr;
-    std::string sample = UiDataPath("data/samples/sample.tif");
-    ASSERT_EQ(OpenImageFile(sample.c_str(), -1, &input), ERROR_NONE);
-    UiSettle(100);
-    PlatformSendMessage(FrameWindow, MSG_COMMAND, COMMAND_GAMMA, 0);
-    UiSettle(200);
-    WindowHandle dialog = DialogWindow;
-    ASSERT_NE(dialog, nullptr);
     // The dialog keeps the focus through the preview that opens with it.
     EXPECT_EQ(PlatformFocusWindow(), dialog);
 
@@ -136,6 +132,4 @@ TEST(UiGamma, TheKeyboardReachesTheSliderByTabAndMovesIt)
 
     PlatformSendMessage(dialog, MSG_COMMAND, BUTTON_CANCEL, 0);
     UiSettle(50);
-    Shutdown();
-    QtPlatformStop();
 }

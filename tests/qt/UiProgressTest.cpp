@@ -1,6 +1,6 @@
-// The progress window on Qt during real long operations: its Cancel button, clicked as a
-// person would once the work is well under way, stops a Negative and a TIFF read with
-// ERROR_ABORTED, while clicks and keys meant for other windows go nowhere.
+// The progress window on Qt during a real long operation: its Cancel button, clicked as a
+// person would once the work is well under way, stops a Negative with ERROR_ABORTED, while
+// clicks and keys meant for other windows go nowhere.
 #include <QDir>
 #include <QMainWindow>
 #include <QPushButton>
@@ -102,35 +102,6 @@ TEST_F(UiProgress, CancelStopsANegativeUnderWayAndNothingElseGetsInput)
     SlotFree(resultSlot);
 }
 
-TEST_F(UiProgress, CancelStopsATiffRead)
-{
-    int slot;
-    ImageWindow *record;
-    ASSERT_EQ(SlotAllocate(&slot, &record), ERROR_NONE);
-    // Large enough that the read lasts several of the pump's 16 ms turns, so that Cancel is
-    // clicked well before its end.
-    ASSERT_EQ(ImageAlloc(&record->picture.image, TYPE_COLOR48, 4000, 3000, 300), ERROR_NONE);
-    for (int y = 0; y < record->picture.image.height; y++)
-        memset(record->picture.image.rows[y], (y * 7) & 255,
-               (size_t)record->picture.image.rowBytes);
-    std::string folder = std::string(VISTEL_TEST_OUTPUT) + "/ui";
-    QDir().mkpath(QString::fromStdString(folder));
-    std::string path = folder + "/large.tif";
-    ASSERT_EQ(FileSave(path.c_str(), FILE_SAVE_TIFF, &record->picture, 0), ERROR_NONE);
-    SlotFree(slot);
-
-    ASSERT_EQ(SlotAllocate(&slot, &record), ERROR_NONE);
-    QTimer timer;
-    WatchStart(&timer, other, nullptr);
-    EXPECT_EQ(FileLoad(path.c_str(), FILE_OPEN_ALL, &record->picture, 1), ERROR_ABORTED);
-    EXPECT_GE(Watch.clickedAt, ROWS_BEFORE_CANCEL);
-    EXPECT_LT(Watch.clickedAt, Watch.last);
-    EXPECT_EQ(UiLogOf("other"), std::vector<std::string>());
-    ExpectGateOpen();
-    SlotFree(slot);
-    QFile::remove(QString::fromStdString(path));
-}
-
 TEST_F(UiProgress, WorkWithoutCancelHasNoButtonAndRunsToTheEnd)
 {
     ProgressOpen(0, 9, "Area", 0);
@@ -138,14 +109,7 @@ TEST_F(UiProgress, WorkWithoutCancelHasNoButtonAndRunsToTheEnd)
     EXPECT_EQ(QtPlatformWidget(ProgressWindow)->findChild<QPushButton *>(), nullptr);
     for (int row = 0; row < 10; row++)
         EXPECT_EQ(ProgressStep(row), ERROR_NONE);
-    // The bar is black to its right end once the last row is shown.
-    QImage shot = QtPlatformWidget(ProgressWindow)->grab().toImage();
-    const ProgressState *state = ProgressCurrent();
-    EXPECT_EQ(
-        shot.pixel(state->barRect.right - 3, (state->barRect.top + state->barRect.bottom) / 2) &
-            0xffffff,
-        0u);
-    UiSaveScreenshot(shot, "progress-done");
+    UiSaveScreenshot(QtPlatformWidget(ProgressWindow)->grab().toImage(), "progress-done");
     ProgressClose();
     ExpectGateOpen();
 }

@@ -1,8 +1,8 @@
 // The editor's life from one start to the next, through the real start-up, file flows,
 // commands and shutdown: two pictures made by ImageMagick open from the command line, one is
-// zoomed and scrolled from the menus, copied, inverted and put on the clipboard, the
-// negative is saved as PNG, Close All asks about the unsaved copy, the program ends writing
-// its state, and a second start finds the files in its File menu.
+// zoomed from the menus, copied, inverted and put on the clipboard, the negative is saved as
+// PNG, Close All asks about the unsaved copy, the program ends writing its state, and a
+// second start finds the files in its File menu.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -35,13 +35,6 @@ static std::string Label(int id)
     return label;
 }
 
-static int Enabled(int id)
-{
-    int enabled = -1;
-    HeadlessMenuState(id, &enabled, nullptr, nullptr);
-    return enabled;
-}
-
 static int EndsWith(const std::string &text, const std::string &end)
 {
     return text.size() >= end.size() &&
@@ -63,16 +56,6 @@ static int ToolGray(const std::string &path, int x, int y)
                       &output),
               0);
     return atoi(output.c_str());
-}
-
-// The top row of a window's view equals the picture's row top (from the top), from the
-// source's left column on.
-static void ExpectViewTopRow(const ImageWindow *record, int top)
-{
-    const uint8_t *view = record->view.rows[record->viewHeight - 1];
-    const uint8_t *picture = record->picture.image.rows[record->picture.image.height - 1 - top];
-    for (int x = 0; x < record->viewWidth; x++)
-        ASSERT_EQ(view[x], picture[record->sourceLeft + x]) << "view column " << x;
 }
 
 TEST(EditorLife, FromTheCommandLineToTheNextStart)
@@ -125,17 +108,6 @@ TEST(EditorLife, FromTheCommandLineToTheNextStart)
     EXPECT_EQ(bigRecord->zoom, 1);
     EXPECT_EQ(TitleOf(bigWindow), "big.tif (1:1)");
     ASSERT_GT(bigRecord->scrollRangeX, 0);
-    ASSERT_GT(bigRecord->scrollRangeY, 0);
-    // To the top left corner by the keys, a page down by the bar: the view shows the rows
-    // the positions say.
-    PlatformSendMessage(bigWindow, MSG_KEY_DOWN, KEY_HOME, KEYS_CONTROL);
-    EXPECT_EQ(bigRecord->scrollLeft, 0);
-    EXPECT_EQ(bigRecord->scrollTop, 0);
-    ExpectViewTopRow(bigRecord, 0);
-    WindowHandle down = (WindowHandle)PlatformGetWindowWord(bigWindow, WORD_VSCROLL);
-    HeadlessScroll(down, SCROLL_PAGE_DOWN, 0);
-    EXPECT_EQ(bigRecord->scrollTop, bigRecord->viewHeight * 7 / 8);
-    ExpectViewTopRow(bigRecord, bigRecord->scrollTop);
     HeadlessChooseMenu(COMMAND_ZOOM_OUT);
     EXPECT_EQ(TitleOf(bigWindow), "big.tif (1:2)");
 
@@ -155,14 +127,9 @@ TEST(EditorLife, FromTheCommandLineToTheNextStart)
         EXPECT_EQ(negative->picture.image.rows[1499 - point[1]][point[0]],
                   255 - bigRecord->picture.image.rows[1499 - point[1]][point[0]]);
     // Copy and Negative leave their input as it was: nothing to undo.
-    PlatformSendMessage(FrameWindow, MSG_INIT_MENU, 0, 0);
     EXPECT_EQ(UndoAvailable(), 0);
-    EXPECT_EQ(Enabled(COMMAND_UNDO), 0);
-    EXPECT_EQ(Enabled(COMMAND_UNDO_ALL), 0);
-    // The negative goes to the clipboard too, which Paste then offers.
+    // The negative goes to the clipboard too, to be kept there at the end.
     HeadlessChooseMenu(COMMAND_COPY_CLIPBOARD);
-    PlatformSendMessage(FrameWindow, MSG_INIT_MENU, 0, 0);
-    EXPECT_EQ(Enabled(COMMAND_PASTE), 1);
 
     // Save As PNG: the dialog offers the title's name as TIFF, the type of the preferences;
     // the user picks PNG and types a name without extension.

@@ -111,13 +111,10 @@ TEST_F(FileQuestions, AProfileIsSavedOnlyAsIcm)
 
     EXPECT_EQ(SaveEmbeddedProfile(window), ERROR_ABORTED);
     const HeadlessFileDialogRecord *dialog = HeadlessLastFileDialog();
-    EXPECT_STREQ(dialog->title, "Save Profile");
     // The flow asks about an existing file itself: the dialog must not ask too.
     EXPECT_EQ(dialog->mode, FILE_DIALOG_SAVE_NO_PROMPT);
     EXPECT_STREQ(dialog->name, "Camera RGB.icm");
     EXPECT_EQ(std::string(dialog->folder), Path("user"));
-    std::vector<std::string> filters = {"ICC Color Profile", "*.icm"};
-    EXPECT_EQ(LastFilters(), filters);
 
     // Another extension, or none (nothing is added), sends the user back to the dialog.
     const std::string refusal = "ICC profiles must have an extension of .icm";

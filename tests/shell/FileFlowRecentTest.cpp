@@ -122,21 +122,6 @@ TEST_F(RecentFiles, TheListFollowsTheLengthPreference)
     EXPECT_EQ(Label(1102), "(none)");
 }
 
-TEST_F(RecentFiles, TheListFromTheSavedStateMakesTheMenu)
-{
-    Saved.recentCount = 2;
-    strcpy(Saved.recentFiles[0], "/p/x.tif");
-    strcpy(Saved.recentFiles[1], "/p/y.tif");
-    RecentFilesMenuUpdate();
-    EXPECT_EQ(Label(1100), "&1: /p/x.tif");
-    EXPECT_EQ(Label(1101), "&2: /p/y.tif");
-    int enabled = 0;
-    int checked = 1;
-    ASSERT_TRUE(HeadlessMenuState(1101, &enabled, &checked, nullptr));
-    EXPECT_EQ(enabled, 1);
-    EXPECT_EQ(checked, 0);
-}
-
 TEST_F(RecentFiles, EmptyAndOverlongPathsAreNotKept)
 {
     AddRecentFile("/p/a.tif");
@@ -168,16 +153,4 @@ TEST_F(RecentFiles, ALengthOutsideNoneToTenIsHeldToIt)
     AddRecentFile("/p/none.tif");
     EXPECT_EQ(Saved.recentCount, 0);
     EXPECT_EQ(Label(1100), "(none)");
-}
-
-TEST_F(RecentFiles, RemovingEveryFileEmptiesTheList)
-{
-    AddRecentFile("/p/a.tif");
-    AddRecentFile("/p/b.tif");
-    RemoveRecentFile("/p/a.tif");
-    RemoveRecentFile("/p/B.TIF");
-    EXPECT_EQ(Saved.recentCount, 0);
-    EXPECT_EQ(Label(1100), "(none)");
-    RemoveRecentFile("/p/b.tif"); // gone already: nothing happens
-    EXPECT_EQ(Saved.recentCount, 0);
 }

@@ -42,33 +42,6 @@ TEST(DisplayZoom, ZoomedSizesRoundReductionsUp)
     }
 }
 
-TEST_F(DisplayWindows, LayoutWithoutBarsCentresTheView)
-{
-    ImageWindow *record;
-    WindowHandle window = Picture(TYPE_GRAY8, 100, 80, 1, 200, 150, &record);
-    ASSERT_NE(window, nullptr);
-    EXPECT_EQ(record->viewWidth, 100);
-    EXPECT_EQ(record->viewHeight, 80);
-    EXPECT_EQ(record->scrollRangeX, 0);
-    EXPECT_EQ(record->scrollRangeY, 0);
-    int range, position, page;
-    EXPECT_FALSE(HeadlessScrollBar((WindowHandle)PlatformGetWindowWord(window, WORD_HSCROLL),
-                                   &range, &position, &page));
-    EXPECT_FALSE(HeadlessScrollBar((WindowHandle)PlatformGetWindowWord(window, WORD_VSCROLL),
-                                   &range, &position, &page));
-    EXPECT_EQ(record->viewLeft, 50); // (200 - 100) / 2
-    EXPECT_EQ(record->viewTop, 35);  // (150 - 80) / 2
-    EXPECT_EQ(record->scrollRight, 99);
-    EXPECT_EQ(record->scrollBottom, 79);
-    EXPECT_EQ(record->sourceLeft, 0);
-    EXPECT_EQ(record->sourceTop, 0);
-    EXPECT_EQ(record->sourceRight, 99);
-    EXPECT_EQ(record->sourceBottom, 79);
-    // The size message made the view.
-    EXPECT_EQ(record->view.width, 100);
-    EXPECT_EQ(record->screen.height, 80);
-}
-
 TEST_F(DisplayWindows, LayoutAddsScrollBarsInTurn)
 {
     // A client of 200 by 150 with the border of 16 leaves 168 by 118; a bar takes 16.
@@ -458,11 +431,7 @@ TEST_F(DisplayWindows, ZoomOutFromOneGoesToMinusTwoThenMinusThree)
     EXPECT_EQ(record->viewWidth, 134);
     EXPECT_EQ(record->viewHeight, 100);
     EXPECT_EQ(record->scrollRangeX, 0);
-    Image fresh, freshScreen;
-    FreshView(record, &record->picture.image, &fresh, &freshScreen);
-    ExpectImagesNear(fresh, record->view, 0);
-    ImageFree(&fresh);
-    ImageFree(&freshScreen);
+    ExpectFreshView(record, &record->picture.image);
 
     ZoomIn(window, record, 0, -1, -1);
     EXPECT_EQ(record->zoom, -2);
@@ -502,11 +471,7 @@ TEST_F(DisplayWindows, ZoomWithResizeGrowsAndShrinksTheWindow)
     EXPECT_EQ(record->viewWidth, 200);
     EXPECT_EQ(record->viewHeight, 160);
     EXPECT_EQ(record->scrollRangeX, 0);
-    Image fresh, freshScreen;
-    FreshView(record, &record->picture.image, &fresh, &freshScreen);
-    ExpectImagesNear(fresh, record->view, 0);
-    ImageFree(&fresh);
-    ImageFree(&freshScreen);
+    ExpectFreshView(record, &record->picture.image);
 
     ZoomOneToOne(window, record, 1, -1, -1);
     EXPECT_EQ(record->zoom, 1);

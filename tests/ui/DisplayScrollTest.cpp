@@ -130,12 +130,7 @@ TEST_F(DisplayWindows, ScrolledViewsEqualViewsMadeAfresh)
             SCOPED_TRACE(testing::Message() << "scroll " << step.code << " at "
                                             << record->scrollLeft << "," << record->scrollTop);
             PlatformSendMessage(window, step.message, step.code | ((uintptr_t)step.thumb << 16), 0);
-            Image view, screen;
-            FreshView(record, &record->picture.image, &view, &screen);
-            ExpectImagesNear(view, record->view, 0);
-            ExpectImagesNear(screen, record->screen, 0);
-            ImageFree(&view);
-            ImageFree(&screen);
+            ExpectFreshView(record, &record->picture.image, 1);
             // What the window shows equals a whole repaint.
             HeadlessPaint(window);
             Image shown = {};
@@ -153,26 +148,13 @@ TEST_F(DisplayWindows, ScrolledViewsEqualViewsMadeAfresh)
 static WindowHandle PreviewMake(DisplayWindows *fixture, const Image *input, int zoom,
                                 int clientWidth, int clientHeight, ImageWindow **record)
 {
-    (void)fixture;
     int slot;
     EXPECT_EQ(SlotAllocate(&slot, record), ERROR_NONE);
     (*record)->zoom = zoom;
     OutputWidth = input->width;
     OutputHeight = input->height;
     TestLog.input = input;
-    WindowCreate request = {CLASS_CHILD,
-                            KIND_PREVIEW,
-                            slot,
-                            "Preview",
-                            STYLE_CAPTION,
-                            0,
-                            0,
-                            clientWidth + TEST_FRAME_ACROSS,
-                            clientHeight + TEST_FRAME_DOWN,
-                            nullptr,
-                            0,
-                            0};
-    return PlatformCreateWindow(&request);
+    return fixture->Bare(KIND_PREVIEW, "Preview", slot, clientWidth, clientHeight);
 }
 
 TEST_F(DisplayWindows, PreviewScrollAsksItsDialogForTheStripAlone)
@@ -199,11 +181,7 @@ TEST_F(DisplayWindows, PreviewScrollAsksItsDialogForTheStripAlone)
     EXPECT_EQ(TestLog.lastRegion.right, 46);
     EXPECT_EQ(TestLog.lastRegion.top, 0);
     EXPECT_EQ(TestLog.lastRegion.bottom, 71);
-    Image view, screen;
-    FreshView(record, &input, &view, &screen);
-    ExpectImagesNear(view, record->view, 0);
-    ImageFree(&view);
-    ImageFree(&screen);
+    ExpectFreshView(record, &input);
 
     // Up a line of 72 / 8 = 9: 164 - 9 = 155 goes down to 154, ten rows, which come in at
     // the top: rows 62 to 71 counted from the bottom.
@@ -214,18 +192,12 @@ TEST_F(DisplayWindows, PreviewScrollAsksItsDialogForTheStripAlone)
     EXPECT_EQ(TestLog.lastRegion.bottom, 71);
     EXPECT_EQ(TestLog.lastRegion.left, 0);
     EXPECT_EQ(TestLog.lastRegion.right, 46);
-    FreshView(record, &input, &view, &screen);
-    ExpectImagesNear(view, record->view, 0);
-    ImageFree(&view);
-    ImageFree(&screen);
+    ExpectFreshView(record, &input);
 
     // A jump past the view asks for the whole view.
     EXPECT_EQ(PlatformSendMessage(preview, MSG_HSCROLL, SCROLL_TOP, 0), 1);
     EXPECT_TRUE(TestLog.lastWhole);
-    FreshView(record, &input, &view, &screen);
-    ExpectImagesNear(view, record->view, 0);
-    ImageFree(&view);
-    ImageFree(&screen);
+    ExpectFreshView(record, &input);
 
     // A preview that is not current asks for the whole view even for a line.
     EXPECT_EQ(ScrollPreviewWindow(preview, record, MSG_HSCROLL, SCROLL_LINE_DOWN, dialog, 0), 1);
@@ -270,11 +242,7 @@ TEST_F(DisplayWindows, WheelScrollsByLinesAndZoomsWithControl)
         int block = record->zoom < 0 ? -record->zoom : (before < 0 ? -before : 1);
         EXPECT_LE(abs(x1 - x0), block);
         EXPECT_LE(abs(y1 - y0), block);
-        Image view, screen;
-        FreshView(record, &record->picture.image, &view, &screen);
-        ExpectImagesNear(view, record->view, 0);
-        ImageFree(&view);
-        ImageFree(&screen);
+        ExpectFreshView(record, &record->picture.image);
     }
 }
 

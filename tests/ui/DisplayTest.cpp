@@ -30,23 +30,6 @@ static void MaskWindowFree(WindowHandle window, int slot)
     SlotFree(slot);
 }
 
-TEST(Display, ViewTypesFollowThePicture)
-{
-    TestStart();
-    struct Case {
-        int picture, plain, overlaid;
-    } cases[] = {
-        {TYPE_BINARY, TYPE_BINARY, TYPE_COLOR24},   {TYPE_GRAY8, TYPE_GRAY8, TYPE_COLOR24},
-        {TYPE_COLOR24, TYPE_COLOR24, TYPE_COLOR24}, {TYPE_GRAY16, TYPE_GRAY8, TYPE_COLOR24},
-        {TYPE_COLOR48, TYPE_COLOR24, TYPE_COLOR24}, {TYPE_COLOR, TYPE_EMPTY, TYPE_EMPTY},
-        {TYPE_HISTOGRAM, TYPE_EMPTY, TYPE_EMPTY}};
-    for (const Case &test : cases) {
-        SCOPED_TRACE(test.picture);
-        EXPECT_EQ(ViewType(test.picture, 0), test.plain);
-        EXPECT_EQ(ViewType(test.picture, 1), test.overlaid);
-    }
-}
-
 TEST(Display, EachTypeShowsItsPixelsAtZoomOneMagnifiedAndReduced)
 {
     TestStart();
@@ -98,24 +81,6 @@ TEST(Display, EachTypeShowsItsPixelsAtZoomOneMagnifiedAndReduced)
             ImageFree(&expected);
             PreviewWindowFree(&window);
         }
-}
-
-TEST(Display, SixteenBitSamplesGoThroughTheDepthTable)
-{
-    TestStart();
-    Image picture = {};
-    ImageWindow window;
-    ASSERT_EQ(ImageAlloc(&picture, TYPE_COLOR48, 2, 1, 72.0), ERROR_NONE);
-    int samples[6] = {0, 32767, 32768, 65535, 128, 129};
-    for (int i = 0; i < 6; i++)
-        PictureSetSample(&picture, i / 3, 0, i % 3, samples[i]);
-    PreviewWindowSetUp(&window, picture, 1, 0, 0, 2, 1);
-    ASSERT_EQ(RenderView(&picture, &window, 0, 0, 1, 0, 0), ERROR_NONE);
-    int expected[6] = {0, 127, 128, 255, 0, 1}; // the step from 0 to 1 lies at 128.5
-    for (int i = 0; i < 6; i++)
-        EXPECT_EQ(PictureSample(window.view, i / 3, 0, i % 3), expected[i]) << i;
-    ImageFree(&picture);
-    PreviewWindowFree(&window);
 }
 
 TEST(Display, MagnifiedPartStartsAtABlockAndKeepsTheRest)
@@ -270,28 +235,7 @@ TEST(Display, TypesWithoutPixelsRenderNothing)
     }
 }
 
-TEST(Display, OverlayAlphaZeroKeepsTheGrayView)
-{
-    TestStart();
-    Image picture;
-    PictureMake(&picture, TYPE_GRAY8, 4, 2, 2);
-    int maskValues[8] = {255, 255, 255, 255, 255, 255, 255, 255};
-    int slot;
-    WindowHandle mask = MaskWindowMake(4, 2, maskValues, &slot);
-    ImageWindow window;
-    PreviewWindowSetUp(&window, picture, 1, 0, 0, 4, 2);
-    window.overlayMask = mask;
-    window.overlayAlpha = 0;
-    window.overlayRed = 255;
-    ASSERT_EQ(RenderView(&picture, &window, 0, 0, 3, 1, 0), ERROR_NONE);
-    EXPECT_EQ(window.view.type, TYPE_GRAY8);
-    ExpectImagesNear(picture, window.view, 0);
-    ImageFree(&picture);
-    PreviewWindowFree(&window);
-    MaskWindowFree(mask, slot);
-}
-
-TEST(Display, OverlayAlphaMinusOneShowsTheMaskAsGray)
+TEST(Display, OverlayAlphaZeroKeepsTheGrayViewAndMinusOneShowsTheMask)
 {
     TestStart();
     Image picture;
@@ -302,6 +246,12 @@ TEST(Display, OverlayAlphaMinusOneShowsTheMaskAsGray)
     ImageWindow window;
     PreviewWindowSetUp(&window, picture, 1, 0, 0, 4, 2);
     window.overlayMask = mask;
+    window.overlayAlpha = 0;
+    window.overlayRed = 255;
+    ASSERT_EQ(RenderView(&picture, &window, 0, 0, 3, 1, 0), ERROR_NONE);
+    EXPECT_EQ(window.view.type, TYPE_GRAY8);
+    ExpectImagesNear(picture, window.view, 0);
+
     window.overlayAlpha = -1;
     ASSERT_EQ(RenderView(&picture, &window, 0, 0, 3, 1, 0), ERROR_NONE);
     ASSERT_EQ(window.view.type, TYPE_COLOR24);
@@ -424,32 +374,6 @@ static int SmoothReference(const Image &picture, int sx, int sy, int n, int c)
     int mean = (int)(sum / count);
     int wide = picture.type == TYPE_GRAY16 || picture.type == TYPE_COLOR48;
     return wide ? Depth16To8[mean] : mean;
-}
-
-TEST(Display, SmoothedReductionsAreTheBlockMeansForEveryTypeAndZoom)
-{
-    TestStart();
-    Prefs.smoothZoom = 1;
-    for (int type : {TYPE_GRAY8, TYPE_COLOR24, TYPE_GRAY16, TYPE_COLOR48})
-        for (int zoom : {-2, -3, -4, -5, -7, -8, -16}) {
-            SCOPED_TRACE(testing::Message() << "type " << type << " zoom " << zoom);
-            Image picture;
-            ImageWindow window;
-            // Odd sizes cut the last blocks; the view starts 3 columns in.
-            PictureMake(&picture, type, 83, 37, type + zoom);
-            int n = -zoom;
-            int width = ZoomedSize(83 - 3, zoom), height = ZoomedSize(37, zoom);
-            PreviewWindowSetUp(&window, picture, zoom, 3, 0, width, height);
-            ASSERT_EQ(RenderView(&picture, &window, 0, 0, width - 1, height - 1, 0), ERROR_NONE);
-            for (int y = 0; y < height; y++)
-                for (int x = 0; x < width; x++)
-                    for (int c = 0; c < PictureChannels(type); c++)
-                        ASSERT_EQ(PictureSample(window.view, x, y, c),
-                                  SmoothReference(picture, 3 + x * n, y * n, n, c))
-                            << x << "," << y << "," << c;
-            ImageFree(&picture);
-            PreviewWindowFree(&window);
-        }
 }
 
 TEST(Display, ReductionsBeyond256KeepTheirSumsWhole)

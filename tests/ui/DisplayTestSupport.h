@@ -99,7 +99,7 @@ inline MessageResult DisplayTestProcedure(WindowHandle window, uint32_t message,
 }
 
 class DisplayWindows : public testing::Test {
-  protected:
+  public:
     void SetUp() override
     {
         TestStart();
@@ -177,6 +177,19 @@ inline void FreshView(const ImageWindow *record, const Image *picture, Image *vi
               ERROR_NONE);
     *view = copy.view;
     *screen = copy.screen;
+}
+
+// The window's view, and its screen when asked, equal the ones made afresh now.
+inline void ExpectFreshView(const ImageWindow *record, const Image *picture, int screenToo = 0)
+{
+    Image view, screen;
+    FreshView(record, picture, &view, &screen);
+    ExpectImagesNear(view, record->view, 0);
+    if (screenToo) {
+        ExpectImagesNear(screen, record->screen, 0);
+    }
+    ImageFree(&view);
+    ImageFree(&screen);
 }
 
 // The 0xRRGGBB of client pixel (x, y) of a canvas.

@@ -158,4 +158,3 @@ TEST(FileComment, CopyAppendsCopiesAndPassesTitleAndFileType)
     SlotFree(source->slot);
     SlotFree(destination->slot);
 }
-

@@ -17,7 +17,7 @@ static int SlotOf(WindowHandle window)
     return (int)PlatformGetWindowWord(window, WORD_SLOT);
 }
 
-TEST_F(ImageWindows, TheTwoHundredFiftySeventhPictureIsRefusedAndFreedSlotsRotate)
+TEST_F(ImageWindows, TheTwoHundredFiftySeventhPictureIsRefused)
 {
     WindowHandle windows[SLOT_COUNT];
     for (int i = 0; i < SLOT_COUNT; i++) {
@@ -30,20 +30,10 @@ TEST_F(ImageWindows, TheTwoHundredFiftySeventhPictureIsRefusedAndFreedSlotsRotat
     EXPECT_EQ(extra, nullptr);
     EXPECT_EQ(HeadlessWindowCount(), count);
 
-    // A freed slot is the only one, so the next picture takes it.
+    // A closed window's slot serves again (the order of the search is the table's test).
     PlatformDestroyWindow(windows[100]);
     ASSERT_EQ(NewImageWindow(nullptr, &windows[100], -1, -1, 0), ERROR_NONE);
     EXPECT_EQ(SlotOf(windows[100]), 100);
-
-    // With two free, the search starts where the rotating index stands (1, after 257
-    // allocations), so slot 200 goes before slot 0.
-    PlatformDestroyWindow(windows[0]);
-    PlatformDestroyWindow(windows[200]);
-    WindowHandle next = nullptr;
-    ASSERT_EQ(NewImageWindow(nullptr, &next, -1, -1, 0), ERROR_NONE);
-    EXPECT_EQ(SlotOf(next), 200);
-    ASSERT_EQ(NewImageWindow(nullptr, &next, -1, -1, 0), ERROR_NONE);
-    EXPECT_EQ(SlotOf(next), 0);
 }
 
 TEST_F(ImageWindows, ClosedSlotsAreNotReusedAtOnceSoUntitledNumbersRise)
@@ -79,15 +69,6 @@ TEST_F(ImageWindows, NewWindowsTakeTheGivenTheParentsOrTheDefaultSize)
     PlatformGetWindowRect(given, &rect);
     EXPECT_EQ(rect.right - rect.left, 150);
     EXPECT_EQ(rect.bottom - rect.top, 120);
-
-    // Both scroll bars exist from the start, hidden, in words 0 and 1.
-    WindowHandle across = (WindowHandle)PlatformGetWindowWord(given, WORD_HSCROLL);
-    WindowHandle down = (WindowHandle)PlatformGetWindowWord(given, WORD_VSCROLL);
-    int range, position, page;
-    ASSERT_NE(across, nullptr);
-    ASSERT_NE(down, nullptr);
-    EXPECT_FALSE(HeadlessScrollBar(across, &range, &position, &page));
-    EXPECT_FALSE(HeadlessScrollBar(down, &range, &position, &page));
 }
 
 TEST_F(ImageWindows, AWindowInUseCannotBeClosed)
@@ -245,30 +226,6 @@ TEST_F(ImageWindows, TheRightButtonShowsTheViewMenuAndSendsTheChoiceToTheFrame)
     EXPECT_EQ(ActiveWindow, first);
     EXPECT_EQ(WindowRecord(first)->zoom, 2);
     EXPECT_EQ(TitleOf(first), "Untitled 1 (2:1)");
-
-    const MenuItem *items = nullptr;
-    int count = HeadlessLastPopup(&items);
-    struct Expected {
-        int id;
-        const char *label;
-    };
-    const Expected expected[] = {
-        {3001, "&Display Info"},
-        {3002, "&Grid"},
-        {0, ""},
-        {3005, "Zoom &In"},
-        {3006, "Zoom In and &Resize"},
-        {3007, "Zoom &Out"},
-        {3015, "Zoom to &1:1"},
-        {3016, "Zoom to 1:1 and Re&size"},
-        {3004, "Zoom Out to &Fit Screen"},
-    };
-    ASSERT_EQ(count, 9);
-    for (int i = 0; i < count; i++) {
-        SCOPED_TRACE(i);
-        EXPECT_EQ(items[i].id, expected[i].id);
-        EXPECT_STREQ(items[i].label, expected[i].label);
-    }
 }
 
 TEST_F(ImageWindows, KeysScrollByPageLineAndToTheCorners)
@@ -287,33 +244,23 @@ TEST_F(ImageWindows, KeysScrollByPageLineAndToTheCorners)
     EXPECT_EQ(record->scrollLeft, 828);
     EXPECT_EQ(record->scrollTop, 588);
 
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_HOME, KEYS_CONTROL);
-    EXPECT_EQ(record->scrollLeft, 0);
-    EXPECT_EQ(record->scrollTop, 0);
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_PAGE_DOWN, 0);
-    EXPECT_EQ(record->scrollTop, 283);
-    EXPECT_EQ(record->scrollLeft, 0);
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_END, 0);
-    EXPECT_EQ(record->scrollLeft, 301);
-    EXPECT_EQ(record->scrollTop, 283);
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_LEFT, 0);
-    EXPECT_EQ(record->scrollLeft, 258);
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_HOME, 0);
-    EXPECT_EQ(record->scrollLeft, 0); // a page back, held at the edge
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_PAGE_UP, 0);
-    EXPECT_EQ(record->scrollTop, 0);
-
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_END, KEYS_CONTROL);
-    EXPECT_EQ(record->scrollLeft, 1656);
-    EXPECT_EQ(record->scrollTop, 1176);
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_RIGHT, 0);
-    EXPECT_EQ(record->scrollLeft, 1656);
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_UP, 0);
-    EXPECT_EQ(record->scrollTop, 1136);
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_HOME, KEYS_CONTROL);
-    PlatformSendMessage(window, MSG_KEY_DOWN, KEY_DOWN, 0);
-    EXPECT_EQ(record->scrollLeft, 0);
-    EXPECT_EQ(record->scrollTop, 40);
+    struct Key {
+        uint32_t key, keys;
+        int left, top; // the positions after it
+    } keys[] = {
+        {KEY_HOME, KEYS_CONTROL, 0, 0}, {KEY_PAGE_DOWN, 0, 0, 283},
+        {KEY_END, 0, 301, 283},         {KEY_LEFT, 0, 258, 283},
+        {KEY_HOME, 0, 0, 283}, // a page back, held at the edge
+        {KEY_PAGE_UP, 0, 0, 0},         {KEY_END, KEYS_CONTROL, 1656, 1176},
+        {KEY_RIGHT, 0, 1656, 1176},     {KEY_UP, 0, 1656, 1136},
+        {KEY_HOME, KEYS_CONTROL, 0, 0}, {KEY_DOWN, 0, 0, 40},
+    };
+    for (const Key &key : keys) {
+        SCOPED_TRACE(testing::Message() << key.key << " with " << key.keys);
+        PlatformSendMessage(window, MSG_KEY_DOWN, key.key, key.keys);
+        EXPECT_EQ(record->scrollLeft, key.left);
+        EXPECT_EQ(record->scrollTop, key.top);
+    }
 }
 
 // The phases a test tool receives, with the window and point.
@@ -428,8 +375,6 @@ TEST_F(ImageWindows, ChildrenKeepTheirPositionAndTheActiveWindow)
     // The words hold the client area's corner: the frame's half width in, the caption down.
     EXPECT_EQ(PlatformGetWindowWord(a, WORD_X), 34);
     EXPECT_EQ(PlatformGetWindowWord(a, WORD_Y), 64);
-    EXPECT_EQ(PlatformGetWindowWord(a, WORD_MODIFIED), 0);
-    EXPECT_EQ(PlatformGetWindowWord(a, WORD_KIND), KIND_IMAGE);
 
     WindowHandle b = MakePicture(TYPE_GRAY8, 60, 50);
     EXPECT_EQ(ActiveWindow, b);
@@ -561,4 +506,20 @@ TEST_F(ImageWindows, LargePicturesOpenInWindowsThatLieWithinTheWorkspace)
         EXPECT_EQ(record->scrollRangeX, 0);
         EXPECT_EQ(record->scrollRangeY, 0);
     }
+}
+
+TEST_F(ImageWindows, UsersHearOfAScrollOnlyWhenThePositionMoved)
+{
+    WindowHandle window = MakePicture(TYPE_GRAY8, 2000, 1500);
+    WindowHandle dialog = MakeRecordingChild(KIND_GAMMA, "Gamma Adjust");
+    ASSERT_EQ(MarkInUse(dialog, window, "Gamma Adjust", 1), ERROR_NONE);
+    WindowHandle down = (WindowHandle)PlatformGetWindowWord(window, WORD_VSCROLL);
+    HeadlessScroll(down, SCROLL_TOP, 0); // the picture opens at its middle
+    ASSERT_EQ(WindowRecord(window)->scrollTop, 0);
+    Recorded().clear();
+    HeadlessScroll(down, SCROLL_LINE_UP, 0); // already at the top: nothing moves
+    EXPECT_EQ(RecordedCount(dialog, MSG_INPUT_CHANGED), 0);
+    HeadlessScroll(down, SCROLL_LINE_DOWN, 0);
+    EXPECT_EQ(RecordedCount(dialog, MSG_INPUT_CHANGED), 1);
+    EXPECT_GT(WindowRecord(window)->scrollTop, 0);
 }

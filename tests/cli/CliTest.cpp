@@ -114,32 +114,6 @@ TEST_F(Cli, GammaAgreesWithTheFormulaOnEveryLevel)
     }
 }
 
-TEST_F(Cli, ConvertGivesTheTypeAskedFor)
-{
-    ASSERT_EQ(TestRun("convert -size 40x30 plasma:fractal -depth 8 -type TrueColor "
-                      "-compress none '" +
-                      Path("in.tif") + "'"),
-              0);
-    struct Target {
-        const char *name;
-        const char *info; // the first line vistel-cli info prints
-    };
-    for (Target target : {Target{"binary", "Binary Image"},
-                          {"gray8", "Black and White Image"},
-                          {"color24", "Color Image"},
-                          {"gray16", "Black and White Image (16-bit)"},
-                          {"color48", "Color Image (48-bit)"}}) {
-        SCOPED_TRACE(target.name);
-        std::string out = Path(std::string(target.name) + ".tif");
-        ASSERT_EQ(RunCli(std::string("convert --to ") + target.name + " '" + Path("in.tif") +
-                         "' '" + out + "'"),
-                  0);
-        std::string info;
-        ASSERT_EQ(RunCli("info '" + out + "'", nullptr, &info), 0);
-        EXPECT_EQ(info.substr(0, info.find('\n')), target.info);
-    }
-}
-
 TEST_F(Cli, CommentsAndProfilePassToTheResult)
 {
     std::string in = Path("in.tif");

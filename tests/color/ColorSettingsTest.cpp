@@ -48,44 +48,6 @@ class ColorSettingsFixture : public testing::Test {
     }
 };
 
-TEST_F(ColorSettingsFixture, DefaultsOfAFirstStart)
-{
-    ColorSettings settings;
-    memset(&settings, 0x5a, sizeof settings);
-    ColorSettingsDefault(&settings);
-    EXPECT_EQ(settings.available, 1);
-    EXPECT_EQ(settings.enabled, 1);
-    EXPECT_EQ(settings.engine, COLOR_ENGINE_LCMS);
-    EXPECT_STREQ(settings.workingPath, "");
-    EXPECT_STREQ(settings.proofPath, "");
-    EXPECT_EQ(settings.monitorIntent, 0);
-    EXPECT_EQ(settings.proofIntent, 0);
-    EXPECT_EQ(settings.gamutAlarm, 0);
-    EXPECT_EQ(settings.gamutAlarmColor[0], 128);
-    EXPECT_EQ(settings.gamutAlarmColor[1], 128);
-    EXPECT_EQ(settings.gamutAlarmColor[2], 128);
-    EXPECT_EQ(settings.onMismatch, MISMATCH_ASK);
-    for (const LoadedProfile &loaded : settings.loaded)
-        EXPECT_EQ(loaded.bytes, nullptr);
-    EXPECT_EQ(settings.monitorHandle, nullptr);
-}
-
-TEST_F(ColorSettingsFixture, EngineIsAlwaysLcms)
-{
-    for (int value : {0, 1, 7, -1}) {
-        SCOPED_TRACE(value);
-        EXPECT_EQ(ColorEngineFromValue(value), COLOR_ENGINE_LCMS);
-    }
-    char list[16];
-    memset(list, 'x', sizeof list);
-    ColorEngineList(list, sizeof list);
-    EXPECT_EQ(ListCount(list), 1);
-    EXPECT_STREQ(ListItem(list, 0), "lcms");
-    char tiny[3] = {'x', 'x', 'x'};
-    ColorEngineList(tiny, sizeof tiny);
-    EXPECT_EQ(tiny[0], 1);
-}
-
 TEST_F(ColorSettingsFixture, IntentTable)
 {
     struct Case {

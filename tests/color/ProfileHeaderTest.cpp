@@ -294,18 +294,6 @@ TEST(ProfileHeader, EveryTruncationOfARealProfileGivesTheTextOrInvalid)
     }
 }
 
-TEST(ProfileHeader, PrimariesOfNoProfileAreThoseOfSrgb)
-{
-    TestStart();
-    double white[3], red[3], green[3], blue[3];
-    EXPECT_EQ(ProfilePrimaries(nullptr, 0, white, red, green, blue), ERROR_NONE);
-    EXPECT_EQ(white[0], 0.9505);
-    EXPECT_EQ(white[2], 1.0891);
-    EXPECT_EQ(red[0], 0.4361);
-    EXPECT_EQ(green[1], 0.7169);
-    EXPECT_EQ(blue[2], 0.7141);
-}
-
 TEST(ProfileHeader, PrimariesOfAMadeProfileAreItsNumbersOver65536)
 {
     TestStart();

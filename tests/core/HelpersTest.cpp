@@ -235,21 +235,6 @@ TEST(Helpers, MemoryFillAndOverlappingCopy)
     EXPECT_EQ(bytes[0], 0);
 }
 
-TEST(Helpers, DateAndTimeStampsAreCalendarShaped)
-{
-    TestStart();
-    int date = DateStamp();
-    int time = TimeStamp();
-    EXPECT_GE(date / 10000, 2024);
-    EXPECT_GE(date / 100 % 100, 1);
-    EXPECT_LE(date / 100 % 100, 12);
-    EXPECT_GE(date % 100, 1);
-    EXPECT_LE(date % 100, 31);
-    EXPECT_LT(time / 10000, 24);
-    EXPECT_LT(time / 100 % 100, 60);
-    EXPECT_LT(time % 100, 61);
-}
-
 TEST(Text, StrCopyLimitCopiesAtMostLimitAndTerminates)
 {
     TestStart();

@@ -191,20 +191,6 @@ TEST(ImageAlloc, SameShapeKeepsPixelsAndChangesOnlyResolution)
     ImageFree(&before);
 }
 
-TEST(ImageFree, ClearedRecordAndSecondFreeAreHarmless)
-{
-    TestStart();
-    Image image = {};
-    ImageFree(&image);
-    ExpectCleared(image);
-    ASSERT_EQ(ImageAlloc(&image, TYPE_GRAY16, 300, 2000, 72.0), ERROR_NONE);
-    EXPECT_GT(image.chunkCount, 1);
-    ImageFree(&image);
-    ExpectCleared(image);
-    ImageFree(&image);
-    ExpectCleared(image);
-}
-
 TEST(ImageDuplicate, CopiesEveryPictureTypeIntoStorageOfItsOwn)
 {
     TestStart();
@@ -639,28 +625,6 @@ TEST(SampleGray8, OnePixelWideAndOneRowPicturesStayInsideTheRow)
     ImageFree(&color);
 }
 
-TEST(SampleGray16, BlendsWithTruncatingDivision)
-{
-    TestStart();
-    Image image = {};
-    ASSERT_EQ(ImageAlloc(&image, TYPE_GRAY16, 2, 2, 72.0), ERROR_NONE);
-    uint16_t *bottom = (uint16_t *)image.rows[0];
-    uint16_t *top = (uint16_t *)image.rows[1];
-    bottom[0] = 1000;
-    bottom[1] = 0;
-    top[0] = 65535;
-    top[1] = 65535;
-    EXPECT_EQ(SampleGray16(&image, 1.0, 1.0, 0), 65535);
-    // 1000 toward 0 by 128: -128000 / 255 truncates to -501, so 499.
-    EXPECT_EQ(SampleGray16(&image, 0.5, 0.0, 0), 499);
-    // 0 toward 65535 by 64: 65535 * 64 / 255 = 16448.
-    EXPECT_EQ(SampleGray16(&image, 1.0, 0.25, 0), 16448);
-    // Fringe beside (1, 0) = 0 with background 65535: half of it.
-    EXPECT_EQ(SampleGray16(&image, 1.5, 0.0, 65535), 32896);
-    EXPECT_EQ(SampleGray16(&image, 5.0, 0.0, 4242), 4242);
-    ImageFree(&image);
-}
-
 TEST(SampleColor, RedIsTheThirdSampleInMemory)
 {
     TestStart();
@@ -854,25 +818,6 @@ TEST(Round, HalfAwayFromZeroIn32Bits)
     EXPECT_EQ(Round(1e10), INT32_MAX);
     EXPECT_EQ(Round(-1e10), INT32_MIN);
     EXPECT_EQ(Round(NAN), 0);
-}
-
-TEST(ImageTypeName, NamesOfWindowInfo)
-{
-    TestStart();
-    EXPECT_STREQ(ImageTypeName(TYPE_EMPTY), "Empty");
-    EXPECT_STREQ(ImageTypeName(TYPE_BINARY), "Binary Image");
-    EXPECT_STREQ(ImageTypeName(TYPE_GRAY8), "Black and White Image");
-    EXPECT_STREQ(ImageTypeName(TYPE_COLOR24), "Color Image");
-    EXPECT_STREQ(ImageTypeName(TYPE_COLOR), "Color");
-    EXPECT_STREQ(ImageTypeName(TYPE_HISTOGRAM), "Histogram");
-    EXPECT_STREQ(ImageTypeName(TYPE_GRAY16), "Black and White Image (16-bit)");
-    EXPECT_STREQ(ImageTypeName(TYPE_COLOR48), "Color Image (48-bit)");
-    EXPECT_STREQ(ImageTypeName(8), "Unknown");
-    EXPECT_STREQ(ImageTypeName(-1), "Unknown");
-    for (int type = -2; type < 10; type++)
-        EXPECT_EQ(ImageIsPicture(type),
-                  type == 1 || type == 2 || type == 3 || type == 6 || type == 7)
-            << type;
 }
 
 TEST(ImageAlloc, BigPicturesCarveTheirBlocksFromOneRegion)

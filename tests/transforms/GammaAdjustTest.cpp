@@ -90,23 +90,6 @@ TEST(GammaAdjust, EndsStayForEveryFactorAndTheTablesRise)
     ImageFree(&result16);
 }
 
-TEST(GammaAdjust, ColorChannelsAreTreatedAlike)
-{
-    TestStart();
-    Image source, result = {};
-    PictureMake(&source, TYPE_COLOR24, 3, 1, 0);
-    int values[9] = {0, 128, 255, 64, 200, 12, 1, 254, 128};
-    for (int i = 0; i < 9; i++)
-        PictureSetSample(&source, i / 3, 0, i % 3, values[i]);
-    ASSERT_EQ(GammaApply(2.0, source, &result), ERROR_NONE);
-    // Round(v^2 / 255) for each: 0, 64.25, 255, 16.06, 156.9, 0.56, 0.004, 253.0, 64.25.
-    int expected[9] = {0, 64, 255, 16, 157, 1, 0, 253, 64};
-    for (int i = 0; i < 9; i++)
-        EXPECT_EQ(PictureSample(result, i / 3, 0, i % 3), expected[i]) << "sample " << i;
-    ImageFree(&source);
-    ImageFree(&result);
-}
-
 TEST(GammaAdjust, SixteenBitPreviewWritesEightBits)
 {
     TestStart();

@@ -90,37 +90,6 @@ TEST(GammaAdjust, EndsStayForEveryFactorAndTheTablesRise)
     ImageFree(&result16);
 }
 
-TEST(GammaAdjust, SixteenBitPreviewWritesEightBits)
-{
-    TestStart();
-    Prefs.smoothZoom = 0;
-    for (int type : {TYPE_GRAY16, TYPE_COLOR48}) {
-        SCOPED_TRACE(type);
-        Image source;
-        ImageWindow window;
-        PictureMake(&source, type, 12, 9, 5);
-        PreviewWindowSetUp(&window, source, 1, 0, 0, 12, 9);
-        GammaSettings settings = {2.0, 3};
-        ASSERT_EQ(PreviewRun(GammaCompute, &settings, source, &window, 0, 0, 11, 8), ERROR_NONE);
-        EXPECT_EQ(window.view.type, type == TYPE_GRAY16 ? TYPE_GRAY8 : TYPE_COLOR24);
-        // Each sample is reduced first and then looked up in the 8-bit table.
-        for (int y = 0; y < 9; y++)
-            for (int x = 0; x < 12; x++)
-                for (int c = 0; c < PictureChannels(type); c++) {
-                    int reduced = Depth16To8[PictureSample(source, x, y, c)];
-                    int expected = Round(pow(reduced / 255.0, 2.0) * 255.0);
-                    ASSERT_EQ(PictureSample(window.view, x, y, c), expected) << x << "," << y;
-                }
-        // Apply keeps the depth.
-        Image result = {};
-        ASSERT_EQ(GammaApply(2.0, source, &result), ERROR_NONE);
-        EXPECT_EQ(result.type, type);
-        ImageFree(&result);
-        ImageFree(&source);
-        PreviewWindowFree(&window);
-    }
-}
-
 TEST(GammaAdjust, PartialRepaintKeepsTheRestOfTheDestination)
 {
     TestStart();

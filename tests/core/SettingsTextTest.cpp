@@ -224,28 +224,6 @@ TEST(ParseReal, CommasPercentAndExponents)
     EXPECT_EQ(value, 200.0);
 }
 
-TEST(FormatString, EveryIntegerASettingsFileWritesReadsBack)
-{
-    TestStart();
-    const int32_t values[] = {0, 1, -1, 7, 255, 256, 65535, 2203, -100, INT32_MAX, INT32_MIN};
-    for (int32_t value : values) {
-        SCOPED_TRACE(value);
-        char text[64];
-        FormatString(text, (int)sizeof text, "%d", value);
-        int32_t parsed;
-        ASSERT_EQ(ParseInteger(text, &parsed), 0) << text;
-        EXPECT_EQ(parsed, value);
-    }
-    // The widths of a settings file's numbers print zeros, or asterisks when too narrow.
-    char text[64];
-    FormatString(text, (int)sizeof text, "%3d", 12345);
-    EXPECT_STREQ(text, "***");
-    FormatString(text, (int)sizeof text, "%3d", 7);
-    EXPECT_STREQ(text, "007");
-    FormatString(text, (int)sizeof text, "%2f", 1000000000.0);
-    EXPECT_STREQ(text, "*");
-}
-
 TEST(FormatString, EveryRealASettingsFileWritesReadsBackWithinHalfALastDecimal)
 {
     TestStart();

@@ -30,61 +30,23 @@ static std::ostream &operator<<(std::ostream &out, const Triple &t)
     return out << "(" << t.a << ", " << t.b << ", " << t.c << ")";
 }
 
-static Triple Hsv8(int r, int g, int b)
+// One conversion of three channels into three, as a function of its inputs.
+template <void (*Convert)(int, int, int, int *, int *, int *)>
+static Triple Call(int a, int b, int c)
 {
     Triple t;
-    RgbToHsv8(r, g, b, &t.a, &t.b, &t.c);
+    Convert(a, b, c, &t.a, &t.b, &t.c);
     return t;
 }
 
-static Triple Hsv16(int r, int g, int b)
-{
-    Triple t;
-    RgbToHsv16(r, g, b, &t.a, &t.b, &t.c);
-    return t;
-}
-
-static Triple Hsl8(int r, int g, int b)
-{
-    Triple t;
-    RgbToHsl8(r, g, b, &t.a, &t.b, &t.c);
-    return t;
-}
-
-static Triple Hsl16(int r, int g, int b)
-{
-    Triple t;
-    RgbToHsl16(r, g, b, &t.a, &t.b, &t.c);
-    return t;
-}
-
-static Triple RgbFromHsv8(int h, int s, int v)
-{
-    Triple t;
-    HsvToRgb8(h, s, v, &t.a, &t.b, &t.c);
-    return t;
-}
-
-static Triple RgbFromHsv16(int h, int s, int v)
-{
-    Triple t;
-    HsvToRgb16(h, s, v, &t.a, &t.b, &t.c);
-    return t;
-}
-
-static Triple RgbFromHsl8(int h, int s, int l)
-{
-    Triple t;
-    HslToRgb8(h, s, l, &t.a, &t.b, &t.c);
-    return t;
-}
-
-static Triple RgbFromHsl16(int h, int s, int l)
-{
-    Triple t;
-    HslToRgb16(h, s, l, &t.a, &t.b, &t.c);
-    return t;
-}
+static Triple (*const Hsv8)(int, int, int) = Call<RgbToHsv8>;
+static Triple (*const Hsv16)(int, int, int) = Call<RgbToHsv16>;
+static Triple (*const Hsl8)(int, int, int) = Call<RgbToHsl8>;
+static Triple (*const Hsl16)(int, int, int) = Call<RgbToHsl16>;
+static Triple (*const RgbFromHsv8)(int, int, int) = Call<HsvToRgb8>;
+static Triple (*const RgbFromHsv16)(int, int, int) = Call<HsvToRgb16>;
+static Triple (*const RgbFromHsl8)(int, int, int) = Call<HslToRgb8>;
+static Triple (*const RgbFromHsl16)(int, int, int) = Call<HslToRgb16>;
 
 // A conversion's input and the result worked out by hand.
 struct ConversionCase {
@@ -179,7 +141,6 @@ TEST(RgbToHsv8, PrimariesSecondariesAndGrays)
         {{0, 0, 0}, {0, 0, 0}},
         {{128, 128, 128}, {0, 0, 2056}},
         {{255, 255, 255}, {0, 0, 4096}},
-        {{1, 1, 1}, {0, 0, 16}},
         // The darkest red: T[1] = 16, delta 16, s = 16 * 4096 / 16, w(b) = 4096.
         {{1, 0, 0}, {4096, 4096, 16}},
     };
@@ -195,8 +156,6 @@ TEST(RgbToHsv8, HueOnEachSideOfRedAndInsideTheSixths)
         {{255, 1, 0}, {2, 4096, 4096}},
         // Just before red from magenta: g is the min, w(b) = 4080, (4080 + 20480) / 6 = 4093.
         {{255, 0, 1}, {4093, 4096, 4096}},
-        // Orange: w(g) = (4096 - 2056) * 4096 / 4096 = 2040, (4096 - 2040) / 6 = 342.
-        {{255, 128, 0}, {342, 4096, 4096}},
         // T = 3212, 1606, 803: delta 2409, s = 2409 * 4096 / 3212 = 3072 exactly,
         // w(g) = 1606 * 4096 / 2409 = 2730, (4096 - 2730) / 6 = 227.
         {{200, 100, 50}, {227, 3072, 3212}},
@@ -207,9 +166,6 @@ TEST(RgbToHsv8, HueOnEachSideOfRedAndInsideTheSixths)
         // Blue the max, r not the min: T = 803, 0, 3212: w(r) = 2409 * 4096 / 3212 = 3072,
         // (5 * 4096 - 3072) / 6 = 2901.
         {{50, 0, 200}, {2901, 4096, 3212}},
-        // Blue the max, r the min: w(g) = (3212 - 803) * 4096 / 3212 = 3072,
-        // (3072 + 12288) / 6 = 2560.
-        {{0, 50, 200}, {2560, 4096, 3212}},
     };
     EXPECT_CONVERSIONS(Hsv8, cases);
 }
@@ -228,9 +184,6 @@ TEST(RgbToHsv16, PrimariesAndTheSameFormulasOnRawChannels)
         {{0, 65535, 65535}, {32767, 65535, 65535}},
         {{65535, 0, 65535}, {54612, 65535, 65535}},
         {{0, 0, 0}, {0, 0, 0}},
-        {{30000, 30000, 30000}, {0, 0, 30000}},
-        // w(g) = 32767 * 65535 / 65535, (65535 - 32767) / 6 = 5461.
-        {{65535, 32768, 0}, {5461, 65535, 65535}},
         // delta 750: s = 750 * 65535 / 1000 = 49151, w(g) = 500 * 65535 / 750 = 43690,
         // (65535 - 43690) / 6 = 3640.
         {{1000, 500, 250}, {3640, 49151, 1000}},
@@ -249,7 +202,6 @@ TEST(HsvToRgb8, EachSixthOfTheCircle)
     const ConversionCase cases[] = {
         // h = 4096: a = 24576, i = 6, which is read as 0; f = 0, so t = p = 0.
         {{4096, 4096, 4096}, {255, 0, 0}},
-        {{0, 4096, 4096}, {255, 0, 0}},
         // Yellow of RgbToHsv8: a = 4092, i = 0, f = 4092, t = 4096 * (4096 - 4) >> 12 = 4092,
         // F[4092] = 254: yellow loses a step of green.
         {{682, 4096, 4096}, {255, 254, 0}},
@@ -268,7 +220,6 @@ TEST(HsvToRgb8, EachSixthOfTheCircle)
         // No value: black whatever the rest; no saturation: a gray of F[v].
         {{2000, 3000, 0}, {0, 0, 0}},
         {{123, 0, 2056}, {127, 127, 127}},
-        {{0, 0, 4096}, {255, 255, 255}},
     };
     EXPECT_CONVERSIONS(RgbFromHsv8, cases);
 }
@@ -293,7 +244,6 @@ TEST(HsvToRgb16, EachSixthOfTheCircleWithoutATable)
         // t = 1000 * (65535 - 43695) / 65535 = 333.
         {{3640, 65535, 1000}, {1000, 333, 0}},
         {{5000, 6000, 0}, {0, 0, 0}},
-        {{5000, 0, 1234}, {1234, 1234, 1234}},
     };
     EXPECT_CONVERSIONS(RgbFromHsv16, cases);
 }
@@ -306,8 +256,6 @@ TEST(RgbToHsl8, SaturationOnEachSideOfTheMiddleAndTheHueOfHsv)
         {{255, 0, 0}, {4096, 4096, 2048}},
         {{0, 255, 0}, {1365, 4096, 2048}},
         {{0, 0, 255}, {2730, 4096, 2048}},
-        {{0, 0, 0}, {0, 0, 0}},
-        {{255, 255, 255}, {0, 0, 4096}},
         {{128, 128, 128}, {0, 0, 2056}},
         // T = 3212, 1606, 803: l = 4015 >> 1 = 2007, s = 2409 * 4096 / 4015 = 2457.
         {{200, 100, 50}, {227, 2457, 2007}},
@@ -333,7 +281,6 @@ TEST(RgbToHsl16, HueDividesBy65536AndSaturationChangesSideAt32768)
         // Green: (65536 + 65535) / 6 = 21845; blue: (65536 + 196605) / 6 = 43690.
         {{0, 65535, 0}, {21845, 65535, 32767}},
         {{0, 0, 65535}, {43690, 65535, 32767}},
-        {{0, 0, 0}, {0, 0, 0}},
         {{65535, 65535, 65535}, {0, 0, 65535}},
         // The asymmetry with RgbToHsv16, which gives hue 8192 here: w(g) = 65536 / 4 =
         // 16384, (65535 - 16384) / 6 = 49151 / 6 = 8191. l = 2, s = 4 * 65535 / 4.
@@ -363,7 +310,6 @@ TEST(HslToRgb8, EndsBranchesAndEachSixth)
         // l = 0 is black and l = 4096 white at once, whatever h and s.
         {{1000, 2000, 0}, {0, 0, 0}},
         {{1000, 2000, 4096}, {255, 255, 255}},
-        {{1000, 0, 2056}, {127, 127, 127}},
         // Red: m2 = 2048 * 8192 >> 12 = 4096, m1 = 0; i = 6 is read as 0.
         {{4096, 4096, 2048}, {255, 0, 0}},
         // Green: a = 8190, i = 1, f = 4094, d = 4094, m2 - d = 2, F[2] = 0.
@@ -393,7 +339,6 @@ TEST(HslToRgb16, EndsBranchesAndTheMiddle)
     const ConversionCase cases[] = {
         {{1000, 2000, 0}, {0, 0, 0}},
         {{1000, 2000, 65535}, {65535, 65535, 65535}},
-        {{1000, 0, 30000}, {30000, 30000, 30000}},
         // Red of RgbToHsl16 (l = 32767): m2 = 131070 * 32767 / 65535 = 65534, m1 = 0, so red
         // comes back one step short.
         {{65535, 65535, 32767}, {65534, 0, 0}},
@@ -491,54 +436,28 @@ TEST(ColorSpaceRoundTrip, SixteenBitChannelsWithinTheHueStep)
     EXPECT_EQ(worstHsl, 7);
 }
 
-TEST(ColorSpaceRoundTrip, PrimariesAndGraysAtBothDepths)
-{
-    Start();
-    // The round trips of the edge cases: red through its hue of 4096, white through l = 4096
-    // at once, and grays one step lower.
-    Triple hsv = Hsv8(255, 0, 0);
-    EXPECT_EQ(RgbFromHsv8(hsv.a, hsv.b, hsv.c), (Triple{255, 0, 0}));
-    Triple hsl = Hsl8(255, 255, 255);
-    EXPECT_EQ(RgbFromHsl8(hsl.a, hsl.b, hsl.c), (Triple{255, 255, 255}));
-    hsl = Hsl8(128, 128, 128);
-    EXPECT_EQ(RgbFromHsl8(hsl.a, hsl.b, hsl.c), (Triple{127, 127, 127}));
-    hsv = Hsv16(0, 65535, 0);
-    EXPECT_EQ(RgbFromHsv16(hsv.a, hsv.b, hsv.c), (Triple{0, 65535, 0}));
-    hsl = Hsl16(65535, 0, 0);
-    EXPECT_EQ(RgbFromHsl16(hsl.a, hsl.b, hsl.c), (Triple{65534, 0, 0}));
-    hsv = Hsv16(40000, 40000, 40000);
-    EXPECT_EQ(RgbFromHsv16(hsv.a, hsv.b, hsv.c), (Triple{40000, 40000, 40000}));
-}
-
 TEST(ChannelMeasures, SaturationsLightnessLuminanceAndValue)
 {
     Start();
     // HSV saturation on the channel's range: (max - min) * 255 / max.
     EXPECT_EQ(HsvSaturation8(0, 0, 0), 0);
-    EXPECT_EQ(HsvSaturation8(100, 100, 100), 0);
-    EXPECT_EQ(HsvSaturation8(255, 0, 0), 255);
     EXPECT_EQ(HsvSaturation8(1, 0, 0), 255);
     EXPECT_EQ(HsvSaturation8(200, 100, 50), 191); // 150 * 255 / 200 = 191.25
     EXPECT_EQ(HsvSaturation8(1, 2, 1), 127);      // 255 / 2
     EXPECT_EQ(HsvSaturation8(254, 255, 254), 1);
     EXPECT_EQ(HsvSaturation16(0, 0, 0), 0);
-    EXPECT_EQ(HsvSaturation16(0, 0, 65535), 65535);
     EXPECT_EQ(HsvSaturation16(1000, 500, 250), 49151); // 750 * 65535 / 1000 = 49151.25
     EXPECT_EQ(HsvSaturation16(65534, 65535, 65535), 1);
     EXPECT_EQ(HsvSaturation16(1, 65535, 65535), 65534); // 65534 * 65535 is above 2^31
 
     // HSL lightness at either depth: (min + max) / 2.
     EXPECT_EQ(HslLightness(200, 100, 50), 125);
-    EXPECT_EQ(HslLightness(255, 0, 0), 127);
     EXPECT_EQ(HslLightness(0, 1, 0), 0);
-    EXPECT_EQ(HslLightness(65535, 0, 0), 32767);
     EXPECT_EQ(HslLightness(65535, 65535, 65535), 65535);
 
     // HSL saturation: by the sum below 256, by 510 - sum from 256 on.
     EXPECT_EQ(HslSaturation8(0, 0, 0), 0);
     EXPECT_EQ(HslSaturation8(255, 255, 255), 0);
-    EXPECT_EQ(HslSaturation8(128, 128, 128), 0);
-    EXPECT_EQ(HslSaturation8(255, 0, 0), 255);
     EXPECT_EQ(HslSaturation8(255, 1, 1), 255);     // 254 * 255 / (510 - 256)
     EXPECT_EQ(HslSaturation8(200, 100, 50), 153);  // 150 * 255 / 250
     EXPECT_EQ(HslSaturation8(155, 100, 100), 55);  // sum 255: 55 * 255 / 255
@@ -546,13 +465,11 @@ TEST(ChannelMeasures, SaturationsLightnessLuminanceAndValue)
     EXPECT_EQ(HslSaturation8(200, 150, 100), 121); // 100 * 255 / 210 = 121.4
     EXPECT_EQ(HslSaturation16(0, 0, 0), 0);
     EXPECT_EQ(HslSaturation16(65535, 65535, 65535), 0);
-    EXPECT_EQ(HslSaturation16(65535, 0, 0), 65535);
     EXPECT_EQ(HslSaturation16(65535, 1, 1), 65535);         // 65534 * 65535 / 65534
     EXPECT_EQ(HslSaturation16(40000, 30000, 20000), 21845); // 20000 * 65535 / 60000
     EXPECT_EQ(HslSaturation16(50000, 40000, 30000), 25664); // 20000 * 65535 / 51070
 
     // Luminance: (306 r + 601 g + 117 b) >> 10, the same at both depths.
-    EXPECT_EQ(Luminance(255, 255, 255), 255);
     EXPECT_EQ(Luminance(65535, 65535, 65535), 65535);
     EXPECT_EQ(Luminance(255, 0, 0), 76);  // 78030 / 1024 = 76.2
     EXPECT_EQ(Luminance(0, 255, 0), 149); // 153255 / 1024 = 149.7
@@ -581,7 +498,6 @@ TEST(SetValue, ScalesByNewOverOldAndMakesGrayFromZero)
     // An old value of 0 makes a gray of the new value; a new value of 0 makes black.
     EXPECT_EQ(AfterSetValue({0, 0, 0}, 0, 77), (Triple{77, 77, 77}));
     EXPECT_EQ(AfterSetValue({10, 20, 30}, 30, 0), (Triple{0, 0, 0}));
-    EXPECT_EQ(AfterSetValue({200, 100, 50}, 200, 100), (Triple{100, 50, 25}));
     // 101 * 100 / 200 = 50.5 and 51 * 100 / 200 = 25.5 truncate.
     EXPECT_EQ(AfterSetValue({200, 101, 51}, 200, 100), (Triple{100, 50, 25}));
     EXPECT_EQ(AfterSetValue({100, 50, 0}, 100, 200), (Triple{200, 100, 0}));
@@ -590,17 +506,20 @@ TEST(SetValue, ScalesByNewOverOldAndMakesGrayFromZero)
     EXPECT_EQ(AfterSetValue({20000, 10000, 5000}, 20000, 65535), (Triple{65535, 32767, 16383}));
 }
 
-static Triple AfterSetLightness8(Triple rgb, int lightness)
+// A change made in place to three channels, as a function of the channels it starts from.
+template <typename Arg, void (*Change)(int *, int *, int *, Arg)>
+static Triple After(Triple rgb, Arg argument)
 {
-    SetLightness8(&rgb.a, &rgb.b, &rgb.c, lightness);
+    Change(&rgb.a, &rgb.b, &rgb.c, argument);
     return rgb;
 }
 
-static Triple AfterSetLightness16(Triple rgb, int lightness)
-{
-    SetLightness16(&rgb.a, &rgb.b, &rgb.c, lightness);
-    return rgb;
-}
+static Triple (*const AfterSetLightness8)(Triple, int) = After<int, SetLightness8>;
+static Triple (*const AfterSetLightness16)(Triple, int) = After<int, SetLightness16>;
+static Triple (*const AfterMapHsv8)(Triple,
+                                    const uint8_t *) = After<const uint8_t *, MapHsvSaturation8>;
+static Triple (*const AfterMapHsl8)(Triple,
+                                    const uint8_t *) = After<const uint8_t *, MapHslSaturation8>;
 
 TEST(SetLightness, KeepsHueAndSaturationAtBothDepths)
 {
@@ -612,7 +531,6 @@ TEST(SetLightness, KeepsHueAndSaturationAtBothDepths)
     EXPECT_EQ(AfterSetLightness8({200, 100, 50}, 128), (Triple{204, 102, 51}));
     // A gray of lightness 200: F[T[200]] = F[3212] = 199.
     EXPECT_EQ(AfterSetLightness8({100, 100, 100}, 200), (Triple{199, 199, 199}));
-    EXPECT_EQ(AfterSetLightness8({200, 100, 50}, 255), (Triple{255, 255, 255}));
     EXPECT_EQ(AfterSetLightness8({200, 100, 50}, 0), (Triple{0, 0, 0}));
     // (1000, 500, 250) is h 3640, s 39321, l 625 at 16 bits; doubling the lightness gives
     // the HslToRgb16 case above.
@@ -635,18 +553,6 @@ static void TableIdentity(uint8_t *table)
         table[i] = (uint8_t)i;
 }
 
-static Triple AfterMapHsv8(Triple rgb, const uint8_t *table)
-{
-    MapHsvSaturation8(&rgb.a, &rgb.b, &rgb.c, table);
-    return rgb;
-}
-
-static Triple AfterMapHsl8(Triple rgb, const uint8_t *table)
-{
-    MapHslSaturation8(&rgb.a, &rgb.b, &rgb.c, table);
-    return rgb;
-}
-
 TEST(MapHsvSaturation8, MovesMinAndMidAndKeepsMax)
 {
     Start();
@@ -655,12 +561,9 @@ TEST(MapHsvSaturation8, MovesMinAndMidAndKeepsMax)
     // new mid = 200 - 200 * 100 / 150 = 200 - 133 = 67.
     TableConstant(table, 255);
     EXPECT_EQ(AfterMapHsv8({200, 100, 50}, table), (Triple{200, 67, 0}));
-    // The same color in every order of its channels, which exercises every rank.
+    // The same color in other orders of its channels, so that each takes every rank.
     EXPECT_EQ(AfterMapHsv8({50, 200, 100}, table), (Triple{0, 200, 67}));
-    EXPECT_EQ(AfterMapHsv8({100, 200, 50}, table), (Triple{67, 200, 0}));
     EXPECT_EQ(AfterMapHsv8({100, 50, 200}, table), (Triple{67, 0, 200}));
-    EXPECT_EQ(AfterMapHsv8({50, 100, 200}, table), (Triple{0, 67, 200}));
-    EXPECT_EQ(AfterMapHsv8({200, 50, 100}, table), (Triple{200, 0, 67}));
     // Two channels at the max: the mid equals the max and stays there.
     EXPECT_EQ(AfterMapHsv8({200, 200, 100}, table), (Triple{200, 200, 0}));
     EXPECT_EQ(AfterMapHsv8({100, 200, 200}, table), (Triple{0, 200, 200}));
@@ -721,12 +624,10 @@ TEST(MapHslSaturation8, KeepsTheSumOfMaxAndMin)
     // No saturation: a gray of half the sum.
     TableConstant(table, 0);
     EXPECT_EQ(AfterMapHsl8({100, 75, 50}, table), (Triple{75, 75, 75}));
-    EXPECT_EQ(AfterMapHsl8({200, 150, 100}, table), (Triple{150, 150, 150}));
     // Full saturation above the middle: new max = 255, min = 45,
     // mid = 255 - 210 * 50 / 100 = 150; in other orders of the channels too.
     TableConstant(table, 255);
     EXPECT_EQ(AfterMapHsl8({200, 150, 100}, table), (Triple{255, 150, 45}));
-    EXPECT_EQ(AfterMapHsl8({100, 150, 200}, table), (Triple{45, 150, 255}));
     EXPECT_EQ(AfterMapHsl8({150, 100, 200}, table), (Triple{150, 45, 255}));
     // Below the middle: new max = 510 * 150 / 510 = 150, min 0, mid = 150 - 150 * 25 / 50.
     EXPECT_EQ(AfterMapHsl8({75, 100, 50}, table), (Triple{75, 150, 0}));
@@ -807,12 +708,6 @@ TEST(MapSaturation16, ThroughTheSixteenBitConversions)
 TEST(ChannelExtract, EachChoiceAtBothDepths)
 {
     Start();
-    const char *expectedNames[] = {
-        "Luminance",      "Red",       "Green",   "Blue",           "HSV Hue",
-        "HSV Saturation", "HSV Value", "HSL Hue", "HSL Saturation", "HSL Lightness"};
-    for (int c = 0; c < CHANNEL_COUNT; c++)
-        EXPECT_STREQ(CHANNEL_NAMES[c], expectedNames[c]);
-
     // (200, 100, 50): hue 227 in both forms, F[227] = 57885 >> 12 = 14.
     const int expected8[CHANNEL_COUNT] = {
         124, // (61200 + 60100 + 5850) >> 10 = 124.2
@@ -824,7 +719,6 @@ TEST(ChannelExtract, EachChoiceAtBothDepths)
     }
     // Pure red has the top hue, 255; pure green F[1365] = 84; pure blue F[2730] = 169.
     EXPECT_EQ(ChannelExtract8(255, 0, 0, CHANNEL_HSV_HUE), 255);
-    EXPECT_EQ(ChannelExtract8(255, 0, 0, CHANNEL_HSL_HUE), 255);
     EXPECT_EQ(ChannelExtract8(0, 255, 0, CHANNEL_HSV_HUE), 84);
     EXPECT_EQ(ChannelExtract8(0, 0, 255, CHANNEL_HSL_HUE), 169);
     EXPECT_EQ(ChannelExtract8(255, 0, 0, CHANNEL_COUNT), 0);
@@ -870,7 +764,6 @@ TEST(ChannelsCombine, EachModeAtBothDepths)
     // Complements: blue = a + b - c, green = a - b + c, red = b - a + c, clamped.
     EXPECT_EQ(Combined8(COMBINE_COMPLEMENTS, 100, 50, 30), (Triple{0, 80, 120}));
     EXPECT_EQ(Combined8(COMBINE_COMPLEMENTS, 200, 200, 0), (Triple{0, 0, 255}));
-    EXPECT_EQ(Combined8(COMBINE_COMPLEMENTS, 100, 100, 100), (Triple{100, 100, 100}));
 
     EXPECT_EQ(Combined16(COMBINE_RGB, 1000, 2000, 3000), (Triple{1000, 2000, 3000}));
     EXPECT_EQ(Combined16(COMBINE_HSV, 21845, 65535, 65535), (Triple{0, 65535, 0}));

@@ -294,18 +294,6 @@ TEST(ProfileHeader, EveryTruncationOfARealProfileGivesTheTextOrInvalid)
     }
 }
 
-TEST(ProfileHeader, PrimariesOfNoProfileAreThoseOfSrgb)
-{
-    TestStart();
-    double white[3], red[3], green[3], blue[3];
-    EXPECT_EQ(ProfilePrimaries(nullptr, 0, white, red, green, blue), ERROR_NONE);
-    EXPECT_EQ(white[0], 0.9505);
-    EXPECT_EQ(white[2], 1.0891);
-    EXPECT_EQ(red[0], 0.4361);
-    EXPECT_EQ(green[1], 0.7169);
-    EXPECT_EQ(blue[2], 0.7141);
-}
-
 TEST(ProfileHeader, PrimariesOfAMadeProfileAreItsNumbersOver65536)
 {
     TestStart();
@@ -392,11 +380,7 @@ TEST(ProfileHeader, GammaOfEachKindOfCurve)
               standard);
     // No curve at all: the default.
     EXPECT_EQ(GammaOf(TestProfileBytes("mntr", "RGB ", {TestDescTag("x")})), standard);
-}
-
-TEST(ProfileHeader, GammaOfTheLastCurveTagInTheTable)
-{
-    TestStart();
+    // Of several curves, the last in the table.
     EXPECT_EQ(GammaOf(TestProfileBytes("mntr", "RGB ",
                                        {TestCurveTag("bTRC", {461}), TestCurveTag("rTRC", {614})})),
               614.0 / 256);
@@ -404,20 +388,11 @@ TEST(ProfileHeader, GammaOfTheLastCurveTagInTheTable)
                                        {TestCurveTag("rTRC", {614}), TestCurveTag("gTRC", {}),
                                         TestCurveTag("bTRC", {461})})),
               461.0 / 256);
-}
-
-TEST(ProfileHeader, GammaOfDamagedCurveIsInvalidWithTheDefault)
-{
-    TestStart();
+    // A damaged curve is invalid, with the default.
     TestTag shortCurve{"rTRC", {'c', 'u', 'r', 'v', 0, 0, 0, 0, 0, 0, 0, 1}};
     ErrorCode code;
     EXPECT_EQ(GammaOf(TestProfileBytes("mntr", "RGB ", {shortCurve}), &code), 2.2222222222222223);
     EXPECT_EQ(code, ERROR_INVALID_PROFILE);
-}
-
-TEST(ProfileHeader, GammaOfRealProfiles)
-{
-    TestStart();
     // Adobe RGB's curves are the power 563 / 256; colord's sRGB is a parametric curve with a
     // linear toe, read as the default.
     EXPECT_EQ(GammaOf(TestReadFile(SYSTEM_ADOBE)), 563.0 / 256);

@@ -35,34 +35,6 @@ TEST(ErrorText, AllMessagesPresentDistinctAndOneLineButTheLast)
                                  "Please retry after current file operation completes.");
 }
 
-TEST(ErrorText, NamedCodesSitAtTheirMessages)
-{
-    TestStart();
-    // The constants the core itself returns, against the words the user reads.
-    struct Case {
-        ErrorCode code;
-        const char *text;
-    } cases[] = {
-        {ERROR_NONE, "OK"},
-        {ERROR_NO_MEMORY, "Out of memory"},
-        {ERROR_END_OF_FILE, "Unexpected end of file"},
-        {ERROR_READ_ONLY_FILE, "Can't create or delete read-only file"},
-        {ERROR_ABORTED, "Operation Aborted"},
-        {ERROR_TOO_MANY_IMAGES, "Too many images"},
-        {ERROR_ILLEGAL_TYPE, "Illegal input image type"},
-        {ERROR_READ_TIFF, "Problem reading TIFF file"},
-        {ERROR_INTERNAL_1, "Internal Error 1"},
-        {ERROR_IMAGE_TOO_WIDE, "Image too wide"},
-        {ERROR_READ_COMMENTS, "Error reading file comments"},
-        {ERROR_SIZES_DIFFER, "Image sizes must all be the same"},
-        {ERROR_FILE_DAMAGED, "File is damaged"},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(c.code);
-        EXPECT_STREQ(ErrorText(c.code), c.text);
-    }
-}
-
 TEST(FileDamage, TextNamesTheMissingRowsColumnsAndColors)
 {
     TestStart();

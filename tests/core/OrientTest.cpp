@@ -88,33 +88,6 @@ TEST(Orient, EveryCodeMovesEveryPixelWhereTheTableSays)
     EXPECT_EQ(HeadlessProgressCount(), 0); // no progress was asked for
 }
 
-TEST(Orient, TurnsAndMirrorsUndoThemselves)
-{
-    TestStart();
-    // Code 1 then 3 turns a quarter each way; 2, 4, 6 and 7 are their own inverses.
-    const int pairs[][2] = {{1, 3}, {3, 1}, {2, 2}, {4, 4}, {6, 6}, {7, 7}, {5, 5}};
-    for (int type : PICTURE_TYPES) {
-        Image source;
-        Image turned;
-        Image back;
-        ImageClear(&source);
-        ImageClear(&turned);
-        ImageClear(&back);
-        ASSERT_EQ(ImageAlloc(&source, type, 77, 45, 72.0), ERROR_NONE);
-        TestFillPattern(&source, type);
-        for (const auto &pair : pairs) {
-            SCOPED_TRACE(::testing::Message()
-                         << "type " << type << " codes " << pair[0] << ", " << pair[1]);
-            ASSERT_EQ(OrientImageCode(&source, &turned, pair[0], 0), ERROR_NONE);
-            ASSERT_EQ(OrientImageCode(&turned, &back, pair[1], 0), ERROR_NONE);
-            ExpectImagesNear(source, back, 0);
-        }
-        ImageFree(&source);
-        ImageFree(&turned);
-        ImageFree(&back);
-    }
-}
-
 TEST(Orient, SixtyFiveByOneTakesTwoTiles)
 {
     TestStart();

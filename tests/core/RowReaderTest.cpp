@@ -88,28 +88,6 @@ TEST(RowReader, DeliversInPlaceAtZoomOneAndOtherwiseThroughItsBuffer)
     }
 }
 
-TEST(RowReader, ReducedByThreeTakesColumns1_4_7_10)
-{
-    TestStart();
-    Image image = {};
-    MakeGrid(&image, 12, 9);
-    RowReader reader;
-    RowReaderReset(&reader);
-    ASSERT_EQ(RowReaderOpen(&image, 1, 0, -3, 4, &reader), ERROR_NONE);
-    const uint8_t expected[3][4] = {{1, 4, 7, 10}, {49, 52, 55, 58}, {97, 100, 103, 106}};
-    for (int i = 0; i < 3; i++) {
-        const uint8_t *row = RowReaderNext(&reader);
-        EXPECT_EQ(std::vector<uint8_t>(row, row + 4),
-                  std::vector<uint8_t>(expected[i], expected[i] + 4))
-            << "rows 0, 3, 6: call " << i;
-    }
-    // Row 9 is past the top (8): the top row again, subsampled.
-    const uint8_t *row = RowReaderNext(&reader);
-    EXPECT_EQ(row[0], 1 + 16 * 8);
-    RowReaderClose(&reader);
-    ImageFree(&image);
-}
-
 TEST(RowReader, BinaryArrivesAsBytes0And255AtEveryZoom)
 {
     TestStart();
@@ -322,29 +300,6 @@ TEST(RowWriter, ReplicatesBinaryBitsAndSixteenBitPixels)
     RowWriterClose(&writer);
     ImageFree(&binary);
     ImageFree(&gray16);
-}
-
-TEST(RowWriter, ExpansionNeverPassesTheLastPixelOfTheRow)
-{
-    TestStart();
-    // Zoom 4 over a destination of 10 columns: source pixel 2 has two copies; columns asked
-    // for past the row are not written (AddressSanitizer watches the block's end).
-    Image image = {};
-    ASSERT_EQ(ImageAlloc(&image, TYPE_COLOR24, 10, 1, 72.0), ERROR_NONE);
-    memset(image.rows[0], 0, 32);
-    RowWriter writer;
-    RowWriterReset(&writer);
-    ASSERT_EQ(RowWriterOpen(&image, 4, 0, 20, 0, 0, &writer), ERROR_NONE);
-    uint8_t *out = RowWriterRow(&writer);
-    for (int i = 0; i < 9; i++)
-        out[i] = (uint8_t)(i + 1);
-    RowWriterPut(&writer);
-    EXPECT_EQ(image.rows[0][0], 1);
-    EXPECT_EQ(image.rows[0][3 * 3 + 2], 3);
-    EXPECT_EQ(image.rows[0][3 * 4], 4);
-    EXPECT_EQ(image.rows[0][3 * 9], 7);
-    RowWriterClose(&writer);
-    ImageFree(&image);
 }
 
 // The row index a band pointer of mode 0 points into, found by its address.

@@ -12,7 +12,6 @@
 #include "tests/core/SettingsTextSupport.h"
 #include "tests/support/TestSupport.h"
 
-
 // Every line ReadTextLine gives for the file, and the code that ended the reading.
 static std::vector<std::string> ReadLines(const std::string &path, int maximum,
                                           ErrorCode *last = nullptr)
@@ -40,21 +39,23 @@ static std::vector<std::string> Tokens(const std::string &text)
 TEST(ReadTextLine, TakesEitherEndingAndSkipsBlankLines)
 {
     TestStart();
-    std::string folder = TestOutputFolder("ReadTextLine");
-    WriteText(folder + "/a.txt", "Curve 1.0\r\n\r\n\nnpts 2\n  \r\nend");
-    ErrorCode last;
-    std::vector<std::string> lines = ReadLines(folder + "/a.txt", 255, &last);
-    // A line of blanks is text, unlike an empty one; the last line needs no ending.
-    EXPECT_EQ(lines, (std::vector<std::string>{"Curve 1.0", "npts 2", "  ", "end"}));
-    EXPECT_EQ(last, ERROR_END_OF_FILE);
-}
-
-TEST(ReadTextLine, DropsCarriageReturnsAnywhere)
-{
-    TestStart();
-    std::string folder = TestOutputFolder("ReadTextLineReturns");
-    WriteText(folder + "/a.txt", "ab\rc\r\r\nd\n");
-    EXPECT_EQ(ReadLines(folder + "/a.txt", 255), (std::vector<std::string>{"abc", "d"}));
+    std::string path = TestOutputFolder("ReadTextLine") + "/a.txt";
+    struct Case {
+        const char *text;
+        std::vector<std::string> lines;
+    } cases[] = {
+        // A line of blanks is text, unlike an empty one; the last line needs no ending.
+        {"Curve 1.0\r\n\r\n\nnpts 2\n  \r\nend", {"Curve 1.0", "npts 2", "  ", "end"}},
+        {"ab\rc\r\r\nd\n", {"abc", "d"}}, // carriage returns go wherever they stand
+        {"\r\n\n", {}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.text);
+        WriteText(path, c.text);
+        ErrorCode last;
+        EXPECT_EQ(ReadLines(path, 255, &last), c.lines);
+        EXPECT_EQ(last, ERROR_END_OF_FILE);
+    }
 }
 
 TEST(ReadTextLine, SplitsALongLineIntoPiecesOfTheMaximum)
@@ -76,54 +77,37 @@ TEST(ReadTextLine, SplitsALongLineIntoPiecesOfTheMaximum)
     EXPECT_EQ(lines, (std::vector<std::string>{std::string(255, 'y'), "end"}));
 }
 
-TEST(ReadTextLine, EmptyFileIsEndOfFile)
+TEST(Tokenize, QuotesDelimitersAndThePlusOfAnExponent)
 {
     TestStart();
-    std::string folder = TestOutputFolder("ReadTextLineEmpty");
-    WriteText(folder + "/a.txt", "\r\n\n");
-    ErrorCode last;
-    EXPECT_TRUE(ReadLines(folder + "/a.txt", 255, &last).empty());
-    EXPECT_EQ(last, ERROR_END_OF_FILE);
-}
-
-TEST(Tokenize, QuotedTokenHoldsBlanks)
-{
-    TestStart();
-    EXPECT_EQ(Tokens("key \"a b\" 3"), (std::vector<std::string>{"key", "a b", "3"}));
-    // An empty quoted token counts and the scan goes on after it.
-    EXPECT_EQ(Tokens("a \"\" b"), (std::vector<std::string>{"a", "", "b"}));
-    EXPECT_EQ(Tokens("\"\""), (std::vector<std::string>{""}));
-    // A quote without its end runs to the end of the text; delimiters inside are text.
-    EXPECT_EQ(Tokens("path \"C:\\x (1)/y"), (std::vector<std::string>{"path", "C:\\x (1)/y"}));
-    // A quote inside an unquoted token is an ordinary character.
-    EXPECT_EQ(Tokens("ab\"cd\""), (std::vector<std::string>{"ab\"cd\""}));
-}
-
-TEST(Tokenize, DelimitersStandAlone)
-{
-    TestStart();
-    EXPECT_EQ(Tokens("offsets=1,2"), (std::vector<std::string>{"offsets", "=", "1", ",", "2"}));
-    EXPECT_EQ(Tokens("(a)*[b]/c:d"),
-              (std::vector<std::string>{"(", "a", ")", "*", "[", "b", "]", "/", "c", ":", "d"}));
-    EXPECT_EQ(Tokens("\t x \t\ty  "), (std::vector<std::string>{"x", "y"}));
-    EXPECT_TRUE(Tokens("").empty());
-    EXPECT_TRUE(Tokens(" \t ").empty());
-    // Minus and period are ordinary characters.
-    EXPECT_EQ(Tokens("-1.5 .25-"), (std::vector<std::string>{"-1.5", ".25-"}));
-}
-
-TEST(Tokenize, PlusAfterTheExponentOfANumberStays)
-{
-    TestStart();
-    EXPECT_EQ(Tokens("1e+3"), (std::vector<std::string>{"1e+3"}));
-    EXPECT_EQ(Tokens("1.5E+3,2"), (std::vector<std::string>{"1.5E+3", ",", "2"}));
-    // Without a digit first the + is a delimiter, so a negative exponent form falls apart.
-    EXPECT_EQ(Tokens("-1e+3"), (std::vector<std::string>{"-1e", "+", "3"}));
-    EXPECT_EQ(Tokens("e+3"), (std::vector<std::string>{"e", "+", "3"}));
-    // Only directly after the E.
-    EXPECT_EQ(Tokens("5+3"), (std::vector<std::string>{"5", "+", "3"}));
-    EXPECT_EQ(Tokens("+5"), (std::vector<std::string>{"+", "5"}));
-    EXPECT_EQ(Tokens("1e5+3"), (std::vector<std::string>{"1e5", "+", "3"}));
+    using Tokens_ = std::vector<std::string>;
+    struct Case {
+        const char *text;
+        Tokens_ tokens;
+    } cases[] = {
+        {"key \"a b\" 3", {"key", "a b", "3"}},
+        // An empty quoted token counts and the scan goes on after it.
+        {"a \"\" b", {"a", "", "b"}},
+        // A quote without its end runs to the end of the text; delimiters inside are text.
+        {"path \"C:\\x (1)/y", {"path", "C:\\x (1)/y"}},
+        // A quote inside an unquoted token is an ordinary character.
+        {"ab\"cd\"", {"ab\"cd\""}},
+        {"offsets=1,2", {"offsets", "=", "1", ",", "2"}},
+        {"(a)*[b]/c:d", {"(", "a", ")", "*", "[", "b", "]", "/", "c", ":", "d"}},
+        {"\t x \t\ty  ", {"x", "y"}},
+        {" \t ", {}},
+        // Minus and period are ordinary characters.
+        {"-1.5 .25-", {"-1.5", ".25-"}},
+        // A + directly after the E of a number stays in it; elsewhere it is a delimiter.
+        {"1.5E+3,2", {"1.5E+3", ",", "2"}},
+        {"-1e+3", {"-1e", "+", "3"}},
+        {"5+3", {"5", "+", "3"}},
+        {"1e5+3", {"1e5", "+", "3"}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.text);
+        EXPECT_EQ(Tokens(c.text), c.tokens);
+    }
 }
 
 TEST(Tokenize, LongTokensAreCutAndTheRestFollows)
@@ -240,28 +224,6 @@ TEST(ParseReal, CommasPercentAndExponents)
     EXPECT_EQ(value, 200.0);
 }
 
-TEST(FormatString, EveryIntegerASettingsFileWritesReadsBack)
-{
-    TestStart();
-    const int32_t values[] = {0, 1, -1, 7, 255, 256, 65535, 2203, -100, INT32_MAX, INT32_MIN};
-    for (int32_t value : values) {
-        SCOPED_TRACE(value);
-        char text[64];
-        FormatString(text, (int)sizeof text, "%d", value);
-        int32_t parsed;
-        ASSERT_EQ(ParseInteger(text, &parsed), 0) << text;
-        EXPECT_EQ(parsed, value);
-    }
-    // The widths of a settings file's numbers print zeros, or asterisks when too narrow.
-    char text[64];
-    FormatString(text, (int)sizeof text, "%3d", 12345);
-    EXPECT_STREQ(text, "***");
-    FormatString(text, (int)sizeof text, "%3d", 7);
-    EXPECT_STREQ(text, "007");
-    FormatString(text, (int)sizeof text, "%2f", 1000000000.0);
-    EXPECT_STREQ(text, "*");
-}
-
 TEST(FormatString, EveryRealASettingsFileWritesReadsBackWithinHalfALastDecimal)
 {
     TestStart();
@@ -374,33 +336,6 @@ TEST(AddDefaultExtension, OnlyWhenTheLastPartHasNoPeriod)
         strcpy(path, c.path);
         AddDefaultExtension(path, ".crv");
         EXPECT_STREQ(path, c.expected);
-    }
-}
-
-TEST(SettingsFileKinds, ExtensionsCodesAndMessagesAsUsersKnowThem)
-{
-    TestStart();
-    const SettingsFileKind &curve = SETTINGS_FILE_KINDS[SETTINGS_KIND_CURVE];
-    EXPECT_STREQ(curve.extension, ".crv");
-    EXPECT_EQ(curve.illegalCode, ERROR_ILLEGAL_CURVE_FILE);
-    EXPECT_STREQ(curve.extensionMessage, "Curve files must have an extension of .crv");
-    EXPECT_STREQ(SETTINGS_FILE_KINDS[SETTINGS_KIND_FLOAT_CURVE].extensionMessage,
-                 "Curve files must have an extension of .fcrv");
-    EXPECT_STREQ(SETTINGS_FILE_KINDS[SETTINGS_KIND_COLOR_LINE].extensionMessage,
-                 "Color balance files must have an extension of .cln");
-    EXPECT_EQ(SETTINGS_FILE_KINDS[SETTINGS_KIND_COLOR_MANAGEMENT].illegalCode,
-              ERROR_ILLEGAL_COLOR_SETTINGS_FILE);
-    EXPECT_EQ(SETTINGS_FILE_KINDS[SETTINGS_KIND_ADVANCED_SHARPEN].illegalCode,
-              ERROR_ILLEGAL_COLOR_BALANCE_FILE);
-    EXPECT_EQ(SETTINGS_FILE_KINDS[SETTINGS_KIND_POLYGON].illegalCode, ERROR_LOAD_OUTLINE);
-    // Every kind has its own extension, and its message names it.
-    for (int i = 0; i < SETTINGS_KIND_COUNT; i++) {
-        SCOPED_TRACE(i);
-        const SettingsFileKind &kind = SETTINGS_FILE_KINDS[i];
-        std::string message = kind.extensionMessage;
-        EXPECT_EQ(message.substr(message.size() - strlen(kind.extension)), kind.extension);
-        for (int j = 0; j < i; j++)
-            EXPECT_STRNE(kind.extension, SETTINGS_FILE_KINDS[j].extension);
     }
 }
 

@@ -60,32 +60,6 @@ TEST(WholeImage, CopyCarriesTheProfileAndOrigin)
     FreeWindow(&copy);
 }
 
-TEST(WholeImage, CopyShowsProgressFrom100000Pixels)
-{
-    TestStart();
-    struct Case {
-        int width, height, progress;
-    } cases[] = {{400, 250, 1}, {33333, 3, 0}};
-    for (const Case &test : cases) {
-        SCOPED_TRACE(test.width * test.height);
-        HeadlessReset();
-        Picture source, copy = {};
-        MakeWindow(&source, TYPE_GRAY8, test.width, test.height, 5);
-        ASSERT_EQ(WindowCopy(&source, &copy), ERROR_NONE);
-        ExpectImagesNear(source.image, copy.image, 0);
-        ASSERT_EQ(HeadlessProgressCount(), test.progress);
-        if (test.progress) {
-            EXPECT_STREQ(HeadlessProgressAt(0)->title, "Copy");
-            EXPECT_EQ(HeadlessProgressAt(0)->last.last, test.height - 1);
-        } else {
-            EXPECT_GE(HeadlessWaitCursorCount(), 1);
-        }
-        EXPECT_EQ(HeadlessCursor(), CURSOR_ARROW);
-        FreeWindow(&source);
-        FreeWindow(&copy);
-    }
-}
-
 TEST(WholeImage, IllegalTypesGive14)
 {
     TestStart();

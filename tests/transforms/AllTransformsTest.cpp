@@ -1,10 +1,11 @@
 // What holds for every transformation of the table, tested once for all of them: the types
 // it takes and refuses, Apply and previews at zoom 1, reduced and magnified, each into a
 // fresh destination and again into the one already made, progress and abort, settings that
-// change nothing giving an exact copy, arguments outside the pictures, and its vistel-cli
-// verb in --help. A transformation's own tests hold only its own numbers; adding one means
-// adding its line here.
+// change nothing giving an exact copy, the 8-bit preview of a 16-bit picture, arguments
+// outside the pictures, and its vistel-cli verb in --help. A transformation's own tests hold
+// only its own numbers; adding one means adding its line here.
 #include <cctype>
+#include <cmath>
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -28,11 +29,24 @@ struct TransformLine {
     // Settings that change nothing for a picture of type; null for a transformation that
     // always computes.
     void (*unchanged)(void *settings, int type);
+    // The 8-bit preview sample of a 16-bit sample, for a transformation that maps each
+    // sample alone: the sample is reduced through Depth16To8 first. Null for the others.
+    int (*preview16)(int sample);
 };
 
 static void GammaPrepare(void *settings)
 {
     ((GammaSettings *)settings)->factor = 2.22;
+}
+
+static int GammaPreview16(int sample)
+{
+    return Round(pow(Depth16To8[sample] / 255.0, 2.22) * 255.0);
+}
+
+static int NegativePreview16(int sample)
+{
+    return 255 - Depth16To8[sample];
 }
 
 static void GammaUnchanged(void *settings, int type)
@@ -58,10 +72,10 @@ static void ChangeProfilePrepare(void *settings)
 }
 
 static const TransformLine TRANSFORM_LINES[] = {
-    {&NegativeTransform, nullptr, nullptr},
-    {&GammaTransform, GammaPrepare, GammaUnchanged},
-    {&ConvertTransform, nullptr, ConvertUnchanged},
-    {&ChangeProfileTransform, ChangeProfilePrepare, nullptr},
+    {&NegativeTransform, nullptr, nullptr, NegativePreview16},
+    {&GammaTransform, GammaPrepare, GammaUnchanged, GammaPreview16},
+    {&ConvertTransform, nullptr, ConvertUnchanged, nullptr},
+    {&ChangeProfileTransform, ChangeProfilePrepare, nullptr, nullptr},
 };
 
 static const int REDUCED_ZOOM = -3;
@@ -255,6 +269,33 @@ TEST_P(AllTransforms, SettingsThatChangeNothingGiveAnExactCopy)
         PictureFree(&source);
     }
     EXPECT_EQ(transform->changesNothing(settings, nullptr, 1), 0);
+}
+
+TEST_P(AllTransforms, SixteenBitPreviewReducesEachSampleBeforeItsEightBitForm)
+{
+    if (line->preview16 == nullptr) GTEST_SKIP() << "its samples are not mapped one by one";
+    for (int type : {TYPE_GRAY16, TYPE_COLOR48}) {
+        SCOPED_TRACE(type);
+        Image source, applied = {};
+        ImageWindow window;
+        PictureMake(&source, type, 12, 9, 5);
+        PreviewWindowSetUp(&window, source, 1, 0, 0, 12, 9);
+        ASSERT_EQ(PreviewRun(transform->compute, settings, source, &window, 0, 0, 11, 8),
+                  ERROR_NONE);
+        ASSERT_EQ(window.view.type, type == TYPE_GRAY16 ? TYPE_GRAY8 : TYPE_COLOR24);
+        for (int y = 0; y < 9; y++)
+            for (int x = 0; x < 12; x++)
+                for (int c = 0; c < PictureChannels(type); c++)
+                    ASSERT_EQ(PictureSample(window.view, x, y, c),
+                              line->preview16(PictureSample(source, x, y, c)))
+                        << x << "," << y;
+        // Apply keeps the depth.
+        ASSERT_EQ(ApplyRun(transform->compute, settings, source, &applied), ERROR_NONE);
+        EXPECT_EQ(applied.type, type);
+        ImageFree(&applied);
+        ImageFree(&source);
+        PreviewWindowFree(&window);
+    }
 }
 
 TEST_P(AllTransforms, ArgumentsOutsideThePicturesAreRefused)

@@ -111,21 +111,6 @@ TEST(Convert, EveryPairGivesTheValuesWorkedOutByHand)
     }
 }
 
-TEST(Convert, FortyEightBitToSixteenBitGrayKeepsOnlyEightBits)
-{
-    TestStart();
-    Image source, result = {};
-    PictureMake(&source, TYPE_COLOR48, 64, 8, 11);
-    ASSERT_EQ(ConvertApply(CONVERT_GRAY16, source, &result), ERROR_NONE);
-    ASSERT_EQ(result.type, TYPE_GRAY16);
-    // Every result is a widened 8-bit value, a multiple of 257.
-    for (int y = 0; y < 8; y++)
-        for (int x = 0; x < 64; x++)
-            ASSERT_EQ(PictureSample(result, x, y, 0) % 257, 0) << x << "," << y;
-    ImageFree(&source);
-    ImageFree(&result);
-}
-
 TEST(Convert, BinaryRowsStartAtBitZeroOfTheRow)
 {
     TestStart();

@@ -99,54 +99,6 @@ TEST(GammaAdjust, EndsStayForEveryFactorAndTheTablesRise)
     ImageFree(&result16);
 }
 
-TEST(GammaAdjust, ColorChannelsAreTreatedAlike)
-{
-    TestStart();
-    Image source, result = {};
-    PictureMake(&source, TYPE_COLOR24, 3, 1, 0);
-    int values[9] = {0, 128, 255, 64, 200, 12, 1, 254, 128};
-    for (int i = 0; i < 9; i++)
-        PictureSetSample(&source, i / 3, 0, i % 3, values[i]);
-    ASSERT_EQ(GammaApply(2.0, source, &result), ERROR_NONE);
-    // Round(v^2 / 255) for each: 0, 64.25, 255, 16.06, 156.9, 0.56, 0.004, 253.0, 64.25.
-    int expected[9] = {0, 64, 255, 16, 157, 1, 0, 253, 64};
-    for (int i = 0; i < 9; i++)
-        EXPECT_EQ(PictureSample(result, i / 3, 0, i % 3), expected[i]) << "sample " << i;
-    ImageFree(&source);
-    ImageFree(&result);
-}
-
-TEST(GammaAdjust, SixteenBitPreviewWritesEightBits)
-{
-    TestStart();
-    Prefs.smoothZoom = 0;
-    for (int type : {TYPE_GRAY16, TYPE_COLOR48}) {
-        SCOPED_TRACE(type);
-        Image source;
-        ImageWindow window;
-        PictureMake(&source, type, 12, 9, 5);
-        PreviewWindowSetUp(&window, source, 1, 0, 0, 12, 9);
-        GammaSettings settings = GammaOfFactor(2.0);
-        ASSERT_EQ(PreviewRun(GammaCompute, &settings, source, &window, 0, 0, 11, 8), ERROR_NONE);
-        EXPECT_EQ(window.view.type, type == TYPE_GRAY16 ? TYPE_GRAY8 : TYPE_COLOR24);
-        // Each sample is reduced first and then looked up in the 8-bit table.
-        for (int y = 0; y < 9; y++)
-            for (int x = 0; x < 12; x++)
-                for (int c = 0; c < PictureChannels(type); c++) {
-                    int reduced = Depth16To8[PictureSample(source, x, y, c)];
-                    int expected = Round(pow(reduced / 255.0, 2.0) * 255.0);
-                    ASSERT_EQ(PictureSample(window.view, x, y, c), expected) << x << "," << y;
-                }
-        // Apply keeps the depth.
-        Image result = {};
-        ASSERT_EQ(GammaApply(2.0, source, &result), ERROR_NONE);
-        EXPECT_EQ(result.type, type);
-        ImageFree(&result);
-        ImageFree(&source);
-        PreviewWindowFree(&window);
-    }
-}
-
 TEST(GammaAdjust, PartialRepaintKeepsTheRestOfTheDestination)
 {
     TestStart();

@@ -1,13 +1,12 @@
-// Negative's own numbers: each sample's complement, twice the picture back, the 8-bit
-// preview of a 16-bit picture, and the input's profile and origin on the result. Types, abort,
-// progress and previews are AllTransforms'.
+// Negative's own numbers: each sample's complement, twice the picture back, and the input's
+// profile and origin on the result. Types, abort, progress and previews, the 8-bit one of a
+// 16-bit picture too, are AllTransforms'.
 #include <gtest/gtest.h>
 
 #include <cstring>
 
 #include "core/Image.h"
 #include "core/Memory.h"
-#include "core/Preferences.h"
 #include "tests/support/TestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
 #include "transforms/Negative.h"
@@ -31,29 +30,6 @@ TEST(Negative, IsTheComplementAndTwiceGivesThePictureBackOnEveryType)
                               top - PictureSample(source.image, x, y, c));
         for (Picture *picture : {&source, &once, &twice})
             PictureFree(picture);
-    }
-}
-
-TEST(Negative, SixteenBitPreviewIsTheComplementOfTheReducedSample)
-{
-    TestStart();
-    Prefs.smoothZoom = 0;
-    for (int type : {TYPE_GRAY16, TYPE_COLOR48}) {
-        SCOPED_TRACE(type);
-        Image source;
-        ImageWindow window;
-        PictureMake(&source, type, 12, 9, 5);
-        PreviewWindowSetUp(&window, source, 1, 0, 0, 12, 9);
-        ASSERT_EQ(PreviewRun(NegativeTransform.compute, nullptr, source, &window, 0, 0, 11, 8),
-                  ERROR_NONE);
-        for (int y = 0; y < 9; y++)
-            for (int x = 0; x < 12; x++)
-                for (int c = 0; c < PictureChannels(type); c++)
-                    ASSERT_EQ(PictureSample(window.view, x, y, c),
-                              255 - Depth16To8[PictureSample(source, x, y, c)])
-                        << x << "," << y;
-        ImageFree(&source);
-        PreviewWindowFree(&window);
     }
 }
 

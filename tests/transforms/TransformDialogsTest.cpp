@@ -116,27 +116,6 @@ TEST_F(TransformDialogs, GammaShowsItsFactorOnALogarithmicSlider)
     EXPECT_EQ(PreviewStale, 1);
 }
 
-TEST_F(TransformDialogs, GammaAppliesTheTableOfTheSliderAtFullDepth)
-{
-    WindowHandle input = MakePicture(TYPE_COLOR48, 50, 40);
-    HeadlessChooseMenu(COMMAND_GAMMA);
-    SlideTo(GAMMA_SLIDER, 300);
-    HeadlessClick(DialogWindow, BUTTON_OK);
-    EXPECT_EQ(DialogWindow, nullptr);
-    EXPECT_EQ(InUseBy(input), nullptr);
-    ASSERT_NE(LastOutput, nullptr);
-    const Image &result = WindowRecord(LastOutput)->picture.image;
-    const Image &picture = WindowRecord(input)->picture.image;
-    ASSERT_EQ(result.type, TYPE_COLOR48);
-    double factor = exp(300 / 512.0 - 1.0);
-    for (int y = 0; y < 40; y += 13)
-        for (int x = 0; x < 150; x += 7) {
-            int s = ((const uint16_t *)picture.rows[y])[x];
-            EXPECT_EQ(((const uint16_t *)result.rows[y])[x],
-                      Round(pow(s / 65535.0, factor) * 65535.0));
-        }
-}
-
 TEST_F(TransformDialogs, GammaRefusesBinaryAndKeepsItsSettingsUnlessShiftIsHeld)
 {
     WindowHandle binary = MakePicture(TYPE_BINARY, 20, 20);
@@ -210,8 +189,6 @@ TEST_F(TransformDialogs, ConvertNamesTheSourceAndMakesTheChosenType)
     ASSERT_EQ(CurrentOperation, KIND_CONVERT);
     EXPECT_EQ(HeadlessFindWindow("Convert"), DialogWindow);
     EXPECT_EQ(Text(CONVERT_FROM_TEXT), "Convert from: 48-bit Color");
-    EXPECT_EQ(ItemIndex(CONVERT_TARGET, "1-bit Binary"), 0);
-    EXPECT_EQ(ItemIndex(CONVERT_TARGET, "48-bit Color"), 4);
 
     // A preview of a 16-bit target is 8-bit; the result is 16-bit.
     HeadlessChoose(DialogWindow, CONVERT_TARGET, CONVERT_GRAY16);
@@ -371,58 +348,6 @@ TEST_F(TransformDialogs, FilesDroppedWhileADialogIsOpenWaitForItsEnd)
     QueueOpen(second.c_str());
     PlatformDestroyWindow(DialogWindow);
     EXPECT_NE(FindImageWindow(second.c_str()), nullptr);
-}
-
-TEST_F(TransformDialogs, GammaIsWorkedFromTheKeyboardTabByTabWithTheFocusShown)
-{
-    MakePicture(TYPE_GRAY8, 64, 48);
-    Prefs.defaultPreview = 0;
-    HeadlessChooseMenu(COMMAND_GAMMA);
-    ASSERT_NE(DialogWindow, nullptr);
-    // The dialog has the focus as it opens; Tab goes through the controls that take it in
-    // the order they were made, and round again; Shift+Tab goes back.
-    EXPECT_EQ(PlatformFocusWindow(), DialogWindow);
-    auto tab = [](uint32_t keys) {
-        HeadlessSetKeys(keys);
-        EXPECT_EQ(PlatformSendMessage(FrameWindow, MSG_CHAR, '\t', 0), 1);
-        HeadlessSetKeys(0);
-        return PlatformControlId(PlatformFocusWindow());
-    };
-    std::vector<int> order;
-    for (int i = 0; i < 10; i++)
-        order.push_back(tab(0));
-    std::vector<int> expected = {BUTTON_AUTO,   BUTTON_PREVIEW, BUTTON_APPLY,      BUTTON_OK,
-                                 BUTTON_CANCEL, GAMMA_INPUT,    GAMMA_INPUT_GAMMA, GAMMA_SLIDER,
-                                 GAMMA_AMOUNT,  BUTTON_AUTO};
-    EXPECT_EQ(order, expected);
-    EXPECT_EQ(tab(KEYS_SHIFT), GAMMA_AMOUNT);
-    EXPECT_EQ(tab(KEYS_SHIFT), GAMMA_SLIDER);
-
-    // The slider, with the focus, moves by the arrows and the page keys, and says so.
-    WindowHandle slider = PlatformFocusWindow();
-    int start = SliderPosition(DialogWindow, GAMMA_SLIDER); // as the last opening left it
-    PlatformSendMessage(slider, MSG_KEY_DOWN, KEY_RIGHT, 0);
-    EXPECT_EQ(SliderPosition(DialogWindow, GAMMA_SLIDER), start + SLIDER_STEP);
-    PlatformSendMessage(slider, MSG_KEY_DOWN, KEY_PAGE_DOWN, 0);
-    EXPECT_EQ(SliderPosition(DialogWindow, GAMMA_SLIDER), start + SLIDER_STEP - SLIDER_PAGE);
-    char expectedText[64];
-    snprintf(expectedText, sizeof expectedText, "Gamma factor: %.2f",
-             exp((start + SLIDER_STEP - SLIDER_PAGE) / 512.0 - 1.0));
-    EXPECT_EQ(Text(GAMMA_FACTOR_TEXT), expectedText);
-    // A key is a release too: the preview goes stale.
-    EXPECT_EQ(PreviewStale, 1);
-
-    // The focus shows as a frame around the slider; the slider asks to be painted again as
-    // the focus leaves it.
-    PlatformInvalidate(slider, nullptr);
-    HeadlessPaint(slider);
-    const Image *canvas = HeadlessCanvas(slider);
-    const uint8_t *corner = canvas->rows[canvas->height - 1];
-    EXPECT_EQ((uint32_t)corner[2] << 16 | corner[1] << 8 | corner[0], COLOR_FOCUS);
-    Rect invalid;
-    EXPECT_FALSE(HeadlessInvalid(slider, &invalid));
-    tab(0);
-    EXPECT_TRUE(HeadlessInvalid(slider, &invalid));
 }
 
 TEST_F(TransformDialogs, APreviewLeavesTheFocusInItsDialog)

@@ -15,22 +15,8 @@
 #include "platform/headless/Headless.h"
 #include "tests/files/FormatToolSupport.h"
 
-class Eps : public ::testing::Test {
+class Eps : public FolderTest {
   protected:
-    std::string folder;
-
-    void SetUp() override
-    {
-        TestStart();
-        const ::testing::TestInfo *info = ::testing::UnitTest::GetInstance()->current_test_info();
-        folder = TestOutputFolder(std::string("eps/") + info->name());
-    }
-
-    std::string Path(const std::string &name)
-    {
-        return folder + "/" + name;
-    }
-
     // Renders an EPS file on a page of its bounding box at a resolution, into a PPM file.
     ::testing::AssertionResult Render(const std::string &eps, double resolution,
                                       const std::string &ppm)
@@ -210,31 +196,4 @@ TEST_F(Eps, OnlyPicturesOfEightBitsOrLessAreSaved)
         EXPECT_TRUE(TestReadFile(Path("no.eps")).empty());
         TestWindowFree(window);
     }
-}
-
-TEST_F(Eps, AFailedSaveKeepsTheOldFile)
-{
-    TestWriteFile(Path("old.eps"), {'o', 'l', 'd'});
-    Picture *window = PatternWindow(TYPE_COLOR24, 400, 300, 72.0, 4);
-    HeadlessAbortAtPump(20);
-    EXPECT_EQ(SaveEpsFile(Path("old.eps").c_str(), window), ERROR_ABORTED);
-    EXPECT_EQ(TestReadFile(Path("old.eps")), std::vector<uint8_t>({'o', 'l', 'd'}));
-    std::string listing;
-    TestRun("ls -A " + Quote(folder), &listing);
-    EXPECT_EQ(listing, "old.eps\n");
-    ASSERT_EQ(HeadlessProgressCount(), 1);
-    EXPECT_STREQ(HeadlessProgressAt(0)->title, "EPS Write");
-    EXPECT_EQ(SaveEpsFile(Path("missing/new.eps").c_str(), window), ERROR_CREATE_FILE);
-    TestWindowFree(window);
-}
-
-TEST_F(Eps, FileSaveReachesTheWriterAndNothingOpensIt)
-{
-    Picture *window = PatternWindow(TYPE_BINARY, 16, 16, 72.0, 5);
-    ASSERT_EQ(FileSave(Path("a.eps").c_str(), FILE_SAVE_EPS, window, 0), ERROR_NONE);
-    EXPECT_EQ(DetectFileType(Path("a.eps").c_str()), -1);
-    Picture *read = TestWindowNew();
-    EXPECT_EQ(FileLoad(Path("a.eps").c_str(), FILE_OPEN_ALL, read, 0), ERROR_UNKNOWN_FILE_TYPE);
-    TestWindowFree(read);
-    TestWindowFree(window);
 }

@@ -22,22 +22,7 @@
 #include "platform/headless/Headless.h"
 #include "tests/files/FormatToolSupport.h"
 
-class Fits : public ::testing::Test {
-  protected:
-    std::string folder;
-
-    void SetUp() override
-    {
-        TestStart();
-        const ::testing::TestInfo *info = ::testing::UnitTest::GetInstance()->current_test_info();
-        folder = TestOutputFolder(std::string("fits/") + info->name());
-    }
-
-    std::string Path(const std::string &name)
-    {
-        return folder + "/" + name;
-    }
-};
+class Fits : public FolderTest {};
 
 // ---------------------------------------------------------------------------------------------
 // A FITS builder: header cards of 80 characters, blocks of 2880 bytes, big-endian data.
@@ -517,44 +502,5 @@ TEST_F(Fits, NamesAreTakenAsTheyStand)
     std::string listing;
     TestRun("ls -A " + Quote(folder), &listing);
     EXPECT_EQ(listing, "!bang.fits\na(b).fit\ndark +2.fits\nframe[1].fits\n");
-    TestWindowFree(window);
-}
-
-TEST_F(Fits, ASaveReplacesTheOldFileOnlyOnSuccessAndKeepsItsPermissions)
-{
-    Picture *window = TestWindowNew();
-    ASSERT_EQ(ImageAlloc(&window->image, TYPE_GRAY16, 400, 300, 72.0), ERROR_NONE);
-    TestFillPattern(&window->image, 5);
-    TestWriteFile(Path("old.fits"), {'o', 'l', 'd'});
-    ASSERT_EQ(chmod(Path("old.fits").c_str(), 0640), 0);
-    HeadlessAbortAtPump(20);
-    EXPECT_EQ(SaveFitsFile(Path("old.fits").c_str(), window), ERROR_ABORTED);
-    EXPECT_EQ(TestReadFile(Path("old.fits")), std::vector<uint8_t>({'o', 'l', 'd'}));
-    std::string listing;
-    TestRun("ls -A " + Quote(folder), &listing);
-    EXPECT_EQ(listing, "old.fits\n");
-
-    HeadlessReset();
-    ASSERT_EQ(SaveFitsFile(Path("old.fits").c_str(), window), ERROR_NONE);
-    struct stat status;
-    ASSERT_EQ(stat(Path("old.fits").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777, 0640u);
-    EXPECT_EQ(ReadFits(Path("old.fits")).code, ERROR_NONE);
-    EXPECT_EQ(SaveFitsFile(Path("missing/new.fits").c_str(), window), ERROR_CREATE_FILE);
-    TestWindowFree(window);
-}
-
-TEST_F(Fits, FileLoadAndFileSaveReachTheModule)
-{
-    Picture *window = TestWindowNew();
-    ASSERT_EQ(ImageAlloc(&window->image, TYPE_GRAY16, 8, 8, 72.0), ERROR_NONE);
-    TestFillPattern(&window->image, 6);
-    ASSERT_EQ(FileSave(Path("a.fit").c_str(), FILE_SAVE_FITS, window, 0), ERROR_NONE);
-    Picture *read = TestWindowNew();
-    ASSERT_EQ(FileLoad(Path("a.fit").c_str(), FILE_OPEN_FITS, read, 0), ERROR_NONE);
-    EXPECT_EQ(read->fileType, FILE_OPEN_FITS);
-    ExpectImagesNear(window->image, read->image, 0);
-    EXPECT_EQ(read->image.resolution, Prefs.defaultResolution); // FITS keeps none
-    TestWindowFree(read);
     TestWindowFree(window);
 }

@@ -21,22 +21,7 @@
 #include "platform/headless/Headless.h"
 #include "tests/files/FormatToolSupport.h"
 
-class Gif : public ::testing::Test {
-  protected:
-    std::string folder;
-
-    void SetUp() override
-    {
-        TestStart();
-        const ::testing::TestInfo *info = ::testing::UnitTest::GetInstance()->current_test_info();
-        folder = TestOutputFolder(std::string("gif/") + info->name());
-    }
-
-    std::string Path(const std::string &name)
-    {
-        return folder + "/" + name;
-    }
-};
+class Gif : public FolderTest {};
 
 // Writes one frame through giflib: indices top row first, palette of a power of two entries,
 // rows given in file order (the caller interleaves them for an interlaced frame).
@@ -275,12 +260,6 @@ TEST_F(Gif, AnIndexBeyondThePaletteIsRefused)
     GifRead read = ReadGif(Path("beyond.gif"));
     EXPECT_EQ(read.code, ERROR_READ_GIF);
     EXPECT_EQ(read.type, TYPE_EMPTY);
-}
-
-TEST_F(Gif, MissingFileGivesTheOpenCode)
-{
-    GifRead read = ReadGif(Path("none.gif"));
-    EXPECT_EQ(read.code, ERROR_OPEN_FILE);
 }
 
 TEST_F(Gif, HostileFilesGiveTheReadCode)
@@ -578,33 +557,6 @@ TEST_F(Gif, TypesItCannotHoldAreRefused)
         EXPECT_TRUE(TestReadFile(Path("no.gif")).empty());
         TestWindowFree(window);
     }
-}
-
-TEST_F(Gif, AFailedSaveKeepsTheOldFile)
-{
-    TestWriteFile(Path("old.gif"), {'o', 'l', 'd'});
-    Picture *window = PatternWindow(TYPE_COLOR24, 400, 300, 3);
-    HeadlessAbortAtPump(20);
-    EXPECT_EQ(SaveGifFile(Path("old.gif").c_str(), window, 1), ERROR_ABORTED);
-    EXPECT_EQ(TestReadFile(Path("old.gif")), std::vector<uint8_t>({'o', 'l', 'd'}));
-    std::string listing;
-    TestRun("ls -A " + Quote(folder), &listing);
-    EXPECT_EQ(listing, "old.gif\n"); // no temporary file left behind
-    EXPECT_EQ(SaveGifFile(Path("missing/new.gif").c_str(), window, 1), ERROR_CREATE_FILE);
-    TestWindowFree(window);
-}
-
-TEST_F(Gif, FileLoadAndFileSaveReachTheModule)
-{
-    Picture *window = PatternWindow(TYPE_COLOR24, 16, 16, 8);
-    ASSERT_EQ(FileSave(Path("a.gif").c_str(), FILE_SAVE_GIF, window, 0), ERROR_NONE);
-    Picture *read = TestWindowNew();
-    ASSERT_EQ(FileLoad(Path("a.gif").c_str(), FILE_OPEN_GIF, read, 0), ERROR_NONE);
-    EXPECT_EQ(read->fileType, FILE_OPEN_GIF);
-    EXPECT_EQ(read->image.type, TYPE_COLOR24);
-    EXPECT_EQ(read->image.resolution, Prefs.defaultResolution); // GIF keeps none
-    TestWindowFree(read);
-    TestWindowFree(window);
 }
 
 // ---------------------------------------------------------------------------------------------

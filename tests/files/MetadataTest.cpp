@@ -59,17 +59,17 @@ std::string ExiftoolFile(const std::string &folder, const std::string &name, int
     remove(path.c_str());
     if (extension == "jpg")
         EXPECT_EQ(
-            TestRun("convert -seed 4 -size 40x30 plasma:fractal ppm:- | cjpeg > " + Quoted(base)),
+            TestRun("convert -seed 4 -size 40x30 plasma:fractal ppm:- | cjpeg > " + Quote(base)),
             0);
     else
         EXPECT_EQ(
             TestRun("convert -seed 4 -size 40x30 plasma:fractal -depth 8 -define tiff:endian=" +
-                    std::string(bigEndian ? "msb " : "lsb ") + Quoted(base)),
+                    std::string(bigEndian ? "msb " : "lsb ") + Quote(base)),
             0);
     // A TIFF's EXIF takes the byte order of its file.
-    EXPECT_EQ(TestRun("exiftool -q -o " + Quoted(path) +
+    EXPECT_EQ(TestRun("exiftool -q -o " + Quote(path) +
                       (extension == "jpg" ? " -ExifByteOrder=" + order : " ") + assignments + " " +
-                      Quoted(base)),
+                      Quote(base)),
               0);
     return path;
 }
@@ -78,7 +78,7 @@ std::string ExiftoolFile(const std::string &folder, const std::string &name, int
 std::vector<std::string> ValidateWarnings(const std::string &path)
 {
     std::string output;
-    TestRun("exiftool -validate -warning -a -s3 " + Quoted(path) + " 2>&1", &output);
+    TestRun("exiftool -validate -warning -a -s3 " + Quote(path) + " 2>&1", &output);
     std::vector<std::string> warnings;
     size_t start = output.find('\n'); // past the count of warnings
     while (start != std::string::npos && start + 1 < output.size()) {
@@ -95,7 +95,7 @@ std::vector<std::string> MagickComplaints(const std::string &path)
 {
     std::string output;
     std::vector<std::string> lines;
-    if (TestRun("convert " + Quoted(path) + " info: 2>&1 >/dev/null", &output) != 0)
+    if (TestRun("convert " + Quote(path) + " info: 2>&1 >/dev/null", &output) != 0)
         lines.push_back("failed");
     for (size_t start = 0, end; start < output.size(); start = end + 1) {
         end = output.find('\n', start);
@@ -123,7 +123,7 @@ std::vector<uint8_t> JpegExifBlock(const std::vector<uint8_t> &jpeg)
 std::vector<std::string> ExiftoolEntries(const std::string &path)
 {
     std::string output;
-    TestRun("exiftool -v3 " + Quoted(path) + " 2>&1", &output);
+    TestRun("exiftool -v3 " + Quote(path) + " 2>&1", &output);
     std::vector<std::string> entries;
     std::map<size_t, std::string> directories;
     size_t start = 0;
@@ -147,17 +147,6 @@ std::vector<std::string> ExiftoolEntries(const std::string &path)
     }
     std::sort(entries.begin(), entries.end());
     return entries;
-}
-
-template <typename T> std::vector<uint8_t> Native(std::initializer_list<T> values)
-{
-    std::vector<uint8_t> bytes(values.size() * sizeof(T));
-    size_t at = 0;
-    for (T v : values) {
-        memcpy(bytes.data() + at, &v, sizeof(T));
-        at += sizeof(T);
-    }
-    return bytes;
 }
 
 void Add(FileComment **list, const char *name, int id, int flags, const std::vector<uint8_t> &value)
@@ -197,8 +186,6 @@ TEST(Metadata, JpegExifGivesTheCommentsTheTiffReaderMakesOfTheSameBlock)
         EXPECT_EQ(picture.orientation, 1);
         EXPECT_EQ(picture.resolution, 0.0); // the block has no resolution fields
         FreeFileComments(&list);
-        TestWindowFree(jpeg);
-        TestWindowFree(tiff);
     }
 }
 
@@ -258,9 +245,8 @@ TEST(Metadata, ExiftoolFieldsSurviveOpenAndSaveAsTiffAndAsJpeg)
                                  complaints.end());
                 EXPECT_EQ(complaints, MagickComplaints(originals[to]));
                 if (tiff) {
-                    EXPECT_EQ(TestRun("tiffinfo " + Quoted(saved) + " >/dev/null 2>&1"), 0);
+                    EXPECT_EQ(TestRun("tiffinfo " + Quote(saved) + " >/dev/null 2>&1"), 0);
                 }
-                TestWindowFree(made);
             }
         }
     }

@@ -12,6 +12,7 @@
 #include "core/Orient.h"
 #include "files/FileType.h"
 #include "files/RasterInput.h"
+#include "platform/headless/Headless.h"
 #include "tests/files/FormatToolSupport.h"
 
 class FileType : public FolderTest {};
@@ -364,6 +365,50 @@ TEST_F(FileType, TextAndDamagedFilesAreNotTakenForPictures)
     Picture *window = TestWindowNew();
     EXPECT_EQ(FileLoad(Path("file").c_str(), FILE_OPEN_ALL, window, 0), ERROR_UNKNOWN_FILE_TYPE);
     TestWindowFree(window);
+}
+
+// The reads of the formats a library decodes show their window from 100000 pixels on, as
+// ours do, and stop at Cancel leaving no picture.
+TEST_F(FileType, LargeFilesOfTheLibrariesFormatsShowProgressAndCanBeCancelled)
+{
+    struct Case {
+        const char *name;
+        const char *making; // ImageMagick's options before the file
+        const char *title;
+    };
+    const Case cases[] = {
+        {"a.gif", "gradient:black-white -depth 8 -colorspace Gray", "GIF Read"},
+        {"a.fits", "gradient:black-white -depth 16", "FITS Read"},
+        {"a.png", "gradient:red-blue -depth 8", "PNG Read"},
+        {"a.jpg", "gradient:red-blue -depth 8", "JPEG Read"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        std::string large = Path(c.name);
+        std::string small = Path(std::string("small-") + c.name);
+        ASSERT_TRUE(
+            ToolRuns(std::string("convert -size 400x250 ") + c.making + " " + Quote(large)));
+        ASSERT_TRUE(
+            ToolRuns(std::string("convert -size 400x249 ") + c.making + " " + Quote(small)));
+        TestStart();
+        Picture *window = TestWindowNew();
+        ASSERT_EQ(FileLoad(large.c_str(), FILE_OPEN_ALL, window, 1), ERROR_NONE);
+        ASSERT_EQ(HeadlessProgressCount(), 1);
+        EXPECT_STREQ(HeadlessProgressAt(0)->title, c.title);
+        EXPECT_EQ(HeadlessProgressAt(0)->last.last, 249);
+        EXPECT_EQ(HeadlessProgressAt(0)->last.canAbort, 1);
+        EXPECT_EQ(HeadlessProgressAt(0)->open, 0);
+        HeadlessAbortAtPump(10);
+        EXPECT_EQ(FileLoad(large.c_str(), FILE_OPEN_ALL, window, 1), ERROR_ABORTED);
+        EXPECT_EQ(window->image.type, TYPE_EMPTY);
+        EXPECT_EQ(ProgressWindow, nullptr);
+        // Without progress, or below 100000 pixels, no window opens.
+        TestStart();
+        ASSERT_EQ(FileLoad(large.c_str(), FILE_OPEN_ALL, window, 0), ERROR_NONE);
+        ASSERT_EQ(FileLoad(small.c_str(), FILE_OPEN_ALL, window, 1), ERROR_NONE);
+        EXPECT_EQ(HeadlessProgressCount(), 0);
+        TestWindowFree(window);
+    }
 }
 
 // A file that ends before its pixels do gives the rows it holds in every format: the rows

@@ -390,21 +390,6 @@ TEST_F(Fits, MissingAndDamagedFilesGiveTheirCodes)
     }
 }
 
-TEST_F(Fits, LargePicturesShowProgressAndCanBeCancelled)
-{
-    ASSERT_TRUE(ToolRuns("convert -size 400x300 gradient:black-white -depth 16 " +
-                         Quote(Path("large.fits"))));
-    FitsRead read = ReadFits(Path("large.fits"), 1);
-    ASSERT_EQ(read.code, ERROR_NONE);
-    ASSERT_EQ(HeadlessProgressCount(), 1);
-    EXPECT_STREQ(HeadlessProgressAt(0)->title, "FITS Read");
-    HeadlessReset();
-    HeadlessAbortAtPump(10);
-    read = ReadFits(Path("large.fits"), 1);
-    EXPECT_EQ(read.code, ERROR_ABORTED);
-    EXPECT_EQ(read.type, TYPE_EMPTY);
-}
-
 // ---------------------------------------------------------------------------------------------
 // Writing
 

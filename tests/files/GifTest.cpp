@@ -322,31 +322,6 @@ TEST_F(Gif, TruncatedAndCorruptFilesGiveCodesNeverAWrongPicture)
     }
 }
 
-TEST_F(Gif, LargeFramesShowProgressAndCanBeCancelled)
-{
-    ASSERT_TRUE(ToolRuns("convert -size 400x300 gradient:black-white -depth 8 -colorspace Gray " +
-                         Quote(Path("large.gif"))));
-    GifRead read = ReadGif(Path("large.gif"), 1);
-    ASSERT_EQ(read.code, ERROR_NONE);
-    ASSERT_EQ(HeadlessProgressCount(), 1);
-    EXPECT_STREQ(HeadlessProgressAt(0)->title, "GIF Read");
-    EXPECT_EQ(HeadlessProgressAt(0)->last.last, 299);
-
-    HeadlessReset();
-    HeadlessAbortAtPump(10);
-    read = ReadGif(Path("large.gif"), 1);
-    EXPECT_EQ(read.code, ERROR_ABORTED);
-    EXPECT_EQ(read.type, TYPE_EMPTY);
-
-    // Without showProgress, or below 100000 pixels, no window opens.
-    HeadlessReset();
-    ReadGif(Path("large.gif"), 0);
-    ASSERT_TRUE(ToolRuns("convert -size 300x300 xc:white -depth 8 -colorspace Gray " +
-                         Quote(Path("small.gif"))));
-    ReadGif(Path("small.gif"), 1);
-    EXPECT_EQ(HeadlessProgressCount(), 0);
-}
-
 // ---------------------------------------------------------------------------------------------
 // Writing
 

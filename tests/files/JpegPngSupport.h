@@ -111,6 +111,33 @@ FieldGroup(const std::map<std::string, std::string> &fields, const std::string &
     return selected;
 }
 
+// A 40 x 30 JPEG by cjpeg, or TIFF by ImageMagick, with exiftool's assignments, in the byte
+// order given.
+inline std::string ExiftoolFile(const std::string &folder, const std::string &name, int bigEndian,
+                                const std::string &assignments,
+                                const std::string &extension = "jpg")
+{
+    std::string base = folder + "/" + name + "-base." + extension;
+    std::string path = folder + "/" + name + "." + extension;
+    std::string order = bigEndian ? "MM " : "II ";
+    remove(path.c_str());
+    if (extension == "jpg")
+        EXPECT_EQ(
+            TestRun("convert -seed 4 -size 40x30 plasma:fractal ppm:- | cjpeg > " + Quote(base)),
+            0);
+    else
+        EXPECT_EQ(
+            TestRun("convert -seed 4 -size 40x30 plasma:fractal -depth 8 -define tiff:endian=" +
+                    std::string(bigEndian ? "msb " : "lsb ") + Quote(base)),
+            0);
+    // A TIFF's EXIF takes the byte order of its file.
+    EXPECT_EQ(TestRun("exiftool -q -o " + Quote(path) +
+                      (extension == "jpg" ? " -ExifByteOrder=" + order : " ") + assignments + " " +
+                      Quote(base)),
+              0);
+    return path;
+}
+
 // Numbers as this machine holds them, as comments hold their values.
 template <typename T> std::vector<uint8_t> Native(std::initializer_list<T> values)
 {

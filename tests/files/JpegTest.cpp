@@ -423,39 +423,6 @@ TEST(Jpeg, HostileFilesGiveTheirCodes)
     }
 }
 
-TEST(Jpeg, LargePicturesShowProgressAndAnAbortLeavesNothing)
-{
-    TestStart();
-    std::string folder = TestOutputFolder("Jpeg.Progress");
-    std::string path = folder + "/large.jpg";
-    TestWindow made = PictureWindow(TYPE_COLOR24, 400, 250, 72.0, 4);
-    ASSERT_EQ(SaveJpegFile(path.c_str(), made.window, 90), ERROR_NONE);
-    TestStart();
-    TestWindow back = EmptyWindow();
-    ASSERT_EQ(ReadJpegFile(path.c_str(), back.window, 1, nullptr), ERROR_NONE);
-    ASSERT_EQ(HeadlessProgressCount(), 1);
-    EXPECT_STREQ(HeadlessProgressAt(0)->title, "JPEG Read");
-    EXPECT_EQ(HeadlessProgressAt(0)->last.last, 249);
-    EXPECT_EQ(HeadlessProgressAt(0)->last.canAbort, 1);
-    EXPECT_EQ(HeadlessProgressAt(0)->open, 0);
-
-    HeadlessAbortAtPump(30);
-    back = EmptyWindow();
-    EXPECT_EQ(ReadJpegFile(path.c_str(), back.window, 1, nullptr), ERROR_ABORTED);
-    EXPECT_EQ(back.window->image.type, TYPE_EMPTY);
-    EXPECT_EQ(ProgressWindow, nullptr);
-
-    // Without showProgress, or below 100000 pixels, no window opens.
-    int count = HeadlessProgressCount();
-    back = EmptyWindow();
-    ASSERT_EQ(ReadJpegFile(path.c_str(), back.window, 0, nullptr), ERROR_NONE);
-    TestWindow small = PictureWindow(TYPE_GRAY8, 316, 316, 72.0, 4); // 99856 pixels
-    ASSERT_EQ(SaveJpegFile(path.c_str(), small.window, 90), ERROR_NONE);
-    back = EmptyWindow();
-    ASSERT_EQ(ReadJpegFile(path.c_str(), back.window, 1, nullptr), ERROR_NONE);
-    EXPECT_EQ(HeadlessProgressCount(), count);
-}
-
 TEST(Jpeg, SaveRefusesOtherTypesAndAProfileTooLargeKeepsTheOldFile)
 {
     TestStart();

@@ -48,32 +48,6 @@ const char RICH[] =
     "-GPSDestDistance=1200 -GPSProcessingMethod=GPS -GPSDateStamp=2024:05:06 "
     "-GPSDifferential#=1 -GPSAreaInformation=Paris";
 
-// A 40 x 30 JPEG by cjpeg, or TIFF by ImageMagick, with exiftool's assignments, in the byte
-// order given.
-std::string ExiftoolFile(const std::string &folder, const std::string &name, int bigEndian,
-                         const std::string &assignments, const std::string &extension = "jpg")
-{
-    std::string base = folder + "/" + name + "-base." + extension;
-    std::string path = folder + "/" + name + "." + extension;
-    std::string order = bigEndian ? "MM " : "II ";
-    remove(path.c_str());
-    if (extension == "jpg")
-        EXPECT_EQ(
-            TestRun("convert -seed 4 -size 40x30 plasma:fractal ppm:- | cjpeg > " + Quote(base)),
-            0);
-    else
-        EXPECT_EQ(
-            TestRun("convert -seed 4 -size 40x30 plasma:fractal -depth 8 -define tiff:endian=" +
-                    std::string(bigEndian ? "msb " : "lsb ") + Quote(base)),
-            0);
-    // A TIFF's EXIF takes the byte order of its file.
-    EXPECT_EQ(TestRun("exiftool -q -o " + Quote(path) +
-                      (extension == "jpg" ? " -ExifByteOrder=" + order : " ") + assignments + " " +
-                      Quote(base)),
-              0);
-    return path;
-}
-
 // What exiftool -validate finds wrong with a file, one warning a line.
 std::vector<std::string> ValidateWarnings(const std::string &path)
 {

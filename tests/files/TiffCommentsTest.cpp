@@ -55,21 +55,6 @@ int CommentCount(const FileComment *comments)
     return count;
 }
 
-// A 16 by 8 gray TIFF of ImageMagick's in the given byte order, with the exiftool
-// assignments applied.
-std::string ExiftoolFile(const std::string &folder, const std::string &name, int bigEndian,
-                         const std::string &assignments)
-{
-    std::string base = folder + "/" + name + "-base.tif";
-    std::string path = folder + "/" + name + ".tif";
-    remove(path.c_str()); // exiftool does not write over a file
-    EXPECT_EQ(TestRun("convert -size 16x8 gradient: -depth 8 -define tiff:endian=" +
-                      std::string(bigEndian ? "msb" : "lsb") + " '" + base + "'"),
-              0);
-    EXPECT_EQ(TestRun("exiftool -q -o '" + path + "' " + assignments + " '" + base + "'"), 0);
-    return path;
-}
-
 const char RICH_ASSIGNMENTS[] =
     "-Artist=Ann -Make=Abcd -Model=Abc '-ImageDescription=A view' -Software=Vistel "
     "'-ModifyDate=2024:05:06 07:08:09' -HostComputer=host '-Copyright=(c) Ann' "
@@ -218,7 +203,7 @@ TEST(TiffComments, ReadsWhatExiftoolWroteInEitherByteOrder)
     for (int bigEndian : {0, 1}) {
         SCOPED_TRACE(bigEndian ? "big-endian" : "little-endian");
         std::string path =
-            ExiftoolFile(folder, bigEndian ? "be" : "le", bigEndian, RICH_ASSIGNMENTS);
+            ExiftoolFile(folder, bigEndian ? "be" : "le", bigEndian, RICH_ASSIGNMENTS, "tif");
         std::vector<uint8_t> bytes = TestReadFile(path);
         ASSERT_GE(bytes.size(), 8u);
         ASSERT_EQ(bytes[0], bigEndian ? 'M' : 'I');
@@ -403,8 +388,8 @@ TEST(TiffComments, TruncatedAndCorruptedFilesGiveCodesNotCrashes)
     std::string folder = TestOutputFolder("TiffComments.Truncated");
     for (int bigEndian : {0, 1}) {
         SCOPED_TRACE(bigEndian);
-        std::string source =
-            ExiftoolFile(folder, bigEndian ? "rich-be" : "rich-le", bigEndian, RICH_ASSIGNMENTS);
+        std::string source = ExiftoolFile(folder, bigEndian ? "rich-be" : "rich-le", bigEndian,
+                                          RICH_ASSIGNMENTS, "tif");
         std::vector<uint8_t> bytes = TestReadFile(source);
         ASSERT_GT(bytes.size(), 500u);
         std::string path = folder + "/cut.tif";

@@ -27,14 +27,6 @@ class Eps : public FolderTest {
     }
 };
 
-static Picture *PatternWindow(int type, int w, int h, double resolution, int seed)
-{
-    Picture *window = TestWindowNew();
-    EXPECT_EQ(ImageAlloc(&window->image, type, w, h, resolution), ERROR_NONE);
-    TestFillPattern(&window->image, seed);
-    return window;
-}
-
 // The lines of a text file.
 static std::vector<std::string> Lines(const std::string &path)
 {
@@ -72,13 +64,12 @@ TEST_F(Eps, GhostscriptRendersEveryTypeBackToItsPixels)
     for (const Case &c : cases) {
         SCOPED_TRACE(std::to_string(c.type) + " " + std::to_string(c.w) + "x" +
                      std::to_string(c.h) + " at " + std::to_string(c.resolution));
-        Picture *window = PatternWindow(c.type, c.w, c.h, c.resolution, ++seed);
+        TestWindow window = PictureWindow(c.type, c.w, c.h, c.resolution, ++seed);
         ASSERT_EQ(SaveEpsFile(Path("out.eps").c_str(), window), ERROR_NONE);
         ASSERT_TRUE(Render(Path("out.eps"), c.resolution, Path("out.ppm")));
         int channels = c.type == TYPE_COLOR24 ? 3 : 1;
         std::vector<int> rendered = ToolSamples(Path("out.ppm"), channels, 8);
         EXPECT_TRUE(SamplesEqual(ImageSamples(window->image), rendered));
-        TestWindowFree(window);
     }
 }
 
@@ -101,7 +92,7 @@ TEST_F(Eps, TheBoundingBoxComesFromTheResolution)
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.box);
-        Picture *window = PatternWindow(TYPE_GRAY8, c.w, c.h, c.resolution, 1);
+        TestWindow window = PictureWindow(TYPE_GRAY8, c.w, c.h, c.resolution, 1);
         ASSERT_EQ(SaveEpsFile(Path("box.eps").c_str(), window), ERROR_NONE);
         std::vector<std::string> lines = Lines(Path("box.eps"));
         EXPECT_EQ(Comment(lines, "%%BoundingBox:"), c.box);
@@ -127,21 +118,19 @@ TEST_F(Eps, TheBoundingBoxComesFromTheResolution)
         EpsPageSize(&window->image, &w, &h);
         EXPECT_NEAR(w, c.w * 72.0 / c.resolution, 1e-9);
         EXPECT_NEAR(h, c.h * 72.0 / c.resolution, 1e-9);
-        TestWindowFree(window);
     }
     // A picture without a resolution takes the one of the preferences.
-    Picture *window = PatternWindow(TYPE_GRAY8, 30, 30, 0.0, 1);
+    TestWindow window = PictureWindow(TYPE_GRAY8, 30, 30, 0.0, 1);
     double saved = Prefs.defaultResolution;
     Prefs.defaultResolution = 144.0;
     ASSERT_EQ(SaveEpsFile(Path("none.eps").c_str(), window), ERROR_NONE);
     Prefs.defaultResolution = saved;
     EXPECT_EQ(Comment(Lines(Path("none.eps")), "%%BoundingBox:"), "0 0 15 15");
-    TestWindowFree(window);
 }
 
 TEST_F(Eps, TheFileFollowsTheDocumentStructuringConventions)
 {
-    Picture *window = PatternWindow(TYPE_COLOR24, 97, 41, 200.0, 3);
+    TestWindow window = PictureWindow(TYPE_COLOR24, 97, 41, 200.0, 3);
     ASSERT_EQ(SaveEpsFile(Path("Harbour (dawn).eps").c_str(), window), ERROR_NONE);
     std::vector<std::string> lines = Lines(Path("Harbour (dawn).eps"));
     ASSERT_GE(lines.size(), 12u);
@@ -161,14 +150,13 @@ TEST_F(Eps, TheFileFollowsTheDocumentStructuringConventions)
         if (line.find("colorimage") != std::string::npos) data = true;
         if (line.find("~>") != std::string::npos) data = false;
     }
-    TestWindowFree(window);
 }
 
 TEST_F(Eps, SamplesAreAscii85WithZeroGroupsShortened)
 {
     // Eight black samples are two groups of four zero bytes, each written as "z"; one more
     // sample is a partial group of one byte, written as two characters.
-    Picture *window = TestWindowNew();
+    TestWindow window = EmptyWindow();
     ASSERT_EQ(ImageAlloc(&window->image, TYPE_GRAY8, 9, 1, 72.0), ERROR_NONE);
     for (int x = 0; x < 9; x++)
         window->image.rows[0][x] = 0;
@@ -181,19 +169,17 @@ TEST_F(Eps, SamplesAreAscii85WithZeroGroupsShortened)
     EXPECT_TRUE(found);
     ASSERT_TRUE(Render(Path("zero.eps"), 72.0, Path("zero.ppm")));
     EXPECT_TRUE(SamplesEqual(ImageSamples(window->image), ToolSamples(Path("zero.ppm"), 1, 8)));
-    TestWindowFree(window);
 }
 
 TEST_F(Eps, OnlyPicturesOfEightBitsOrLessAreSaved)
 {
     for (int type : {TYPE_GRAY16, TYPE_COLOR48, TYPE_EMPTY}) {
         SCOPED_TRACE(type);
-        Picture *window = TestWindowNew();
+        TestWindow window = EmptyWindow();
         if (type != TYPE_EMPTY) {
             ASSERT_EQ(ImageAlloc(&window->image, type, 4, 4, 72.0), ERROR_NONE);
         }
         EXPECT_EQ(SaveEpsFile(Path("no.eps").c_str(), window), ERROR_SAVE_TYPE_EPS);
         EXPECT_TRUE(TestReadFile(Path("no.eps")).empty());
-        TestWindowFree(window);
     }
 }

@@ -184,9 +184,9 @@ TEST_F(FileType, SaveAsAcceptsOnlyTheExtensionsOfTheFormat)
 }
 
 // A window holding one row of 16-bit samples.
-static Picture *SixteenBitWindow(int type, const std::vector<int> &samples)
+static TestWindow SixteenBitWindow(int type, const std::vector<int> &samples)
 {
-    Picture *window = TestWindowNew();
+    TestWindow window = EmptyWindow();
     int channels = type == TYPE_COLOR48 ? 3 : 1;
     EXPECT_EQ(ImageAlloc(&window->image, type, (int)samples.size() / channels, 1, 254.0),
               ERROR_NONE);
@@ -201,13 +201,12 @@ TEST_F(FileType, SixteenBitPicturesAreReducedThroughTheDepthTable)
     // between 65406 and 65407.
     const std::vector<int> levels = {0, 128, 129, 257, 32767, 32768, 32896, 65406, 65407, 65535};
     const std::vector<int> expected = {0, 0, 1, 1, 127, 128, 128, 254, 255, 255};
-    Picture *gray = SixteenBitWindow(TYPE_GRAY16, levels);
+    TestWindow gray = SixteenBitWindow(TYPE_GRAY16, levels);
     ASSERT_EQ(FileReduceTo8Bits(gray), ERROR_NONE);
     EXPECT_EQ(gray->image.type, TYPE_GRAY8);
     EXPECT_EQ(gray->image.width, (int)levels.size());
     EXPECT_EQ(gray->image.resolution, 254.0);
     EXPECT_EQ(ImageSamples(gray->image), expected);
-    TestWindowFree(gray);
 
     // Color: each channel on its own; the rows keep red, green and blue in their places.
     std::vector<int> color;
@@ -216,11 +215,10 @@ TEST_F(FileType, SixteenBitPicturesAreReducedThroughTheDepthTable)
         color.insert(color.end(), {levels[i], levels[i + 1], levels[i + 2]});
         colorExpected.insert(colorExpected.end(), {expected[i + 2], expected[i + 1], expected[i]});
     }
-    Picture *window = SixteenBitWindow(TYPE_COLOR48, color); // memory order: blue first
+    TestWindow window = SixteenBitWindow(TYPE_COLOR48, color); // memory order: blue first
     ASSERT_EQ(FileReduceTo8Bits(window), ERROR_NONE);
     EXPECT_EQ(window->image.type, TYPE_COLOR24);
     EXPECT_EQ(ImageSamples(window->image), colorExpected);
-    TestWindowFree(window);
 
     // Every level of a ramp agrees with the table's formula.
     std::vector<int> ramp;
@@ -231,7 +229,6 @@ TEST_F(FileType, SixteenBitPicturesAreReducedThroughTheDepthTable)
     std::vector<int> reduced = ImageSamples(window->image);
     for (size_t i = 0; i < ramp.size(); i++)
         ASSERT_EQ(reduced[i], (ramp[i] * 255 + 32767) / 65535) << ramp[i];
-    TestWindowFree(window);
 }
 
 TEST_F(FileType, FileSaveRefusesWhatTheFormatCannotHold)
@@ -254,11 +251,10 @@ TEST_F(FileType, FileSaveRefusesWhatTheFormatCannotHold)
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(std::to_string(c.type) + " as " + std::to_string(c.save));
-        Picture *window = TestWindowNew();
+        TestWindow window = EmptyWindow();
         ASSERT_EQ(ImageAlloc(&window->image, c.type, 4, 4, 72.0), ERROR_NONE);
         EXPECT_EQ(FileSave(Path("out").c_str(), c.save, window, 90), c.code);
         EXPECT_TRUE(TestReadFile(Path("out")).empty());
-        TestWindowFree(window);
     }
 }
 
@@ -266,14 +262,13 @@ TEST_F(FileType, FlashPixAndPhotoCdAnswerWithTheirCodes)
 {
     TestWriteFile(Path("a.fpx"), {0xD0, 0xCF, 0x11, 0xE0, 0xA1, 0xB1, 0x1A, 0xE1});
     ASSERT_TRUE(ToolRuns("convert -size 64x64 xc:gray " + Quote(Path("a.pcd"))));
-    Picture *window = TestWindowNew();
+    TestWindow window = EmptyWindow();
     EXPECT_EQ(FileLoad(Path("a.fpx").c_str(), FILE_OPEN_FLASHPIX, window, 0), ERROR_READ_FLASHPIX);
     EXPECT_EQ(FileLoad(Path("a.fpx").c_str(), FILE_OPEN_ALL, window, 0), ERROR_READ_FLASHPIX);
     EXPECT_EQ(FileLoad(Path("a.pcd").c_str(), FILE_OPEN_PHOTOCD, window, 0),
               ERROR_READ_PHOTOCD_IMAGE);
     EXPECT_EQ(FileLoad(Path("a.pcd").c_str(), FILE_OPEN_ALL, window, 0), ERROR_READ_PHOTOCD_IMAGE);
     EXPECT_EQ(window->image.type, TYPE_EMPTY);
-    TestWindowFree(window);
 }
 
 TEST_F(FileType, ContentIsRecognisedWhateverTheName)
@@ -362,9 +357,8 @@ TEST_F(FileType, TextAndDamagedFilesAreNotTakenForPictures)
         EXPECT_EQ(DetectFileContent(Path("file").c_str()), -1);
     }
     EXPECT_EQ(DetectFileContent(Path("missing").c_str()), -1);
-    Picture *window = TestWindowNew();
+    TestWindow window = EmptyWindow();
     EXPECT_EQ(FileLoad(Path("file").c_str(), FILE_OPEN_ALL, window, 0), ERROR_UNKNOWN_FILE_TYPE);
-    TestWindowFree(window);
 }
 
 // The reads of the formats a library decodes show their window from 100000 pixels on, as
@@ -391,7 +385,7 @@ TEST_F(FileType, LargeFilesOfTheLibrariesFormatsShowProgressAndCanBeCancelled)
         ASSERT_TRUE(
             ToolRuns(std::string("convert -size 400x249 ") + c.making + " " + Quote(small)));
         TestStart();
-        Picture *window = TestWindowNew();
+        TestWindow window = EmptyWindow();
         ASSERT_EQ(FileLoad(large.c_str(), FILE_OPEN_ALL, window, 1), ERROR_NONE);
         ASSERT_EQ(HeadlessProgressCount(), 1);
         EXPECT_STREQ(HeadlessProgressAt(0)->title, c.title);
@@ -407,7 +401,6 @@ TEST_F(FileType, LargeFilesOfTheLibrariesFormatsShowProgressAndCanBeCancelled)
         ASSERT_EQ(FileLoad(large.c_str(), FILE_OPEN_ALL, window, 0), ERROR_NONE);
         ASSERT_EQ(FileLoad(small.c_str(), FILE_OPEN_ALL, window, 1), ERROR_NONE);
         EXPECT_EQ(HeadlessProgressCount(), 0);
-        TestWindowFree(window);
     }
 }
 
@@ -468,7 +461,7 @@ TEST_F(FileType, AFileThatEndsEarlyGivesWhatItHoldsInEveryFormat)
         std::string cut = Path(std::string("cut-") + c.name);
         TestWriteFile(cut, bytes);
 
-        Picture *window = TestWindowNew();
+        TestWindow window = EmptyWindow();
         FileDamage damage;
         ASSERT_EQ(FileLoadPartial(cut.c_str(), FILE_OPEN_ALL, window, 0, &damage), ERROR_NONE);
         ASSERT_EQ(window->image.width, 160);
@@ -502,11 +495,9 @@ TEST_F(FileType, AFileThatEndsEarlyGivesWhatItHoldsInEveryFormat)
                 EXPECT_TRUE(SamplesEqual(whole, samples));
             }
         }
-        TestWindowFree(window);
-        window = TestWindowNew();
+        window = EmptyWindow();
         EXPECT_EQ(FileLoad(cut.c_str(), FILE_OPEN_ALL, window, 0), ERROR_FILE_DAMAGED);
         EXPECT_EQ(window->image.type, TYPE_EMPTY);
-        TestWindowFree(window);
     }
 
     // A JPEG that EXIF turns a quarter (orientation 6) lacks columns: the file's last rows
@@ -517,7 +508,7 @@ TEST_F(FileType, AFileThatEndsEarlyGivesWhatItHoldsInEveryFormat)
     std::vector<uint8_t> bytes = TestReadFile(turned);
     bytes.resize(bytes.size() * 6 / 10);
     TestWriteFile(turned, bytes);
-    Picture *window = TestWindowNew();
+    TestWindow window = EmptyWindow();
     FileDamage damage;
     ASSERT_EQ(FileLoadPartial(turned.c_str(), FILE_OPEN_ALL, window, 0, &damage), ERROR_NONE);
     ASSERT_EQ(window->image.width, 120);
@@ -529,7 +520,6 @@ TEST_F(FileType, AFileThatEndsEarlyGivesWhatItHoldsInEveryFormat)
         for (int x = 0; x < 120; x++)
             if ((x <= damage.last) != (memcmp(window->image.rows[y] + 3 * x, "\0\0\0", 3) == 0))
                 ADD_FAILURE() << "column " << x << " row " << y;
-    TestWindowFree(window);
 }
 
 // The rows a file lacks turn with its picture: after each Orient code, the rows or columns

@@ -91,12 +91,11 @@ struct FitsRead {
 
 static FitsRead ReadFits(const std::string &path, int showProgress = 0)
 {
-    Picture *window = TestWindowNew();
+    TestWindow window = EmptyWindow();
     FitsRead read;
     read.code = ReadFitsFile(path.c_str(), window, showProgress, nullptr);
     read.type = window->image.type;
     read.samples = ImageSamples(window->image);
-    TestWindowFree(window);
     return read;
 }
 
@@ -413,9 +412,7 @@ TEST_F(Fits, GrayPicturesAreWrittenForOtherReaders)
     for (int type : {TYPE_GRAY8, TYPE_GRAY16}) {
         SCOPED_TRACE(type);
         int depth = type == TYPE_GRAY8 ? 8 : 16;
-        Picture *window = TestWindowNew();
-        ASSERT_EQ(ImageAlloc(&window->image, type, 29, 13, 240.0), ERROR_NONE);
-        TestFillPattern(&window->image, depth);
+        TestWindow window = PictureWindow(type, 29, 13, 240.0, depth);
         std::string file = Path("out.fits");
         ASSERT_EQ(SaveFitsFile(file.c_str(), window), ERROR_NONE);
         std::vector<uint8_t> bytes = TestReadFile(file);
@@ -453,7 +450,6 @@ TEST_F(Fits, GrayPicturesAreWrittenForOtherReaders)
         ASSERT_EQ(read.code, ERROR_NONE);
         EXPECT_EQ(read.type, type);
         EXPECT_TRUE(SamplesEqual(samples, read.samples));
-        TestWindowFree(window);
     }
 }
 
@@ -461,22 +457,19 @@ TEST_F(Fits, OnlyGrayPicturesAreSaved)
 {
     for (int type : {TYPE_BINARY, TYPE_COLOR24, TYPE_COLOR48, TYPE_EMPTY}) {
         SCOPED_TRACE(type);
-        Picture *window = TestWindowNew();
+        TestWindow window = EmptyWindow();
         if (type != TYPE_EMPTY) {
             ASSERT_EQ(ImageAlloc(&window->image, type, 4, 4, 72.0), ERROR_NONE);
         }
         EXPECT_EQ(SaveFitsFile(Path("no.fits").c_str(), window), ERROR_SAVE_TYPE_FITS);
         EXPECT_TRUE(TestReadFile(Path("no.fits")).empty());
-        TestWindowFree(window);
     }
 }
 
 TEST_F(Fits, NamesAreTakenAsTheyStand)
 {
     // cfitsio's usual calls would read "[1]" as an extension and "!" as "overwrite".
-    Picture *window = TestWindowNew();
-    ASSERT_EQ(ImageAlloc(&window->image, TYPE_GRAY8, 3, 2, 72.0), ERROR_NONE);
-    TestFillPattern(&window->image, 4);
+    TestWindow window = PictureWindow(TYPE_GRAY8, 3, 2, 72.0, 4);
     for (const char *name : {"frame[1].fits", "!bang.fits", "a(b).fit", "dark +2.fits"}) {
         SCOPED_TRACE(name);
         ASSERT_EQ(SaveFitsFile(Path(name).c_str(), window), ERROR_NONE);
@@ -487,5 +480,4 @@ TEST_F(Fits, NamesAreTakenAsTheyStand)
     std::string listing;
     TestRun("ls -A " + Quote(folder), &listing);
     EXPECT_EQ(listing, "!bang.fits\na(b).fit\ndark +2.fits\nframe[1].fits\n");
-    TestWindowFree(window);
 }

@@ -129,19 +129,51 @@ inline void PnmWriteSamples(const std::string &path, int w, int h, int channels,
     TestWriteFile(path, bytes);
 }
 
-// A picture record from the table, freed with SlotFree.
-inline Picture *TestWindowNew(void)
+// A picture record on the heap, freed with its pixels, comments and profile when it goes; a
+// window assigned to it frees the one it held. It stands for its record wherever one is asked.
+struct TestWindow {
+    Picture *window = nullptr;
+    explicit TestWindow(Picture *made) : window(made) {}
+    TestWindow(TestWindow &&other) noexcept : window(other.window)
+    {
+        other.window = nullptr;
+    }
+    TestWindow &operator=(TestWindow &&other) noexcept
+    {
+        std::swap(window, other.window);
+        return *this;
+    }
+    Picture *operator->() const
+    {
+        return window;
+    }
+    operator Picture *() const
+    {
+        return window;
+    }
+    ~TestWindow()
+    {
+        if (window == nullptr) return;
+        PictureFree(window);
+        MemoryFree(window);
+    }
+};
+
+// An empty picture record on the heap.
+inline TestWindow EmptyWindow(void)
 {
-    Picture *window = (Picture *)MemoryAllocZero(sizeof(Picture));
-    EXPECT_NE(window, nullptr);
-    return window;
+    TestWindow made((Picture *)MemoryAllocZero(sizeof(Picture)));
+    EXPECT_NE(made.window, nullptr);
+    return made;
 }
 
-inline void TestWindowFree(Picture *window)
+// A window holding a patterned picture.
+inline TestWindow PictureWindow(int type, int width, int height, double resolution, int seed)
 {
-    if (window == nullptr) return;
-    PictureFree(window);
-    MemoryFree(window);
+    TestWindow made = EmptyWindow();
+    EXPECT_EQ(ImageAlloc(&made.window->image, type, width, height, resolution), ERROR_NONE);
+    TestFillPattern(&made.window->image, seed);
+    return made;
 }
 
 // A test with an output folder of its own, named after its suite and itself.

@@ -16,45 +16,6 @@
 
 namespace {
 
-// A picture record on the heap, freed with its pixels, comments and profile when it goes; a
-// window assigned to it frees the one it held.
-struct TestWindow {
-    Picture *window = nullptr;
-    explicit TestWindow(Picture *made) : window(made) {}
-    TestWindow(TestWindow &&other) noexcept : window(other.window)
-    {
-        other.window = nullptr;
-    }
-    TestWindow &operator=(TestWindow &&other) noexcept
-    {
-        std::swap(window, other.window);
-        return *this;
-    }
-    ~TestWindow()
-    {
-        if (window == nullptr) return;
-        PictureFree(window);
-        MemoryFree(window);
-    }
-};
-
-// An empty picture record on the heap.
-inline TestWindow EmptyWindow(void)
-{
-    TestWindow made((Picture *)MemoryAllocZero(sizeof(Picture)));
-    EXPECT_NE(made.window, nullptr);
-    return made;
-}
-
-// A window holding a patterned picture.
-inline TestWindow PictureWindow(int type, int width, int height, double resolution, int seed)
-{
-    TestWindow made = EmptyWindow();
-    EXPECT_EQ(ImageAlloc(&made.window->image, type, width, height, resolution), ERROR_NONE);
-    TestFillPattern(&made.window->image, seed);
-    return made;
-}
-
 // A picture that compresses as photographs do: smooth shading with a little texture, so that
 // JPEG's losses stay small and comparable.
 inline void FillSmooth(Image *image)

@@ -45,19 +45,14 @@ const std::vector<uint8_t> OLD = {'o', 'l', 'd'};
 
 class SafeSave : public FolderTest {
   protected:
-    Picture *window = nullptr;
+    TestWindow window{nullptr};
 
     void SetUp() override
     {
         FolderTest::SetUp();
-        window = TestWindowNew();
+        window = EmptyWindow();
         ASSERT_EQ(ImageAlloc(&window->image, TYPE_GRAY8, 300, 200, 72.0), ERROR_NONE);
         TestFillPattern(&window->image, 7);
-    }
-
-    void TearDown() override
-    {
-        TestWindowFree(window);
     }
 
     ErrorCode Save(const Writer &writer, const std::string &name)
@@ -95,10 +90,9 @@ TEST_F(SafeSave, ALinkStaysAndItsTargetIsReplacedWithItsPermissionsAndOwner)
         EXPECT_EQ(status.st_uid, owner);
         EXPECT_EQ(status.st_gid, group);
         if (writer.saveNumber != FILE_SAVE_EPS) { // EPS is only ever written
-            Picture *read = TestWindowNew();
+            TestWindow read = EmptyWindow();
             EXPECT_EQ(FileLoad(Path(real).c_str(), FILE_OPEN_ALL, read, 0), ERROR_NONE);
             EXPECT_EQ(read->image.width, 300);
-            TestWindowFree(read);
         } else {
             EXPECT_NE(TestReadFile(Path(real)), OLD);
         }
@@ -163,9 +157,7 @@ TEST_F(SafeSave, AFullDiskLeavesTheOldFileAndNoTemporaryFile)
 
 TEST_F(SafeSave, AnAbortedSaveKeepsTheOldFileAndAMissingFolderGivesItsCode)
 {
-    Picture *large = TestWindowNew();
-    ASSERT_EQ(ImageAlloc(&large->image, TYPE_GRAY8, 500, 300, 72.0), ERROR_NONE);
-    TestFillPattern(&large->image, 3);
+    TestWindow large = PictureWindow(TYPE_GRAY8, 500, 300, 72.0, 3);
     for (const Writer &writer : WRITERS) {
         SCOPED_TRACE(writer.extension);
         TestStart();
@@ -180,7 +172,6 @@ TEST_F(SafeSave, AnAbortedSaveKeepsTheOldFileAndAMissingFolderGivesItsCode)
         EXPECT_EQ(FileSave(missing.c_str(), writer.saveNumber, large, 90), ERROR_CREATE_FILE);
     }
     EXPECT_EQ(TestFolderFiles(folder).size(), std::size(WRITERS));
-    TestWindowFree(large);
 }
 
 TEST_F(SafeSave, ARenameThatFailsLeavesNoTemporaryFile)

@@ -372,7 +372,7 @@ TEST_P(AllFormats, ReadsToolFilesAsTheToolsDo)
     for (const ToolFile &file : format.toolFiles) {
         SCOPED_TRACE(file.name);
         std::string path = folder + "/" + file.name + "." + format.extension;
-        ToolRun("(" + ToolCommand(file.command, gray, color, path) + ")");
+        ASSERT_TRUE(ToolRuns(ToolCommand(file.command, gray, color, path)));
         TestWindow window;
         ASSERT_EQ(format.read(path.c_str(), window.window, 0, nullptr), ERROR_NONE);
         EXPECT_EQ(window.image().type, file.type);
@@ -380,11 +380,12 @@ TEST_P(AllFormats, ReadsToolFilesAsTheToolsDo)
         EXPECT_EQ(window.image().height, 37);
         std::vector<int> ours = ImageSamples(window.image());
         if (file.magick) {
-            EXPECT_TRUE(SamplesEqual(ToolSamples(path, format.magick), ours)) << "ImageMagick";
+            EXPECT_TRUE(SamplesEqual(ToolSamplesAs(path, file.type, format.magick), ours))
+                << "ImageMagick";
         }
         if (file.netpbm) {
             std::string command = std::string(format.netpbm) + " " + Quote(path) + " 2>/dev/null";
-            EXPECT_TRUE(SamplesEqual(PipeSamples(command), ours)) << "netpbm";
+            EXPECT_TRUE(SamplesEqual(PipeSamples(command, file.type), ours)) << "netpbm";
         }
     }
 }
@@ -407,10 +408,11 @@ TEST_P(AllFormats, ToolsReadWhatWeWrite)
             ASSERT_EQ(format.save(path.c_str(), window.window), ERROR_NONE);
             std::vector<int> ours = ImageSamples(window.image());
             if (type != TYPE_BINARY || format.magickBinary) {
-                EXPECT_TRUE(SamplesEqual(ours, ToolSamples(path, format.magick))) << "ImageMagick";
+                EXPECT_TRUE(SamplesEqual(ours, ToolSamplesAs(path, type, format.magick)))
+                    << "ImageMagick";
             }
-            EXPECT_TRUE(
-                SamplesEqual(ours, PipeSamples(std::string(format.netpbm) + " " + Quote(path))))
+            EXPECT_TRUE(SamplesEqual(
+                ours, PipeSamples(std::string(format.netpbm) + " " + Quote(path), type)))
                 << "netpbm";
         }
     }
@@ -428,7 +430,7 @@ TEST_P(AllFormats, ToolFilesDamagedEverywhereGiveTheCodeOrAPicture)
     for (const char *command : format.damaged) {
         SCOPED_TRACE(command);
         std::string path = folder + "/good." + format.extension;
-        ToolRun("(" + ToolCommand(command, gray, color, path) + ")");
+        ASSERT_TRUE(ToolRuns(ToolCommand(command, gray, color, path)));
         std::vector<uint8_t> good = TestReadFile(path);
         int readable = DamageEverywhere(folder, good, format.read, format.readCode, 3,
                                         format.damageBase + format.damagePerByte * good.size());

@@ -123,7 +123,8 @@ TEST(BmpReader, EmbeddedProfileOfAColorPictureGoesToTheWindow)
     std::string path = folder + "/profile.bmp";
     std::string profile = "/usr/share/color/icc/sRGB.icc";
     PnmWrite(color, 20, 10, 3, 3);
-    ToolRun("convert " + Quote(color) + " -profile " + profile + " bmp:" + Quote(path));
+    ASSERT_TRUE(
+        ToolRuns("convert " + Quote(color) + " -profile " + profile + " bmp:" + Quote(path)));
     TestWindow window;
     ASSERT_EQ(ReadBmpFile(path.c_str(), window.window, 0, nullptr), ERROR_NONE);
     std::vector<uint8_t> expected = TestReadFile(profile);

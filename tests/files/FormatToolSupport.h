@@ -133,6 +133,7 @@ inline void PnmWriteSamples(const std::string &path, int w, int h, int channels,
 // window assigned to it frees the one it held. It stands for its record wherever one is asked.
 struct TestWindow {
     Picture *window = nullptr;
+    TestWindow() : window((Picture *)MemoryAllocZero(sizeof(Picture))) {}
     explicit TestWindow(Picture *made) : window(made) {}
     TestWindow(TestWindow &&other) noexcept : window(other.window)
     {
@@ -150,6 +151,10 @@ struct TestWindow {
     operator Picture *() const
     {
         return window;
+    }
+    Image &image() const
+    {
+        return window->image;
     }
     ~TestWindow()
     {

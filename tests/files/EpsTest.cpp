@@ -15,22 +15,8 @@
 #include "platform/headless/Headless.h"
 #include "tests/files/FormatToolSupport.h"
 
-class Eps : public ::testing::Test {
+class Eps : public FolderTest {
   protected:
-    std::string folder;
-
-    void SetUp() override
-    {
-        TestStart();
-        const ::testing::TestInfo *info = ::testing::UnitTest::GetInstance()->current_test_info();
-        folder = TestOutputFolder(std::string("eps/") + info->name());
-    }
-
-    std::string Path(const std::string &name)
-    {
-        return folder + "/" + name;
-    }
-
     // Renders an EPS file on a page of its bounding box at a resolution, into a PPM file.
     ::testing::AssertionResult Render(const std::string &eps, double resolution,
                                       const std::string &ppm)
@@ -40,14 +26,6 @@ class Eps : public ::testing::Test {
                         " " + Quote(eps));
     }
 };
-
-static Picture *PatternWindow(int type, int w, int h, double resolution, int seed)
-{
-    Picture *window = TestWindowNew();
-    EXPECT_EQ(ImageAlloc(&window->image, type, w, h, resolution), ERROR_NONE);
-    TestFillPattern(&window->image, seed);
-    return window;
-}
 
 // The lines of a text file.
 static std::vector<std::string> Lines(const std::string &path)
@@ -86,13 +64,12 @@ TEST_F(Eps, GhostscriptRendersEveryTypeBackToItsPixels)
     for (const Case &c : cases) {
         SCOPED_TRACE(std::to_string(c.type) + " " + std::to_string(c.w) + "x" +
                      std::to_string(c.h) + " at " + std::to_string(c.resolution));
-        Picture *window = PatternWindow(c.type, c.w, c.h, c.resolution, ++seed);
+        TestWindow window = PictureWindow(c.type, c.w, c.h, c.resolution, ++seed);
         ASSERT_EQ(SaveEpsFile(Path("out.eps").c_str(), window), ERROR_NONE);
         ASSERT_TRUE(Render(Path("out.eps"), c.resolution, Path("out.ppm")));
         int channels = c.type == TYPE_COLOR24 ? 3 : 1;
         std::vector<int> rendered = ToolSamples(Path("out.ppm"), channels, 8);
         EXPECT_TRUE(SamplesEqual(ImageSamples(window->image), rendered));
-        TestWindowFree(window);
     }
 }
 
@@ -115,7 +92,7 @@ TEST_F(Eps, TheBoundingBoxComesFromTheResolution)
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.box);
-        Picture *window = PatternWindow(TYPE_GRAY8, c.w, c.h, c.resolution, 1);
+        TestWindow window = PictureWindow(TYPE_GRAY8, c.w, c.h, c.resolution, 1);
         ASSERT_EQ(SaveEpsFile(Path("box.eps").c_str(), window), ERROR_NONE);
         std::vector<std::string> lines = Lines(Path("box.eps"));
         EXPECT_EQ(Comment(lines, "%%BoundingBox:"), c.box);
@@ -141,21 +118,19 @@ TEST_F(Eps, TheBoundingBoxComesFromTheResolution)
         EpsPageSize(&window->image, &w, &h);
         EXPECT_NEAR(w, c.w * 72.0 / c.resolution, 1e-9);
         EXPECT_NEAR(h, c.h * 72.0 / c.resolution, 1e-9);
-        TestWindowFree(window);
     }
     // A picture without a resolution takes the one of the preferences.
-    Picture *window = PatternWindow(TYPE_GRAY8, 30, 30, 0.0, 1);
+    TestWindow window = PictureWindow(TYPE_GRAY8, 30, 30, 0.0, 1);
     double saved = Prefs.defaultResolution;
     Prefs.defaultResolution = 144.0;
     ASSERT_EQ(SaveEpsFile(Path("none.eps").c_str(), window), ERROR_NONE);
     Prefs.defaultResolution = saved;
     EXPECT_EQ(Comment(Lines(Path("none.eps")), "%%BoundingBox:"), "0 0 15 15");
-    TestWindowFree(window);
 }
 
 TEST_F(Eps, TheFileFollowsTheDocumentStructuringConventions)
 {
-    Picture *window = PatternWindow(TYPE_COLOR24, 97, 41, 200.0, 3);
+    TestWindow window = PictureWindow(TYPE_COLOR24, 97, 41, 200.0, 3);
     ASSERT_EQ(SaveEpsFile(Path("Harbour (dawn).eps").c_str(), window), ERROR_NONE);
     std::vector<std::string> lines = Lines(Path("Harbour (dawn).eps"));
     ASSERT_GE(lines.size(), 12u);
@@ -175,14 +150,13 @@ TEST_F(Eps, TheFileFollowsTheDocumentStructuringConventions)
         if (line.find("colorimage") != std::string::npos) data = true;
         if (line.find("~>") != std::string::npos) data = false;
     }
-    TestWindowFree(window);
 }
 
 TEST_F(Eps, SamplesAreAscii85WithZeroGroupsShortened)
 {
     // Eight black samples are two groups of four zero bytes, each written as "z"; one more
     // sample is a partial group of one byte, written as two characters.
-    Picture *window = TestWindowNew();
+    TestWindow window = EmptyWindow();
     ASSERT_EQ(ImageAlloc(&window->image, TYPE_GRAY8, 9, 1, 72.0), ERROR_NONE);
     for (int x = 0; x < 9; x++)
         window->image.rows[0][x] = 0;
@@ -195,46 +169,17 @@ TEST_F(Eps, SamplesAreAscii85WithZeroGroupsShortened)
     EXPECT_TRUE(found);
     ASSERT_TRUE(Render(Path("zero.eps"), 72.0, Path("zero.ppm")));
     EXPECT_TRUE(SamplesEqual(ImageSamples(window->image), ToolSamples(Path("zero.ppm"), 1, 8)));
-    TestWindowFree(window);
 }
 
 TEST_F(Eps, OnlyPicturesOfEightBitsOrLessAreSaved)
 {
     for (int type : {TYPE_GRAY16, TYPE_COLOR48, TYPE_EMPTY}) {
         SCOPED_TRACE(type);
-        Picture *window = TestWindowNew();
+        TestWindow window = EmptyWindow();
         if (type != TYPE_EMPTY) {
             ASSERT_EQ(ImageAlloc(&window->image, type, 4, 4, 72.0), ERROR_NONE);
         }
         EXPECT_EQ(SaveEpsFile(Path("no.eps").c_str(), window), ERROR_SAVE_TYPE_EPS);
         EXPECT_TRUE(TestReadFile(Path("no.eps")).empty());
-        TestWindowFree(window);
     }
-}
-
-TEST_F(Eps, AFailedSaveKeepsTheOldFile)
-{
-    TestWriteFile(Path("old.eps"), {'o', 'l', 'd'});
-    Picture *window = PatternWindow(TYPE_COLOR24, 400, 300, 72.0, 4);
-    HeadlessAbortAtPump(20);
-    EXPECT_EQ(SaveEpsFile(Path("old.eps").c_str(), window), ERROR_ABORTED);
-    EXPECT_EQ(TestReadFile(Path("old.eps")), std::vector<uint8_t>({'o', 'l', 'd'}));
-    std::string listing;
-    TestRun("ls -A " + Quote(folder), &listing);
-    EXPECT_EQ(listing, "old.eps\n");
-    ASSERT_EQ(HeadlessProgressCount(), 1);
-    EXPECT_STREQ(HeadlessProgressAt(0)->title, "EPS Write");
-    EXPECT_EQ(SaveEpsFile(Path("missing/new.eps").c_str(), window), ERROR_CREATE_FILE);
-    TestWindowFree(window);
-}
-
-TEST_F(Eps, FileSaveReachesTheWriterAndNothingOpensIt)
-{
-    Picture *window = PatternWindow(TYPE_BINARY, 16, 16, 72.0, 5);
-    ASSERT_EQ(FileSave(Path("a.eps").c_str(), FILE_SAVE_EPS, window, 0), ERROR_NONE);
-    EXPECT_EQ(DetectFileType(Path("a.eps").c_str()), -1);
-    Picture *read = TestWindowNew();
-    EXPECT_EQ(FileLoad(Path("a.eps").c_str(), FILE_OPEN_ALL, read, 0), ERROR_UNKNOWN_FILE_TYPE);
-    TestWindowFree(read);
-    TestWindowFree(window);
 }

@@ -1,7 +1,7 @@
-// Tests of the file type table: the extension rule, the two numberings, what each format may
-// hold with its code and message, the extension checks of Save As, the reduction to 8 bits
-// before an 8-bit format, and the recognition of files by their content, on files made by
-// independent tools under names that lie about them.
+// Tests of the file type table: the extension rule, what each format may hold with its code
+// and message, the extension checks of Save As, the reduction to 8 bits before an 8-bit
+// format, and the recognition of files by their content, on files made by independent tools
+// under names that lie about them.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -12,24 +12,10 @@
 #include "core/Orient.h"
 #include "files/FileType.h"
 #include "files/RasterInput.h"
+#include "platform/headless/Headless.h"
 #include "tests/files/FormatToolSupport.h"
 
-class FileType : public ::testing::Test {
-  protected:
-    std::string folder;
-
-    void SetUp() override
-    {
-        TestStart();
-        const ::testing::TestInfo *info = ::testing::UnitTest::GetInstance()->current_test_info();
-        folder = TestOutputFolder(std::string("filetype/") + info->name());
-    }
-
-    std::string Path(const std::string &name)
-    {
-        return folder + "/" + name;
-    }
-};
+class FileType : public FolderTest {};
 
 TEST_F(FileType, TheExtensionIsTheTextAfterTheLastPeriodOfTheName)
 {
@@ -39,24 +25,14 @@ TEST_F(FileType, TheExtensionIsTheTextAfterTheLastPeriodOfTheName)
     };
     const Case cases[] = {
         {"photo.tif", FILE_OPEN_TIFF},
-        {"photo.TIFF", FILE_OPEN_TIFF},
         {"photo.TiF", FILE_OPEN_TIFF},
         {"a.jpg", FILE_OPEN_JPEG},
-        {"a.JPEG", FILE_OPEN_JPEG},
         {"a.jpe", FILE_OPEN_JPEG},
-        {"a.bmp", FILE_OPEN_BMP},
-        {"a.tga", FILE_OPEN_TARGA},
-        {"a.pcx", FILE_OPEN_PCX},
-        {"a.gif", FILE_OPEN_GIF},
         {"a.pcd", FILE_OPEN_PHOTOCD},
-        {"a.png", FILE_OPEN_PNG},
         {"a.fpx", FILE_OPEN_FLASHPIX},
-        {"a.fit", FILE_OPEN_FITS},
         {"a.FITS", FILE_OPEN_FITS},
-        {"a.rle", FILE_OPEN_RLE},
         {"a.vtalbum", FILE_OPEN_ALBUM},
         {"a.dng", FILE_OPEN_RAW},
-        {"a.NEF", FILE_OPEN_RAW},
         {"a.cr2", FILE_OPEN_RAW},
         {"a.eps", -1}, // saved, never opened
         {"photo.tif.jpg", FILE_OPEN_JPEG},
@@ -75,48 +51,6 @@ TEST_F(FileType, TheExtensionIsTheTextAfterTheLastPeriodOfTheName)
     for (const Case &c : cases) {
         SCOPED_TRACE(c.path);
         EXPECT_EQ(DetectFileType(c.path), c.type);
-    }
-}
-
-TEST_F(FileType, TheTwoNumberingsAndTheirLabels)
-{
-    struct Row {
-        int open;
-        const char *label;
-        int save;
-        const char *extension;
-    };
-    const Row rows[] = {
-        {1, "All Files", 0, nullptr}, {2, "TIFF", 1, ".tif"},         {3, "JPEG", 2, ".jpg"},
-        {4, "BMP", 3, ".bmp"},        {5, "Targa", 4, ".tga"},        {6, "PCX", 5, ".pcx"},
-        {7, "GIF", 6, ".gif"},        {8, "PhotoCD", 0, nullptr},     {9, "PNG", 8, ".png"},
-        {10, "FlashPix", 9, ".fpx"},  {11, "FITS", 10, ".fit"},       {12, "RLE", 11, ".rle"},
-        {13, "VT Album", 0, nullptr}, {14, "Camera Raw", 0, nullptr},
-    };
-    for (const Row &row : rows) {
-        SCOPED_TRACE(row.label);
-        const FileTypeEntry *entry = FileTypeByOpen(row.open);
-        ASSERT_NE(entry, nullptr);
-        EXPECT_STREQ(entry->label, row.label);
-        EXPECT_EQ(entry->saveNumber, row.save);
-        if (row.extension == nullptr) {
-            EXPECT_EQ(entry->defaultExtension, nullptr);
-        } else {
-            EXPECT_STREQ(entry->defaultExtension, row.extension);
-            EXPECT_EQ(FileTypeBySave(row.save), entry);
-        }
-    }
-    // EPS has a save number and no open number.
-    const FileTypeEntry *eps = FileTypeBySave(FILE_SAVE_EPS);
-    ASSERT_NE(eps, nullptr);
-    EXPECT_STREQ(eps->label, "EPS");
-    EXPECT_STREQ(eps->defaultExtension, ".eps");
-    EXPECT_EQ(eps->openNumber, 0);
-    for (int none : {-1, 0, 15}) {
-        EXPECT_EQ(FileTypeByOpen(none), nullptr) << none;
-    }
-    for (int none : {-1, 0, 12}) {
-        EXPECT_EQ(FileTypeBySave(none), nullptr) << none;
     }
 }
 
@@ -250,9 +184,9 @@ TEST_F(FileType, SaveAsAcceptsOnlyTheExtensionsOfTheFormat)
 }
 
 // A window holding one row of 16-bit samples.
-static Picture *SixteenBitWindow(int type, const std::vector<int> &samples)
+static TestWindow SixteenBitWindow(int type, const std::vector<int> &samples)
 {
-    Picture *window = TestWindowNew();
+    TestWindow window = EmptyWindow();
     int channels = type == TYPE_COLOR48 ? 3 : 1;
     EXPECT_EQ(ImageAlloc(&window->image, type, (int)samples.size() / channels, 1, 254.0),
               ERROR_NONE);
@@ -267,13 +201,12 @@ TEST_F(FileType, SixteenBitPicturesAreReducedThroughTheDepthTable)
     // between 65406 and 65407.
     const std::vector<int> levels = {0, 128, 129, 257, 32767, 32768, 32896, 65406, 65407, 65535};
     const std::vector<int> expected = {0, 0, 1, 1, 127, 128, 128, 254, 255, 255};
-    Picture *gray = SixteenBitWindow(TYPE_GRAY16, levels);
+    TestWindow gray = SixteenBitWindow(TYPE_GRAY16, levels);
     ASSERT_EQ(FileReduceTo8Bits(gray), ERROR_NONE);
     EXPECT_EQ(gray->image.type, TYPE_GRAY8);
     EXPECT_EQ(gray->image.width, (int)levels.size());
     EXPECT_EQ(gray->image.resolution, 254.0);
     EXPECT_EQ(ImageSamples(gray->image), expected);
-    TestWindowFree(gray);
 
     // Color: each channel on its own; the rows keep red, green and blue in their places.
     std::vector<int> color;
@@ -282,11 +215,10 @@ TEST_F(FileType, SixteenBitPicturesAreReducedThroughTheDepthTable)
         color.insert(color.end(), {levels[i], levels[i + 1], levels[i + 2]});
         colorExpected.insert(colorExpected.end(), {expected[i + 2], expected[i + 1], expected[i]});
     }
-    Picture *window = SixteenBitWindow(TYPE_COLOR48, color); // memory order: blue first
+    TestWindow window = SixteenBitWindow(TYPE_COLOR48, color); // memory order: blue first
     ASSERT_EQ(FileReduceTo8Bits(window), ERROR_NONE);
     EXPECT_EQ(window->image.type, TYPE_COLOR24);
     EXPECT_EQ(ImageSamples(window->image), colorExpected);
-    TestWindowFree(window);
 
     // Every level of a ramp agrees with the table's formula.
     std::vector<int> ramp;
@@ -297,26 +229,6 @@ TEST_F(FileType, SixteenBitPicturesAreReducedThroughTheDepthTable)
     std::vector<int> reduced = ImageSamples(window->image);
     for (size_t i = 0; i < ramp.size(); i++)
         ASSERT_EQ(reduced[i], (ramp[i] * 255 + 32767) / 65535) << ramp[i];
-    TestWindowFree(window);
-}
-
-TEST_F(FileType, EightBitAndBinaryPicturesAreLeftAlone)
-{
-    for (int type : {TYPE_BINARY, TYPE_GRAY8, TYPE_COLOR24, TYPE_EMPTY}) {
-        SCOPED_TRACE(type);
-        Picture *window = TestWindowNew();
-        if (type != TYPE_EMPTY) {
-            ASSERT_EQ(ImageAlloc(&window->image, type, 9, 4, 72.0), ERROR_NONE);
-            TestFillPattern(&window->image, type);
-        }
-        uint8_t **rows = window->image.rows;
-        std::vector<int> before = ImageSamples(window->image);
-        ASSERT_EQ(FileReduceTo8Bits(window), ERROR_NONE);
-        EXPECT_EQ(window->image.type, type);
-        EXPECT_EQ(window->image.rows, rows); // the same storage, untouched
-        EXPECT_EQ(ImageSamples(window->image), before);
-        TestWindowFree(window);
-    }
 }
 
 TEST_F(FileType, FileSaveRefusesWhatTheFormatCannotHold)
@@ -327,9 +239,6 @@ TEST_F(FileType, FileSaveRefusesWhatTheFormatCannotHold)
         ErrorCode code;
     };
     const Case cases[] = {
-        {TYPE_COLOR24, FILE_SAVE_FITS, ERROR_SAVE_TYPE_FITS},
-        {TYPE_BINARY, FILE_SAVE_FITS, ERROR_SAVE_TYPE_FITS},
-        {TYPE_COLOR24, FILE_SAVE_RLE, ERROR_SAVE_TYPE_RLE},
         {TYPE_BINARY, FILE_SAVE_JPEG, ERROR_SAVE_TYPE_JPEG},
         {TYPE_BINARY, FILE_SAVE_FLASHPIX, ERROR_SAVE_TYPE_FLASHPIX},
         // A 16-bit picture must be reduced before an 8-bit format sees it.
@@ -342,11 +251,10 @@ TEST_F(FileType, FileSaveRefusesWhatTheFormatCannotHold)
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(std::to_string(c.type) + " as " + std::to_string(c.save));
-        Picture *window = TestWindowNew();
+        TestWindow window = EmptyWindow();
         ASSERT_EQ(ImageAlloc(&window->image, c.type, 4, 4, 72.0), ERROR_NONE);
         EXPECT_EQ(FileSave(Path("out").c_str(), c.save, window, 90), c.code);
         EXPECT_TRUE(TestReadFile(Path("out")).empty());
-        TestWindowFree(window);
     }
 }
 
@@ -354,17 +262,13 @@ TEST_F(FileType, FlashPixAndPhotoCdAnswerWithTheirCodes)
 {
     TestWriteFile(Path("a.fpx"), {0xD0, 0xCF, 0x11, 0xE0, 0xA1, 0xB1, 0x1A, 0xE1});
     ASSERT_TRUE(ToolRuns("convert -size 64x64 xc:gray " + Quote(Path("a.pcd"))));
-    Picture *window = TestWindowNew();
+    TestWindow window = EmptyWindow();
     EXPECT_EQ(FileLoad(Path("a.fpx").c_str(), FILE_OPEN_FLASHPIX, window, 0), ERROR_READ_FLASHPIX);
     EXPECT_EQ(FileLoad(Path("a.fpx").c_str(), FILE_OPEN_ALL, window, 0), ERROR_READ_FLASHPIX);
     EXPECT_EQ(FileLoad(Path("a.pcd").c_str(), FILE_OPEN_PHOTOCD, window, 0),
               ERROR_READ_PHOTOCD_IMAGE);
     EXPECT_EQ(FileLoad(Path("a.pcd").c_str(), FILE_OPEN_ALL, window, 0), ERROR_READ_PHOTOCD_IMAGE);
     EXPECT_EQ(window->image.type, TYPE_EMPTY);
-    EXPECT_STREQ(ErrorText(ERROR_READ_FLASHPIX), "Problem reading FlashPix file");
-    EXPECT_STREQ(ErrorText(ERROR_READ_PHOTOCD_IMAGE), "Error reading PhotoCD Image");
-    EXPECT_STREQ(ErrorText(ERROR_WRITE_FLASHPIX), "Problem writing FlashPix file");
-    TestWindowFree(window);
 }
 
 TEST_F(FileType, ContentIsRecognisedWhateverTheName)
@@ -453,34 +357,50 @@ TEST_F(FileType, TextAndDamagedFilesAreNotTakenForPictures)
         EXPECT_EQ(DetectFileContent(Path("file").c_str()), -1);
     }
     EXPECT_EQ(DetectFileContent(Path("missing").c_str()), -1);
-    Picture *window = TestWindowNew();
+    TestWindow window = EmptyWindow();
     EXPECT_EQ(FileLoad(Path("file").c_str(), FILE_OPEN_ALL, window, 0), ERROR_UNKNOWN_FILE_TYPE);
-    TestWindowFree(window);
 }
 
-TEST_F(FileType, AllFilesTrustsTheContentOverTheName)
+// The reads of the formats a library decodes show their window from 100000 pixels on, as
+// ours do, and stop at Cancel leaving no picture.
+TEST_F(FileType, LargeFilesOfTheLibrariesFormatsShowProgressAndCanBeCancelled)
 {
-    // A GIF named as a JPEG opens as the GIF it is; a FITS file named as a TIFF likewise.
-    ASSERT_TRUE(ToolRuns("convert -size 8x4 xc:red " + Quote(Path("red.gif"))));
-    ASSERT_TRUE(ToolRuns("cp " + Quote(Path("red.gif")) + " " + Quote(Path("red.jpg"))));
-    ASSERT_TRUE(ToolRuns("convert -size 8x4 xc:gray -depth 16 " + Quote(Path("gray.fits"))));
-    ASSERT_TRUE(ToolRuns("cp " + Quote(Path("gray.fits")) + " " + Quote(Path("gray.tif"))));
     struct Case {
         const char *name;
-        int fileType;
-        int imageType;
+        const char *making; // ImageMagick's options before the file
+        const char *title;
     };
     const Case cases[] = {
-        {"red.jpg", FILE_OPEN_GIF, TYPE_COLOR24},
-        {"gray.tif", FILE_OPEN_FITS, TYPE_GRAY16},
+        {"a.gif", "gradient:black-white -depth 8 -colorspace Gray", "GIF Read"},
+        {"a.fits", "gradient:black-white -depth 16", "FITS Read"},
+        {"a.png", "gradient:red-blue -depth 8", "PNG Read"},
+        {"a.jpg", "gradient:red-blue -depth 8", "JPEG Read"},
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
-        Picture *window = TestWindowNew();
-        ASSERT_EQ(FileLoad(Path(c.name).c_str(), FILE_OPEN_ALL, window, 0), ERROR_NONE);
-        EXPECT_EQ(window->fileType, c.fileType);
-        EXPECT_EQ(window->image.type, c.imageType);
-        TestWindowFree(window);
+        std::string large = Path(c.name);
+        std::string small = Path(std::string("small-") + c.name);
+        ASSERT_TRUE(
+            ToolRuns(std::string("convert -size 400x250 ") + c.making + " " + Quote(large)));
+        ASSERT_TRUE(
+            ToolRuns(std::string("convert -size 400x249 ") + c.making + " " + Quote(small)));
+        TestStart();
+        TestWindow window = EmptyWindow();
+        ASSERT_EQ(FileLoad(large.c_str(), FILE_OPEN_ALL, window, 1), ERROR_NONE);
+        ASSERT_EQ(HeadlessProgressCount(), 1);
+        EXPECT_STREQ(HeadlessProgressAt(0)->title, c.title);
+        EXPECT_EQ(HeadlessProgressAt(0)->last.last, 249);
+        EXPECT_EQ(HeadlessProgressAt(0)->last.canAbort, 1);
+        EXPECT_EQ(HeadlessProgressAt(0)->open, 0);
+        HeadlessAbortAtPump(10);
+        EXPECT_EQ(FileLoad(large.c_str(), FILE_OPEN_ALL, window, 1), ERROR_ABORTED);
+        EXPECT_EQ(window->image.type, TYPE_EMPTY);
+        EXPECT_EQ(ProgressWindow, nullptr);
+        // Without progress, or below 100000 pixels, no window opens.
+        TestStart();
+        ASSERT_EQ(FileLoad(large.c_str(), FILE_OPEN_ALL, window, 0), ERROR_NONE);
+        ASSERT_EQ(FileLoad(small.c_str(), FILE_OPEN_ALL, window, 1), ERROR_NONE);
+        EXPECT_EQ(HeadlessProgressCount(), 0);
     }
 }
 
@@ -541,7 +461,7 @@ TEST_F(FileType, AFileThatEndsEarlyGivesWhatItHoldsInEveryFormat)
         std::string cut = Path(std::string("cut-") + c.name);
         TestWriteFile(cut, bytes);
 
-        Picture *window = TestWindowNew();
+        TestWindow window = EmptyWindow();
         FileDamage damage;
         ASSERT_EQ(FileLoadPartial(cut.c_str(), FILE_OPEN_ALL, window, 0, &damage), ERROR_NONE);
         ASSERT_EQ(window->image.width, 160);
@@ -575,11 +495,9 @@ TEST_F(FileType, AFileThatEndsEarlyGivesWhatItHoldsInEveryFormat)
                 EXPECT_TRUE(SamplesEqual(whole, samples));
             }
         }
-        TestWindowFree(window);
-        window = TestWindowNew();
+        window = EmptyWindow();
         EXPECT_EQ(FileLoad(cut.c_str(), FILE_OPEN_ALL, window, 0), ERROR_FILE_DAMAGED);
         EXPECT_EQ(window->image.type, TYPE_EMPTY);
-        TestWindowFree(window);
     }
 
     // A JPEG that EXIF turns a quarter (orientation 6) lacks columns: the file's last rows
@@ -590,7 +508,7 @@ TEST_F(FileType, AFileThatEndsEarlyGivesWhatItHoldsInEveryFormat)
     std::vector<uint8_t> bytes = TestReadFile(turned);
     bytes.resize(bytes.size() * 6 / 10);
     TestWriteFile(turned, bytes);
-    Picture *window = TestWindowNew();
+    TestWindow window = EmptyWindow();
     FileDamage damage;
     ASSERT_EQ(FileLoadPartial(turned.c_str(), FILE_OPEN_ALL, window, 0, &damage), ERROR_NONE);
     ASSERT_EQ(window->image.width, 120);
@@ -602,7 +520,6 @@ TEST_F(FileType, AFileThatEndsEarlyGivesWhatItHoldsInEveryFormat)
         for (int x = 0; x < 120; x++)
             if ((x <= damage.last) != (memcmp(window->image.rows[y] + 3 * x, "\0\0\0", 3) == 0))
                 ADD_FAILURE() << "column " << x << " row " << y;
-    TestWindowFree(window);
 }
 
 // The rows a file lacks turn with its picture: after each Orient code, the rows or columns

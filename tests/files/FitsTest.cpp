@@ -22,22 +22,7 @@
 #include "platform/headless/Headless.h"
 #include "tests/files/FormatToolSupport.h"
 
-class Fits : public ::testing::Test {
-  protected:
-    std::string folder;
-
-    void SetUp() override
-    {
-        TestStart();
-        const ::testing::TestInfo *info = ::testing::UnitTest::GetInstance()->current_test_info();
-        folder = TestOutputFolder(std::string("fits/") + info->name());
-    }
-
-    std::string Path(const std::string &name)
-    {
-        return folder + "/" + name;
-    }
-};
+class Fits : public FolderTest {};
 
 // ---------------------------------------------------------------------------------------------
 // A FITS builder: header cards of 80 characters, blocks of 2880 bytes, big-endian data.
@@ -106,12 +91,11 @@ struct FitsRead {
 
 static FitsRead ReadFits(const std::string &path, int showProgress = 0)
 {
-    Picture *window = TestWindowNew();
+    TestWindow window = EmptyWindow();
     FitsRead read;
     read.code = ReadFitsFile(path.c_str(), window, showProgress, nullptr);
     read.type = window->image.type;
     read.samples = ImageSamples(window->image);
-    TestWindowFree(window);
     return read;
 }
 
@@ -405,21 +389,6 @@ TEST_F(Fits, MissingAndDamagedFilesGiveTheirCodes)
     }
 }
 
-TEST_F(Fits, LargePicturesShowProgressAndCanBeCancelled)
-{
-    ASSERT_TRUE(ToolRuns("convert -size 400x300 gradient:black-white -depth 16 " +
-                         Quote(Path("large.fits"))));
-    FitsRead read = ReadFits(Path("large.fits"), 1);
-    ASSERT_EQ(read.code, ERROR_NONE);
-    ASSERT_EQ(HeadlessProgressCount(), 1);
-    EXPECT_STREQ(HeadlessProgressAt(0)->title, "FITS Read");
-    HeadlessReset();
-    HeadlessAbortAtPump(10);
-    read = ReadFits(Path("large.fits"), 1);
-    EXPECT_EQ(read.code, ERROR_ABORTED);
-    EXPECT_EQ(read.type, TYPE_EMPTY);
-}
-
 // ---------------------------------------------------------------------------------------------
 // Writing
 
@@ -443,9 +412,7 @@ TEST_F(Fits, GrayPicturesAreWrittenForOtherReaders)
     for (int type : {TYPE_GRAY8, TYPE_GRAY16}) {
         SCOPED_TRACE(type);
         int depth = type == TYPE_GRAY8 ? 8 : 16;
-        Picture *window = TestWindowNew();
-        ASSERT_EQ(ImageAlloc(&window->image, type, 29, 13, 240.0), ERROR_NONE);
-        TestFillPattern(&window->image, depth);
+        TestWindow window = PictureWindow(type, 29, 13, 240.0, depth);
         std::string file = Path("out.fits");
         ASSERT_EQ(SaveFitsFile(file.c_str(), window), ERROR_NONE);
         std::vector<uint8_t> bytes = TestReadFile(file);
@@ -483,7 +450,6 @@ TEST_F(Fits, GrayPicturesAreWrittenForOtherReaders)
         ASSERT_EQ(read.code, ERROR_NONE);
         EXPECT_EQ(read.type, type);
         EXPECT_TRUE(SamplesEqual(samples, read.samples));
-        TestWindowFree(window);
     }
 }
 
@@ -491,22 +457,19 @@ TEST_F(Fits, OnlyGrayPicturesAreSaved)
 {
     for (int type : {TYPE_BINARY, TYPE_COLOR24, TYPE_COLOR48, TYPE_EMPTY}) {
         SCOPED_TRACE(type);
-        Picture *window = TestWindowNew();
+        TestWindow window = EmptyWindow();
         if (type != TYPE_EMPTY) {
             ASSERT_EQ(ImageAlloc(&window->image, type, 4, 4, 72.0), ERROR_NONE);
         }
         EXPECT_EQ(SaveFitsFile(Path("no.fits").c_str(), window), ERROR_SAVE_TYPE_FITS);
         EXPECT_TRUE(TestReadFile(Path("no.fits")).empty());
-        TestWindowFree(window);
     }
 }
 
 TEST_F(Fits, NamesAreTakenAsTheyStand)
 {
     // cfitsio's usual calls would read "[1]" as an extension and "!" as "overwrite".
-    Picture *window = TestWindowNew();
-    ASSERT_EQ(ImageAlloc(&window->image, TYPE_GRAY8, 3, 2, 72.0), ERROR_NONE);
-    TestFillPattern(&window->image, 4);
+    TestWindow window = PictureWindow(TYPE_GRAY8, 3, 2, 72.0, 4);
     for (const char *name : {"frame[1].fits", "!bang.fits", "a(b).fit", "dark +2.fits"}) {
         SCOPED_TRACE(name);
         ASSERT_EQ(SaveFitsFile(Path(name).c_str(), window), ERROR_NONE);
@@ -517,44 +480,4 @@ TEST_F(Fits, NamesAreTakenAsTheyStand)
     std::string listing;
     TestRun("ls -A " + Quote(folder), &listing);
     EXPECT_EQ(listing, "!bang.fits\na(b).fit\ndark +2.fits\nframe[1].fits\n");
-    TestWindowFree(window);
-}
-
-TEST_F(Fits, ASaveReplacesTheOldFileOnlyOnSuccessAndKeepsItsPermissions)
-{
-    Picture *window = TestWindowNew();
-    ASSERT_EQ(ImageAlloc(&window->image, TYPE_GRAY16, 400, 300, 72.0), ERROR_NONE);
-    TestFillPattern(&window->image, 5);
-    TestWriteFile(Path("old.fits"), {'o', 'l', 'd'});
-    ASSERT_EQ(chmod(Path("old.fits").c_str(), 0640), 0);
-    HeadlessAbortAtPump(20);
-    EXPECT_EQ(SaveFitsFile(Path("old.fits").c_str(), window), ERROR_ABORTED);
-    EXPECT_EQ(TestReadFile(Path("old.fits")), std::vector<uint8_t>({'o', 'l', 'd'}));
-    std::string listing;
-    TestRun("ls -A " + Quote(folder), &listing);
-    EXPECT_EQ(listing, "old.fits\n");
-
-    HeadlessReset();
-    ASSERT_EQ(SaveFitsFile(Path("old.fits").c_str(), window), ERROR_NONE);
-    struct stat status;
-    ASSERT_EQ(stat(Path("old.fits").c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777, 0640u);
-    EXPECT_EQ(ReadFits(Path("old.fits")).code, ERROR_NONE);
-    EXPECT_EQ(SaveFitsFile(Path("missing/new.fits").c_str(), window), ERROR_CREATE_FILE);
-    TestWindowFree(window);
-}
-
-TEST_F(Fits, FileLoadAndFileSaveReachTheModule)
-{
-    Picture *window = TestWindowNew();
-    ASSERT_EQ(ImageAlloc(&window->image, TYPE_GRAY16, 8, 8, 72.0), ERROR_NONE);
-    TestFillPattern(&window->image, 6);
-    ASSERT_EQ(FileSave(Path("a.fit").c_str(), FILE_SAVE_FITS, window, 0), ERROR_NONE);
-    Picture *read = TestWindowNew();
-    ASSERT_EQ(FileLoad(Path("a.fit").c_str(), FILE_OPEN_FITS, read, 0), ERROR_NONE);
-    EXPECT_EQ(read->fileType, FILE_OPEN_FITS);
-    ExpectImagesNear(window->image, read->image, 0);
-    EXPECT_EQ(read->image.resolution, Prefs.defaultResolution); // FITS keeps none
-    TestWindowFree(read);
-    TestWindowFree(window);
 }

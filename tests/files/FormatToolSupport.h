@@ -32,11 +32,13 @@ inline ::testing::AssertionResult ToolRuns(const std::string &command)
     return ::testing::AssertionFailure() << command << " exited " << status << "\n" << output;
 }
 
-// The samples ImageMagick reads from a file: 1 or 3 channels at 8 or 16 bits.
-inline std::vector<int> ToolSamples(const std::string &path, int channels, int depth)
+// The samples ImageMagick reads from a file: 1 or 3 channels at 8 or 16 bits, with options
+// before the output.
+inline std::vector<int> ToolSamples(const std::string &path, int channels, int depth,
+                                    const std::string &options = "")
 {
     std::string output;
-    std::string command = "convert " + Quote(path) + " -endian LSB -depth " +
+    std::string command = "convert " + Quote(path) + " " + options + " -endian LSB -depth " +
                           std::to_string(depth) + (channels == 3 ? " rgb:-" : " gray:-");
     EXPECT_EQ(TestRun(command, &output), 0) << command;
     std::vector<int> samples;
@@ -48,6 +50,15 @@ inline std::vector<int> ToolSamples(const std::string &path, int channels, int d
             samples.push_back((uint8_t)c);
     }
     return samples;
+}
+
+// The samples ImageMagick reads from a file as a picture of type holds them.
+inline std::vector<int> ToolSamplesAs(const std::string &path, int type,
+                                      const std::string &options = "")
+{
+    int color = type == TYPE_COLOR24 || type == TYPE_COLOR48;
+    int deep = type == TYPE_GRAY16 || type == TYPE_COLOR48;
+    return ToolSamples(path, color ? 3 : 1, deep ? 16 : 8, options);
 }
 
 // The samples of a picture; a binary pixel is 0 or 255.
@@ -76,9 +87,9 @@ inline std::vector<int> ImageSamples(const Image &image)
     return samples;
 }
 
-// Compares two lists of samples; names the first difference.
+// Compares two lists of samples, equal within tolerance; names the first difference.
 inline ::testing::AssertionResult SamplesEqual(const std::vector<int> &expected,
-                                               const std::vector<int> &actual)
+                                               const std::vector<int> &actual, int tolerance = 0)
 {
     if (expected.size() != actual.size())
         return ::testing::AssertionFailure()
@@ -86,7 +97,7 @@ inline ::testing::AssertionResult SamplesEqual(const std::vector<int> &expected,
     size_t differing = 0;
     size_t first = 0;
     for (size_t i = 0; i < expected.size(); i++)
-        if (expected[i] != actual[i] && differing++ == 0) first = i;
+        if (std::abs(expected[i] - actual[i]) > tolerance && differing++ == 0) first = i;
     if (differing == 0) return ::testing::AssertionSuccess();
     return ::testing::AssertionFailure()
            << differing << " samples differ, the first at " << first << ": expected "
@@ -118,17 +129,72 @@ inline void PnmWriteSamples(const std::string &path, int w, int h, int channels,
     TestWriteFile(path, bytes);
 }
 
-// A picture record from the table, freed with SlotFree.
-inline Picture *TestWindowNew(void)
+// A picture record on the heap, freed with its pixels, comments and profile when it goes; a
+// window assigned to it frees the one it held. It stands for its record wherever one is asked.
+struct TestWindow {
+    Picture *window = nullptr;
+    TestWindow() : window((Picture *)MemoryAllocZero(sizeof(Picture))) {}
+    explicit TestWindow(Picture *made) : window(made) {}
+    TestWindow(TestWindow &&other) noexcept : window(other.window)
+    {
+        other.window = nullptr;
+    }
+    TestWindow &operator=(TestWindow &&other) noexcept
+    {
+        std::swap(window, other.window);
+        return *this;
+    }
+    Picture *operator->() const
+    {
+        return window;
+    }
+    operator Picture *() const
+    {
+        return window;
+    }
+    Image &image() const
+    {
+        return window->image;
+    }
+    ~TestWindow()
+    {
+        if (window == nullptr) return;
+        PictureFree(window);
+        MemoryFree(window);
+    }
+};
+
+// An empty picture record on the heap.
+inline TestWindow EmptyWindow(void)
 {
-    Picture *window = (Picture *)MemoryAllocZero(sizeof(Picture));
-    EXPECT_NE(window, nullptr);
-    return window;
+    TestWindow made((Picture *)MemoryAllocZero(sizeof(Picture)));
+    EXPECT_NE(made.window, nullptr);
+    return made;
 }
 
-inline void TestWindowFree(Picture *window)
+// A window holding a patterned picture.
+inline TestWindow PictureWindow(int type, int width, int height, double resolution, int seed)
 {
-    if (window == nullptr) return;
-    PictureFree(window);
-    MemoryFree(window);
+    TestWindow made = EmptyWindow();
+    EXPECT_EQ(ImageAlloc(&made.window->image, type, width, height, resolution), ERROR_NONE);
+    TestFillPattern(&made.window->image, seed);
+    return made;
 }
+
+// A test with an output folder of its own, named after its suite and itself.
+class FolderTest : public ::testing::Test {
+  protected:
+    std::string folder;
+
+    void SetUp() override
+    {
+        TestStart();
+        const ::testing::TestInfo *info = ::testing::UnitTest::GetInstance()->current_test_info();
+        folder = TestOutputFolder(std::string(info->test_suite_name()) + "/" + info->name());
+    }
+
+    std::string Path(const std::string &name)
+    {
+        return folder + "/" + name;
+    }
+};

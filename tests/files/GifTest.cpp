@@ -21,22 +21,7 @@
 #include "platform/headless/Headless.h"
 #include "tests/files/FormatToolSupport.h"
 
-class Gif : public ::testing::Test {
-  protected:
-    std::string folder;
-
-    void SetUp() override
-    {
-        TestStart();
-        const ::testing::TestInfo *info = ::testing::UnitTest::GetInstance()->current_test_info();
-        folder = TestOutputFolder(std::string("gif/") + info->name());
-    }
-
-    std::string Path(const std::string &name)
-    {
-        return folder + "/" + name;
-    }
-};
+class Gif : public FolderTest {};
 
 // Writes one frame through giflib: indices top row first, palette of a power of two entries,
 // rows given in file order (the caller interleaves them for an interlaced frame).
@@ -98,7 +83,7 @@ struct GifRead {
 static GifRead ReadGif(const std::string &path, int showProgress = 0)
 {
     GifRead read = {ERROR_NONE, TYPE_EMPTY, {}, "", 0, 0, 0};
-    Picture *window = TestWindowNew();
+    TestWindow window = EmptyWindow();
     read.code = ReadGifFile(path.c_str(), window, showProgress, nullptr);
     read.type = window->image.type;
     read.samples = ImageSamples(window->image);
@@ -111,7 +96,6 @@ static GifRead ReadGif(const std::string &path, int showProgress = 0)
         read.descriptionFlags = description->flags;
         EXPECT_STREQ(description->name, "Description");
     }
-    TestWindowFree(window);
     return read;
 }
 
@@ -277,12 +261,6 @@ TEST_F(Gif, AnIndexBeyondThePaletteIsRefused)
     EXPECT_EQ(read.type, TYPE_EMPTY);
 }
 
-TEST_F(Gif, MissingFileGivesTheOpenCode)
-{
-    GifRead read = ReadGif(Path("none.gif"));
-    EXPECT_EQ(read.code, ERROR_OPEN_FILE);
-}
-
 TEST_F(Gif, HostileFilesGiveTheReadCode)
 {
     std::string hostile = TestDataPath("hostile");
@@ -343,42 +321,8 @@ TEST_F(Gif, TruncatedAndCorruptFilesGiveCodesNeverAWrongPicture)
     }
 }
 
-TEST_F(Gif, LargeFramesShowProgressAndCanBeCancelled)
-{
-    ASSERT_TRUE(ToolRuns("convert -size 400x300 gradient:black-white -depth 8 -colorspace Gray " +
-                         Quote(Path("large.gif"))));
-    GifRead read = ReadGif(Path("large.gif"), 1);
-    ASSERT_EQ(read.code, ERROR_NONE);
-    ASSERT_EQ(HeadlessProgressCount(), 1);
-    EXPECT_STREQ(HeadlessProgressAt(0)->title, "GIF Read");
-    EXPECT_EQ(HeadlessProgressAt(0)->last.last, 299);
-
-    HeadlessReset();
-    HeadlessAbortAtPump(10);
-    read = ReadGif(Path("large.gif"), 1);
-    EXPECT_EQ(read.code, ERROR_ABORTED);
-    EXPECT_EQ(read.type, TYPE_EMPTY);
-
-    // Without showProgress, or below 100000 pixels, no window opens.
-    HeadlessReset();
-    ReadGif(Path("large.gif"), 0);
-    ASSERT_TRUE(ToolRuns("convert -size 300x300 xc:white -depth 8 -colorspace Gray " +
-                         Quote(Path("small.gif"))));
-    ReadGif(Path("small.gif"), 1);
-    EXPECT_EQ(HeadlessProgressCount(), 0);
-}
-
 // ---------------------------------------------------------------------------------------------
 // Writing
-
-// A window holding a picture of a type filled with a pattern.
-static Picture *PatternWindow(int type, int w, int h, int seed)
-{
-    Picture *window = TestWindowNew();
-    EXPECT_EQ(ImageAlloc(&window->image, type, w, h, 300.0), ERROR_NONE);
-    TestFillPattern(&window->image, seed);
-    return window;
-}
 
 TEST_F(Gif, BinaryAndGrayRoundTripExactly)
 {
@@ -386,7 +330,7 @@ TEST_F(Gif, BinaryAndGrayRoundTripExactly)
         SCOPED_TRACE(type);
         for (int w : {1, 7, 8, 9, 33}) {
             SCOPED_TRACE(w);
-            Picture *window = PatternWindow(type, w, 17, w);
+            TestWindow window = PictureWindow(type, w, 17, 300.0, w);
             std::string file = Path("out.gif");
             for (int dither : {0, 1}) {
                 ASSERT_EQ(SaveGifFile(file.c_str(), window, dither), ERROR_NONE);
@@ -403,14 +347,13 @@ TEST_F(Gif, BinaryAndGrayRoundTripExactly)
                                                     : "global color table [256]"),
                       std::string::npos)
                 << info;
-            TestWindowFree(window);
         }
     }
 }
 
 TEST_F(Gif, GrayPaletteHoldsEveryLevel)
 {
-    Picture *window = PatternWindow(TYPE_GRAY8, 4, 4, 1);
+    TestWindow window = PictureWindow(TYPE_GRAY8, 4, 4, 300.0, 1);
     ASSERT_EQ(SaveGifFile(Path("gray.gif").c_str(), window, 0), ERROR_NONE);
     std::vector<uint8_t> bytes = TestReadFile(Path("gray.gif"));
     ASSERT_GE(bytes.size(), 13u + 768u);
@@ -421,13 +364,12 @@ TEST_F(Gif, GrayPaletteHoldsEveryLevel)
         ASSERT_EQ(bytes[14 + 3 * i], i);
         ASSERT_EQ(bytes[15 + 3 * i], i);
     }
-    TestWindowFree(window);
 }
 
 // A color picture that uses exactly colors distinct colors.
-static Picture *FewColorsWindow(int colors, int w, int h)
+static TestWindow FewColorsWindow(int colors, int w, int h)
 {
-    Picture *window = TestWindowNew();
+    TestWindow window = EmptyWindow();
     EXPECT_EQ(ImageAlloc(&window->image, TYPE_COLOR24, w, h, 72.0), ERROR_NONE);
     for (int y = 0; y < h; y++) {
         for (int x = 0; x < w; x++) {
@@ -445,23 +387,21 @@ TEST_F(Gif, ColorPicturesOfAtMost256ColorsAreExact)
 {
     for (int colors : {1, 2, 3, 200, 256}) {
         SCOPED_TRACE(colors);
-        Picture *window = FewColorsWindow(colors, 31, 19);
+        TestWindow window = FewColorsWindow(colors, 31, 19);
         for (int dither : {0, 1}) {
             SCOPED_TRACE(dither);
             ASSERT_EQ(SaveGifFile(Path("few.gif").c_str(), window, dither), ERROR_NONE);
             EXPECT_TRUE(
                 SamplesEqual(ImageSamples(window->image), ToolSamples(Path("few.gif"), 3, 8)));
         }
-        TestWindowFree(window);
     }
     // One color more and the picture is reduced: no longer exact, but close.
-    Picture *window = FewColorsWindow(257, 31, 19);
+    TestWindow window = FewColorsWindow(257, 31, 19);
     ASSERT_EQ(SaveGifFile(Path("many.gif").c_str(), window, 0), ERROR_NONE);
     std::vector<int> expected = ImageSamples(window->image);
     std::vector<int> actual = ToolSamples(Path("many.gif"), 3, 8);
     EXPECT_FALSE(SamplesEqual(expected, actual));
     EXPECT_LT(SamplesMeanError(expected, actual), 0.5);
-    TestWindowFree(window);
 }
 
 // The mean error of the averages of 4 x 4 blocks: what the eye sees from a little way off.
@@ -512,7 +452,7 @@ TEST_F(Gif, PhotographsAreReducedWithinTheMeasuredError)
             ToolRuns(std::string("convert ") + c.making + " -depth 8 " + Quote(Path("photo.ppm"))));
         ASSERT_TRUE(
             ToolRuns("convert " + Quote(Path("photo.ppm")) + " " + Quote(Path("photo.tif"))));
-        Picture *window = TestWindowNew();
+        TestWindow window = EmptyWindow();
         ASSERT_EQ(FileLoad(Path("photo.tif").c_str(), FILE_OPEN_ALL, window, 0), ERROR_NONE);
         ASSERT_EQ(window->image.type, TYPE_COLOR24);
         std::vector<int> original = ImageSamples(window->image);
@@ -544,13 +484,12 @@ TEST_F(Gif, PhotographsAreReducedWithinTheMeasuredError)
         GifRead read = ReadGif(Path("dithered.gif"));
         ASSERT_EQ(read.code, ERROR_NONE);
         EXPECT_TRUE(SamplesEqual(dithered, read.samples));
-        TestWindowFree(window);
     }
 }
 
 TEST_F(Gif, TheDescriptionIsWrittenAsAComment)
 {
-    Picture *window = PatternWindow(TYPE_GRAY8, 5, 3, 2);
+    TestWindow window = PictureWindow(TYPE_GRAY8, 5, 3, 300.0, 2);
     const char text[] = "Low tide, Saint-Malo";
     ASSERT_EQ(AddFileComment(window, "Description", 3, (int)sizeof text, COMMENT_MAIN | 6, text),
               ERROR_NONE);
@@ -563,48 +502,19 @@ TEST_F(Gif, TheDescriptionIsWrittenAsAComment)
     GifRead read = ReadGif(Path("comment.gif"));
     EXPECT_EQ(read.description, text);
     EXPECT_EQ(read.descriptionLength, (int)sizeof text);
-    TestWindowFree(window);
 }
 
 TEST_F(Gif, TypesItCannotHoldAreRefused)
 {
     for (int type : {TYPE_GRAY16, TYPE_COLOR48, TYPE_EMPTY}) {
         SCOPED_TRACE(type);
-        Picture *window = TestWindowNew();
+        TestWindow window = EmptyWindow();
         if (type != TYPE_EMPTY) {
             ASSERT_EQ(ImageAlloc(&window->image, type, 4, 4, 72.0), ERROR_NONE);
         }
         EXPECT_EQ(SaveGifFile(Path("no.gif").c_str(), window, 1), ERROR_SAVE_TYPE_GIF);
         EXPECT_TRUE(TestReadFile(Path("no.gif")).empty());
-        TestWindowFree(window);
     }
-}
-
-TEST_F(Gif, AFailedSaveKeepsTheOldFile)
-{
-    TestWriteFile(Path("old.gif"), {'o', 'l', 'd'});
-    Picture *window = PatternWindow(TYPE_COLOR24, 400, 300, 3);
-    HeadlessAbortAtPump(20);
-    EXPECT_EQ(SaveGifFile(Path("old.gif").c_str(), window, 1), ERROR_ABORTED);
-    EXPECT_EQ(TestReadFile(Path("old.gif")), std::vector<uint8_t>({'o', 'l', 'd'}));
-    std::string listing;
-    TestRun("ls -A " + Quote(folder), &listing);
-    EXPECT_EQ(listing, "old.gif\n"); // no temporary file left behind
-    EXPECT_EQ(SaveGifFile(Path("missing/new.gif").c_str(), window, 1), ERROR_CREATE_FILE);
-    TestWindowFree(window);
-}
-
-TEST_F(Gif, FileLoadAndFileSaveReachTheModule)
-{
-    Picture *window = PatternWindow(TYPE_COLOR24, 16, 16, 8);
-    ASSERT_EQ(FileSave(Path("a.gif").c_str(), FILE_SAVE_GIF, window, 0), ERROR_NONE);
-    Picture *read = TestWindowNew();
-    ASSERT_EQ(FileLoad(Path("a.gif").c_str(), FILE_OPEN_GIF, read, 0), ERROR_NONE);
-    EXPECT_EQ(read->fileType, FILE_OPEN_GIF);
-    EXPECT_EQ(read->image.type, TYPE_COLOR24);
-    EXPECT_EQ(read->image.resolution, Prefs.defaultResolution); // GIF keeps none
-    TestWindowFree(read);
-    TestWindowFree(window);
 }
 
 // ---------------------------------------------------------------------------------------------

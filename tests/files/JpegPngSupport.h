@@ -1,5 +1,5 @@
-// What the JPEG, PNG and metadata tests share: windows made to order, pictures decoded by an
-// independent tool, exiftool's view of a file, and a folder's listing.
+// What the JPEG, PNG, TIFF writer and metadata tests share: windows made to order, pictures
+// decoded by an independent tool, exiftool's view of a file, and comments as plain records.
 #pragma once
 
 #include <algorithm>
@@ -10,38 +10,11 @@
 #include <string>
 #include <vector>
 
+#include "core/Memory.h"
 #include "core/Picture.h"
-#include "tests/support/TestSupport.h"
+#include "tests/files/FormatToolSupport.h"
 
 namespace {
-
-struct TestWindow {
-    Picture *window;
-};
-
-// An empty picture record on the heap.
-inline TestWindow EmptyWindow(void)
-{
-    TestWindow made = {(Picture *)MemoryAllocZero(sizeof(Picture))};
-    EXPECT_NE(made.window, nullptr);
-    return made;
-}
-
-inline void TestWindowFree(TestWindow made)
-{
-    if (made.window == nullptr) return;
-    PictureFree(made.window);
-    MemoryFree(made.window);
-}
-
-// A window holding a patterned picture.
-inline TestWindow PictureWindow(int type, int width, int height, double resolution, int seed)
-{
-    TestWindow made = EmptyWindow();
-    EXPECT_EQ(ImageAlloc(&made.window->image, type, width, height, resolution), ERROR_NONE);
-    TestFillPattern(&made.window->image, seed);
-    return made;
-}
 
 // A picture that compresses as photographs do: smooth shading with a little texture, so that
 // JPEG's losses stay small and comparable.
@@ -64,61 +37,14 @@ inline void FillSmooth(Image *image)
     }
 }
 
-inline std::string Quoted(const std::string &path)
-{
-    return "'" + path + "'";
-}
-
-// The picture an independent tool decodes: command prints raw samples, top row first, red
-// first, 16-bit samples big-endian (ImageMagick needs -endian MSB for that). They become an Image
-// of type, bottom row first, blue first, little-endian.
-inline Image ToolImage(const std::string &command, int type, int width, int height)
-{
-    Image image = {};
-    std::string raw;
-    EXPECT_EQ(TestRun(command, &raw), 0) << command;
-    int channels = type == TYPE_COLOR24 || type == TYPE_COLOR48 ? 3 : 1;
-    int sampleBytes = type == TYPE_GRAY16 || type == TYPE_COLOR48 ? 2 : 1;
-    size_t rowBytes = (size_t)width * channels * sampleBytes;
-    EXPECT_EQ(raw.size(), rowBytes * height) << command;
-    if (raw.size() != rowBytes * height) return image;
-    EXPECT_EQ(ImageAlloc(&image, type, width, height, 72.0), ERROR_NONE);
-    for (int y = 0; y < height; y++) {
-        const uint8_t *in = (const uint8_t *)raw.data() + rowBytes * y;
-        uint8_t *out = image.rows[height - 1 - y];
-        for (int x = 0; x < width; x++) {
-            for (int c = 0; c < channels; c++) {
-                int to = channels == 3 ? 2 - c : c;
-                const uint8_t *sample = in + (x * channels + c) * sampleBytes;
-                if (sampleBytes == 1) {
-                    out[x * channels + to] = sample[0];
-                } else {
-                    out[(x * channels + to) * 2] = sample[1];
-                    out[(x * channels + to) * 2 + 1] = sample[0];
-                }
-            }
-        }
-    }
-    return image;
-}
-
-// ImageMagick's decoding of a file as 8-bit gray or color, or 16-bit.
-inline Image MagickImage(const std::string &path, int type, int width, int height)
-{
-    int deep = type == TYPE_GRAY16 || type == TYPE_COLOR48;
-    int color = type == TYPE_COLOR24 || type == TYPE_COLOR48;
-    return ToolImage(std::string("convert ") + Quoted(path) +
-                         (deep ? " -depth 16 -endian MSB " : " -depth 8 ") +
-                         (color ? "rgb:-" : "gray:-"),
-                     type, width, height);
-}
-
-// exiftool -j -G1 -a -n's fields of a file as "Group:Name" -> the value's text without quotes.
-inline std::map<std::string, std::string> ExifToolFields(const std::string &path)
+// exiftool -j -G1 -a -n's fields of a file, with options, as "Group:Name" -> the value's text
+// without quotes.
+inline std::map<std::string, std::string> ExifToolFields(const std::string &path,
+                                                         const std::string &options = "")
 {
     std::map<std::string, std::string> fields;
     std::string output;
-    TestRun("exiftool -j -G1 -a -n " + Quoted(path) + " 2>&1", &output);
+    TestRun("exiftool -j -G1 -a -n " + options + " " + Quote(path) + " 2>&1", &output);
     size_t start = 0;
     while (start < output.size()) {
         size_t end = output.find('\n', start);
@@ -146,19 +72,43 @@ FieldGroup(const std::map<std::string, std::string> &fields, const std::string &
     return selected;
 }
 
-// The names in a folder, sorted.
-inline std::vector<std::string> FolderNames(const std::string &folder)
+// A 40 x 30 JPEG by cjpeg, or TIFF by ImageMagick, with exiftool's assignments, in the byte
+// order given.
+inline std::string ExiftoolFile(const std::string &folder, const std::string &name, int bigEndian,
+                                const std::string &assignments,
+                                const std::string &extension = "jpg")
 {
-    std::vector<std::string> names;
-    DIR *directory = opendir(folder.c_str());
-    if (directory == nullptr) return names;
-    while (struct dirent *entry = readdir(directory)) {
-        std::string name = entry->d_name;
-        if (name != "." && name != "..") names.push_back(name);
+    std::string base = folder + "/" + name + "-base." + extension;
+    std::string path = folder + "/" + name + "." + extension;
+    std::string order = bigEndian ? "MM " : "II ";
+    remove(path.c_str());
+    if (extension == "jpg")
+        EXPECT_EQ(
+            TestRun("convert -seed 4 -size 40x30 plasma:fractal ppm:- | cjpeg > " + Quote(base)),
+            0);
+    else
+        EXPECT_EQ(
+            TestRun("convert -seed 4 -size 40x30 plasma:fractal -depth 8 -define tiff:endian=" +
+                    std::string(bigEndian ? "msb " : "lsb ") + Quote(base)),
+            0);
+    // A TIFF's EXIF takes the byte order of its file.
+    EXPECT_EQ(TestRun("exiftool -q -o " + Quote(path) +
+                      (extension == "jpg" ? " -ExifByteOrder=" + order : " ") + assignments + " " +
+                      Quote(base)),
+              0);
+    return path;
+}
+
+// Numbers as this machine holds them, as comments hold their values.
+template <typename T> std::vector<uint8_t> Native(std::initializer_list<T> values)
+{
+    std::vector<uint8_t> bytes(values.size() * sizeof(T));
+    size_t at = 0;
+    for (T v : values) {
+        memcpy(bytes.data() + at, &v, sizeof(T));
+        at += sizeof(T);
     }
-    closedir(directory);
-    std::sort(names.begin(), names.end());
-    return names;
+    return bytes;
 }
 
 // The comments of a window as (id, name, flags, value) for comparing lists.

@@ -22,7 +22,7 @@ namespace {
 std::string SourcePicture(const std::string &folder)
 {
     std::string path = folder + "/source.ppm";
-    EXPECT_EQ(TestRun("convert -seed 3 -size 97x61 plasma:fractal -depth 8 " + Quoted(path)), 0);
+    EXPECT_EQ(TestRun("convert -seed 3 -size 97x61 plasma:fractal -depth 8 " + Quote(path)), 0);
     return path;
 }
 
@@ -61,7 +61,7 @@ TEST(Jpeg, ReadsFilesOfOtherEncodersExactlyAsDjpegDecodesThem)
 {
     TestStart();
     std::string folder = TestOutputFolder("Jpeg.Others");
-    std::string source = Quoted(SourcePicture(folder));
+    std::string source = Quote(SourcePicture(folder));
     struct Case {
         const char *name;
         std::string command; // writes the file named %
@@ -84,20 +84,16 @@ TEST(Jpeg, ReadsFilesOfOtherEncodersExactlyAsDjpegDecodesThem)
         SCOPED_TRACE(c.name);
         std::string path = folder + "/" + c.name;
         std::string command = c.command;
-        command.replace(command.find('%'), 1, Quoted(path));
+        command.replace(command.find('%'), 1, Quote(path));
         ASSERT_EQ(TestRun(command), 0) << command;
         TestWindow made = Open(path, ERROR_NONE);
         const Image &image = made.window->image;
         ASSERT_EQ(image.type, c.type);
         ASSERT_EQ(image.width, 97);
         ASSERT_EQ(image.height, 61);
-        Image expected = ToolImage("djpeg -pnm " + Quoted(path) + " | convert - -depth 8 " +
-                                       (c.type == TYPE_GRAY8 ? "gray:-" : "rgb:-"),
-                                   c.type, 97, 61);
-        ExpectImagesNear(expected, image, 0);
+        ASSERT_EQ(TestRun("djpeg -pnm " + Quote(path) + " > " + Quote(path + ".pnm")), 0);
+        EXPECT_TRUE(SamplesEqual(ToolSamplesAs(path + ".pnm", c.type), ImageSamples(image)));
         EXPECT_EQ(made.window->fileType, 0); // the reader leaves the type to FileLoad
-        ImageFree(&expected);
-        TestWindowFree(made);
     }
 }
 
@@ -127,10 +123,9 @@ TEST(Jpeg, SavedFilesDecodeInDjpegAsInOurReaderAndStayCloseToTheOriginal)
 
         TestWindow back = Open(path, ERROR_NONE);
         ASSERT_EQ(back.window->image.type, c.type);
-        Image djpeg = ToolImage("djpeg -pnm " + Quoted(path) + " | convert - -depth 8 " +
-                                    (c.type == TYPE_GRAY8 ? "gray:-" : "rgb:-"),
-                                c.type, 131, 77);
-        ExpectImagesNear(djpeg, back.window->image, 0);
+        ASSERT_EQ(TestRun("djpeg -pnm " + Quote(path) + " > " + Quote(path + ".pnm")), 0);
+        EXPECT_TRUE(
+            SamplesEqual(ToolSamplesAs(path + ".pnm", c.type), ImageSamples(back.window->image)));
         int largest;
         double mean;
         Differences(made.window->image, back.window->image, &largest, &mean);
@@ -142,9 +137,6 @@ TEST(Jpeg, SavedFilesDecodeInDjpegAsInOurReaderAndStayCloseToTheOriginal)
         }
         EXPECT_EQ(fields["File:ColorComponents"], c.type == TYPE_GRAY8 ? "1" : "3");
         EXPECT_EQ(fields["File:EncodingProcess"], "0"); // baseline
-        ImageFree(&djpeg);
-        TestWindowFree(back);
-        TestWindowFree(made);
     }
 }
 
@@ -163,14 +155,13 @@ TEST(Jpeg, QualityIsClampedAndLowerQualityGivesSmallerFiles)
     EXPECT_EQ(saved(101), saved(100));
     EXPECT_LT(saved(20).size(), saved(60).size());
     EXPECT_LT(saved(60).size(), saved(95).size());
-    TestWindowFree(made);
 }
 
 TEST(Jpeg, ResolutionComesFromJfifThenExifThenThePreference)
 {
     TestStart();
     std::string folder = TestOutputFolder("Jpeg.Resolution");
-    std::string source = Quoted(SourcePicture(folder));
+    std::string source = Quote(SourcePicture(folder));
     std::string path = folder + "/r.jpg";
 
     // Ours: JFIF in whole dots per inch.
@@ -185,8 +176,6 @@ TEST(Jpeg, ResolutionComesFromJfifThenExifThenThePreference)
         EXPECT_EQ(fields["JFIF:YResolution"], std::to_string(whole));
         TestWindow back = Open(path, ERROR_NONE);
         EXPECT_EQ(back.window->image.resolution, whole);
-        TestWindowFree(back);
-        TestWindowFree(made);
     }
 
     struct Case {
@@ -210,11 +199,10 @@ TEST(Jpeg, ResolutionComesFromJfifThenExifThenThePreference)
         SCOPED_TRACE(c.command);
         std::string command = c.command;
         for (size_t at; (at = command.find('%')) != std::string::npos;)
-            command.replace(at, 1, Quoted(path));
+            command.replace(at, 1, Quote(path));
         ASSERT_EQ(TestRun(command), 0);
         TestWindow back = Open(path, ERROR_NONE);
         EXPECT_NEAR(back.window->image.resolution, c.dpi, 1e-9);
-        TestWindowFree(back);
     }
 }
 
@@ -222,14 +210,14 @@ TEST(Jpeg, ProfilesOfColorPicturesAreReadAndWrittenWhole)
 {
     TestStart();
     std::string folder = TestOutputFolder("Jpeg.Profile");
-    std::string source = Quoted(SourcePicture(folder));
+    std::string source = Quote(SourcePicture(folder));
     std::string icc = "/usr/share/color/icc/sRGB.icc";
     std::vector<uint8_t> profile = TestReadFile(icc);
     ASSERT_GT(profile.size(), 1000u);
 
     // ImageMagick's embedding, read.
     std::string path = folder + "/magick.jpg";
-    ASSERT_EQ(TestRun("convert " + source + " -profile " + icc + " " + Quoted(path)), 0);
+    ASSERT_EQ(TestRun("convert " + source + " -profile " + icc + " " + Quote(path)), 0);
     TestWindow read = Open(path, ERROR_NONE);
     EXPECT_EQ(ProfileBytes(read.window), profile);
 
@@ -252,12 +240,10 @@ TEST(Jpeg, ProfilesOfColorPicturesAreReadAndWrittenWhole)
         std::string saved = folder + "/ours.jpg";
         ASSERT_EQ(SaveJpegFile(saved.c_str(), made.window, 90), ERROR_NONE);
         std::string extracted;
-        TestRun("exiftool -b -ICC_Profile " + Quoted(saved), &extracted);
+        TestRun("exiftool -b -ICC_Profile " + Quote(saved), &extracted);
         EXPECT_TRUE(extracted == std::string(bytes->begin(), bytes->end()));
         TestWindow back = Open(saved, ERROR_NONE);
         EXPECT_EQ(ProfileBytes(back.window), *bytes);
-        TestWindowFree(back);
-        TestWindowFree(made);
     }
 
     // Gray pictures carry none, either way; a JPEG without one leaves the window without.
@@ -269,44 +255,37 @@ TEST(Jpeg, ProfilesOfColorPicturesAreReadAndWrittenWhole)
     ASSERT_EQ(SaveJpegFile(grayPath.c_str(), gray.window, 90), ERROR_NONE);
     EXPECT_EQ(ExifToolFields(grayPath).count("ICC-header:ProfileVersion"), 0u);
     ASSERT_EQ(
-        TestRun("convert " + source + " -colorspace Gray -profile " + icc + " " + Quoted(grayPath)),
+        TestRun("convert " + source + " -colorspace Gray -profile " + icc + " " + Quote(grayPath)),
         0);
     TestWindow grayBack = Open(grayPath, ERROR_NONE);
     EXPECT_EQ(grayBack.window->profile, nullptr);
     EXPECT_EQ(grayBack.window->profileSize, 0);
     ASSERT_EQ(ReadJpegFile((folder + "/ours.jpg").c_str(), read.window, 0, nullptr), ERROR_NONE);
     ImageFree(&read.window->image);
-    ASSERT_EQ(TestRun("cjpeg " + source + " > " + Quoted(path)), 0);
+    ASSERT_EQ(TestRun("cjpeg " + source + " > " + Quote(path)), 0);
     ASSERT_EQ(ReadJpegFile(path.c_str(), read.window, 0, nullptr), ERROR_NONE);
     EXPECT_EQ(read.window->profile, nullptr);
-    TestWindowFree(grayBack);
-    TestWindowFree(gray);
-    TestWindowFree(read);
 }
 
 TEST(Jpeg, OrientationTurnsThePictureUprightAsImageMagickDoes)
 {
     TestStart();
     std::string folder = TestOutputFolder("Jpeg.Orientation");
-    std::string source = Quoted(SourcePicture(folder));
+    std::string source = Quote(SourcePicture(folder));
     std::string plain = folder + "/plain.jpg";
-    ASSERT_EQ(TestRun("cjpeg -sample 1x1 -quality 100 " + source + " > " + Quoted(plain)), 0);
+    ASSERT_EQ(TestRun("cjpeg -sample 1x1 -quality 100 " + source + " > " + Quote(plain)), 0);
     for (int orientation = 1; orientation <= 8; orientation++) {
         SCOPED_TRACE(orientation);
         std::string path = folder + "/o" + std::to_string(orientation) + ".jpg";
-        ASSERT_EQ(TestRun("exiftool -q -o " + Quoted(path) +
-                          " -Orientation#=" + std::to_string(orientation) + " " + Quoted(plain)),
+        ASSERT_EQ(TestRun("exiftool -q -o " + Quote(path) +
+                          " -Orientation#=" + std::to_string(orientation) + " " + Quote(plain)),
                   0);
         TestWindow made = Open(path, ERROR_NONE);
         int turned = orientation >= 5;
         ASSERT_EQ(made.window->image.width, turned ? 61 : 97);
         ASSERT_EQ(made.window->image.height, turned ? 97 : 61);
-        Image expected =
-            ToolImage("convert " + Quoted(path) + " -auto-orient -depth 8 rgb:-", TYPE_COLOR24,
-                      made.window->image.width, made.window->image.height);
-        ExpectImagesNear(expected, made.window->image, 0);
-        ImageFree(&expected);
-        TestWindowFree(made);
+        EXPECT_TRUE(SamplesEqual(ToolSamplesAs(path, TYPE_COLOR24, "-auto-orient"),
+                                 ImageSamples(made.window->image)));
     }
 }
 
@@ -314,81 +293,57 @@ TEST(Jpeg, CmykFilesBecomeColorAsImageMagickConvertsThem)
 {
     TestStart();
     std::string folder = TestOutputFolder("Jpeg.Cmyk");
-    std::string source = Quoted(SourcePicture(folder));
+    std::string source = Quote(SourcePicture(folder));
     std::string path = folder + "/cmyk.jpg";
-    ASSERT_EQ(TestRun("convert " + source + " -colorspace CMYK -quality 95 " + Quoted(path)), 0);
+    ASSERT_EQ(TestRun("convert " + source + " -colorspace CMYK -quality 95 " + Quote(path)), 0);
     TestWindow made = Open(path, ERROR_NONE);
     ASSERT_EQ(made.window->image.type, TYPE_COLOR24);
-    Image expected = ToolImage("convert " + Quoted(path) + " -colorspace sRGB -depth 8 rgb:-",
-                               TYPE_COLOR24, 97, 61);
     // ImageMagick multiplies the complements in floating point; we round an integer product.
-    ExpectImagesNear(expected, made.window->image, 1);
-    ImageFree(&expected);
-    TestWindowFree(made);
+    EXPECT_TRUE(SamplesEqual(ToolSamplesAs(path, TYPE_COLOR24, "-colorspace sRGB"),
+                             ImageSamples(made.window->image), 1));
 }
 
 TEST(Jpeg, CommentSegmentBecomesTheUserCommentUnlessExifHasOne)
 {
     TestStart();
     std::string folder = TestOutputFolder("Jpeg.Com");
-    std::string source = Quoted(SourcePicture(folder));
+    std::string source = Quote(SourcePicture(folder));
     std::string path = folder + "/c.jpg";
-    ASSERT_EQ(TestRun("cjpeg " + source + " | wrjpgcom -comment 'Hello there' > " + Quoted(path)),
+    ASSERT_EQ(TestRun("cjpeg " + source + " | wrjpgcom -comment 'Hello there' > " + Quote(path)),
               0);
     TestWindow made = Open(path, ERROR_NONE);
     const std::string text("ASCII\0\0\0Hello there", 19);
     EXPECT_EQ(CommentRecords(made.window->comments),
               (std::vector<CommentRecord>{
                   {37, "User Comment", 8, std::vector<uint8_t>(text.begin(), text.end())}}));
-    TestWindowFree(made);
 
-    ASSERT_EQ(TestRun("exiftool -q -overwrite_original -UserComment=Exif " + Quoted(path)), 0);
+    ASSERT_EQ(TestRun("exiftool -q -overwrite_original -UserComment=Exif " + Quote(path)), 0);
     made = Open(path, ERROR_NONE);
     const FileComment *comment = FindFileComment(made.window->comments, 37);
     ASSERT_NE(comment, nullptr);
     EXPECT_EQ(std::string((const char *)comment->value, comment->length),
               std::string("ASCII\0\0\0Exif", 12));
     EXPECT_EQ(comment->next == nullptr || FindFileComment(comment->next, 37) == nullptr, true);
-    TestWindowFree(made);
-}
-
-TEST(Jpeg, AllFilesRecognisesAJpegByItsContent)
-{
-    TestStart();
-    std::string folder = TestOutputFolder("Jpeg.Content");
-    std::string source = Quoted(SourcePicture(folder));
-    std::string path = folder + "/no-extension";
-    ASSERT_EQ(TestRun("cjpeg " + source + " > " + Quoted(path)), 0);
-    EXPECT_EQ(DetectFileContent(path.c_str()), FILE_OPEN_JPEG);
-    TestWindow made = EmptyWindow();
-    ASSERT_EQ(FileLoad(path.c_str(), FILE_OPEN_ALL, made.window, 0), ERROR_NONE);
-    EXPECT_EQ(made.window->fileType, FILE_OPEN_JPEG);
-    EXPECT_EQ(made.window->image.width, 97);
-    // Through the save type too.
-    std::string saved = folder + "/saved.jpg";
-    EXPECT_EQ(FileSave(saved.c_str(), FILE_SAVE_JPEG, made.window, 80), ERROR_NONE);
-    EXPECT_EQ(DetectFileContent(saved.c_str()), FILE_OPEN_JPEG);
-    TestWindowFree(made);
 }
 
 TEST(Jpeg, TruncatedAndCorruptedFilesGiveCodesAndLeaveTheWindowAlone)
 {
     TestStart();
     std::string folder = TestOutputFolder("Jpeg.Damage");
-    std::string source = Quoted(SourcePicture(folder));
+    std::string source = Quote(SourcePicture(folder));
     std::string original = folder + "/original.jpg";
     ASSERT_EQ(TestRun("convert " + source +
-                      " -resize 40x30 -profile /usr/share/color/icc/sRGB.icc " + Quoted(original) +
+                      " -resize 40x30 -profile /usr/share/color/icc/sRGB.icc " + Quote(original) +
                       " && exiftool -q -overwrite_original -Make=Abcd "
                       "-ExposureTime=1/60 " +
-                      Quoted(original)),
+                      Quote(original)),
               0);
     std::vector<uint8_t> bytes = TestReadFile(original);
     ASSERT_GT(bytes.size(), 7000u);
     ASSERT_EQ(bytes[bytes.size() - 2], 0xff);
     ASSERT_EQ(bytes[bytes.size() - 1], 0xd9);
     std::string path = folder + "/damaged.jpg";
-    auto check = [&](ErrorCode result, TestWindow made) {
+    auto check = [&](ErrorCode result, const TestWindow &made) {
         if (result != ERROR_NONE) {
             EXPECT_EQ(made.window->image.type, TYPE_EMPTY);
             EXPECT_EQ(made.window->image.rows, nullptr);
@@ -416,13 +371,11 @@ TEST(Jpeg, TruncatedAndCorruptedFilesGiveCodesAndLeaveTheWindowAlone)
         ErrorCode result = ReadJpegFile(path.c_str(), made.window, 0, nullptr);
         EXPECT_EQ(result, ERROR_READ_JPEG);
         check(result, made);
-        TestWindowFree(made);
     }
     for (size_t cut : {1, 2}) {
         TestWriteFile(path, std::vector<uint8_t>(bytes.begin(), bytes.end() - cut));
         TestWindow made = Open(path, ERROR_NONE);
         EXPECT_EQ(made.window->image.width, 40);
-        TestWindowFree(made);
     }
     // Any byte turned around: a code, or a picture; never a crash.
     for (size_t at = 0; at < bytes.size(); at += (at < 1500 ? 1 : 5)) {
@@ -439,7 +392,6 @@ TEST(Jpeg, TruncatedAndCorruptedFilesGiveCodesAndLeaveTheWindowAlone)
                     result == ERROR_READ_JPEG_PROFILE)
             << result;
         check(result, made);
-        TestWindowFree(made);
     }
 }
 
@@ -468,91 +420,24 @@ TEST(Jpeg, HostileFilesGiveTheirCodes)
         int count = (int)CommentRecords(made.window->comments).size();
         EXPECT_EQ(count, c.comments);
         EXPECT_EQ(made.window->image.type == TYPE_EMPTY, c.result != ERROR_NONE);
-        TestWindowFree(made);
     }
 }
 
-TEST(Jpeg, LargePicturesShowProgressAndAnAbortLeavesNothing)
+TEST(Jpeg, SaveRefusesOtherTypesAndAProfileTooLargeKeepsTheOldFile)
 {
     TestStart();
-    std::string folder = TestOutputFolder("Jpeg.Progress");
-    std::string path = folder + "/large.jpg";
-    TestWindow made = PictureWindow(TYPE_COLOR24, 400, 250, 72.0, 4);
-    ASSERT_EQ(SaveJpegFile(path.c_str(), made.window, 90), ERROR_NONE);
-    ASSERT_EQ(HeadlessProgressCount(), 1);
-    EXPECT_STREQ(HeadlessProgressAt(0)->title, "JPEG Write");
-    EXPECT_EQ(HeadlessProgressAt(0)->last.last, 249);
-
-    TestWindow back = EmptyWindow();
-    ASSERT_EQ(ReadJpegFile(path.c_str(), back.window, 1, nullptr), ERROR_NONE);
-    ASSERT_EQ(HeadlessProgressCount(), 2);
-    EXPECT_STREQ(HeadlessProgressAt(1)->title, "JPEG Read");
-    EXPECT_EQ(HeadlessProgressAt(1)->last.canAbort, 1);
-    EXPECT_EQ(HeadlessProgressAt(1)->open, 0);
-    TestWindowFree(back);
-
-    HeadlessAbortAtPump(30);
-    back = EmptyWindow();
-    EXPECT_EQ(ReadJpegFile(path.c_str(), back.window, 1, nullptr), ERROR_ABORTED);
-    EXPECT_EQ(back.window->image.type, TYPE_EMPTY);
-    EXPECT_EQ(ProgressWindow, nullptr);
-    TestWindowFree(back);
-
-    // Without showProgress, or below 100000 pixels, no window opens.
-    int count = HeadlessProgressCount();
-    back = EmptyWindow();
-    ASSERT_EQ(ReadJpegFile(path.c_str(), back.window, 0, nullptr), ERROR_NONE);
-    TestWindowFree(back);
-    TestWindow small = PictureWindow(TYPE_GRAY8, 316, 316, 72.0, 4); // 99856 pixels
-    ASSERT_EQ(SaveJpegFile(path.c_str(), small.window, 90), ERROR_NONE);
-    back = EmptyWindow();
-    ASSERT_EQ(ReadJpegFile(path.c_str(), back.window, 1, nullptr), ERROR_NONE);
-    EXPECT_EQ(HeadlessProgressCount(), count);
-    TestWindowFree(back);
-    TestWindowFree(small);
-    TestWindowFree(made);
-}
-
-TEST(Jpeg, SaveRefusesOtherTypesAndAFailedSaveKeepsTheOldFile)
-{
-    TestStart();
-    std::string folder = TestOutputFolder("Jpeg.Failures");
-    std::string path = folder + "/picture.jpg";
+    std::string path = TestOutputFolder("Jpeg.Failures") + "/picture.jpg";
     std::vector<uint8_t> old = {'o', 'l', 'd'};
     TestWriteFile(path, old);
     for (int type : {TYPE_BINARY, TYPE_GRAY16, TYPE_COLOR48, TYPE_EMPTY}) {
         SCOPED_TRACE(type);
         TestWindow made = PictureWindow(type, 5, 4, 72.0, 1);
         EXPECT_EQ(SaveJpegFile(path.c_str(), made.window, 90), ERROR_SAVE_TYPE_JPEG);
-        TestWindowFree(made);
     }
-    TestWindow made = PictureWindow(TYPE_COLOR24, 500, 300, 72.0, 1);
-    EXPECT_EQ(SaveJpegFile((folder + "/missing/p.jpg").c_str(), made.window, 90),
-              ERROR_CREATE_FILE);
-
-    // Cancel half way.
-    HeadlessAbortAtPump(150);
-    EXPECT_EQ(SaveJpegFile(path.c_str(), made.window, 90), ERROR_ABORTED);
-    EXPECT_EQ(TestReadFile(path), old);
-
-    // A limit on the size of files stops the library's writes.
-    struct rlimit saved;
-    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &saved), 0);
-    void (*handler)(int) = signal(SIGXFSZ, SIG_IGN);
-    struct rlimit limit = saved;
-    limit.rlim_cur = 20000;
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-    ErrorCode full = SaveJpegFile(path.c_str(), made.window, 100);
-    setrlimit(RLIMIT_FSIZE, &saved);
-    signal(SIGXFSZ, handler);
-    EXPECT_EQ(full, ERROR_WRITE_JPEG);
-    EXPECT_EQ(TestReadFile(path), old);
-    EXPECT_EQ(FolderNames(folder), std::vector<std::string>{"picture.jpg"});
-
     // A profile too large for the 255 segments JPEG has for it.
+    TestWindow made = PictureWindow(TYPE_COLOR24, 50, 30, 72.0, 1);
     made.window->profileSize = 255 * 65519 + 1;
     made.window->profile = (uint8_t *)MemoryAllocZero((size_t)made.window->profileSize);
     EXPECT_EQ(SaveJpegFile(path.c_str(), made.window, 90), ERROR_WRITE_JPEG_PROFILE);
     EXPECT_EQ(TestReadFile(path), old);
-    TestWindowFree(made);
 }

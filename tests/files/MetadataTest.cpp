@@ -48,37 +48,11 @@ const char RICH[] =
     "-GPSDestDistance=1200 -GPSProcessingMethod=GPS -GPSDateStamp=2024:05:06 "
     "-GPSDifferential#=1 -GPSAreaInformation=Paris";
 
-// A 40 x 30 JPEG by cjpeg, or TIFF by ImageMagick, with exiftool's assignments, in the byte
-// order given.
-std::string ExiftoolFile(const std::string &folder, const std::string &name, int bigEndian,
-                         const std::string &assignments, const std::string &extension = "jpg")
-{
-    std::string base = folder + "/" + name + "-base." + extension;
-    std::string path = folder + "/" + name + "." + extension;
-    std::string order = bigEndian ? "MM " : "II ";
-    remove(path.c_str());
-    if (extension == "jpg")
-        EXPECT_EQ(
-            TestRun("convert -seed 4 -size 40x30 plasma:fractal ppm:- | cjpeg > " + Quoted(base)),
-            0);
-    else
-        EXPECT_EQ(
-            TestRun("convert -seed 4 -size 40x30 plasma:fractal -depth 8 -define tiff:endian=" +
-                    std::string(bigEndian ? "msb " : "lsb ") + Quoted(base)),
-            0);
-    // A TIFF's EXIF takes the byte order of its file.
-    EXPECT_EQ(TestRun("exiftool -q -o " + Quoted(path) +
-                      (extension == "jpg" ? " -ExifByteOrder=" + order : " ") + assignments + " " +
-                      Quoted(base)),
-              0);
-    return path;
-}
-
 // What exiftool -validate finds wrong with a file, one warning a line.
 std::vector<std::string> ValidateWarnings(const std::string &path)
 {
     std::string output;
-    TestRun("exiftool -validate -warning -a -s3 " + Quoted(path) + " 2>&1", &output);
+    TestRun("exiftool -validate -warning -a -s3 " + Quote(path) + " 2>&1", &output);
     std::vector<std::string> warnings;
     size_t start = output.find('\n'); // past the count of warnings
     while (start != std::string::npos && start + 1 < output.size()) {
@@ -95,7 +69,7 @@ std::vector<std::string> MagickComplaints(const std::string &path)
 {
     std::string output;
     std::vector<std::string> lines;
-    if (TestRun("convert " + Quoted(path) + " info: 2>&1 >/dev/null", &output) != 0)
+    if (TestRun("convert " + Quote(path) + " info: 2>&1 >/dev/null", &output) != 0)
         lines.push_back("failed");
     for (size_t start = 0, end; start < output.size(); start = end + 1) {
         end = output.find('\n', start);
@@ -123,7 +97,7 @@ std::vector<uint8_t> JpegExifBlock(const std::vector<uint8_t> &jpeg)
 std::vector<std::string> ExiftoolEntries(const std::string &path)
 {
     std::string output;
-    TestRun("exiftool -v3 " + Quoted(path) + " 2>&1", &output);
+    TestRun("exiftool -v3 " + Quote(path) + " 2>&1", &output);
     std::vector<std::string> entries;
     std::map<size_t, std::string> directories;
     size_t start = 0;
@@ -147,17 +121,6 @@ std::vector<std::string> ExiftoolEntries(const std::string &path)
     }
     std::sort(entries.begin(), entries.end());
     return entries;
-}
-
-template <typename T> std::vector<uint8_t> Native(std::initializer_list<T> values)
-{
-    std::vector<uint8_t> bytes(values.size() * sizeof(T));
-    size_t at = 0;
-    for (T v : values) {
-        memcpy(bytes.data() + at, &v, sizeof(T));
-        at += sizeof(T);
-    }
-    return bytes;
 }
 
 void Add(FileComment **list, const char *name, int id, int flags, const std::vector<uint8_t> &value)
@@ -197,8 +160,6 @@ TEST(Metadata, JpegExifGivesTheCommentsTheTiffReaderMakesOfTheSameBlock)
         EXPECT_EQ(picture.orientation, 1);
         EXPECT_EQ(picture.resolution, 0.0); // the block has no resolution fields
         FreeFileComments(&list);
-        TestWindowFree(jpeg);
-        TestWindowFree(tiff);
     }
 }
 
@@ -258,9 +219,8 @@ TEST(Metadata, ExiftoolFieldsSurviveOpenAndSaveAsTiffAndAsJpeg)
                                  complaints.end());
                 EXPECT_EQ(complaints, MagickComplaints(originals[to]));
                 if (tiff) {
-                    EXPECT_EQ(TestRun("tiffinfo " + Quoted(saved) + " >/dev/null 2>&1"), 0);
+                    EXPECT_EQ(TestRun("tiffinfo " + Quote(saved) + " >/dev/null 2>&1"), 0);
                 }
-                TestWindowFree(made);
             }
         }
     }

@@ -1,13 +1,9 @@
-// Tests of our own PCX reader and writer.
-//
-// Files come from ImageMagick's convert and netpbm's ppmtopcx, and what we read is compared
-// with what ImageMagick and pcxtoppm read from the same file; what we write is read back by
-// both. ImageMagick reads a 1-bit file with its two colors swapped whatever its palette says,
-// so for 1-bit files pcxtoppm alone is the judge. Runs across rows, counts of zero, palettes
-// and damaged files are built byte by byte here.
+// Tests of our own PCX reader and writer: runs across rows, counts of zero and palettes built
+// byte by byte, and the headers, runs and palette we write.
 //
 // What every raster format shares (round trips, refusals, aborts, progress, detection, the
-// kept hostile files) is tested once in AllFormatsTest.cpp.
+// kept hostile files, the tools' files and the tools' reading of ours, damage everywhere) is
+// tested once in AllFormatsTest.cpp.
 #include <gtest/gtest.h>
 #include <string>
 #include <vector>
@@ -74,63 +70,6 @@ static ErrorCode ReadBytes(const std::string &folder, const std::vector<uint8_t>
     TestWriteFile(path, bytes);
     return ReadPcxFile(path.c_str(), window->window, showProgress, nullptr);
 }
-
-// ---------------------------------------------------------------------------------------------
-// Reading tool files
-
-struct ToolCase {
-    const char *name;
-    const char *command; // {g} gray source, {c} color source, {o} output
-    int type;
-    int magick; // 0 for 1-bit files, which ImageMagick reads with the colors swapped
-    int netpbm; // 0 for uncompressed files, which pcxtoppm does not read
-};
-
-static const ToolCase TOOL_CASES[] = {
-    {"im-24", "convert {c} {o}", TYPE_COLOR24, 1, 1},
-    {"im-24-raw", "convert {c} -compress none {o}", TYPE_COLOR24, 1, 0},
-    {"im-palette8", "convert {c} -colors 100 {o}", TYPE_COLOR24, 1, 1},
-    {"im-gray-planes", "convert {g} {o}", TYPE_COLOR24, 1, 1},
-    {"ppmtopcx-24", "ppmtopcx -24bit {c} > {o}", TYPE_COLOR24, 1, 1},
-    {"ppmtopcx-palette8", "pnmquant 200 {c} | ppmtopcx -8bit > {o}", TYPE_COLOR24, 1, 1},
-    {"ppmtopcx-gray8", "ppmtopcx {g} > {o}", TYPE_GRAY8, 1, 1},
-    {"ppmtopcx-packed4", "pnmquant 16 {c} | ppmtopcx -packed > {o}", TYPE_COLOR24, 1, 1},
-    {"ppmtopcx-planes4", "pnmquant 16 {c} | ppmtopcx -planes 4 > {o}", TYPE_COLOR24, 1, 1},
-    {"ppmtopcx-planes3", "pnmquant 8 {c} | ppmtopcx -planes 3 > {o}", TYPE_COLOR24, 1, 1},
-    {"ppmtopcx-planes2", "pnmquant 4 {c} | ppmtopcx -planes 2 > {o}", TYPE_COLOR24, 1, 1},
-    {"ppmtopcx-mono", "pgmtopbm -threshold {g} | ppmtopcx > {o}", TYPE_BINARY, 0, 1},
-};
-
-TEST(PcxReader, ReadsToolFilesAsTheToolsDo)
-{
-    TestStart();
-    std::string folder = TestOutputFolder("PcxReader.ToolFiles");
-    std::string gray = folder + "/gray.pgm";
-    std::string color = folder + "/color.ppm";
-    PnmWrite(gray, 61, 37, 1, 21);
-    PnmWrite(color, 61, 37, 3, 22);
-    for (const ToolCase &c : TOOL_CASES) {
-        SCOPED_TRACE(c.name);
-        std::string path = folder + "/" + c.name + ".pcx";
-        ToolRun("(" + ToolCommand(c.command, gray, color, path) + ")");
-        TestWindow window;
-        ASSERT_EQ(ReadPcxFile(path.c_str(), window.window, 0, nullptr), ERROR_NONE);
-        EXPECT_EQ(window.image().type, c.type);
-        EXPECT_EQ(window.image().width, 61);
-        EXPECT_EQ(window.image().height, 37);
-        std::vector<int> ours = ImageSamples(window.image());
-        if (c.magick) {
-            EXPECT_TRUE(SamplesEqual(ToolSamples(path), ours)) << "ImageMagick";
-        }
-        if (c.netpbm) {
-            EXPECT_TRUE(SamplesEqual(PipeSamples("pcxtoppm " + Quote(path) + " 2>/dev/null"), ours))
-                << "netpbm";
-        }
-    }
-}
-
-// ---------------------------------------------------------------------------------------------
-// Variants built by hand
 
 TEST(PcxReader, RunsCrossRowsAndCountsOfZeroGiveNothing)
 {
@@ -285,29 +224,6 @@ TEST(PcxReader, PalettesDecideThePictureType)
 // ---------------------------------------------------------------------------------------------
 // Writing
 
-TEST(PcxWriter, ToolsReadWhatWeWrite)
-{
-    TestStart();
-    std::string folder = TestOutputFolder("PcxWriter.Tools");
-    for (int type : {TYPE_BINARY, TYPE_GRAY8, TYPE_COLOR24}) {
-        for (int width : {1, 7, 33, 64}) {
-            SCOPED_TRACE(::testing::Message() << "type " << type << " width " << width);
-            TestWindow window;
-            PictureMake(&window, type, width, 9, width + type);
-            // Long runs as well as noise.
-            for (int x = 0; x < window.image().rowBytes; x++)
-                window.image().rows[4][x] = window.image().rows[5][x] = 0xC7;
-            std::string path = folder + "/written.pcx";
-            ASSERT_EQ(SavePcxFile(path.c_str(), window.window), ERROR_NONE);
-            std::vector<int> ours = ImageSamples(window.image());
-            if (type != TYPE_BINARY) {
-                EXPECT_TRUE(SamplesEqual(ours, ToolSamples(path)));
-            }
-            EXPECT_TRUE(SamplesEqual(ours, PipeSamples("pcxtoppm " + Quote(path))));
-        }
-    }
-}
-
 TEST(PcxWriter, HeaderRunsAndPaletteByHand)
 {
     TestStart();
@@ -361,107 +277,4 @@ TEST(PcxFileType, ByteTenBeforeWhatNoHeaderHoldsIsNotPcx)
     EXPECT_EQ(DetectFileContent(path.c_str()), -1);
     TestWriteFile(path, {10, 5, 2, 8, 0, 0, 0, 0});
     EXPECT_EQ(DetectFileContent(path.c_str()), -1);
-}
-
-// ---------------------------------------------------------------------------------------------
-// Damaged files
-
-static TestPcx HostileBase(void)
-{
-    TestPcx pcx;
-    pcx.width = 8;
-    pcx.height = 4;
-    pcx.data = {0xC8, 1, 0xC8, 2, 3, 4, 5, 6, 7, 8, 9, 10, 0xC8, 11};
-    pcx.palette = RandomBytes(768, 4);
-    return pcx;
-}
-
-std::vector<HostileFile> raster_test::PcxHostileFiles(void)
-{
-    std::vector<HostileFile> files;
-    std::vector<uint8_t> good = PcxBytes(HostileBase());
-    for (size_t at : {1u, 3u, 127u, 128u, 135u})
-        files.push_back({"pcx-truncated-at-" + std::to_string(at),
-                         std::vector<uint8_t>(good.begin(), good.begin() + at), ERROR_READ_PCX});
-    auto with = [](const char *name, auto change, ErrorCode expected) {
-        TestPcx pcx = HostileBase();
-        change(&pcx);
-        return HostileFile{name, PcxBytes(pcx), expected};
-    };
-    files.push_back(with(
-        "pcx-encoding-2", [](TestPcx *p) { p->encoding = 2; }, ERROR_READ_PCX));
-    files.push_back(with(
-        "pcx-bits-2-cga", [](TestPcx *p) { p->bits = 2; }, ERROR_READ_PCX));
-    files.push_back(with(
-        "pcx-bits-16", [](TestPcx *p) { p->bits = 16; }, ERROR_READ_PCX));
-    files.push_back(with(
-        "pcx-8-bits-2-planes", [](TestPcx *p) { p->planes = 2; }, ERROR_READ_PCX));
-    files.push_back(with(
-        "pcx-planes-0", [](TestPcx *p) { p->planes = 0; }, ERROR_READ_PCX));
-    files.push_back(with(
-        "pcx-1-bit-5-planes", [](TestPcx *p) { p->bits = 1, p->planes = 5; }, ERROR_READ_PCX));
-    files.push_back(with(
-        "pcx-bytes-per-line-short", [](TestPcx *p) { p->bytesPerLine = 7; }, ERROR_READ_PCX));
-    files.push_back(with(
-        "pcx-1-bit-bytes-per-line-short",
-        [](TestPcx *p) { p->bits = 1, p->width = 9, p->bytesPerLine = 1; }, ERROR_READ_PCX));
-    files.push_back(with(
-        "pcx-bytes-per-line-zero", [](TestPcx *p) { p->bytesPerLine = 0; }, ERROR_READ_PCX));
-    files.push_back(with(
-        "pcx-rle-huge-picture", [](TestPcx *p) { p->width = p->height = 65536; }, ERROR_READ_PCX));
-    files.push_back(with(
-        "pcx-rle-truncated",
-        [](TestPcx *p) {
-            p->data.resize(5);
-            p->palette.clear();
-        },
-        ERROR_READ_PCX));
-    files.push_back(with(
-        "pcx-rle-runs-into-palette",
-        [](TestPcx *p) {
-            p->data = {0xC5, 1};
-        },
-        ERROR_READ_PCX));
-    files.push_back(with(
-        "pcx-rle-runs-past-the-end", [](TestPcx *p) { p->data.assign(300, 0xFF); }, ERROR_NONE));
-    files.push_back(with(
-        "pcx-raw-rows-past-eof", [](TestPcx *p) { p->encoding = 0, p->height = 40000; },
-        ERROR_READ_PCX));
-    {
-        // The last column before the first: xMax below xMin.
-        std::vector<uint8_t> bytes = good;
-        BytesPut16(bytes.data(), 4, 9);
-        files.push_back({"pcx-x-max-below-x-min", bytes, ERROR_READ_PCX});
-        bytes = good;
-        bytes[0] = 11;
-        files.push_back({"pcx-maker-11", bytes, ERROR_READ_PCX});
-    }
-    return files;
-}
-
-TEST(PcxReaderHostile, TruncatedAndChangedFilesGiveCodes)
-{
-    TestStart();
-    std::string folder = TestOutputFolder("PcxReaderHostile.Damage");
-    std::string gray = folder + "/gray.pgm";
-    std::string color = folder + "/color.ppm";
-    PnmWrite(gray, 23, 11, 1, 23);
-    PnmWrite(color, 23, 11, 3, 24);
-    const char *commands[] = {
-        "convert {c} {o}",
-        "ppmtopcx {g} > {o}",
-        "pnmquant 16 {c} | ppmtopcx -planes 4 > {o}",
-        "pgmtopbm -threshold {g} | ppmtopcx > {o}",
-    };
-    for (const char *command : commands) {
-        SCOPED_TRACE(command);
-        std::string path = folder + "/good.pcx";
-        ToolRun("(" + ToolCommand(command, gray, color, path) + ")");
-        std::vector<uint8_t> good = TestReadFile(path);
-        // A 16-color row takes a sixth of the bytes of its picture row.
-        int readable = DamageEverywhere(folder, good, ReadPcxFile, ERROR_READ_PCX, 3,
-                                        6 * ((1 << 20) + (int64_t)good.size() * 32));
-        EXPECT_GT(readable, 0);
-    }
-    EXPECT_EQ(HeadlessProgressCount(), 0);
 }

@@ -20,7 +20,7 @@ namespace {
 std::string SourcePicture(const std::string &folder)
 {
     std::string path = folder + "/source.ppm";
-    EXPECT_EQ(TestRun("convert -seed 3 -size 37x23 plasma:fractal -depth 16 " + Quoted(path)), 0);
+    EXPECT_EQ(TestRun("convert -seed 3 -size 37x23 plasma:fractal -depth 16 " + Quote(path)), 0);
     return path;
 }
 
@@ -29,30 +29,6 @@ TestWindow Open(const std::string &path, ErrorCode expected)
     TestWindow made = EmptyWindow();
     EXPECT_EQ(ReadPngFile(path.c_str(), made.window, 0, nullptr), expected) << path;
     return made;
-}
-
-// A binary picture from a gray one of 0 and 255.
-Image BinaryFromGray(const Image &gray)
-{
-    Image binary = {};
-    EXPECT_EQ(ImageAlloc(&binary, TYPE_BINARY, gray.width, gray.height, 72.0), ERROR_NONE);
-    for (int y = 0; y < gray.height; y++) {
-        memset(binary.rows[y], 0, (size_t)binary.rowBytes);
-        for (int x = 0; x < gray.width; x++)
-            if (gray.rows[y][x] >= 128) binary.rows[y][x / 8] |= (uint8_t)(0x80 >> (x % 8));
-    }
-    return binary;
-}
-
-// Compares binary pictures on the bits that are pixels.
-void ExpectBinaryEqual(const Image &expected, const Image &actual)
-{
-    ASSERT_EQ(actual.type, TYPE_BINARY);
-    for (int y = 0; y < expected.height; y++)
-        for (int x = 0; x < expected.width; x++)
-            ASSERT_EQ(expected.rows[y][x / 8] & (0x80 >> (x % 8)),
-                      actual.rows[y][x / 8] & (0x80 >> (x % 8)))
-                << x << ", " << y;
 }
 
 std::vector<uint8_t> Bytes(const std::string &text)
@@ -66,7 +42,7 @@ TEST(Png, ReadsEveryKindOfFileAsImageMagickDecodesIt)
 {
     TestStart();
     std::string folder = TestOutputFolder("Png.Kinds");
-    std::string source = Quoted(SourcePicture(folder));
+    std::string source = Quote(SourcePicture(folder));
     struct Case {
         const char *name;
         const char *options;
@@ -107,9 +83,9 @@ TEST(Png, ReadsEveryKindOfFileAsImageMagickDecodesIt)
     for (const Case &c : cases) {
         SCOPED_TRACE(c.name);
         std::string path = folder + "/" + c.name + ".png";
-        ASSERT_EQ(TestRun("convert " + source + " " + c.options + " " + Quoted(path)), 0);
+        ASSERT_EQ(TestRun("convert " + source + " " + c.options + " " + Quote(path)), 0);
         std::string kind;
-        TestRun("exiftool -n -s3 -PNG:ColorType -PNG:BitDepth " + Quoted(path) + " | tr '\\n' ' '",
+        TestRun("exiftool -n -s3 -PNG:ColorType -PNG:BitDepth " + Quote(path) + " | tr '\\n' ' '",
                 &kind);
         EXPECT_EQ(kind, std::string(c.colorTypeAndDepth) + " ");
         TestWindow made = Open(path, ERROR_NONE);
@@ -117,22 +93,7 @@ TEST(Png, ReadsEveryKindOfFileAsImageMagickDecodesIt)
         ASSERT_EQ(image.type, c.type);
         ASSERT_EQ(image.width, 37);
         ASSERT_EQ(image.height, 23);
-        int toolType = c.type == TYPE_BINARY ? TYPE_GRAY8 : c.type;
-        Image expected = ToolImage(
-            "convert " + Quoted(path) + " -alpha off" +
-                (toolType == TYPE_GRAY16 || toolType == TYPE_COLOR48 ? " -depth 16 -endian MSB "
-                                                                     : " -depth 8 ") +
-                (toolType == TYPE_COLOR24 || toolType == TYPE_COLOR48 ? "rgb:-" : "gray:-"),
-            toolType, 37, 23);
-        if (c.type == TYPE_BINARY) {
-            Image binary = BinaryFromGray(expected);
-            ExpectBinaryEqual(binary, image);
-            ImageFree(&binary);
-        } else {
-            ExpectImagesNear(expected, image, 0);
-        }
-        ImageFree(&expected);
-        TestWindowFree(made);
+        EXPECT_TRUE(SamplesEqual(ToolSamplesAs(path, c.type, "-alpha off"), ImageSamples(image)));
     }
 }
 
@@ -150,33 +111,17 @@ TEST(Png, SavedFilesReadBackInImageMagickAndPngtopnmSampleForSample)
         std::string path = folder + "/t" + std::to_string(c.type) + ".png";
         ASSERT_EQ(SavePngFile(path.c_str(), made.window), ERROR_NONE);
         std::string kind;
-        TestRun("exiftool -n -s3 -PNG:ColorType -PNG:BitDepth " + Quoted(path) + " | tr '\\n' ' '",
+        TestRun("exiftool -n -s3 -PNG:ColorType -PNG:BitDepth " + Quote(path) + " | tr '\\n' ' '",
                 &kind);
         EXPECT_EQ(kind, std::string(c.colorTypeAndDepth) + " ");
-        int toolType = c.type == TYPE_BINARY ? TYPE_GRAY8 : c.type;
-        const char *raw = toolType == TYPE_COLOR24 ? "rgb:-" : "gray:-";
-        for (const std::string &command :
-             {"convert " + Quoted(path) + " -depth 8 " + raw,
-              "pngtopnm " + Quoted(path) + " | convert - -depth 8 " + raw}) {
-            SCOPED_TRACE(command);
-            Image decoded = ToolImage(command, toolType, 37, 23);
-            if (c.type == TYPE_BINARY) {
-                Image binary = BinaryFromGray(decoded);
-                ExpectBinaryEqual(binary, made.window->image);
-                ImageFree(&binary);
-            } else {
-                ExpectImagesNear(decoded, made.window->image, 0);
-            }
-            ImageFree(&decoded);
-        }
+        std::string pnm = folder + "/t.pnm";
+        ASSERT_EQ(TestRun("pngtopnm " + Quote(path) + " > " + Quote(pnm)), 0);
+        std::vector<int> ours = ImageSamples(made.window->image);
+        EXPECT_TRUE(SamplesEqual(ours, ToolSamplesAs(path, c.type))) << "ImageMagick";
+        EXPECT_TRUE(SamplesEqual(ours, ToolSamplesAs(pnm, c.type))) << "pngtopnm";
         // Our reader gives the very picture back.
         TestWindow back = Open(path, ERROR_NONE);
-        if (c.type == TYPE_BINARY)
-            ExpectBinaryEqual(made.window->image, back.window->image);
-        else
-            ExpectImagesNear(made.window->image, back.window->image, 0);
-        TestWindowFree(back);
-        TestWindowFree(made);
+        EXPECT_TRUE(SamplesEqual(ours, ImageSamples(back.window->image)));
     }
     // A binary row's unused bits do not reach the file.
     TestWindow binary = PictureWindow(TYPE_BINARY, 9, 3, 72.0, 1);
@@ -186,24 +131,23 @@ TEST(Png, SavedFilesReadBackInImageMagickAndPngtopnmSampleForSample)
         binary.window->image.rows[y][1] ^= 0x7f;
     ASSERT_EQ(SavePngFile(second.c_str(), binary.window), ERROR_NONE);
     EXPECT_EQ(TestReadFile(first), TestReadFile(second));
-    TestWindowFree(binary);
 }
 
 TEST(Png, TextsBecomeCommentsAndGoBackUnderTheirKeywords)
 {
     TestStart();
     std::string folder = TestOutputFolder("Png.Text");
-    std::string source = Quoted(SourcePicture(folder));
+    std::string source = Quote(SourcePicture(folder));
     std::string path = folder + "/texts.png";
     // exiftool writes Latin-1 text as tEXt, other text as iTXt, and with -z compresses.
-    ASSERT_EQ(TestRun("convert " + source + " -depth 8 " + Quoted(path) +
+    ASSERT_EQ(TestRun("convert " + source + " -depth 8 " + Quote(path) +
                       " && exiftool -q -overwrite_original -PNG:Title=日本の山 -PNG:Author=Jürgen "
                       "'-PNG:Description=A view' '-PNG:Copyright=(c) Ann' "
                       "'-PNG:CreationTime=2024:05:06 07:08:09' -PNG:Software=Vistel "
                       "-PNG:Source=Cam -PNG:Comment=Hello -PNG:Disclaimer=None " +
-                      Quoted(path) +
+                      Quote(path) +
                       " && exiftool -q -overwrite_original -z '-PNG:Description=A long view' " +
-                      Quoted(path)),
+                      Quote(path)),
               0);
     TestWindow made = Open(path, ERROR_NONE);
     std::vector<CommentRecord> records = CommentRecords(made.window->comments);
@@ -244,8 +188,6 @@ TEST(Png, TextsBecomeCommentsAndGoBackUnderTheirKeywords)
     std::sort(again.begin(), again.end(),
               [](const CommentRecord &a, const CommentRecord &b) { return a.id < b.id; });
     EXPECT_EQ(again.size(), expected.size() + 0); // texts, and the same fields again as EXIF
-    TestWindowFree(back);
-    TestWindowFree(made);
 
     // Creation times in other forms, written by ImageMagick, come in EXIF's form; a text in
     // no form we know stays as it is.
@@ -263,14 +205,13 @@ TEST(Png, TextsBecomeCommentsAndGoBackUnderTheirKeywords)
     for (const Time &t : times) {
         SCOPED_TRACE(t.written);
         ASSERT_EQ(TestRun("convert " + source + " -depth 8 -set 'Creation Time' '" + t.written +
-                          "' " + Quoted(path)),
+                          "' " + Quote(path)),
                   0);
         TestWindow timed = Open(path, ERROR_NONE);
         const FileComment *comment = FindFileComment(timed.window->comments, 2);
         ASSERT_NE(comment, nullptr);
         EXPECT_STREQ((const char *)comment->value, t.read);
         EXPECT_EQ(comment->length, (int)strlen(t.read) + 1);
-        TestWindowFree(timed);
     }
 }
 
@@ -278,7 +219,7 @@ TEST(Png, ResolutionGoesThroughPhysInPixelsPerMetre)
 {
     TestStart();
     std::string folder = TestOutputFolder("Png.Resolution");
-    std::string source = Quoted(SourcePicture(folder));
+    std::string source = Quote(SourcePicture(folder));
     std::string path = folder + "/r.png";
     struct Case {
         const char *options;
@@ -292,10 +233,9 @@ TEST(Png, ResolutionGoesThroughPhysInPixelsPerMetre)
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(c.options);
-        ASSERT_EQ(TestRun("convert " + source + " -depth 8 " + c.options + " " + Quoted(path)), 0);
+        ASSERT_EQ(TestRun("convert " + source + " -depth 8 " + c.options + " " + Quote(path)), 0);
         TestWindow made = Open(path, ERROR_NONE);
         EXPECT_NEAR(made.window->image.resolution, c.dpi, 1e-9);
-        TestWindowFree(made);
     }
     for (double dpi : {300.0, 72.0, 96.0, 1200.0}) {
         SCOPED_TRACE(dpi);
@@ -306,8 +246,6 @@ TEST(Png, ResolutionGoesThroughPhysInPixelsPerMetre)
         EXPECT_EQ(fields["PNG-pHYs:PixelsPerUnitX"], std::to_string((int)(dpi / 0.0254 + 0.5)));
         TestWindow back = Open(path, ERROR_NONE);
         EXPECT_EQ(back.window->image.resolution, dpi);
-        TestWindowFree(back);
-        TestWindowFree(made);
     }
 }
 
@@ -315,11 +253,11 @@ TEST(Png, ProfilesOfColorPicturesAreReadAndWritten)
 {
     TestStart();
     std::string folder = TestOutputFolder("Png.Profile");
-    std::string source = Quoted(SourcePicture(folder));
+    std::string source = Quote(SourcePicture(folder));
     std::string icc = "/usr/share/color/icc/sRGB.icc";
     std::vector<uint8_t> profile = TestReadFile(icc);
     std::string path = folder + "/p.png";
-    ASSERT_EQ(TestRun("convert " + source + " -depth 8 -profile " + icc + " " + Quoted(path)), 0);
+    ASSERT_EQ(TestRun("convert " + source + " -depth 8 -profile " + icc + " " + Quote(path)), 0);
     TestWindow made = Open(path, ERROR_NONE);
     EXPECT_EQ(
         std::vector<uint8_t>(made.window->profile, made.window->profile + made.window->profileSize),
@@ -327,11 +265,10 @@ TEST(Png, ProfilesOfColorPicturesAreReadAndWritten)
     std::string saved = folder + "/saved.png";
     ASSERT_EQ(SavePngFile(saved.c_str(), made.window), ERROR_NONE);
     std::string extracted;
-    TestRun("exiftool -b -ICC_Profile " + Quoted(saved), &extracted);
+    TestRun("exiftool -b -ICC_Profile " + Quote(saved), &extracted);
     EXPECT_TRUE(extracted == std::string(profile.begin(), profile.end()));
     TestWindow back = Open(saved, ERROR_NONE);
     EXPECT_EQ(back.window->profileSize, (int)profile.size());
-    TestWindowFree(back);
 
     // A profile libpng finds unsound is left out, and the picture saved.
     memset(made.window->profile + 36, 'x', 4); // the signature "acsp"
@@ -345,21 +282,19 @@ TEST(Png, ProfilesOfColorPicturesAreReadAndWritten)
     gray.window->profileSize = (int32_t)profile.size();
     ASSERT_EQ(SavePngFile(saved.c_str(), gray.window), ERROR_NONE);
     EXPECT_EQ(ExifToolFields(saved).count("ICC-header:ProfileFileSignature"), 0u);
-    TestWindowFree(gray);
-    TestWindowFree(made);
 }
 
 TEST(Png, ExifOfExiftoolAndImageMagickGivesTheCommentsOfTheJpeg)
 {
     TestStart();
     std::string folder = TestOutputFolder("Png.Exif");
-    std::string source = Quoted(SourcePicture(folder));
+    std::string source = Quote(SourcePicture(folder));
     std::string jpeg = folder + "/camera.jpg";
-    ASSERT_EQ(TestRun("convert " + source + " -depth 8 " + Quoted(jpeg) +
+    ASSERT_EQ(TestRun("convert " + source + " -depth 8 " + Quote(jpeg) +
                       " && exiftool -q -overwrite_original -Make=Abcd -Model=Abc -Artist=Ann "
                       "-ExposureTime=1/125 -FNumber=5.6 -ISO=200 -GPSLatitude=48.85 "
                       "-GPSLatitudeRef=N -Orientation#=6 " +
-                      Quoted(jpeg)),
+                      Quote(jpeg)),
               0);
     TestWindow camera = EmptyWindow();
     ASSERT_EQ(ReadJpegFile(jpeg.c_str(), camera.window, 0, nullptr), ERROR_NONE);
@@ -370,10 +305,10 @@ TEST(Png, ExifOfExiftoolAndImageMagickGivesTheCommentsOfTheJpeg)
     // our own save writes it too.
     std::string magick = folder + "/magick.png", exiftool = folder + "/exiftool.png";
     std::string ours = folder + "/ours.png";
-    ASSERT_EQ(TestRun("convert " + Quoted(jpeg) + " " + Quoted(magick)), 0);
-    ASSERT_EQ(TestRun("convert " + source + " -depth 8 " + Quoted(exiftool) +
-                      " && exiftool -q -overwrite_original -tagsFromFile " + Quoted(jpeg) +
-                      " -EXIF:all " + Quoted(exiftool)),
+    ASSERT_EQ(TestRun("convert " + Quote(jpeg) + " " + Quote(magick)), 0);
+    ASSERT_EQ(TestRun("convert " + source + " -depth 8 " + Quote(exiftool) +
+                      " && exiftool -q -overwrite_original -tagsFromFile " + Quote(jpeg) +
+                      " -EXIF:all " + Quote(exiftool)),
               0);
     ASSERT_EQ(SavePngFile(ours.c_str(), camera.window), ERROR_NONE);
     for (const std::string &path : {magick, exiftool, ours}) {
@@ -387,28 +322,10 @@ TEST(Png, ExifOfExiftoolAndImageMagickGivesTheCommentsOfTheJpeg)
         // already and says nothing of orientation.
         int turned = path != ours;
         EXPECT_EQ(made.window->image.width, turned ? 23 : camera.window->image.width);
-        TestWindowFree(made);
     }
     EXPECT_EQ(ExifToolFields(ours).count("IFD0:Orientation"), 0u);
     EXPECT_EQ(ExifToolFields(ours)["ExifIFD:ExposureTime"], "0.008");
     EXPECT_EQ(ExifToolFields(ours).count("ExifTool:Warning"), 0u);
-    TestWindowFree(camera);
-}
-
-TEST(Png, AllFilesRecognisesAPngByItsContent)
-{
-    TestStart();
-    std::string folder = TestOutputFolder("Png.Content");
-    std::string path = folder + "/named.jpg";
-    ASSERT_EQ(TestRun("convert " + Quoted(SourcePicture(folder)) + " png:" + Quoted(path)), 0);
-    EXPECT_EQ(DetectFileContent(path.c_str()), FILE_OPEN_PNG);
-    TestWindow made = EmptyWindow();
-    ASSERT_EQ(FileLoad(path.c_str(), FILE_OPEN_ALL, made.window, 0), ERROR_NONE);
-    EXPECT_EQ(made.window->fileType, FILE_OPEN_PNG);
-    EXPECT_EQ(made.window->image.type, TYPE_COLOR48);
-    ASSERT_EQ(FileReduceTo8Bits(made.window), ERROR_NONE);
-    EXPECT_EQ(FileSave((folder + "/saved.png").c_str(), FILE_SAVE_PNG, made.window, 0), ERROR_NONE);
-    TestWindowFree(made);
 }
 
 TEST(Png, TruncatedAndCorruptedFilesGiveCodesAndLeaveTheWindowAlone)
@@ -416,9 +333,9 @@ TEST(Png, TruncatedAndCorruptedFilesGiveCodesAndLeaveTheWindowAlone)
     TestStart();
     std::string folder = TestOutputFolder("Png.Damage");
     std::string original = folder + "/original.png";
-    ASSERT_EQ(TestRun("convert " + Quoted(SourcePicture(folder)) +
+    ASSERT_EQ(TestRun("convert " + Quote(SourcePicture(folder)) +
                       " -depth 8 -profile /usr/share/color/icc/sRGB.icc -set Title Hello " +
-                      Quoted(original)),
+                      Quote(original)),
               0);
     std::vector<uint8_t> bytes = TestReadFile(original);
     ASSERT_GT(bytes.size(), 2000u);
@@ -444,7 +361,6 @@ TEST(Png, TruncatedAndCorruptedFilesGiveCodesAndLeaveTheWindowAlone)
             EXPECT_EQ(made.window->comments->next, nullptr);
             EXPECT_EQ(made.window->profile, nullptr);
         }
-        TestWindowFree(made);
     }
     for (size_t at = 0; at < bytes.size(); at += (at < 1000 ? 1 : 3)) {
         SCOPED_TRACE(at);
@@ -455,7 +371,6 @@ TEST(Png, TruncatedAndCorruptedFilesGiveCodesAndLeaveTheWindowAlone)
         ErrorCode result = ReadPngFile(path.c_str(), made.window, 0, nullptr);
         EXPECT_TRUE(result == ERROR_NONE || result == ERROR_READ_PNG) << result;
         EXPECT_EQ(made.window->image.type == TYPE_EMPTY, result != ERROR_NONE);
-        TestWindowFree(made);
     }
 }
 
@@ -483,7 +398,6 @@ TEST(Png, HostileFilesGiveTheirCodes)
         ASSERT_FALSE(TestReadFile(path).empty());
         TestWindow made = Open(path, c.result);
         EXPECT_EQ((int)CommentRecords(made.window->comments).size(), c.comments);
-        TestWindowFree(made);
     }
     // An index past the palette's end is black.
     TestWindow made = Open(TestDataPath("hostile/png-palette-index-past-end.png"), ERROR_NONE);
@@ -491,74 +405,33 @@ TEST(Png, HostileFilesGiveTheirCodes)
     EXPECT_EQ(made.window->image.rows[0][0] | made.window->image.rows[0][1] |
                   made.window->image.rows[0][2],
               0);
-    TestWindowFree(made);
 }
 
-TEST(Png, LargePicturesShowProgressAndAnAbortLeavesNothing)
+// An interlaced file steps once a row of every pass, within the one range.
+TEST(Png, AnInterlacedFileStepsItsProgressOnceARowOfEveryPass)
 {
     TestStart();
-    std::string folder = TestOutputFolder("Png.Progress");
-    std::string path = folder + "/large.png";
+    std::string path = TestOutputFolder("Png.Progress") + "/interlaced.png";
     TestWindow made = PictureWindow(TYPE_COLOR24, 400, 250, 72.0, 4);
     ASSERT_EQ(SavePngFile(path.c_str(), made.window), ERROR_NONE);
-    ASSERT_EQ(HeadlessProgressCount(), 1);
-    EXPECT_STREQ(HeadlessProgressAt(0)->title, "PNG Write");
+    ASSERT_EQ(TestRun("convert " + Quote(path) + " -interlace PNG " + Quote(path)), 0);
+    TestStart();
     TestWindow back = EmptyWindow();
     ASSERT_EQ(ReadPngFile(path.c_str(), back.window, 1, nullptr), ERROR_NONE);
-    ASSERT_EQ(HeadlessProgressCount(), 2);
-    EXPECT_STREQ(HeadlessProgressAt(1)->title, "PNG Read");
-    EXPECT_EQ(HeadlessProgressAt(1)->last.last, 249);
+    ASSERT_EQ(HeadlessProgressCount(), 1);
+    EXPECT_EQ(HeadlessProgressAt(0)->last.current, 249);
+    EXPECT_EQ(HeadlessProgressAt(0)->last.last, 249);
     ExpectImagesNear(made.window->image, back.window->image, 0);
-    TestWindowFree(back);
-
-    HeadlessAbortAtPump(30);
-    back = EmptyWindow();
-    EXPECT_EQ(ReadPngFile(path.c_str(), back.window, 1, nullptr), ERROR_ABORTED);
-    EXPECT_EQ(back.window->image.type, TYPE_EMPTY);
-    EXPECT_EQ(ProgressWindow, nullptr);
-    TestWindowFree(back);
-
-    // An interlaced file steps once a row of every pass, within the one range.
-    std::string interlaced = folder + "/interlaced.png";
-    ASSERT_EQ(TestRun("convert " + Quoted(path) + " -interlace PNG " + Quoted(interlaced)), 0);
-    back = EmptyWindow();
-    ASSERT_EQ(ReadPngFile(interlaced.c_str(), back.window, 1, nullptr), ERROR_NONE);
-    EXPECT_EQ(HeadlessProgressAt(HeadlessProgressCount() - 1)->last.current, 249);
-    ExpectImagesNear(made.window->image, back.window->image, 0);
-    TestWindowFree(back);
-    TestWindowFree(made);
 }
 
-TEST(Png, SaveRefusesOtherTypesAndAFailedSaveKeepsTheOldFile)
+TEST(Png, SaveRefusesTheTypesItCannotHold)
 {
     TestStart();
-    std::string folder = TestOutputFolder("Png.Failures");
-    std::string path = folder + "/picture.png";
-    std::vector<uint8_t> old = {'o', 'l', 'd'};
-    TestWriteFile(path, old);
+    std::string path = TestOutputFolder("Png.Types") + "/picture.png";
     for (int type : {TYPE_GRAY16, TYPE_COLOR48, TYPE_EMPTY}) {
         SCOPED_TRACE(type);
         TestWindow made = PictureWindow(type, 5, 4, 72.0, 1);
         EXPECT_EQ(SavePngFile(path.c_str(), made.window), ERROR_SAVE_TYPE_PNG);
-        TestWindowFree(made);
     }
-    TestWindow made = PictureWindow(TYPE_COLOR24, 500, 300, 72.0, 1);
-    EXPECT_EQ(SavePngFile((folder + "/missing/p.png").c_str(), made.window), ERROR_CREATE_FILE);
-    HeadlessAbortAtPump(150);
-    EXPECT_EQ(SavePngFile(path.c_str(), made.window), ERROR_ABORTED);
-    EXPECT_EQ(TestReadFile(path), old);
-
-    struct rlimit saved;
-    ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &saved), 0);
-    void (*handler)(int) = signal(SIGXFSZ, SIG_IGN);
-    struct rlimit limit = saved;
-    limit.rlim_cur = 20000;
-    ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
-    ErrorCode full = SavePngFile(path.c_str(), made.window);
-    setrlimit(RLIMIT_FSIZE, &saved);
-    signal(SIGXFSZ, handler);
-    EXPECT_EQ(full, ERROR_WRITE_PNG);
-    EXPECT_EQ(TestReadFile(path), old);
-    EXPECT_EQ(FolderNames(folder), std::vector<std::string>{"picture.png"});
-    TestWindowFree(made);
+    EXPECT_TRUE(TestReadFile(path).empty());
 }

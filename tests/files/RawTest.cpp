@@ -17,22 +17,7 @@
 #include "platform/headless/Headless.h"
 #include "tests/files/FormatToolSupport.h"
 
-class Raw : public ::testing::Test {
-  protected:
-    std::string folder;
-
-    void SetUp() override
-    {
-        TestStart();
-        const ::testing::TestInfo *info = ::testing::UnitTest::GetInstance()->current_test_info();
-        folder = TestOutputFolder(std::string("raw/") + info->name());
-    }
-
-    std::string Path(const std::string &name)
-    {
-        return folder + "/" + name;
-    }
-};
+class Raw : public FolderTest {};
 
 static const int DNG_WHITE = 16383; // a 14-bit sensor
 
@@ -138,14 +123,14 @@ struct RawRead {
     int type;
     int width;
     int height;
-    std::vector<int> samples; // top row first, red first
-    Picture *window;          // kept for the comments; freed by the caller
+    std::vector<int> samples;   // top row first, red first
+    TestWindow window{nullptr}; // kept for the comments
 };
 
 static RawRead ReadRaw(const std::string &path, int showProgress = 0)
 {
     RawRead read;
-    read.window = TestWindowNew();
+    read.window = EmptyWindow();
     read.code = ReadRawFile(path.c_str(), read.window, showProgress);
     read.type = read.window->image.type;
     read.width = read.window->image.width;
@@ -181,7 +166,6 @@ TEST_F(Raw, FlatPatchesDevelopToTheirSrgbColorsOnEveryBayerPattern)
         DngWrite(Path("patches.dng"), dng);
         RawRead read = ReadRaw(Path("patches.dng"));
         ExpectPatches(read, dng, 1.0);
-        TestWindowFree(read.window);
     }
 }
 
@@ -194,7 +178,6 @@ TEST_F(Raw, TheCamerasWhiteBalanceMakesItsNeutralGray)
     DngWrite(Path("tinted.dng"), dng);
     RawRead read = ReadRaw(Path("tinted.dng"));
     ExpectPatches(read, dng, 1.0);
-    TestWindowFree(read.window);
 }
 
 TEST_F(Raw, ADarkExposureStaysDark)
@@ -206,7 +189,6 @@ TEST_F(Raw, ADarkExposureStaysDark)
     DngWrite(Path("dark.dng"), dng);
     RawRead read = ReadRaw(Path("dark.dng"));
     ExpectPatches(read, dng, 0.2);
-    TestWindowFree(read.window);
 }
 
 TEST_F(Raw, ThePictureIsTurnedAsTheCameraWasHeld)
@@ -228,7 +210,6 @@ TEST_F(Raw, ThePictureIsTurnedAsTheCameraWasHeld)
     size_t bottomLeft = ((size_t)(read.height * 3 / 4) * read.width + read.width / 4) * 3;
     for (int c = 0; c < 3; c++)
         EXPECT_NEAR(read.samples[bottomLeft + c], SrgbLevel(PATCHES[3][c]), DEVELOP_TOLERANCE);
-    TestWindowFree(read.window);
 }
 
 TEST_F(Raw, TheCameraAndTheTimeBecomeComments)
@@ -259,7 +240,6 @@ TEST_F(Raw, TheCameraAndTheTimeBecomeComments)
     // Nothing was recorded about the exposure, so nothing is made up.
     EXPECT_EQ(FindFileComment(read.window->comments, 34), nullptr);
     EXPECT_EQ(FindFileComment(read.window->comments, 162), nullptr);
-    TestWindowFree(read.window);
 }
 
 TEST_F(Raw, LargeFilesShowProgressAndCanBeCancelled)
@@ -270,7 +250,6 @@ TEST_F(Raw, LargeFilesShowProgressAndCanBeCancelled)
     DngWrite(Path("large.dng"), dng);
     RawRead read = ReadRaw(Path("large.dng"), 1);
     ASSERT_EQ(read.code, ERROR_NONE);
-    TestWindowFree(read.window);
     ASSERT_EQ(HeadlessProgressCount(), 1);
     EXPECT_STREQ(HeadlessProgressAt(0)->title, "Camera Raw Read");
     HeadlessReset();
@@ -278,14 +257,12 @@ TEST_F(Raw, LargeFilesShowProgressAndCanBeCancelled)
     read = ReadRaw(Path("large.dng"), 1);
     EXPECT_EQ(read.code, ERROR_ABORTED);
     EXPECT_EQ(read.type, TYPE_EMPTY);
-    TestWindowFree(read.window);
 }
 
 TEST_F(Raw, MissingDamagedAndForeignFilesGiveTheirCodes)
 {
     RawRead read = ReadRaw(Path("none.dng"));
     EXPECT_EQ(read.code, ERROR_OPEN_FILE);
-    TestWindowFree(read.window);
 
     // The strip ends half way: LibRaw would fill the rest with black.
     DngLayout dng = DngDefault();
@@ -294,7 +271,6 @@ TEST_F(Raw, MissingDamagedAndForeignFilesGiveTheirCodes)
     read = ReadRaw(Path("short.dng"));
     EXPECT_EQ(read.code, ERROR_READ_IMAGE_FILE);
     EXPECT_EQ(read.type, TYPE_EMPTY);
-    TestWindowFree(read.window);
 
     // An ordinary TIFF and a text file are no raw files.
     ASSERT_TRUE(ToolRuns("convert -size 8x8 xc:gray " + Quote(Path("plain.tif"))));
@@ -304,7 +280,6 @@ TEST_F(Raw, MissingDamagedAndForeignFilesGiveTheirCodes)
         read = ReadRaw(Path(name));
         EXPECT_EQ(read.code, ERROR_READ_IMAGE_FILE);
         EXPECT_EQ(read.type, TYPE_EMPTY);
-        TestWindowFree(read.window);
     }
 
     std::string hostile = TestDataPath("hostile");
@@ -319,7 +294,6 @@ TEST_F(Raw, MissingDamagedAndForeignFilesGiveTheirCodes)
         read = ReadRaw(hostile + "/" + name);
         EXPECT_EQ(read.code, ERROR_READ_IMAGE_FILE);
         EXPECT_EQ(read.type, TYPE_EMPTY);
-        TestWindowFree(read.window);
     }
     closedir(directory);
     EXPECT_GE(count, 5);
@@ -329,18 +303,15 @@ TEST_F(Raw, AllFilesOpensRawFilesByTheirExtension)
 {
     DngWrite(Path("shot.dng"), DngDefault());
     ASSERT_TRUE(ToolRuns("cp " + Quote(Path("shot.dng")) + " " + Quote(Path("shot.tif"))));
-    Picture *window = TestWindowNew();
+    TestWindow window = EmptyWindow();
     ASSERT_EQ(FileLoad(Path("shot.dng").c_str(), FILE_OPEN_ALL, window, 0), ERROR_NONE);
     EXPECT_EQ(window->fileType, FILE_OPEN_RAW);
     EXPECT_EQ(window->image.type, TYPE_COLOR48);
-    TestWindowFree(window);
     // The same bytes under a TIFF name are a TIFF file to "All Files": the content decides.
-    window = TestWindowNew();
+    window = EmptyWindow();
     FileLoad(Path("shot.tif").c_str(), FILE_OPEN_ALL, window, 0);
     EXPECT_NE(window->fileType, FILE_OPEN_RAW);
-    TestWindowFree(window);
-    window = TestWindowNew();
+    window = EmptyWindow();
     ASSERT_EQ(FileLoad(Path("shot.tif").c_str(), FILE_OPEN_RAW, window, 0), ERROR_NONE);
     EXPECT_EQ(window->fileType, FILE_OPEN_RAW);
-    TestWindowFree(window);
 }

@@ -15,6 +15,7 @@
 
 #include "core/File.h"
 #include "files/FileType.h"
+#include "platform/headless/Headless.h"
 #include "tests/files/FormatToolSupport.h"
 
 namespace {
@@ -23,42 +24,35 @@ struct Writer {
     int saveNumber;
     const char *extension;
     ErrorCode fullDisk; // what the writer answers when the disk fills in the middle
+    const char *title;  // of its progress window
 };
 
 // Every format with a writer. An 8-bit gray picture is one that all of them take.
 const Writer WRITERS[] = {
-    {FILE_SAVE_TIFF, "tif", ERROR_WRITE_FILE}, {FILE_SAVE_JPEG, "jpg", ERROR_WRITE_JPEG},
-    {FILE_SAVE_BMP, "bmp", ERROR_WRITE_BMP},   {FILE_SAVE_TARGA, "tga", ERROR_WRITE_TARGA},
-    {FILE_SAVE_PCX, "pcx", ERROR_WRITE_PCX},   {FILE_SAVE_GIF, "gif", ERROR_WRITE_GIF},
-    {FILE_SAVE_EPS, "eps", ERROR_WRITE_EPS},   {FILE_SAVE_PNG, "png", ERROR_WRITE_PNG},
-    {FILE_SAVE_FITS, "fit", ERROR_WRITE_FITS}, {FILE_SAVE_RLE, "rle", ERROR_WRITE_RLE},
+    {FILE_SAVE_TIFF, "tif", ERROR_WRITE_FILE, "TIFF Write"},
+    {FILE_SAVE_JPEG, "jpg", ERROR_WRITE_JPEG, "JPEG Write"},
+    {FILE_SAVE_BMP, "bmp", ERROR_WRITE_BMP, "BMP Write"},
+    {FILE_SAVE_TARGA, "tga", ERROR_WRITE_TARGA, "Targa Write"},
+    {FILE_SAVE_PCX, "pcx", ERROR_WRITE_PCX, "PCX Write"},
+    {FILE_SAVE_GIF, "gif", ERROR_WRITE_GIF, "GIF Write"},
+    {FILE_SAVE_EPS, "eps", ERROR_WRITE_EPS, "EPS Write"},
+    {FILE_SAVE_PNG, "png", ERROR_WRITE_PNG, "PNG Write"},
+    {FILE_SAVE_FITS, "fit", ERROR_WRITE_FITS, "FITS Write"},
+    {FILE_SAVE_RLE, "rle", ERROR_WRITE_RLE, "RLE Write"},
 };
 
 const std::vector<uint8_t> OLD = {'o', 'l', 'd'};
 
-class SafeSave : public ::testing::Test {
+class SafeSave : public FolderTest {
   protected:
-    std::string folder;
-    Picture *window = nullptr;
+    TestWindow window{nullptr};
 
     void SetUp() override
     {
-        TestStart();
-        const ::testing::TestInfo *info = ::testing::UnitTest::GetInstance()->current_test_info();
-        folder = TestOutputFolder(std::string("safesave/") + info->name());
-        window = TestWindowNew();
+        FolderTest::SetUp();
+        window = EmptyWindow();
         ASSERT_EQ(ImageAlloc(&window->image, TYPE_GRAY8, 300, 200, 72.0), ERROR_NONE);
         TestFillPattern(&window->image, 7);
-    }
-
-    void TearDown() override
-    {
-        TestWindowFree(window);
-    }
-
-    std::string Path(const std::string &name)
-    {
-        return folder + "/" + name;
     }
 
     ErrorCode Save(const Writer &writer, const std::string &name)
@@ -96,10 +90,9 @@ TEST_F(SafeSave, ALinkStaysAndItsTargetIsReplacedWithItsPermissionsAndOwner)
         EXPECT_EQ(status.st_uid, owner);
         EXPECT_EQ(status.st_gid, group);
         if (writer.saveNumber != FILE_SAVE_EPS) { // EPS is only ever written
-            Picture *read = TestWindowNew();
+            TestWindow read = EmptyWindow();
             EXPECT_EQ(FileLoad(Path(real).c_str(), FILE_OPEN_ALL, read, 0), ERROR_NONE);
             EXPECT_EQ(read->image.width, 300);
-            TestWindowFree(read);
         } else {
             EXPECT_NE(TestReadFile(Path(real)), OLD);
         }
@@ -158,6 +151,25 @@ TEST_F(SafeSave, AFullDiskLeavesTheOldFileAndNoTemporaryFile)
         SCOPED_TRACE(WRITERS[i].extension);
         EXPECT_EQ(codes[i], WRITERS[i].fullDisk);
         EXPECT_EQ(TestReadFile(Path(Name("p", WRITERS[i]))), OLD);
+    }
+    EXPECT_EQ(TestFolderFiles(folder).size(), std::size(WRITERS));
+}
+
+TEST_F(SafeSave, AnAbortedSaveKeepsTheOldFileAndAMissingFolderGivesItsCode)
+{
+    TestWindow large = PictureWindow(TYPE_GRAY8, 500, 300, 72.0, 3);
+    for (const Writer &writer : WRITERS) {
+        SCOPED_TRACE(writer.extension);
+        TestStart();
+        std::string path = Path(Name("p", writer));
+        TestWriteFile(path, OLD);
+        HeadlessAbortAtPump(10);
+        EXPECT_EQ(FileSave(path.c_str(), writer.saveNumber, large, 90), ERROR_ABORTED);
+        EXPECT_EQ(TestReadFile(path), OLD);
+        ASSERT_EQ(HeadlessProgressCount(), 1);
+        EXPECT_STREQ(HeadlessProgressAt(0)->title, writer.title);
+        std::string missing = Path("missing/" + Name("p", writer));
+        EXPECT_EQ(FileSave(missing.c_str(), writer.saveNumber, large, 90), ERROR_CREATE_FILE);
     }
     EXPECT_EQ(TestFolderFiles(folder).size(), std::size(WRITERS));
 }

@@ -12,19 +12,16 @@
 #include "core/Preferences.h"
 #include "core/Text.h"
 #include "files/TempDirectory.h"
-#include "tests/support/TestSupport.h"
+#include "tests/files/FormatToolSupport.h"
 
-class TempDirectory : public ::testing::Test {
+class TempDirectory : public FolderTest {
   protected:
-    std::string folder;
     std::string savedTmp;
     bool hadTmp = false;
 
     void SetUp() override
     {
-        TestStart();
-        const ::testing::TestInfo *info = ::testing::UnitTest::GetInstance()->current_test_info();
-        folder = TestOutputFolder(std::string("temp/") + info->name());
+        FolderTest::SetUp();
         const char *tmp = getenv("TMPDIR");
         hadTmp = tmp != nullptr;
         if (hadTmp) savedTmp = tmp;

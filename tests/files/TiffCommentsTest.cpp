@@ -9,7 +9,7 @@
 #include "files/TiffComments.h"
 #include "files/TiffWriter.h"
 #include "platform/headless/Headless.h"
-#include "tests/support/TestSupport.h"
+#include "tests/files/JpegPngSupport.h"
 
 namespace {
 
@@ -30,17 +30,6 @@ std::vector<uint8_t> Text(const char *text, size_t length)
 std::vector<uint8_t> Ascii(const char *text)
 {
     return Text(text, strlen(text) + 1);
-}
-
-template <typename T> std::vector<uint8_t> Native(std::initializer_list<T> values)
-{
-    std::vector<uint8_t> bytes(values.size() * sizeof(T));
-    size_t at = 0;
-    for (T v : values) {
-        memcpy(bytes.data() + at, &v, sizeof(T));
-        at += sizeof(T);
-    }
-    return bytes;
 }
 
 void ExpectComments(const FileComment *comments, const std::vector<Expected> &expected)
@@ -64,39 +53,6 @@ int CommentCount(const FileComment *comments)
     for (const FileComment *c = comments; c != nullptr; c = c->next)
         count++;
     return count;
-}
-
-struct TestWindow {
-    Picture *window;
-};
-
-void TestWindowFree(TestWindow made)
-{
-    PictureFree(made.window);
-    MemoryFree(made.window);
-}
-
-TestWindow MakeWindow(int type, int width, int height)
-{
-    TestWindow made = {(Picture *)MemoryAllocZero(sizeof(Picture))};
-    EXPECT_EQ(ImageAlloc(&made.window->image, type, width, height, 72.0), ERROR_NONE);
-    TestFillPattern(&made.window->image, 1);
-    return made;
-}
-
-// A 16 by 8 gray TIFF of ImageMagick's in the given byte order, with the exiftool
-// assignments applied.
-std::string ExiftoolFile(const std::string &folder, const std::string &name, int bigEndian,
-                         const std::string &assignments)
-{
-    std::string base = folder + "/" + name + "-base.tif";
-    std::string path = folder + "/" + name + ".tif";
-    remove(path.c_str()); // exiftool does not write over a file
-    EXPECT_EQ(TestRun("convert -size 16x8 gradient: -depth 8 -define tiff:endian=" +
-                      std::string(bigEndian ? "msb" : "lsb") + " '" + base + "'"),
-              0);
-    EXPECT_EQ(TestRun("exiftool -q -o '" + path + "' " + assignments + " '" + base + "'"), 0);
-    return path;
 }
 
 const char RICH_ASSIGNMENTS[] =
@@ -247,14 +203,13 @@ TEST(TiffComments, ReadsWhatExiftoolWroteInEitherByteOrder)
     for (int bigEndian : {0, 1}) {
         SCOPED_TRACE(bigEndian ? "big-endian" : "little-endian");
         std::string path =
-            ExiftoolFile(folder, bigEndian ? "be" : "le", bigEndian, RICH_ASSIGNMENTS);
+            ExiftoolFile(folder, bigEndian ? "be" : "le", bigEndian, RICH_ASSIGNMENTS, "tif");
         std::vector<uint8_t> bytes = TestReadFile(path);
         ASSERT_GE(bytes.size(), 8u);
         ASSERT_EQ(bytes[0], bigEndian ? 'M' : 'I');
-        TestWindow made = MakeWindow(TYPE_GRAY8, 16, 8);
+        TestWindow made = PictureWindow(TYPE_GRAY8, 16, 8, 72.0, 1);
         ASSERT_EQ(ReadTiffComments(path.c_str(), made.window), ERROR_NONE);
         ExpectComments(made.window->comments, RichExpected());
-        TestWindowFree(made);
     }
 }
 
@@ -317,7 +272,7 @@ TEST(TiffComments, ListKeepsFileOrderAndNumbersComeInNativeOrder)
             {41487, TIFF_FIELD_RATIONAL, 1, FileOrder(littleEndian, 4, {4000, 1})},
         };
         TestWriteFile(path, HandMade(littleEndian, main, exif, TIFF_FIELD_LONG));
-        TestWindow made = MakeWindow(TYPE_COLOR24, 1, 1);
+        TestWindow made = PictureWindow(TYPE_COLOR24, 1, 1, 72.0, 1);
         ASSERT_EQ(ReadTiffComments(path.c_str(), made.window), ERROR_NONE);
         ExpectComments(made.window->comments,
                        {{"Model", 6, 1, Ascii("CX")},
@@ -333,7 +288,6 @@ TEST(TiffComments, ListKeepsFileOrderAndNumbersComeInNativeOrder)
                         {"Max Aperture (APEX)", 28, 8, {'a', 'b', 'c'}},
                         {"Light Source", 31, 8, {}},
                         {"Vertical Res", 168, 8, Native<uint32_t>({4000, 1})}});
-        TestWindowFree(made);
     }
 }
 
@@ -348,28 +302,25 @@ TEST(TiffComments, DirectoryPointersTakeTheScalarOfTheirFieldType)
     for (int type : {TIFF_FIELD_LONG, TIFF_FIELD_SHORT}) {
         SCOPED_TRACE(type);
         TestWriteFile(path, HandMade(1, {}, exif, type));
-        TestWindow made = MakeWindow(TYPE_GRAY8, 1, 1);
+        TestWindow made = PictureWindow(TYPE_GRAY8, 1, 1, 72.0, 1);
         ASSERT_EQ(ReadTiffComments(path.c_str(), made.window), ERROR_NONE);
         ExpectComments(made.window->comments, exposure);
-        TestWindowFree(made);
     }
 
     // A field type without a scalar of its own (13, a directory) keeps the one of the entry
     // before it. After an ASCII entry that is 0, and the header is no EXIF directory.
     TestWriteFile(path, HandMade(1, {{271, TIFF_FIELD_ASCII, 3, Ascii("Ab")}}, exif, 13));
-    TestWindow made = MakeWindow(TYPE_GRAY8, 1, 1);
+    TestWindow made = PictureWindow(TYPE_GRAY8, 1, 1, 72.0, 1);
     ASSERT_EQ(ReadTiffComments(path.c_str(), made.window), ERROR_NONE);
     ExpectComments(made.window->comments, {{"Make", 5, 3, Ascii("Ab")}});
-    TestWindowFree(made);
     // After a LONG entry whose value is the EXIF offset, the directory is found.
     std::vector<uint8_t> bytes = HandMade(1, {{254, TIFF_FIELD_LONG, 1, {}}}, exif, 13);
     uint32_t exifAt = bytes[8 + 2 + 12 + 8] | (bytes[8 + 2 + 12 + 9] << 8);
     bytes[8 + 2 + 8] = (uint8_t)exifAt; // NewSubfileType's value becomes the offset
     TestWriteFile(path, bytes);
-    made = MakeWindow(TYPE_GRAY8, 1, 1);
+    made = PictureWindow(TYPE_GRAY8, 1, 1, 72.0, 1);
     ASSERT_EQ(ReadTiffComments(path.c_str(), made.window), ERROR_NONE);
     ExpectComments(made.window->comments, exposure);
-    TestWindowFree(made);
 }
 
 TEST(TiffComments, HostileFilesGiveCodesOrDropFields)
@@ -402,21 +353,20 @@ TEST(TiffComments, HostileFilesGiveCodesOrDropFields)
         SCOPED_TRACE(c.file);
         std::string path = TestDataPath(std::string("hostile/") + c.file);
         ASSERT_FALSE(TestReadFile(path).empty());
-        TestWindow made = MakeWindow(TYPE_COLOR24, 1, 1);
+        TestWindow made = PictureWindow(TYPE_COLOR24, 1, 1, 72.0, 1);
         EXPECT_EQ(ReadTiffComments(path.c_str(), made.window), c.result);
         std::vector<int> ids;
         for (const FileComment *comment = made.window->comments; comment != nullptr;
              comment = comment->next)
             ids.push_back(comment->id);
         EXPECT_EQ(ids, c.ids);
-        TestWindowFree(made);
     }
 
     // Thousands of entries that all point at one large value: what is kept never exceeds
     // the file's size.
     std::string path = TestDataPath("hostile/comments-one-value-many-entries.tif");
     int64_t fileSize = (int64_t)TestReadFile(path).size();
-    TestWindow made = MakeWindow(TYPE_COLOR24, 1, 1);
+    TestWindow made = PictureWindow(TYPE_COLOR24, 1, 1, 72.0, 1);
     EXPECT_EQ(ReadTiffComments(path.c_str(), made.window), ERROR_NONE);
     int64_t kept = 0;
     for (const FileComment *comment = made.window->comments; comment != nullptr;
@@ -430,7 +380,6 @@ TEST(TiffComments, HostileFilesGiveCodesOrDropFields)
                                    made.window),
               ERROR_READ_TIFF);
     EXPECT_EQ(made.window->profile, nullptr);
-    TestWindowFree(made);
 }
 
 TEST(TiffComments, TruncatedAndCorruptedFilesGiveCodesNotCrashes)
@@ -439,15 +388,15 @@ TEST(TiffComments, TruncatedAndCorruptedFilesGiveCodesNotCrashes)
     std::string folder = TestOutputFolder("TiffComments.Truncated");
     for (int bigEndian : {0, 1}) {
         SCOPED_TRACE(bigEndian);
-        std::string source =
-            ExiftoolFile(folder, bigEndian ? "rich-be" : "rich-le", bigEndian, RICH_ASSIGNMENTS);
+        std::string source = ExiftoolFile(folder, bigEndian ? "rich-be" : "rich-le", bigEndian,
+                                          RICH_ASSIGNMENTS, "tif");
         std::vector<uint8_t> bytes = TestReadFile(source);
         ASSERT_GT(bytes.size(), 500u);
         std::string path = folder + "/cut.tif";
         for (size_t size = 0; size < bytes.size(); size++) {
             SCOPED_TRACE(size);
             TestWriteFile(path, std::vector<uint8_t>(bytes.begin(), bytes.begin() + size));
-            TestWindow made = MakeWindow(TYPE_COLOR24, 1, 1);
+            TestWindow made = PictureWindow(TYPE_COLOR24, 1, 1, 72.0, 1);
             ErrorCode result = ReadTiffComments(path.c_str(), made.window);
             EXPECT_EQ(result, size < 8 ? ERROR_READ_TIFF : ERROR_NONE);
             int64_t kept = 0;
@@ -456,7 +405,6 @@ TEST(TiffComments, TruncatedAndCorruptedFilesGiveCodesNotCrashes)
             EXPECT_LE(kept, (int64_t)size);
             result = ReadTiffColorProfile(path.c_str(), made.window);
             EXPECT_TRUE(result == ERROR_NONE || result == ERROR_READ_TIFF) << result;
-            TestWindowFree(made);
         }
         // Every byte turned around in turn: a code, or fields dropped or garbled.
         for (size_t at = 0; at < bytes.size(); at++) {
@@ -464,13 +412,12 @@ TEST(TiffComments, TruncatedAndCorruptedFilesGiveCodesNotCrashes)
             std::vector<uint8_t> damaged = bytes;
             damaged[at] ^= 0xff;
             TestWriteFile(path, damaged);
-            TestWindow made = MakeWindow(TYPE_COLOR48, 1, 1);
+            TestWindow made = PictureWindow(TYPE_COLOR48, 1, 1, 72.0, 1);
             ErrorCode result = ReadTiffComments(path.c_str(), made.window);
             EXPECT_TRUE(result == ERROR_NONE || result == ERROR_READ_TIFF) << result;
             EXPECT_LE(CommentCount(made.window->comments), 3 * 65535);
             result = ReadTiffColorProfile(path.c_str(), made.window);
             EXPECT_TRUE(result == ERROR_NONE || result == ERROR_READ_TIFF) << result;
-            TestWindowFree(made);
         }
     }
 }
@@ -479,7 +426,7 @@ TEST(TiffComments, MissingFileAndBadHeadersGiveTheirCodes)
 {
     TestStart();
     std::string folder = TestOutputFolder("TiffComments.Headers");
-    TestWindow made = MakeWindow(TYPE_GRAY8, 1, 1);
+    TestWindow made = PictureWindow(TYPE_GRAY8, 1, 1, 72.0, 1);
     EXPECT_EQ(ReadTiffComments((folder + "/missing.tif").c_str(), made.window), ERROR_OPEN_FILE);
     EXPECT_EQ(ReadTiffComments(folder.c_str(), made.window), ERROR_OPEN_FILE);
     std::string path = folder + "/bad.tif";
@@ -492,5 +439,4 @@ TEST(TiffComments, MissingFileAndBadHeadersGiveTheirCodes)
         EXPECT_EQ(ReadTiffComments(path.c_str(), made.window), ERROR_READ_TIFF);
     }
     EXPECT_EQ(made.window->comments, nullptr);
-    TestWindowFree(made);
 }

@@ -20,7 +20,8 @@
 #include "core/Preferences.h"
 #include "files/TiffReader.h"
 #include "platform/headless/Headless.h"
-#include "tests/support/TestSupport.h"
+#include "tests/files/FormatToolSupport.h"
+#include "tests/files/RasterTestHelpers.h"
 
 // ---------------------------------------------------------------------------------------------
 // Pictures, tools and comparisons
@@ -29,18 +30,6 @@ static uint32_t TestRandom(uint32_t *state)
 {
     *state = *state * 1664525u + 1013904223u;
     return *state >> 8;
-}
-
-static std::string Quote(const std::string &text)
-{
-    return "'" + text + "'";
-}
-
-// Runs a tool and fails the test when it does not succeed.
-static void ToolRun(const std::string &command)
-{
-    std::string output;
-    ASSERT_EQ(TestRun(command + " 2>&1", &output), 0) << command << "\n" << output;
 }
 
 // Writes a PNM picture of random samples, 1 or 3 channels of 8 or 16 bits.
@@ -55,87 +44,6 @@ static void PnmWrite(const std::string &path, int w, int h, int channels, int de
         bytes.push_back((uint8_t)value);
     }
     TestWriteFile(path, bytes);
-}
-
-// Writes a PNM picture of smooth color or gray, the kind of picture JPEG is made for.
-static void PnmWriteSmooth(const std::string &path, int w, int h, int channels)
-{
-    std::string head = std::string(channels == 3 ? "P6" : "P5") + "\n" + std::to_string(w) + " " +
-                       std::to_string(h) + "\n255\n";
-    std::vector<uint8_t> bytes(head.begin(), head.end());
-    for (int y = 0; y < h; y++) {
-        for (int x = 0; x < w; x++) {
-            bytes.push_back((uint8_t)(40 + 4 * x));
-            if (channels == 3) {
-                bytes.push_back((uint8_t)(30 + 5 * y));
-                bytes.push_back((uint8_t)(200 - 2 * x - y));
-            }
-        }
-    }
-    TestWriteFile(path, bytes);
-}
-
-// The samples ImageMagick reads from a file, top row first, red first.
-static std::vector<int> ToolSamples(const std::string &path, int channels, int depth,
-                                    const std::string &options = "")
-{
-    std::string output;
-    std::string command = "convert " + Quote(path) + " " + options + " -endian LSB -depth " +
-                          std::to_string(depth) + (channels == 3 ? " rgb:-" : " gray:-");
-    EXPECT_EQ(TestRun(command, &output), 0) << command;
-    std::vector<int> samples;
-    if (depth == 16) {
-        for (size_t i = 0; i + 1 < output.size(); i += 2)
-            samples.push_back((uint8_t)output[i] | ((uint8_t)output[i + 1] << 8));
-    } else {
-        for (char c : output)
-            samples.push_back((uint8_t)c);
-    }
-    return samples;
-}
-
-// The samples of an Image, top row first, red first; a binary pixel is 0 or 255.
-static std::vector<int> ImageSamples(const Image &image)
-{
-    std::vector<int> samples;
-    for (int y = image.height - 1; y >= 0; y--) {
-        const uint8_t *row = image.rows[y];
-        for (int x = 0; x < image.width; x++) {
-            switch (image.type) {
-            case TYPE_BINARY: samples.push_back(BitTest(row, x) ? 255 : 0); break;
-            case TYPE_GRAY8: samples.push_back(row[x]); break;
-            case TYPE_GRAY16: samples.push_back(BytesGet16(row, 2 * x, 1)); break;
-            case TYPE_COLOR24:
-                for (int c = 2; c >= 0; c--)
-                    samples.push_back(row[3 * x + c]);
-                break;
-            case TYPE_COLOR48:
-                for (int c = 2; c >= 0; c--)
-                    samples.push_back(BytesGet16(row, 6 * x + 2 * c, 1));
-                break;
-            default: break;
-            }
-        }
-    }
-    return samples;
-}
-
-// Compares two lists of samples; names the first difference.
-static ::testing::AssertionResult SamplesEqual(const std::vector<int> &expected,
-                                               const std::vector<int> &actual)
-{
-    if (expected.size() != actual.size())
-        return ::testing::AssertionFailure()
-               << "expected " << expected.size() << " samples, read " << actual.size();
-    size_t differing = 0;
-    size_t first = 0;
-    for (size_t i = 0; i < expected.size(); i++) {
-        if (expected[i] != actual[i] && differing++ == 0) first = i;
-    }
-    if (differing == 0) return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure()
-           << differing << " samples differ, the first at " << first << ": expected "
-           << expected[first] << ", read " << actual[first];
 }
 
 // The picture a file gives, or its code.
@@ -277,16 +185,6 @@ static std::vector<uint8_t> TestTiffBytes(const TestTiff &tiff)
     return bytes;
 }
 
-// Where the first strip starts in a built file.
-static size_t TestTiffDataStart(const TestTiff &tiff)
-{
-    std::vector<uint8_t> bytes = TestTiffBytes(tiff);
-    size_t strips = 0;
-    for (const auto &strip : tiff.strips)
-        strips += strip.size();
-    return bytes.size() - strips;
-}
-
 static TestEntry *TestTiffEntry(TestTiff *tiff, uint16_t tag)
 {
     for (TestEntry &entry : tiff->entries)
@@ -326,12 +224,6 @@ static std::vector<uint8_t> RandomBytes(size_t count, uint32_t seed)
     for (uint8_t &b : bytes)
         b = (uint8_t)TestRandom(&seed);
     return bytes;
-}
-
-// The expected Image rows of an 8-bit gray picture given as file rows, top row first.
-static std::vector<int> Gray8Samples(const std::vector<uint8_t> &data)
-{
-    return std::vector<int>(data.begin(), data.end());
 }
 
 // ---------------------------------------------------------------------------------------------
@@ -556,7 +448,8 @@ static std::string ToolSource(const std::string &folder, const std::string &name
     // vips, like every libtiff-based writer, gives SampleFormat one value for each sample.
     if (name == "rgb8vips" || name == "rgb16vips" || name == "rgb16signed") {
         std::string source = Quote(name == "rgb8vips" ? c8 : c16) + " " + Quote(path);
-        ToolRun(name == "rgb16signed" ? "vips cast " + source + " short" : "vips copy " + source);
+        EXPECT_TRUE(ToolRuns(name == "rgb16signed" ? "vips cast " + source + " short"
+                                                   : "vips copy " + source));
         return path;
     }
     const std::string alpha = " -alpha off -compose copy_opacity -composite ";
@@ -587,13 +480,11 @@ static std::string ToolSource(const std::string &folder, const std::string &name
         command = Quote(c8) + " -colors 200 -type palette";
     else if (name == "rgb16planar")
         command = Quote(c16) + " -depth 16 -interlace plane";
-    else if (name == "smooth8" || name == "smoothgray8") {
-        int channels = name == "smooth8" ? 3 : 1;
-        std::string smooth = folder + "/" + name + (channels == 3 ? ".ppm" : ".pgm");
-        PnmWriteSmooth(smooth, TOOL_WIDTH, TOOL_HEIGHT, channels);
-        command = Quote(smooth) + " -depth 8";
-    }
-    ToolRun("convert " + command + " -compress none " + Quote(path));
+    else if (name == "smooth8") // smooth, the kind of picture JPEG is made for
+        command = "-size 45x37 gradient:orange-navy -depth 8";
+    else if (name == "smoothgray8")
+        command = "-size 45x37 gradient:gray20-gray90 -colorspace Gray -depth 8";
+    EXPECT_TRUE(ToolRuns("convert " + command + " -compress none " + Quote(path)));
     return path;
 }
 
@@ -607,18 +498,8 @@ static std::string ToolFile(const std::string &folder, const std::string &source
     for (char c : options)
         name += isalnum((unsigned char)c) ? c : '_';
     std::string output = folder + "/" + name + ".tif";
-    ToolRun("tiffcp " + options + " " + Quote(path) + " " + Quote(output));
+    EXPECT_TRUE(ToolRuns("tiffcp " + options + " " + Quote(path) + " " + Quote(output)));
     return output;
-}
-
-static int TypeChannels(int type)
-{
-    return type == TYPE_COLOR24 || type == TYPE_COLOR48 ? 3 : 1;
-}
-
-static int TypeDepth(int type)
-{
-    return type == TYPE_GRAY16 || type == TYPE_COLOR48 ? 16 : 8;
 }
 
 struct ToolCase {
@@ -634,54 +515,38 @@ static const ToolCase TOOL_CASES[] = {
     {"gray1", "-c lzw", TIFF_PROBE_OWN, TYPE_BINARY},
     {"gray1", "-B -c none -r 4", TIFF_PROBE_OWN, TYPE_BINARY},
     {"gray8", "", TIFF_PROBE_OWN, TYPE_GRAY8},
-    {"gray8", "-c lzw", TIFF_PROBE_OWN, TYPE_GRAY8},
     {"gray8", "-c lzw:2", TIFF_PROBE_OWN, TYPE_GRAY8},
     {"gray8", "-B -c none -r 5", TIFF_PROBE_OWN, TYPE_GRAY8},
-    {"gray16", "", TIFF_PROBE_OWN, TYPE_GRAY16},
-    {"gray16", "-c lzw", TIFF_PROBE_OWN, TYPE_GRAY16},
     {"gray16", "-c lzw:2", TIFF_PROBE_OWN, TYPE_GRAY16},
-    {"gray16", "-B", TIFF_PROBE_OWN, TYPE_GRAY16},
     {"gray16", "-B -c lzw:2", TIFF_PROBE_OWN, TYPE_GRAY16},
     {"gray16", "-c none -r 2", TIFF_PROBE_OWN, TYPE_GRAY16},
     {"rgb8", "", TIFF_PROBE_OWN, TYPE_COLOR24},
-    {"rgb8", "-c lzw", TIFF_PROBE_OWN, TYPE_COLOR24},
     {"rgb8", "-c lzw:2", TIFF_PROBE_OWN, TYPE_COLOR24},
     {"rgb8", "-B -c lzw -r 3", TIFF_PROBE_OWN, TYPE_COLOR24},
-    {"rgb8", "-c none -r 2", TIFF_PROBE_OWN, TYPE_COLOR24},
     {"rgb16", "", TIFF_PROBE_OWN, TYPE_COLOR48},
-    {"rgb16", "-c lzw", TIFF_PROBE_OWN, TYPE_COLOR48},
     {"rgb16", "-c lzw:2", TIFF_PROBE_OWN, TYPE_COLOR48},
-    {"rgb16", "-B", TIFF_PROBE_OWN, TYPE_COLOR48},
     {"rgb16", "-B -c lzw:2 -r 4", TIFF_PROBE_OWN, TYPE_COLOR48},
-    {"rgb16", "-c none -r 3", TIFF_PROBE_OWN, TYPE_COLOR48},
     // SampleFormat with a value for each sample, all of them unsigned.
     {"rgb8vips", "", TIFF_PROBE_OWN, TYPE_COLOR24},
-    {"rgb16vips", "", TIFF_PROBE_OWN, TYPE_COLOR48},
     {"rgb16vips", "-c lzw:2 -r 4", TIFF_PROBE_OWN, TYPE_COLOR48},
     // Four samples: the fourth (alpha) is dropped.
-    {"rgba8", "", TIFF_PROBE_OWN, TYPE_COLOR24},
     {"rgba8", "-c lzw:2", TIFF_PROBE_OWN, TYPE_COLOR24},
-    {"rgba16", "", TIFF_PROBE_OWN, TYPE_COLOR48},
     {"rgba16", "-B -c lzw:2", TIFF_PROBE_OWN, TYPE_COLOR48},
     // libtiff: tiles, other compressions, separate planes, palettes, gray with alpha, BigTIFF.
-    {"gray1", "-c zip", TIFF_PROBE_LIBRARY, TYPE_BINARY},
     {"gray1", "-c g4", TIFF_PROBE_LIBRARY, TYPE_BINARY},
     {"gray1", "-t -w 16 -l 16", TIFF_PROBE_LIBRARY, TYPE_BINARY},
     {"gray4", "-c zip", TIFF_PROBE_LIBRARY, TYPE_GRAY8},
     {"gray8", "-t -w 16 -l 16", TIFF_PROBE_LIBRARY, TYPE_GRAY8},
-    {"gray8", "-c zip", TIFF_PROBE_LIBRARY, TYPE_GRAY8},
     {"gray8", "-c packbits -r 4", TIFF_PROBE_LIBRARY, TYPE_GRAY8},
     {"gray8", "-8", TIFF_PROBE_LIBRARY, TYPE_GRAY8},
     {"rgb8", "-t -w 16 -l 32", TIFF_PROBE_LIBRARY, TYPE_COLOR24},
     {"rgb8", "-c zip:2", TIFF_PROBE_LIBRARY, TYPE_COLOR24},
-    {"rgb8", "-p separate", TIFF_PROBE_LIBRARY, TYPE_COLOR24},
     {"rgb8", "-p separate -c zip -r 5", TIFF_PROBE_LIBRARY, TYPE_COLOR24},
     {"rgb8", "-p separate -t -w 16 -l 16", TIFF_PROBE_LIBRARY, TYPE_COLOR24},
     {"rgba8", "-c zip", TIFF_PROBE_LIBRARY, TYPE_COLOR24},
     {"palette4", "", TIFF_PROBE_LIBRARY, TYPE_COLOR24},
     {"palette8", "-c lzw", TIFF_PROBE_LIBRARY, TYPE_COLOR24},
     {"graya8", "", TIFF_PROBE_LIBRARY, TYPE_GRAY8},
-    {"graya16", "", TIFF_PROBE_LIBRARY, TYPE_GRAY16},
     {"graya8", "-p separate -c zip", TIFF_PROBE_LIBRARY, TYPE_GRAY8},
     {"graya16", "-c zip", TIFF_PROBE_LIBRARY, TYPE_GRAY16},
     // A BigTIFF (version 43) keeps its 16 bits through libtiff.
@@ -718,7 +583,7 @@ TEST(TiffReader, ReadsToolFilesAsImageMagickDoes)
         // tiffcp changes the layout, not the samples: ImageMagick's reading of convert's own
         // file is the reference, which also spares us its mistakes with separate planes.
         std::string source = ToolSource(folder, c.source);
-        std::vector<int> expected = ToolSamples(source, TypeChannels(c.type), TypeDepth(c.type));
+        std::vector<int> expected = ToolSamplesAs(source, c.type);
         if (std::string(c.source).rfind("palette", 0) == 0) {
             // A palette holds 16-bit colors; they become 8 bits by the program's one table.
             expected = ToolSamples(source, 3, 16);
@@ -747,13 +612,13 @@ TEST(TiffReader, WhiteIsZeroReadsAsImageMagickDoes)
     for (const Case &c : cases) {
         SCOPED_TRACE(::testing::Message() << c.source << " " << c.options);
         std::string path = ToolFile(folder, c.source, c.options);
-        ToolRun("tiffset -s 262 0 " + Quote(path));
+        ASSERT_TRUE(ToolRuns("tiffset -s 262 0 " + Quote(path)));
         Image image;
         ImageClear(&image);
         ASSERT_EQ(ReadPath(path, &image), ERROR_NONE);
         EXPECT_EQ(image.type, c.type);
-        std::vector<int> expected = ToolSamples(path, 1, TypeDepth(c.type));
-        std::vector<int> original = ToolSamples(ToolSource(folder, c.source), 1, TypeDepth(c.type));
+        std::vector<int> expected = ToolSamplesAs(path, c.type);
+        std::vector<int> original = ToolSamplesAs(ToolSource(folder, c.source), c.type);
         ASSERT_EQ(expected.size(), original.size());
         // ImageMagick turns the samples around too: the tag really changed the picture.
         EXPECT_EQ(expected[0], (c.type == TYPE_GRAY16 ? 65535 : 255) - original[0]);
@@ -779,7 +644,8 @@ TEST(TiffReader, ReadsFourBitsLowNibbleFirst)
     // An ImageMagick file, even width: each pair of pixels comes out exchanged.
     std::string made = folder + "/even.tif";
     PnmWrite(folder + "/even.pgm", 46, 9, 1, 8, 4);
-    ToolRun("convert " + Quote(folder + "/even.pgm") + " -depth 4 -compress none " + Quote(made));
+    ASSERT_TRUE(ToolRuns("convert " + Quote(folder + "/even.pgm") + " -depth 4 -compress none " +
+                         Quote(made)));
     std::vector<int> tool = ToolSamples(made, 1, 8);
     std::vector<int> expected(tool.size());
     for (size_t i = 0; i < tool.size(); i++)
@@ -844,7 +710,7 @@ TEST(TiffReader, OrientationsFollowTheReadersTable)
         SCOPED_TRACE(orientation);
         std::string path = folder + "/orientation" + std::to_string(orientation) + ".tif";
         TestWriteFile(path, TestReadFile(base));
-        ToolRun("tiffset -s 274 " + std::to_string(orientation) + " " + Quote(path));
+        ASSERT_TRUE(ToolRuns("tiffset -s 274 " + std::to_string(orientation) + " " + Quote(path)));
         EXPECT_EQ(ProbePath(path), TIFF_PROBE_OWN);
         Image image;
         ImageClear(&image);
@@ -876,7 +742,7 @@ TEST(TiffReader, LibraryOrientationsShowThePictureAsImageMagickDoes)
         SCOPED_TRACE(orientation);
         std::string path = folder + "/orientation" + std::to_string(orientation) + ".tif";
         TestWriteFile(path, TestReadFile(base));
-        ToolRun("tiffset -s 274 " + std::to_string(orientation) + " " + Quote(path));
+        ASSERT_TRUE(ToolRuns("tiffset -s 274 " + std::to_string(orientation) + " " + Quote(path)));
         Image image;
         ImageClear(&image);
         ASSERT_EQ(ReadPath(path, &image), ERROR_NONE);
@@ -967,7 +833,7 @@ TEST(TiffReader, RecomputesWrongByteCountsOfUncompressedStrips)
     ImageClear(&image);
     ASSERT_EQ(ReadPath(path, &image), ERROR_NONE);
     ASSERT_EQ(image.type, TYPE_COLOR24);
-    EXPECT_TRUE(SamplesEqual(Gray8Samples(data), ImageSamples(image)));
+    EXPECT_TRUE(SamplesEqual(std::vector<int>(data.begin(), data.end()), ImageSamples(image)));
     ImageFree(&image);
 }
 
@@ -1029,7 +895,7 @@ TEST(TiffReader, FileThatEndsEarlyGivesItsRowsAndSaysWhichAreMissing)
         }
         EXPECT_EQ(damage.last, c.last);
         EXPECT_EQ(damage.columns, 0);
-        std::vector<int> expected = Gray8Samples(c.rows);
+        std::vector<int> expected(c.rows.begin(), c.rows.end());
         if (damage.first >= 0)
             std::fill(expected.begin() + (size_t)damage.first * image.width, expected.end(), 0);
         EXPECT_TRUE(SamplesEqual(expected, ImageSamples(image)));
@@ -1120,7 +986,7 @@ TEST(TiffReader, LibraryFileThatEndsEarlyGivesTheStripsItHolds)
     ASSERT_EQ(ReadPath(path, &image, 0, &damage), ERROR_NONE);
     EXPECT_EQ(damage.first, 10);
     EXPECT_EQ(damage.last, 19);
-    std::vector<int> expected = Gray8Samples(data);
+    std::vector<int> expected(data.begin(), data.end());
     std::fill(expected.begin() + 10 * 40, expected.end(), 0);
     EXPECT_TRUE(SamplesEqual(expected, ImageSamples(image)));
     ImageFree(&image);
@@ -1166,27 +1032,14 @@ TEST(TiffReader, LibraryResolutionInCentimetresUsesTheProgramsFactor)
     TestStart();
     std::string folder = TestOutputFolder("TiffReader.LibraryResolution");
     std::string path = ToolFile(folder, "gray8", "-c zip");
-    ToolRun("tiffset -s 282 300 " + Quote(path));
-    ToolRun("tiffset -s 296 3 " + Quote(path));
+    ASSERT_TRUE(ToolRuns("tiffset -s 282 300 " + Quote(path)));
+    ASSERT_TRUE(ToolRuns("tiffset -s 296 3 " + Quote(path)));
     EXPECT_EQ(ProbePath(path), TIFF_PROBE_LIBRARY);
     Image image;
     ImageClear(&image);
     ASSERT_EQ(ReadPath(path, &image), ERROR_NONE);
     EXPECT_DOUBLE_EQ(image.resolution, 762.0015);
     ImageFree(&image);
-}
-
-TEST(TiffReader, RefusesOldLzwInSilence)
-{
-    TestStart();
-    std::string folder = TestOutputFolder("TiffReader.OldLzw");
-    TestTiff tiff = TestTiffMake(4, 2, 8, 1, RandomBytes(8, 7), 2);
-    TestTiffEntry(&tiff, 259)->values = {5};
-    tiff.strips[0] = {0x00, 0x01, 0x40, 0x20, 0x10, 0x08, 0x04, 0x02};
-    Image image;
-    ImageClear(&image);
-    EXPECT_EQ(ReadPath(BuiltFile(folder, "old", tiff), &image), ERROR_READ_TIFF);
-    EXPECT_EQ(HeadlessMessageCount(), 0);
 }
 
 TEST(TiffReader, StopsAtRowZeroWhenStripsOutlastTheRows)
@@ -1200,33 +1053,8 @@ TEST(TiffReader, StopsAtRowZeroWhenStripsOutlastTheRows)
     Image image;
     ImageClear(&image);
     ASSERT_EQ(ReadPath(BuiltFile(folder, "extra", tiff), &image), ERROR_NONE);
-    EXPECT_TRUE(SamplesEqual(Gray8Samples(data), ImageSamples(image)));
+    EXPECT_TRUE(SamplesEqual(std::vector<int>(data.begin(), data.end()), ImageSamples(image)));
     ImageFree(&image);
-}
-
-TEST(TiffReader, ReadsLzwStripsOfOurOwnEncoder)
-{
-    TestStart();
-    std::string folder = TestOutputFolder("TiffReader.OwnLzw");
-    // Two strips, little- and big-endian 16-bit gray: the samples swap after decoding.
-    for (int little : {1, 0}) {
-        SCOPED_TRACE(little);
-        std::vector<uint8_t> data = MixedBytes(30 * 8 * 2, 10);
-        TestTiff tiff = TestTiffMake(30, 8, 16, 1, data, 5, little);
-        TestTiffEntry(&tiff, 259)->values = {5};
-        for (auto &strip : tiff.strips)
-            strip = LzwEncode(strip, 1);
-        Image image;
-        ImageClear(&image);
-        ASSERT_EQ(ReadPath(BuiltFile(folder, "lzw", tiff), &image), ERROR_NONE);
-        ASSERT_EQ(image.type, TYPE_GRAY16);
-        std::vector<int> expected;
-        for (size_t i = 0; i < data.size(); i += 2)
-            expected.push_back(little ? data[i] | (data[i + 1] << 8)
-                                      : (data[i] << 8) | data[i + 1]);
-        EXPECT_TRUE(SamplesEqual(expected, ImageSamples(image)));
-        ImageFree(&image);
-    }
 }
 
 TEST(TiffReader, InvertsBeforeTheHorizontalPredictor)
@@ -1261,7 +1089,7 @@ TEST(TiffReader, ReadsStripsLargerThanOneBlock)
     ASSERT_EQ(
         ReadPath(BuiltFile(folder, "large", TestTiffMake(1000, 600, 8, 1, data, 600)), &image),
         ERROR_NONE);
-    EXPECT_TRUE(SamplesEqual(Gray8Samples(data), ImageSamples(image)));
+    EXPECT_TRUE(SamplesEqual(std::vector<int>(data.begin(), data.end()), ImageSamples(image)));
     // Rows of 8 bytes a pixel wider than a block: 70000 pixels of 16-bit RGBA.
     TestTiff wide = TestTiffMake(70000, 1, 16, 4, std::vector<uint8_t>(560000, 1), 1);
     EXPECT_EQ(ReadPath(BuiltFile(folder, "wide", wide), &image), ERROR_READ_TIFF);
@@ -1304,7 +1132,8 @@ TEST(TiffReader, CancelLeavesTheRowsReadSoFar)
         TestTiff tiff = TestTiffMake(10, 20, 8, 1, data, 20);
         std::string path = BuiltFile(folder, "cancel", tiff);
         if (library) {
-            ToolRun("tiffcp -c zip " + Quote(path) + " " + Quote(folder + "/zip.tif"));
+            ASSERT_TRUE(
+                ToolRuns("tiffcp -c zip " + Quote(path) + " " + Quote(folder + "/zip.tif")));
             path = folder + "/zip.tif";
         }
         Image image;
@@ -1433,191 +1262,29 @@ TEST(TiffReader, RefusesBadHeadersAndMissingByteCounts)
 // ---------------------------------------------------------------------------------------------
 // Damaged files
 
-struct HostileFile {
-    std::string name;
-    std::vector<uint8_t> bytes;
-    ErrorCode expected;    // what ReadTiffFile must answer when it may give part of a picture
-    int missingFirst = -1; // the rows it must say are missing; a whole picture has none, and
-    int missingLast = -1;  // without a damage record such a file gets ERROR_READ_TIFF
+// The kept damaged files that still give a picture, with the rows each must say are missing
+// (none for a whole picture; with missing rows, a read without a damage record refuses the
+// file). Every other kept tiff- file gets ERROR_READ_TIFF.
+struct Readable {
+    const char *name;
+    int missingFirst;
+    int missingLast;
 };
 
-// The small valid file most hostile files start from: 8 by 4 gray, one strip.
-static TestTiff HostileBase(void)
-{
-    TestTiff tiff = TestTiffMake(8, 4, 8, 1, RandomBytes(32, 21), 4);
-    tiff.entries.push_back({282, TEST_RATIONAL, {300, 1}});
-    return tiff;
-}
-
-static std::vector<uint8_t> HostileWith(uint16_t tag, uint16_t type, std::vector<uint32_t> values,
-                                        int64_t count = -1, int64_t offset = -1)
-{
-    TestTiff tiff = HostileBase();
-    TestEntry *entry = TestTiffEntry(&tiff, tag);
-    if (entry == nullptr) {
-        tiff.entries.push_back({tag, type, values});
-        entry = &tiff.entries.back();
-    }
-    entry->type = type;
-    entry->values = values;
-    entry->count = count;
-    entry->offset = offset;
-    return TestTiffBytes(tiff);
-}
-
-// Every damaged file we keep, with the answer it must get. The files are written to
-// tests/data/hostile when VISTEL_UPDATE_HOSTILE is set, and compared with it otherwise.
-static std::vector<HostileFile> HostileFiles(void)
-{
-    std::vector<HostileFile> files;
-    TestTiff base = HostileBase();
-    std::vector<uint8_t> good = TestTiffBytes(base);
-    size_t dataStart = TestTiffDataStart(base);
-
-    // Truncated at many places: inside the directory and its values nothing can be read;
-    // inside the one strip (8 bytes a row) the rows before the cut are whole and the rest,
-    // the cut one among them, are missing. A strip that starts at the end of the file gives
-    // nothing.
-    for (size_t at : {5u, 8u, 9u, 30u, 100u, 140u, 150u}) {
-        if (at >= good.size()) continue;
-        std::vector<uint8_t> cut(good.begin(), good.begin() + at);
-        if (at > dataStart)
-            files.push_back({"tiff-truncated-at-" + std::to_string(at), cut, ERROR_NONE,
-                             (int)((at - dataStart) / 8), 3});
-        else
-            files.push_back({"tiff-truncated-at-" + std::to_string(at), cut, ERROR_READ_TIFF});
-    }
-    files.push_back({"tiff-truncated-in-strip",
-                     std::vector<uint8_t>(good.begin(), good.begin() + dataStart + 7), ERROR_NONE,
-                     0, 3});
-    files.push_back({"tiff-truncated-at-strip-start",
-                     std::vector<uint8_t>(good.begin(), good.begin() + dataStart), ERROR_NONE, 0,
-                     3});
-
-    std::vector<uint8_t> bytes = good;
-    bytes[4] = 0xF0, bytes[5] = 0xFF, bytes[6] = 0xFF, bytes[7] = 0x7F;
-    files.push_back({"tiff-directory-past-eof", bytes, ERROR_READ_TIFF});
-    files.push_back({"tiff-width-zero", HostileWith(256, TEST_LONG, {0}), ERROR_READ_TIFF});
-    files.push_back({"tiff-height-zero", HostileWith(257, TEST_LONG, {0}), ERROR_READ_TIFF});
-    files.push_back(
-        {"tiff-width-negative", HostileWith(256, TEST_SHORT, {40000}), ERROR_READ_TIFF});
-    files.push_back(
-        {"tiff-height-negative", HostileWith(257, TEST_SHORT, {65535}), ERROR_READ_TIFF});
-    {
-        TestTiff tiff = HostileBase();
-        TestTiffEntry(&tiff, 256)->values = {1u << 30};
-        TestTiffEntry(&tiff, 257)->values = {1u << 30};
-        files.push_back({"tiff-size-2-30-by-2-30", TestTiffBytes(tiff), ERROR_READ_TIFF});
-        TestTiffEntry(&tiff, 256)->values = {40000};
-        TestTiffEntry(&tiff, 257)->values = {40000};
-        files.push_back(
-            {"tiff-uncompressed-larger-than-file", TestTiffBytes(tiff), ERROR_READ_TIFF});
-        TestTiffEntry(&tiff, 259)->values = {5};
-        TestTiffEntry(&tiff, 256)->values = {16000};
-        TestTiffEntry(&tiff, 257)->values = {16000};
-        files.push_back({"tiff-lzw-larger-than-ratio", TestTiffBytes(tiff), ERROR_READ_TIFF});
-        TestTiffEntry(&tiff, 259)->values = {8};
-        files.push_back({"tiff-deflate-larger-than-ratio", TestTiffBytes(tiff), ERROR_READ_TIFF});
-    }
-    files.push_back({"tiff-strip-table-longer-than-file",
-                     HostileWith(273, TEST_LONG, {}, 100000, 8), ERROR_READ_TIFF});
-    files.push_back({"tiff-strip-count-overflow", HostileWith(273, TEST_LONG, {}, 0xFFFFFFFF, 8),
-                     ERROR_READ_TIFF});
-    files.push_back(
-        {"tiff-strip-count-zero", HostileWith(273, TEST_LONG, {}, 0, 8), ERROR_READ_TIFF});
-    files.push_back({"tiff-strip-offset-past-eof", HostileWith(273, TEST_LONG, {0x7FFFFFF0}),
-                     ERROR_NONE, 0, 3});
-    {
-        TestTiff tiff = TestTiffMake(8, 4, 8, 1, RandomBytes(32, 22), 2);
-        TestTiffEntry(&tiff, 273)->values = {0, 0xFFFFFF00};
-        files.push_back({"tiff-strip-offsets-past-eof", TestTiffBytes(tiff), ERROR_NONE, 2, 3});
-        TestTiffEntry(&tiff, 273)->values = {0, 0};
-        TestTiffEntry(&tiff, 279)->values = {16, 16, 16, 16};
-        files.push_back({"tiff-more-counts-than-offsets", TestTiffBytes(tiff), ERROR_READ_TIFF});
-        TestTiffEntry(&tiff, 279)->values = {16, 16};
-        TestTiffEntry(&tiff, 278)->values = {0x7FFFFFFF};
-        files.push_back({"tiff-huge-rows-per-strip-two-strips", TestTiffBytes(tiff), ERROR_NONE});
-        TestTiffEntry(&tiff, 278)->values = {1};
-        files.push_back({"tiff-strips-too-few-for-rows", TestTiffBytes(tiff), ERROR_READ_TIFF});
-    }
-    files.push_back(
-        {"tiff-huge-rows-per-strip", HostileWith(278, TEST_LONG, {0x7FFFFFFF}), ERROR_NONE});
-    files.push_back({"tiff-rows-per-strip-zero", HostileWith(278, TEST_LONG, {0}), ERROR_NONE});
-    {
-        // An LZW strip that never clears its table.
-        TestTiff tiff = TestTiffMake(120, 100, 8, 1, RandomBytes(12000, 23), 100);
-        TestTiffEntry(&tiff, 259)->values = {5};
-        tiff.strips[0] = LzwEncode(tiff.strips[0], 0);
-        files.push_back({"tiff-lzw-overruns-table", TestTiffBytes(tiff), ERROR_READ_TIFF});
-        tiff.strips[0] = {0x80, 0x10, 0x65, 0x90, 0x10};
-        files.push_back({"tiff-lzw-undefined-code", TestTiffBytes(tiff), ERROR_READ_TIFF});
-        tiff.strips[0] = {0x00, 0x01, 0x65, 0x90, 0x10};
-        files.push_back({"tiff-lzw-old-bit-order", TestTiffBytes(tiff), ERROR_READ_TIFF});
-        tiff.strips[0] = LzwEncode(RandomBytes(12000, 24), 1);
-        TestTiffEntry(&tiff, 279)->values = {0xFFFFFFF0};
-        files.push_back({"tiff-lzw-byte-count-past-eof", TestTiffBytes(tiff), ERROR_NONE});
-    }
-    {
-        TestTiff tiff = HostileBase();
-        tiff.entryCount = 65535;
-        files.push_back({"tiff-entry-count-65535", TestTiffBytes(tiff), ERROR_READ_TIFF});
-        tiff.entryCount = 32767;
-        files.push_back({"tiff-entry-count-32767", TestTiffBytes(tiff), ERROR_READ_TIFF});
-    }
-    {
-        TestTiff tiff = HostileBase();
-        TestTiffEntry(&tiff, 258)->values = {8, 8, 8};
-        TestTiffEntry(&tiff, 258)->offset = 0x7FFFFFF0;
-        TestTiffEntry(&tiff, 277)->values = {3};
-        files.push_back({"tiff-bits-count-past-eof", TestTiffBytes(tiff), ERROR_READ_TIFF});
-    }
-    files.push_back({"tiff-rational-past-eof", HostileWith(282, TEST_RATIONAL, {1, 1}, 1, 0xFFFFFF),
-                     ERROR_READ_TIFF});
-    files.push_back(
-        {"tiff-rational-zero-denominator", HostileWith(282, TEST_RATIONAL, {300, 0}), ERROR_NONE});
-    {
-        // SamplesPerPixel 3 before a single depth of 8: a gray type under three samples.
-        TestTiff tiff = HostileBase();
-        TestEntry samples = *TestTiffEntry(&tiff, 277);
-        samples.values = {3};
-        tiff.entries.insert(tiff.entries.begin(), samples);
-        tiff.entries.erase(tiff.entries.begin() + 7);
-        files.push_back({"tiff-samples-before-bits", TestTiffBytes(tiff), ERROR_READ_TIFF});
-    }
-    // libtiff reads an 8-bit palette without its map as gray.
-    files.push_back(
-        {"tiff-palette-without-colormap", HostileWith(262, TEST_SHORT, {3}), ERROR_NONE});
-    {
-        TestTiff tiff = HostileBase();
-        TestTiffEntry(&tiff, 259)->values = {8};
-        tiff.entries.push_back({322, TEST_LONG, {0x80000000}});
-        tiff.entries.push_back({323, TEST_LONG, {0x80000000}});
-        tiff.entries.push_back({324, TEST_LONG, {8}});
-        tiff.entries.push_back({325, TEST_LONG, {32}});
-        files.push_back({"tiff-tiles-huge", TestTiffBytes(tiff), ERROR_READ_TIFF});
-    }
-    return files;
-}
-
-TEST(TiffReaderHostile, KeptFilesMatchTheirGenerator)
-{
-    TestStart();
-    int update = getenv("VISTEL_UPDATE_HOSTILE") != nullptr;
-    for (const HostileFile &file : HostileFiles()) {
-        SCOPED_TRACE(file.name);
-        std::string path = TestDataPath("hostile/" + file.name + ".tif");
-        if (update) TestWriteFile(path, file.bytes);
-        EXPECT_EQ(TestReadFile(path), file.bytes) << "regenerate with VISTEL_UPDATE_HOSTILE=1";
-    }
-}
+const Readable HOSTILE_READABLE[] = {
+    // The one strip of 8 rows of 8 bytes starts at 142: a cut at 150 keeps its first row.
+    {"tiff-truncated-at-150", 1, 3},           {"tiff-truncated-in-strip", 0, 3},
+    {"tiff-truncated-at-strip-start", 0, 3},   {"tiff-strip-offset-past-eof", 0, 3},
+    {"tiff-strip-offsets-past-eof", 2, 3},     {"tiff-huge-rows-per-strip-two-strips", -1, -1},
+    {"tiff-huge-rows-per-strip", -1, -1},      {"tiff-rows-per-strip-zero", -1, -1},
+    {"tiff-lzw-byte-count-past-eof", -1, -1},  {"tiff-rational-zero-denominator", -1, -1},
+    {"tiff-palette-without-colormap", -1, -1}, // libtiff reads it as gray
+};
+const int HOSTILE_COUNT = 40;
 
 TEST(TiffReaderHostile, EveryKeptFileGetsItsCode)
 {
     TestStart();
-    std::vector<HostileFile> files = HostileFiles();
-    std::map<std::string, const HostileFile *> expected;
-    for (const HostileFile &file : files)
-        expected[file.name + ".tif"] = &file;
     std::string folder = TestDataPath("hostile");
     DIR *directory = opendir(folder.c_str());
     ASSERT_NE(directory, nullptr);
@@ -1627,92 +1294,65 @@ TEST(TiffReaderHostile, EveryKeptFileGetsItsCode)
         if (name.rfind("tiff-", 0) != 0) continue;
         SCOPED_TRACE(name);
         count++;
+        const Readable *readable = nullptr;
+        for (const Readable &r : HOSTILE_READABLE)
+            if (name == std::string(r.name) + ".tif") readable = &r;
         std::string path = folder + "/" + name;
         Image image;
         ImageClear(&image);
         FileDamage damage;
         ErrorCode result = ReadPath(path, &image, 0, &damage);
-        if (expected.count(name)) {
-            const HostileFile *file = expected[name];
-            EXPECT_EQ(result, file->expected);
-            if (result == ERROR_NONE) {
-                EXPECT_EQ(damage.first, file->missingFirst);
-                EXPECT_EQ(damage.last, file->missingLast);
-                // Without a damage record a damaged file is refused.
-                Image strict;
-                ImageClear(&strict);
-                EXPECT_EQ(ReadPath(path, &strict),
-                          file->missingFirst >= 0 ? ERROR_READ_TIFF : ERROR_NONE);
-                ImageFree(&strict);
-            }
-        } else {
-            EXPECT_TRUE(result == ERROR_NONE || result == ERROR_READ_TIFF) << result;
-        }
-        if (result == ERROR_NONE) {
-            // A picture is never larger than its file can fill.
-            EXPECT_TRUE(ImageIsPicture(image.type));
-            EXPECT_LE((int64_t)image.rowBytes * image.height,
-                      (int64_t)TestReadFile(path).size() * 2048 * 4 + 65536);
-        } else {
+        if (readable == nullptr) {
+            EXPECT_EQ(result, ERROR_READ_TIFF);
             EXPECT_EQ(image.type, TYPE_EMPTY);
+            continue;
         }
+        ASSERT_EQ(result, ERROR_NONE);
+        EXPECT_EQ(damage.first, readable->missingFirst);
+        EXPECT_EQ(damage.last, readable->missingLast);
+        // A picture is never larger than its file can fill.
+        EXPECT_TRUE(ImageIsPicture(image.type));
+        EXPECT_LE((int64_t)image.rowBytes * image.height,
+                  (int64_t)TestReadFile(path).size() * 2048 * 4 + 65536);
+        ImageFree(&image);
+        EXPECT_EQ(ReadPath(path, &image),
+                  readable->missingFirst >= 0 ? ERROR_READ_TIFF : ERROR_NONE);
         ImageFree(&image);
     }
     closedir(directory);
-    EXPECT_GE(count, (int)expected.size());
+    EXPECT_EQ(count, HOSTILE_COUNT);
 }
 
-// Reads every truncation and every single-byte flip of a valid file: each gives a code or a
-// picture (part of one for a file that ends early) no larger than the file can fill, never a
-// crash.
-static void DamageEverywhere(const std::string &folder, const std::vector<uint8_t> &good,
-                             int truncateStep)
+// ReadTiffFile as the shared damage check calls a reader.
+static ErrorCode ReadTiffPicture(const char *path, Picture *window, int showProgress,
+                                 FileDamage *damage)
 {
-    std::string path = folder + "/damaged.tif";
-    Image image;
-    ImageClear(&image);
-    int readable = 0;
-    for (int pass = 0; pass < 2; pass++) {
-        int step = pass == 0 ? truncateStep : 7;
-        for (size_t at = 0; at < good.size(); at += step) {
-            std::vector<uint8_t> bytes = good;
-            if (pass == 0)
-                bytes.resize(at);
-            else
-                bytes[at] ^= 0xFF;
-            TestWriteFile(path, bytes);
-            FileDamage damage;
-            ErrorCode result = ReadPath(path, &image, 0, &damage);
-            ASSERT_TRUE(result == ERROR_NONE || result == ERROR_READ_TIFF)
-                << (pass == 0 ? "truncated at " : "flipped at ") << at << ": " << result;
-            if (result == ERROR_NONE) {
-                readable++;
-                ASSERT_LE((int64_t)image.rowBytes * image.height,
-                          (int64_t)bytes.size() * 2048 * 4 + 65536);
-            }
-        }
-    }
-    // Every 7th byte flipped at once.
-    std::vector<uint8_t> bytes = good;
-    for (size_t at = 0; at < bytes.size(); at += 7)
-        bytes[at] ^= 0xFF;
-    TestWriteFile(path, bytes);
-    ErrorCode result = ReadPath(path, &image);
-    EXPECT_TRUE(result == ERROR_NONE || result == ERROR_READ_TIFF);
-    EXPECT_GT(readable, 0); // flips in pixel data still read
-    ImageFree(&image);
+    return ReadTiffFile(path, &window->image, showProgress, damage);
 }
 
 TEST(TiffReaderHostile, TruncatedAndCorruptedFilesGiveCodes)
 {
     TestStart();
     std::string folder = TestOutputFolder("TiffReaderHostile.Damage");
-    // Our reader: LZW 16-bit color in strips with predictor, and plain 8-bit gray.
-    DamageEverywhere(folder, TestReadFile(ToolFile(folder, "rgb16", "-c lzw:2 -r 8")), 3);
-    DamageEverywhere(folder, TestReadFile(ToolFile(folder, "gray8", "-c none -r 8")), 3);
-    // libtiff: tiles with Deflate, separate planes, a palette.
-    DamageEverywhere(folder, TestReadFile(ToolFile(folder, "rgb8", "-t -w 16 -l 16 -c zip")), 5);
-    DamageEverywhere(folder, TestReadFile(ToolFile(folder, "rgb8", "-p separate -c packbits")), 5);
-    DamageEverywhere(folder, TestReadFile(ToolFile(folder, "palette4", "-c zip")), 5);
+    const struct {
+        const char *source;
+        const char *options;
+    } files[] = {
+        // Our reader: LZW 16-bit color in strips with predictor, and plain 8-bit gray.
+        {"rgb16", "-c lzw:2 -r 8"},
+        {"gray8", "-c none -r 8"},
+        // libtiff: tiles with Deflate, separate planes, a palette.
+        {"rgb8", "-t -w 16 -l 16 -c zip"},
+        {"rgb8", "-p separate -c packbits"},
+        {"palette4", "-c zip"},
+    };
+    for (const auto &file : files) {
+        SCOPED_TRACE(::testing::Message() << file.source << " " << file.options);
+        std::vector<uint8_t> good = TestReadFile(ToolFile(folder, file.source, file.options));
+        // A picture is never larger than its file can fill.
+        int readable = raster_test::DamageEverywhere(folder, good, ReadTiffPicture, ERROR_READ_TIFF,
+                                                     5, (int64_t)good.size() * 2048 * 4 + 65536);
+        EXPECT_GT(readable, 0); // flips in pixel data still read
+    }
     EXPECT_EQ(HeadlessProgressCount(), 0);
 }

@@ -110,6 +110,16 @@ int MaskToolOwnsWindow(WindowHandle window)
     return window != nullptr && MaskToolIsOpen() && MaskTool.maskWindow == window;
 }
 
+// Rebuilds the picture's display with the overlay as it is now, and repaints it.
+static void MaskToolRepaint(void)
+{
+    if (MaskTool.picture == nullptr) return;
+    ErrorCode result = RefreshView(MaskTool.picture);
+    PlatformInvalidate(MaskTool.editedWindow, nullptr);
+    PlatformUpdateWindow(MaskTool.editedWindow);
+    if (result != ERROR_NONE) ShowError(result);
+}
+
 // The picture's overlay as the bars say, shown at once.
 static void MaskToolOverlay(void)
 {
@@ -120,18 +130,15 @@ static void MaskToolOverlay(void)
     picture->overlayRed = OVERLAY_COLORS[MaskTool.overlayColor][0];
     picture->overlayGreen = OVERLAY_COLORS[MaskTool.overlayColor][1];
     picture->overlayBlue = OVERLAY_COLORS[MaskTool.overlayColor][2];
-    RefreshView(picture);
-    PlatformInvalidate(MaskTool.editedWindow, nullptr);
+    MaskToolRepaint();
 }
 
 // The picture shows no mask any more.
 static void MaskToolOverlayClear(void)
 {
-    ImageWindow *picture = MaskTool.picture;
-    if (picture == nullptr) return;
-    picture->overlayMask = nullptr;
-    RefreshView(picture);
-    PlatformInvalidate(MaskTool.editedWindow, nullptr);
+    if (MaskTool.picture == nullptr) return;
+    MaskTool.picture->overlayMask = nullptr;
+    MaskToolRepaint();
 }
 
 // What every change of the mask is followed by: the mask is modified, whoever reads it
@@ -140,11 +147,7 @@ static void MaskToolChanged(void)
 {
     PlatformSetWindowWord(MaskTool.maskWindow, WORD_MODIFIED, 1);
     NotifyUsers(MaskTool.maskWindow);
-    if (MaskTool.picture != nullptr) {
-        RefreshView(MaskTool.picture);
-        PlatformInvalidate(MaskTool.editedWindow, nullptr);
-        PlatformUpdateWindow(MaskTool.editedWindow);
-    }
+    MaskToolRepaint();
 }
 
 static void MaskRowsCopy(const Image *source, Image *destination)
@@ -335,6 +338,7 @@ static void MaskToolDiscard(void)
     ImageWindow *record = WindowRecord(window);
     if (record != nullptr && MaskTool.savedCopy.rows != nullptr) {
         MaskRowsCopy(&MaskTool.savedCopy, &record->picture.image);
+        PlatformSetWindowWord(window, WORD_MODIFIED, MaskTool.savedModified);
         NotifyUsers(window);
     }
     PlatformShowWindow(window, SHOW_NORMAL);
@@ -406,6 +410,7 @@ static void MaskToolCombineList(void)
             memmove(&MaskTool.combineWith[i], &MaskTool.combineWith[i + 1],
                     (size_t)(MaskTool.combineCount - i - 1) * sizeof(WindowHandle));
             MaskTool.combineCount--;
+            i--;
         }
     for (int i = 0; i < MaskTool.combineCount; i++) {
         char title[WINDOW_TITLE_MAX + 1];
@@ -434,12 +439,16 @@ static void MaskToolShowIds(const int *ids, int count, int show)
                            show ? SHOW_NORMAL : SHOW_HIDE);
 }
 
+static int MaskToolPanelTop(void)
+{
+    return Margin + BAR_ROWS * (ButtonHeight + Margin);
+}
+
 // The height of the window's client area for a tool: the bars and buttons, and the panel
-// when the tool has controls.
-static int MaskToolPanelTop(void);
+// when the tool has controls (the feather's take three rows, the others' two).
 static int MaskToolClientHeight(int tool)
 {
-    int rows = tool == MASK_TOOL_FEATHER ? 3 : tool == MASK_TOOL_BLUR ? 2 : 2;
+    int rows = tool == MASK_TOOL_FEATHER ? 3 : 2;
     int panel = tool == MASK_TOOL_FEATHER || tool == MASK_TOOL_BLUR || tool == MASK_TOOL_COMBINE
                     ? LineHeight + rows * (ButtonHeight + Margin) + Margin
                     : 0;
@@ -465,11 +474,6 @@ static int MaskToolButtonWidth(void)
 static int MaskToolClientWidth(void)
 {
     return BAR_COLUMNS * MaskToolButtonWidth() + (BAR_COLUMNS + 1) * Margin;
-}
-
-static int MaskToolPanelTop(void)
-{
-    return Margin + BAR_ROWS * (ButtonHeight + Margin);
 }
 
 // Changes the present tool: its controls show, the others' hide, the window fits them.
@@ -732,6 +736,8 @@ void MaskToolRegister(void)
 {
     ChildKindRegister(KIND_MASK, MaskToolProcedure);
     ToolRegister(TOOL_MASK, MaskToolMouse);
+    // A start begins with the choices of a first opening.
+    MaskTool = {};
     MaskTool.combineGray = 255;
     MaskTool.featherWidth = 8;
     MaskTool.blurRadius = 4;
@@ -798,6 +804,7 @@ ErrorCode OpenMaskTool(WindowHandle mask)
         maskWindow = mask;
         result = ImageCopy(&maskRecord->picture.image, &MaskTool.savedCopy, 0);
         if (result != ERROR_NONE) goto done;
+        MaskTool.savedModified = (int32_t)PlatformGetWindowWord(mask, WORD_MODIFIED);
         MaskCoverage(&maskRecord->picture.image, MaskTool.coverage);
         MaskTool.maskWindow = maskWindow;
         PlatformShowWindow(mask, SHOW_HIDE);

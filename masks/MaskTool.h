@@ -75,6 +75,7 @@ struct MaskToolState {
     Image *mask;               // the mask's pixels, in its window's record
     int32_t createdMask;       // 1 when the tool made the mask, 0 for a mask brought in
     Image savedCopy;           // a mask brought in: its pixels on entry, for Cancel
+    int32_t savedModified;     // and its modified flag on entry
     Image undoImage;           // the mask before the last operation
     uint8_t *coverage;         // RowCoverage of the mask, one byte a row
     uint8_t *undoCoverage;     // that of undoImage; the second half of coverage's allocation

@@ -271,6 +271,7 @@ TEST_F(MaskToolTest, CancelOkAndApplyHandTheMaskBack)
     EXPECT_EQ(PlatformWindowState(mask), SHOW_NORMAL);
     const Image *image = &WindowRecord(mask)->picture.image;
     EXPECT_EQ(std::vector<uint8_t>(image->rows[3], image->rows[3] + 16), before);
+    EXPECT_EQ(PlatformGetWindowWord(mask, WORD_MODIFIED), 0);
 
     // While a dialog's Amount reads the mask, Cancel is refused; the edit goes on.
     PlatformActivateWindow(picture);
@@ -288,6 +289,9 @@ TEST_F(MaskToolTest, CancelOkAndApplyHandTheMaskBack)
     Click(MASK_ID_CANCEL);
     EXPECT_STREQ(HeadlessLastMessage()->text, "Window in use - cannot close");
     EXPECT_TRUE(MaskToolIsOpen());
+    // The dialog lets the mask go (and keeps no mask for its next opening).
+    AmountSelect(amount, nullptr);
+    PlatformSendMessage(DialogWindow, MSG_AMOUNT_CHANGED, GAMMA_AMOUNT, 0);
     PlatformDestroyWindow(DialogWindow);
     Click(MASK_ID_CANCEL);
     EXPECT_FALSE(MaskToolIsOpen());
@@ -357,6 +361,15 @@ TEST_F(MaskToolTest, ThePictureClosesOnlyWhenTheMaskOperationIsGivenUp)
     PlatformDestroyWindow(picture);
     EXPECT_FALSE(MaskToolIsOpen());
     EXPECT_FALSE(PlatformWindowExists(mask));
+
+    // Close All asks the same first, and the tool gives its new mask up.
+    MakePicture(TYPE_GRAY8, 16, 8);
+    ASSERT_EQ(OpenMaskTool(nullptr), ERROR_NONE);
+    HeadlessQueueAnswer(ANSWER_YES);
+    HeadlessChooseMenu(COMMAND_CLOSE_ALL);
+    EXPECT_STREQ(HeadlessLastMessage()->text, "Abort mask operation in progress?");
+    EXPECT_FALSE(MaskToolIsOpen());
+    EXPECT_EQ(PlatformFirstChild(), nullptr);
 }
 
 TEST_F(MaskToolTest, AnAbortedOperationRestoresTheUndoCopy)

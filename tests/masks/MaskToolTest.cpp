@@ -374,23 +374,39 @@ TEST_F(MaskToolTest, ThePictureClosesOnlyWhenTheMaskOperationIsGivenUp)
 
 TEST_F(MaskToolTest, AnAbortedOperationRestoresTheUndoCopy)
 {
-    // 400 x 250 pixels are enough to show progress, which can be cancelled.
+    // 400 x 250 pixels are enough to show progress, which can be cancelled. The feather and
+    // the blur both fill the mask afresh from the undo copy, so a stop part way would leave
+    // rows unlike the gray 128 the mask held.
     MakePicture(TYPE_GRAY8, 400, 250);
     ASSERT_EQ(OpenMaskTool(nullptr), ERROR_NONE);
-    Click(MASK_ID_ALL);
-    Click(MASK_ID_TOOL + MASK_TOOL_BLUR);
-    Click(MASK_ID_INVERT);
-    Click(MASK_ID_ALL);
-    HeadlessAbortAtPump(2);
-    Release(MASK_ID_BLUR_RADIUS, 600);
-    EXPECT_STREQ(HeadlessProgressAt(HeadlessProgressCount() - 1)->title, "Blur");
-    EXPECT_STREQ(HeadlessLastMessage()->text, "Operation Aborted");
-    for (int y : {0, 124, 249})
-        EXPECT_EQ(std::vector<uint8_t>(MaskTool.mask->rows[y], MaskTool.mask->rows[y] + 400),
-                  std::vector<uint8_t>(400, 255))
-            << y;
-    ExpectCoverageExact();
-    EXPECT_EQ(HeadlessControlEnabled(MaskTool.toolWindow, MASK_ID_UNDO), 0);
+    Click(MASK_ID_TOOL + MASK_TOOL_COMBINE);
+    HeadlessSetEditText(MaskTool.toolWindow, MASK_ID_COMBINE_GRAY, "128");
+    Click(MASK_ID_COMBINE_RUN);
+    struct Case {
+        int tool;
+        int slider;
+        int position;
+        const char *title;
+    };
+    const Case cases[] = {{MASK_TOOL_FEATHER, MASK_ID_FEATHER_WIDTH, 512 + 4 * 8, "Feather"},
+                          {MASK_TOOL_BLUR, MASK_ID_BLUR_RADIUS, 600, "Blur"}};
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.title);
+        Click(MASK_ID_TOOL + c.tool);
+        int messages = HeadlessMessageCount();
+        HeadlessAbortAtPump(2);
+        Release(c.slider, c.position);
+        HeadlessAbortAtPump(-1);
+        EXPECT_EQ(HeadlessMessageCount(), messages + 1);
+        EXPECT_STREQ(HeadlessProgressAt(HeadlessProgressCount() - 1)->title, c.title);
+        EXPECT_STREQ(HeadlessLastMessage()->text, "Operation Aborted");
+        for (int y : {0, 124, 249})
+            EXPECT_EQ(std::vector<uint8_t>(MaskTool.mask->rows[y], MaskTool.mask->rows[y] + 400),
+                      std::vector<uint8_t>(400, 128))
+                << y;
+        ExpectCoverageExact();
+        EXPECT_EQ(HeadlessControlEnabled(MaskTool.toolWindow, MASK_ID_UNDO), 0);
+    }
 }
 
 TEST_F(MaskToolTest, TheOverlayShowsEachOpacityInItsColor)

@@ -18,10 +18,16 @@ static_assert(AMOUNT_POSITIONS == SLIDER_POSITIONS, "the Amount is a slider's po
 // ---------------------------------------------------------------------------------------
 // Amount: the candidates and the layout.
 
-// The picture of a window that may serve as a mask of width by height, or null.
-static const Image *MaskPicture(WindowHandle window, int width, int height)
+// The picture of a window that may serve as a mask of width by height, or null. The list
+// offers shown pictures only; a mask already chosen stays chosen while the mask tool hides
+// it to edit it (kept), so that the dialog previews each change of it.
+static const Image *MaskPicture(WindowHandle window, int width, int height, int kept = 0)
 {
     const ImageWindow *record = ShownPicture(window);
+    if (record == nullptr && kept && PlatformWindowExists(window) &&
+        PlatformWindowClass(window) == CLASS_CHILD && PlatformWindowParent(window) == nullptr &&
+        PlatformGetWindowWord(window, WORD_KIND) == KIND_IMAGE)
+        record = WindowRecord(window);
     if (record == nullptr) return nullptr;
     const Image *picture = &record->picture.image;
     if (picture->type != TYPE_GRAY8) return nullptr;
@@ -125,7 +131,7 @@ static void AmountThumbnailUpdate(WindowHandle window, AmountControl *record)
 {
     ImageFree(&record->thumbnail);
     const Image *mask =
-        MaskPicture(record->setting.maskWindow, record->targetWidth, record->targetHeight);
+        MaskPicture(record->setting.maskWindow, record->targetWidth, record->targetHeight, 1);
     if (mask == nullptr) return;
     if (ThumbnailMake(mask, SquareInner(window), &record->thumbnail) != ERROR_NONE)
         ImageFree(&record->thumbnail);
@@ -168,7 +174,7 @@ static void AmountCheckMask(WindowHandle window, AmountControl *record)
 {
     WindowHandle mask = record->comparing ? record->saved.maskWindow : record->setting.maskWindow;
     if (mask == nullptr) return;
-    if (MaskPicture(mask, record->targetWidth, record->targetHeight) != nullptr) return;
+    if (MaskPicture(mask, record->targetWidth, record->targetHeight, 1) != nullptr) return;
     if (record->comparing) {
         // The comparison ends as if released, and the mask goes.
         record->comparing = 0;
@@ -386,7 +392,7 @@ void AmountGet(WindowHandle control, AmountSetting *setting)
     AmountCheckMask(control, record);
     *setting = record->setting;
     setting->maskImage =
-        MaskPicture(setting->maskWindow, record->targetWidth, record->targetHeight);
+        MaskPicture(setting->maskWindow, record->targetWidth, record->targetHeight, 1);
 }
 
 // The candidate that is window, else the one titled title, else null.

@@ -380,6 +380,9 @@ void PlatformSetControlItems(WindowHandle parent, int id, const char *items);
 void PlatformSetScrollBar(WindowHandle scrollBar, int range, int position, int page);
 // Moves and sizes a control within its parent.
 void PlatformMoveControl(WindowHandle control, const Rect *rect);
+// The tip a control shows while the mouse rests on it (up to 80 characters); null or empty
+// for none.
+void PlatformSetControlTip(WindowHandle parent, int id, const char *tip);
 
 // ---------------------------------------------------------------------------------------
 // Drawing, inside MSG_PAINT or on a context from PlatformBeginDraw. Colors are 0xRRGGBB.

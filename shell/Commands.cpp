@@ -10,6 +10,7 @@
 #include "core/Memory.h"
 #include "core/Progress.h"
 #include "core/WholeImage.h"
+#include "masks/MaskTool.h"
 #include "shell/Dialogs.h"
 #include "shell/FileFlow.h"
 #include "shell/Preferences.h"
@@ -145,6 +146,7 @@ int MenuItemClass(int id)
 // The Mask menu: "&New", then the other pictures of the active one's size, which can serve
 // as its mask.
 static int MaskCandidatesShown;
+static WindowHandle MaskCandidates[MASK_CANDIDATE_MAX];
 
 static void MaskMenuUpdate(int progress)
 {
@@ -169,6 +171,7 @@ static void MaskMenuUpdate(int progress)
             continue;
         char title[WINDOW_TITLE_MAX + 1];
         PlatformGetWindowTitle(child, title, sizeof title);
+        MaskCandidates[MaskCandidatesShown] = child;
         int id = COMMAND_MASK_FIRST_CANDIDATE + MaskCandidatesShown++;
         PlatformSetMenuItem(id, after, title);
         PlatformEnableMenuItem(id, !progress);
@@ -386,10 +389,16 @@ int FrameCommand(uintptr_t wParam, intptr_t lParam)
     int id = (int)(wParam & 0xffff);
     WindowHandle window = nullptr;
     if (id >= COMMAND_MASK_NEW && id <= COMMAND_MASK_LAST) {
-        // The mask operations work through their tool and the Mask window.
+        // The mask operations work through their tool and the Mask window: New on a blank
+        // mask, a listed picture as the mask to edit. An open tool comes to the front.
         CurrentTool = TOOL_MASK;
-        WindowHandle mask = FindChildOfKind(KIND_MASK);
-        if (mask != nullptr) PlatformActivateWindow(mask);
+        WindowHandle mask = nullptr;
+        int index = id - COMMAND_MASK_FIRST_CANDIDATE;
+        if (id != COMMAND_MASK_NEW) {
+            if (index >= MaskCandidatesShown) return 1;
+            mask = MaskCandidates[index];
+        }
+        ShowIfFailed(OpenMaskTool(mask));
         return 1;
     }
     if (id >= COMMAND_RECENT_FIRST && id < COMMAND_RECENT_FIRST + RECENT_COUNT) {

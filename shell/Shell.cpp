@@ -14,6 +14,7 @@
 #include "core/Memory.h"
 #include "core/Progress.h"
 #include "masks/AmountControl.h"
+#include "masks/MaskTool.h"
 #include "shell/Commands.h"
 #include "shell/FileFlow.h"
 #include "shell/Preferences.h"
@@ -93,6 +94,7 @@ ErrorCode Initialise(void)
     TransformRegister();
     ControlsRegister();
     AmountControlRegister();
+    MaskToolRegister();
     TransformDialogsRegister();
     ChildKindRegister(KIND_SPLASH, SplashProcedure);
     WindowInfoRegister();

@@ -405,6 +405,11 @@ MessageResult ImageWindowProcedure(WindowHandle window, uint32_t message, uintpt
             ShowErrorText("Window in use by %s - Cannot close", user);
             return 0;
         }
+        // The picture under the mask tool goes only when the tool gives up its work.
+        WindowHandle maskTool = FindChildOfKind(KIND_MASK);
+        if (maskTool != nullptr &&
+            PlatformSendMessage(maskTool, MSG_PICTURE_CLOSING, (uintptr_t)window, 0) != 0)
+            return 0;
         if (QuerySave(window)) PlatformDestroyWindow(window);
         return 0;
     }

@@ -23,6 +23,8 @@ enum : uint32_t {
     MSG_APPLY = 0x8026,          // Return was typed
     MSG_RELAYOUT = 0x8028,       // recompute the docked panes and the workspace
     MSG_INPUT_CHANGED = 0x802A,  // the picture a dialog uses changed
+    // To the mask tool: the picture wParam is about to close; the answer 1 keeps it open.
+    MSG_PICTURE_CLOSING = 0x8030,
     MSG_DOCK_BROWSER = 0x803A,
     MSG_UNDOCK = 0x803B,
     MSG_OPEN_FROM_CLIPBOARD = 0x803E, // lParam: a command line handed over, freed by the frame

@@ -125,6 +125,8 @@ void HeadlessChoose(WindowHandle parent, int id, int index);
 void HeadlessScroll(WindowHandle scrollBar, uint32_t code, int position);
 
 int HeadlessControlEnabled(WindowHandle parent, int id);
+// The tip of a control; empty when it has none or there is no such control.
+const char *HeadlessControlTip(WindowHandle parent, int id);
 const char *HeadlessControlItems(WindowHandle parent, int id);
 // Range, position and page of a scroll bar control; returns 1 while it is shown.
 int HeadlessScrollBar(WindowHandle scrollBar, int *range, int *position, int *page);

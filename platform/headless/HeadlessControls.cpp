@@ -5,6 +5,7 @@
 #include <cstring>
 
 #include "core/Memory.h"
+#include "core/Text.h"
 #include "platform/headless/Headless.h"
 #include "platform/headless/HeadlessInternal.h"
 
@@ -127,6 +128,18 @@ int HeadlessScrollBar(WindowHandle scrollBar, int *range, int *position, int *pa
     *position = scrollBar->side->value;
     *page = scrollBar->side->page;
     return scrollBar->side->state != SHOW_HIDE;
+}
+
+void PlatformSetControlTip(WindowHandle parent, int id, const char *tip)
+{
+    WindowHandle control = PlatformControl(parent, id);
+    if (control != nullptr) StrCopyLimit(tip != nullptr ? tip : "", control->side->tip, 80);
+}
+
+const char *HeadlessControlTip(WindowHandle parent, int id)
+{
+    WindowHandle control = PlatformControl(parent, id);
+    return control != nullptr ? control->side->tip : "";
 }
 
 const char *HeadlessControlItems(WindowHandle parent, int id)

@@ -20,6 +20,7 @@ struct WindowSide {
     int page;        // a scroll bar's page
     int enabled;
     char *items;        // a list's items, owned
+    char tip[81];       // a control's tip
     Image canvas;       // what the window's painting drew, 24-bit, client size
     int progressRecord; // a progress window's index in the progress log, or -1
 };

@@ -282,3 +282,10 @@ void PlatformMoveControl(WindowHandle control, const Rect *rect)
     control->side->widget->setGeometry(rect->left, rect->top, rect->right - rect->left,
                                        rect->bottom - rect->top);
 }
+
+void PlatformSetControlTip(WindowHandle parent, int id, const char *tip)
+{
+    WindowHandle control = PlatformControl(parent, id);
+    if (control == nullptr || control->side->widget == nullptr) return;
+    control->side->widget->setToolTip(QString::fromUtf8(tip != nullptr ? tip : ""));
+}

@@ -426,8 +426,11 @@ void AmountSet(WindowHandle control, const AmountSetting *setting)
     if (setting->high != AMOUNT_NO_MASK)
         mask = AmountFind(record, setting->maskWindow, setting->maskTitle);
     AmountChoose(control, record, mask);
-    // The amounts come from the setting; without its mask, only the constant amount stays.
-    record->setting.low = SliderClampPosition(setting->low);
+    // The amounts come from the setting. A setting whose mask is gone is taken as a choice of
+    // "No Mask": its low end, usually none of the effect, would silently turn the whole
+    // transformation off.
+    if (mask != nullptr || setting->high == AMOUNT_NO_MASK)
+        record->setting.low = SliderClampPosition(setting->low);
     if (mask != nullptr) record->setting.high = SliderClampPosition(setting->high);
     AmountToSlider(record);
     PlatformInvalidate(control, nullptr);

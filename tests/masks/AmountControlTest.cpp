@@ -326,12 +326,12 @@ TEST_F(AmountControl, AmountSetFindsTheMaskByWindowThenByTitle)
     AmountGet(amount, &setting);
     EXPECT_EQ(setting.maskWindow, mask);
 
-    // A title no window has: no mask, the constant amount kept.
+    // A title no window has: no mask, and the full amount of a choice of "No Mask".
     strcpy(kept.maskTitle, "gone.tif");
     AmountSet(amount, &kept);
     AmountGet(amount, &setting);
     EXPECT_EQ(setting.maskWindow, nullptr);
-    EXPECT_EQ(setting.low, 200);
+    EXPECT_EQ(setting.low, SLIDER_POSITIONS);
     EXPECT_EQ(setting.high, -1);
     EXPECT_EQ(InUseBy(mask), nullptr);
     EXPECT_TRUE(Notes.empty()); // none of this is the user's doing

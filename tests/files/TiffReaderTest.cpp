@@ -72,6 +72,10 @@ static ErrorCode DecodePath(const std::string &path, Image *image)
     return result;
 }
 
+// ---------------------------------------------------------------------------------------------
+// Files of the shared TIFF builder
+
+// The main directory's entry of tag, or null.
 static TestEntry *TestTiffEntry(TestTiff *tiff, uint16_t tag)
 {
     for (TestEntry &entry : tiff->entries)

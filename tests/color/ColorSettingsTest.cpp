@@ -77,9 +77,10 @@ struct LoadCase {
     const char *message; // the text shown, or null for none
 };
 
+// One case for each message of each profile, and one profile each that is kept. A header too
+// short for a class is among the damaged files of the next test.
 TEST_F(ColorSettingsFixture, EveryCheckOfEveryProfileWithItsMessage)
 {
-    std::vector<uint8_t> shortFile(100, 0);
     std::vector<uint8_t> monitorRgb = TestDisplayProfile("Good Monitor", 563);
     std::vector<uint8_t> scannerRgb = TestProfileBytes("scnr", "RGB ", {TestDescTag("Scanner")});
     std::vector<uint8_t> printerRgb = TestProfileBytes("prtr", "RGB ", {TestDescTag("Printer")});
@@ -87,7 +88,6 @@ TEST_F(ColorSettingsFixture, EveryCheckOfEveryProfileWithItsMessage)
     std::vector<uint8_t> brokenTags = monitorRgb;
     PutBig32(brokenTags, 128, 5000); // the engine refuses a table of 5000 tags
     std::map<std::string, std::string> files = {
-        {"short", Put("short.icc", shortFile)},
         {"empty", Empty("empty.icc")},
         {"monitor", Put("monitor.icc", monitorRgb)},
         {"scanner", Put("scanner.icc", scannerRgb)},
@@ -101,11 +101,8 @@ TEST_F(ColorSettingsFixture, EveryCheckOfEveryProfileWithItsMessage)
     const LoadCase cases[] = {
         {COLOR_PROFILE_WORKING, "missing", "Cannot locate working color space profile"},
         {COLOR_PROFILE_WORKING, "empty", "Error reading working color space profile"},
-        {COLOR_PROFILE_WORKING, "short", "Working color space profile is not a monitor profile"},
         {COLOR_PROFILE_WORKING, "scanner", "Working color space profile is not a monitor profile"},
-        {COLOR_PROFILE_WORKING, "broken tags", "Invalid color profile"},
         {COLOR_PROFILE_WORKING, "lab space", nullptr},
-        {COLOR_PROFILE_WORKING, "monitor", nullptr},
         {COLOR_PROFILE_ASSUMED_FILE, "missing", "Cannot locate assumed color space profile"},
         {COLOR_PROFILE_ASSUMED_FILE, "empty", "Error reading assumed color space profile"},
         {COLOR_PROFILE_ASSUMED_FILE, "printer rgb",
@@ -132,7 +129,6 @@ TEST_F(ColorSettingsFixture, EveryCheckOfEveryProfileWithItsMessage)
         {COLOR_PROFILE_PROOF, "scanner",
          "Proofing device profile is not a printer or monitor profile"},
         {COLOR_PROFILE_PROOF, "cmyk printer", nullptr},
-        {COLOR_PROFILE_PROOF, "monitor", nullptr},
     };
     for (const LoadCase &c : cases) {
         SCOPED_TRACE(testing::Message() << "profile " << c.which << ", " << c.name);

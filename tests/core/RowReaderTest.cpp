@@ -143,163 +143,118 @@ TEST(RowReader, AtZoomOneReadsTheRowTheWriterWritesNext)
     }
 }
 
-TEST(RowWriter, WritesInPlaceAtZoomOneAndDropsRowsPastTheTop)
+// Runs of (count, value), in units of a picture's samples: bytes, or 16-bit samples for
+// TYPE_GRAY16.
+typedef std::vector<std::pair<int, int>> Runs;
+
+static std::vector<int> Expand(const Runs &runs)
 {
-    TestStart();
-    Image image = {};
-    ASSERT_EQ(ImageAlloc(&image, TYPE_COLOR24, 10, 3, 72.0), ERROR_NONE);
-    memset(image.rows[0], 0, 32);
-    RowWriter writer;
-    RowWriterReset(&writer);
-    ASSERT_EQ(RowWriterOpen(&image, 1, 2, 9, 1, 1, &writer), ERROR_NONE);
-    EXPECT_EQ(writer.buffer, nullptr);
-    EXPECT_EQ(writer.byteOffset, 6);
-    EXPECT_EQ(writer.full, 1);
-    for (int row = 1; row < 3; row++) {
-        uint8_t *out = RowWriterRow(&writer);
-        EXPECT_EQ(out, image.rows[row] + 6);
-        memset(out, row, 24);
-        RowWriterPut(&writer);
-    }
-    // Two rows more than the picture holds: written somewhere harmless and dropped.
-    for (int extra = 0; extra < 2; extra++) {
-        uint8_t *out = RowWriterRow(&writer);
-        memset(out, 0xEE, 24);
-        RowWriterPut(&writer);
-    }
-    for (int row = 1; row < 3; row++)
-        for (int i = 6; i < 30; i++)
-            ASSERT_EQ(image.rows[row][i], row);
-    for (int i = 0; i < 30; i++)
-        ASSERT_EQ(image.rows[0][i], 0);
-    RowWriterClose(&writer);
-    ImageFree(&image);
+    std::vector<int> units;
+    for (auto [count, value] : runs)
+        units.insert(units.end(), count, value);
+    return units;
 }
 
-TEST(RowWriter, ZoomThreeFromColumn3To10CutsTheThirdPixel)
+TEST(RowWriter, ExpandsReplicatesAndClipsEveryRowItIsGiven)
 {
     TestStart();
-    Image image = {};
-    ASSERT_EQ(ImageAlloc(&image, TYPE_GRAY8, 14, 3, 72.0), ERROR_NONE);
-    for (int y = 0; y < 3; y++)
-        memset(image.rows[y], 0xFF, 16);
-    RowWriter writer;
-    RowWriterReset(&writer);
-    ASSERT_EQ(RowWriterOpen(&image, 3, 3, 10, 0, 0, &writer), ERROR_NONE);
-    EXPECT_EQ(writer.replicate, 3);
-    uint8_t *out = RowWriterRow(&writer);
-    EXPECT_EQ(out, writer.buffer);
-    out[0] = 10;
-    out[1] = 20;
-    out[2] = 30;
-    out[3] = 40; // would be column 12: past the last column
-    RowWriterPut(&writer);
-    const uint8_t expected[14] = {255, 255, 255, 10, 10, 10, 20, 20, 20, 30, 30, 255, 255, 255};
-    for (int y = 0; y < 3; y++)
-        EXPECT_EQ(std::vector<uint8_t>(image.rows[y], image.rows[y] + 14),
-                  std::vector<uint8_t>(expected, expected + 14))
-            << "row " << y;
-    EXPECT_EQ(writer.y, 3);
-    RowWriterClose(&writer);
-    ImageFree(&image);
-}
-
-TEST(RowWriter, ARunPastTheWidthWritesNothingBeyondTheRow)
-{
-    TestStart();
-    Image image = {};
-    // Rows of 8 bytes, without padding between them.
-    ASSERT_EQ(ImageAlloc(&image, TYPE_GRAY8, 8, 3, 72.0), ERROR_NONE);
-    for (int y = 0; y < 3; y++)
-        memset(image.rows[y], 0xFF, 8);
-    RowWriter writer;
-    RowWriterReset(&writer);
-    // A strip at zoom 2 from column 4 to 11, past the width: its third pixel would be column 8,
-    // which is the first byte of the next row.
-    ASSERT_EQ(RowWriterOpen(&image, 2, 4, 11, 0, 0, &writer), ERROR_NONE);
-    uint8_t *out = RowWriterRow(&writer);
-    const uint8_t pixels[4] = {10, 20, 30, 40};
-    memcpy(out, pixels, 4);
-    RowWriterPut(&writer);
-    const uint8_t expected[8] = {255, 255, 255, 255, 10, 10, 20, 20};
-    for (int y = 0; y < 2; y++)
-        EXPECT_EQ(std::vector<uint8_t>(image.rows[y], image.rows[y] + 8),
-                  std::vector<uint8_t>(expected, expected + 8))
-            << "row " << y;
-    EXPECT_EQ(std::vector<uint8_t>(image.rows[2], image.rows[2] + 8), std::vector<uint8_t>(8, 255));
-    RowWriterClose(&writer);
-    ImageFree(&image);
-}
-
-TEST(RowWriter, TopRowReplicationStopsAtTheHeight)
-{
-    TestStart();
-    Image image = {};
-    ASSERT_EQ(ImageAlloc(&image, TYPE_GRAY8, 6, 7, 72.0), ERROR_NONE); // 7 is not a multiple of 3
-    for (int y = 0; y < 7; y++)
-        memset(image.rows[y], 0, 8);
-    RowWriter writer;
-    RowWriterReset(&writer);
-    ASSERT_EQ(RowWriterOpen(&image, 3, 0, 5, 0, 0, &writer), ERROR_NONE);
-    for (int source = 0; source < 4; source++) { // the fourth starts past the top: dropped
-        uint8_t *out = RowWriterRow(&writer);
-        out[0] = (uint8_t)(source + 1);
-        out[1] = (uint8_t)(source + 101);
-        RowWriterPut(&writer);
-    }
-    // Source rows 0, 1, 2 fill rows 0-2, 3-5 and 6: the top source row has one copy.
-    for (int y = 0; y < 7; y++) {
-        SCOPED_TRACE(y);
-        int source = y / 3;
-        const uint8_t expected[6] = {(uint8_t)(source + 1),   (uint8_t)(source + 1),
-                                     (uint8_t)(source + 1),   (uint8_t)(source + 101),
-                                     (uint8_t)(source + 101), (uint8_t)(source + 101)};
-        EXPECT_EQ(std::vector<uint8_t>(image.rows[y], image.rows[y] + 6),
-                  std::vector<uint8_t>(expected, expected + 6));
-    }
-    RowWriterClose(&writer);
-    ImageFree(&image);
-}
-
-TEST(RowWriter, ReplicatesBinaryBitsAndSixteenBitPixels)
-{
-    TestStart();
-    Image binary = {};
-    ASSERT_EQ(ImageAlloc(&binary, TYPE_BINARY, 20, 2, 72.0), ERROR_NONE);
-    for (int y = 0; y < 2; y++)
-        memset(binary.rows[y], 0, 4);
-    RowWriter writer;
-    RowWriterReset(&writer);
-    ASSERT_EQ(RowWriterOpen(&binary, 2, 4, 13, 0, 0, &writer), ERROR_NONE);
-    EXPECT_EQ(writer.byteOffset, 0);
-    uint8_t *out = RowWriterRow(&writer);
-    out[0] = 0xA8; // source bits 1 0 1 0 1: pixels 0, 2 and 4 white
-    RowWriterPut(&writer);
-    for (int y = 0; y < 2; y++) {
-        for (int x = 0; x < 20; x++) {
-            int white = x == 4 || x == 5 || x == 8 || x == 9 || x == 12 || x == 13;
-            EXPECT_EQ(BitTest(binary.rows[y], x), white) << "row " << y << " x " << x;
+    struct Setup {
+        int type, w, h;
+        int fill; // every byte of the picture before the writer starts
+        int zoom, firstColumn, lastColumn, firstRow;
+        int byteOffset; // of firstColumn within a row
+    };
+    struct Case {
+        const char *what;
+        Setup setup;
+        std::vector<std::vector<int>> sources; // the units of each row put, in order
+        std::vector<Runs> expected;            // every row afterwards, row 0 first
+    } cases[] = {
+        // At zoom 1 the caller writes in place. The two rows past the top are written
+        // somewhere harmless and dropped.
+        {"in place",
+         {TYPE_COLOR24, 10, 3, 0, 1, 2, 9, 1, 6},
+         {std::vector<int>(24, 1), std::vector<int>(24, 2), std::vector<int>(24, 0xEE),
+          std::vector<int>(24, 0xEE)},
+         {{{30, 0}}, {{6, 0}, {24, 1}}, {{6, 0}, {24, 2}}}},
+        // Zoom 3 over columns 3 to 10 cuts the third pixel to two columns; a fourth pixel
+        // would be column 12.
+        {"zoom three",
+         {TYPE_GRAY8, 14, 3, 0xFF, 3, 3, 10, 0, 3},
+         {{10, 20, 30, 40}},
+         {{{3, 255}, {3, 10}, {3, 20}, {2, 30}, {3, 255}},
+          {{3, 255}, {3, 10}, {3, 20}, {2, 30}, {3, 255}},
+          {{3, 255}, {3, 10}, {3, 20}, {2, 30}, {3, 255}}}},
+        // Rows of 8 bytes without padding between them: zoom 2 over columns 4 to 11, past
+        // the width. The third pixel would be column 8, the first byte of the next row.
+        {"run past the width",
+         {TYPE_GRAY8, 8, 3, 0xFF, 2, 4, 11, 0, 4},
+         {{10, 20, 30, 40}},
+         {{{4, 255}, {2, 10}, {2, 20}}, {{4, 255}, {2, 10}, {2, 20}}, {{8, 255}}}},
+        // A height of 7 is no multiple of 3: source rows 0, 1 and 2 fill rows 0-2, 3-5 and 6,
+        // and the fourth, starting past the top, is dropped.
+        {"top row replication",
+         {TYPE_GRAY8, 6, 7, 0, 3, 0, 5, 0, 0},
+         {{1, 101}, {2, 102}, {3, 103}, {4, 104}},
+         {{{3, 1}, {3, 101}},
+          {{3, 1}, {3, 101}},
+          {{3, 1}, {3, 101}},
+          {{3, 2}, {3, 102}},
+          {{3, 2}, {3, 102}},
+          {{3, 2}, {3, 102}},
+          {{3, 3}, {3, 103}}}},
+        // Source bits 1 0 1 0 1 (pixels 0, 2 and 4 white) land on columns 4-5, 8-9 and 12-13.
+        {"binary",
+         {TYPE_BINARY, 20, 2, 0, 2, 4, 13, 0, 0},
+         {{0xA8}},
+         {{{1, 0x0C}, {1, 0xCC}, {1, 0}}, {{1, 0x0C}, {1, 0xCC}, {1, 0}}}},
+        {"sixteen bits",
+         {TYPE_GRAY16, 6, 2, 0, 2, 1, 4, 0, 2},
+         {{1000, 60000}},
+         {{{1, 0}, {2, 1000}, {2, 60000}, {1, 0}}, {{1, 0}, {2, 1000}, {2, 60000}, {1, 0}}}},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.what);
+        const Setup &set = c.setup;
+        int wide = set.type == TYPE_GRAY16;
+        Image image = {};
+        ASSERT_EQ(ImageAlloc(&image, set.type, set.w, set.h, 72.0), ERROR_NONE);
+        for (int y = 0; y < set.h; y++)
+            memset(image.rows[y], set.fill, image.rowBytes);
+        RowWriter writer;
+        RowWriterReset(&writer);
+        ASSERT_EQ(RowWriterOpen(&image, set.zoom, set.firstColumn, set.lastColumn, set.firstRow, 0,
+                                &writer),
+                  ERROR_NONE);
+        EXPECT_EQ(writer.byteOffset, set.byteOffset);
+        for (size_t s = 0; s < c.sources.size(); s++) {
+            uint8_t *out = RowWriterRow(&writer);
+            int y = set.firstRow + (int)s;
+            // Zoomed rows go through the buffer; at zoom 1 the rows the picture holds are
+            // written in place.
+            const uint8_t *where = set.zoom > 1 ? writer.buffer
+                                   : y < set.h  ? image.rows[y] + set.byteOffset
+                                                : out;
+            EXPECT_EQ(out, where);
+            for (size_t i = 0; i < c.sources[s].size(); i++) {
+                if (wide)
+                    ((uint16_t *)out)[i] = (uint16_t)c.sources[s][i];
+                else
+                    out[i] = (uint8_t)c.sources[s][i];
+            }
+            RowWriterPut(&writer);
         }
+        for (int y = 0; y < set.h; y++) {
+            SCOPED_TRACE(y);
+            std::vector<int> expected = Expand(c.expected[y]);
+            std::vector<int> row;
+            for (size_t i = 0; i < expected.size(); i++)
+                row.push_back(wide ? ((uint16_t *)image.rows[y])[i] : image.rows[y][i]);
+            EXPECT_EQ(row, expected);
+        }
+        RowWriterClose(&writer);
+        ImageFree(&image);
     }
-    RowWriterClose(&writer);
-
-    Image gray16 = {};
-    ASSERT_EQ(ImageAlloc(&gray16, TYPE_GRAY16, 6, 2, 72.0), ERROR_NONE);
-    for (int y = 0; y < 2; y++)
-        memset(gray16.rows[y], 0, 12);
-    RowWriterReset(&writer);
-    ASSERT_EQ(RowWriterOpen(&gray16, 2, 1, 4, 0, 0, &writer), ERROR_NONE);
-    EXPECT_EQ(writer.byteOffset, 2);
-    uint16_t *samples = (uint16_t *)RowWriterRow(&writer);
-    samples[0] = 1000;
-    samples[1] = 60000;
-    RowWriterPut(&writer);
-    const uint16_t expected[6] = {0, 1000, 1000, 60000, 60000, 0};
-    for (int y = 0; y < 2; y++)
-        EXPECT_EQ(memcmp(gray16.rows[y], expected, 12), 0) << "row " << y;
-    RowWriterClose(&writer);
-    ImageFree(&binary);
-    ImageFree(&gray16);
 }
 
 // The row index a band pointer of mode 0 points into, found by its address.

@@ -1,10 +1,11 @@
-// What the tests of the GIF, FITS, EPS, raw and file type modules share: running the
-// independent tools, pictures as plain lists of samples (top row first, red first) both from
-// an Image and as ImageMagick reads a file, and opening a file into a picture record.
+// What the tests of the file modules share: running the independent tools, pictures as plain
+// lists of samples (top row first, red first) both from an Image and as ImageMagick reads a
+// file, opening a file into a picture record, and TIFF files built entry by entry.
 #pragma once
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdint>
 #include <cstdlib>
@@ -198,3 +199,140 @@ class FolderTest : public ::testing::Test {
         return folder + "/" + name;
     }
 };
+
+// ---------------------------------------------------------------------------------------------
+// A TIFF builder of the tests' own: the main directory just after the header, the EXIF
+// directory (if any) after it, then the values of both in entry order, strips last, so that a
+// truncation cuts strips before anything else.
+
+enum : uint16_t {
+    TEST_BYTE = 1,
+    TEST_ASCII = 2,
+    TEST_SHORT = 3,
+    TEST_LONG = 4,
+    TEST_RATIONAL = 5,
+};
+
+struct TestEntry {
+    uint16_t tag;
+    uint16_t type;
+    std::vector<uint32_t> values; // RATIONAL: numerator, denominator, ...; 273 and 279 empty:
+                                  // the strips' own offsets and sizes
+    int64_t count = -1;           // -1: from the values
+    int64_t offset = -1;          // -1: where the builder puts the values; else the value word
+    std::vector<uint8_t> bytes = {}; // instead of values: the value as the file holds it
+};
+
+struct TestTiff {
+    int littleEndian = 1;
+    uint16_t version = 42;
+    int64_t directoryOffset = -1; // -1: just after the header
+    int64_t entryCount = -1;      // -1: the entries given
+    std::vector<TestEntry> entries;
+    std::vector<TestEntry> exif;          // if any: pointed to by a last main entry, 34665
+    uint16_t exifPointerType = TEST_LONG; // the pointer's field type; SHORT takes two bytes
+    std::vector<std::vector<uint8_t>> strips;
+};
+
+inline int TestTiffTypeBytes(uint16_t type)
+{
+    switch (type) {
+    case TEST_SHORT: return 2;
+    case TEST_LONG: return 4;
+    case TEST_RATIONAL: return 4; // per number; a value is two of them
+    default: return 1;
+    }
+}
+
+inline void TestTiffPut(std::vector<uint8_t> &bytes, size_t at, uint32_t value, int size,
+                        int little)
+{
+    if (bytes.size() < at + size) bytes.resize(at + size);
+    for (int i = 0; i < size; i++)
+        bytes[at + i] = (uint8_t)(value >> (8 * (little ? i : size - 1 - i)));
+}
+
+inline std::vector<uint8_t> TestTiffBytes(const TestTiff &tiff)
+{
+    int little = tiff.littleEndian;
+    std::vector<TestEntry> entries = tiff.entries;
+    size_t mainCount = entries.size() + (tiff.exif.empty() ? 0 : 1);
+    size_t exifAt = 8 + 2 + 12 * mainCount + 4;
+    size_t valuesStart = exifAt;
+    if (!tiff.exif.empty()) {
+        TestEntry pointer = {34665, tiff.exifPointerType, {}, 1, (int64_t)exifAt};
+        if (tiff.exifPointerType == TEST_SHORT) {
+            pointer.values = {(uint32_t)exifAt};
+            pointer.offset = -1;
+        }
+        entries.push_back(pointer);
+        entries.insert(entries.end(), tiff.exif.begin(), tiff.exif.end());
+        valuesStart += 2 + 12 * tiff.exif.size() + 4;
+    }
+    std::vector<uint8_t> bytes(8, 0);
+    bytes[0] = bytes[1] = little ? 'I' : 'M';
+    TestTiffPut(bytes, 2, tiff.version, 2, little);
+
+    // Lay out the values, then the strips after them.
+    for (TestEntry &entry : entries) {
+        if ((entry.tag == 273 || entry.tag == 279) && entry.values.empty())
+            entry.values.assign(tiff.strips.size(), 0);
+    }
+    size_t at = valuesStart;
+    std::vector<size_t> valueOffsets;
+    for (const TestEntry &entry : entries) {
+        size_t size = entry.bytes.empty() ? entry.values.size() * TestTiffTypeBytes(entry.type)
+                                          : entry.bytes.size();
+        valueOffsets.push_back(size > 4 ? at : 0);
+        if (size > 4) at += (size + 1) & ~(size_t)1;
+    }
+    std::vector<uint32_t> stripOffsets;
+    for (const auto &strip : tiff.strips) {
+        stripOffsets.push_back((uint32_t)at);
+        at += strip.size();
+    }
+    for (TestEntry &entry : entries) {
+        for (size_t s = 0; s < tiff.strips.size() && entry.values.size() == tiff.strips.size();
+             s++) {
+            if (entry.tag == 273 && entry.values[s] == 0) entry.values[s] = stripOffsets[s];
+            if (entry.tag == 279 && entry.values[s] == 0)
+                entry.values[s] = (uint32_t)tiff.strips[s].size();
+        }
+    }
+
+    TestTiffPut(bytes, 4, (uint32_t)(tiff.directoryOffset >= 0 ? tiff.directoryOffset : 8), 4,
+                little);
+    TestTiffPut(bytes, 8, (uint32_t)(tiff.entryCount >= 0 ? tiff.entryCount : (int64_t)mainCount),
+                2, little);
+    TestTiffPut(bytes, 8 + 2 + 12 * mainCount, 0, 4, little); // no next directory
+    if (!tiff.exif.empty()) {
+        TestTiffPut(bytes, exifAt, (uint32_t)tiff.exif.size(), 2, little);
+        TestTiffPut(bytes, exifAt + 2 + 12 * tiff.exif.size(), 0, 4, little);
+    }
+    for (size_t i = 0; i < entries.size(); i++) {
+        const TestEntry &entry = entries[i];
+        size_t e = i < mainCount ? 8 + 2 + 12 * i : exifAt + 2 + 12 * (i - mainCount);
+        int size = TestTiffTypeBytes(entry.type);
+        int64_t count = entry.count >= 0 ? entry.count
+                        : !entry.bytes.empty()
+                            ? (int64_t)entry.bytes.size()
+                            : (int64_t)(entry.type == TEST_RATIONAL ? entry.values.size() / 2
+                                                                    : entry.values.size());
+        TestTiffPut(bytes, e, entry.tag, 2, little);
+        TestTiffPut(bytes, e + 2, entry.type, 2, little);
+        TestTiffPut(bytes, e + 4, (uint32_t)count, 4, little);
+        size_t where = valueOffsets[i] != 0 ? valueOffsets[i] : e + 8;
+        TestTiffPut(bytes, e + 8, 0, 4, little);
+        for (size_t v = 0; v < entry.values.size(); v++)
+            TestTiffPut(bytes, where + v * size, entry.values[v], size, little);
+        if (bytes.size() < where + entry.bytes.size()) bytes.resize(where + entry.bytes.size());
+        std::copy(entry.bytes.begin(), entry.bytes.end(), bytes.begin() + where);
+        if (valueOffsets[i] != 0) TestTiffPut(bytes, e + 8, (uint32_t)valueOffsets[i], 4, little);
+        if (entry.offset >= 0) TestTiffPut(bytes, e + 8, (uint32_t)entry.offset, 4, little);
+    }
+    for (size_t s = 0; s < tiff.strips.size(); s++) {
+        if (bytes.size() < stripOffsets[s]) bytes.resize(stripOffsets[s]);
+        bytes.insert(bytes.begin() + stripOffsets[s], tiff.strips[s].begin(), tiff.strips[s].end());
+    }
+    return bytes;
+}

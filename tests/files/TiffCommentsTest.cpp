@@ -98,28 +98,6 @@ std::vector<Expected> RichExpected(void)
     };
 }
 
-// Little-endian or big-endian numbers for files made by hand.
-struct Writer {
-    int littleEndian;
-    std::vector<uint8_t> bytes;
-    void Put16(uint32_t v)
-    {
-        uint8_t b[2] = {(uint8_t)v, (uint8_t)(v >> 8)};
-        if (!littleEndian) std::swap(b[0], b[1]);
-        bytes.insert(bytes.end(), b, b + 2);
-    }
-    void Put32(uint32_t v)
-    {
-        if (littleEndian) {
-            Put16(v & 0xffff);
-            Put16(v >> 16);
-        } else {
-            Put16(v >> 16);
-            Put16(v & 0xffff);
-        }
-    }
-};
-
 struct Field {
     int tag;
     int type;
@@ -132,66 +110,32 @@ struct Field {
 std::vector<uint8_t> HandMade(int littleEndian, const std::vector<Field> &main,
                               const std::vector<Field> &exif, int pointerType)
 {
-    Writer w = {littleEndian, {}};
-    size_t mainEntries = main.size() + 1;
-    size_t exifAt = 8 + 2 + 12 * mainEntries + 4;
-    size_t dataAt = exifAt + 2 + 12 * exif.size() + 4;
-    std::vector<uint8_t> data;
-    w.bytes = {(uint8_t)(littleEndian ? 'I' : 'M'), (uint8_t)(littleEndian ? 'I' : 'M')};
-    w.Put16(42);
-    w.Put32(8);
-    auto putDirectory = [&](const std::vector<Field> &fields, int pointer) {
-        w.Put16((uint32_t)(fields.size() + (pointer ? 1 : 0)));
-        for (const Field &f : fields) {
-            w.Put16(f.tag);
-            w.Put16(f.type);
-            w.Put32(f.count);
-            if (f.value.size() > 4) {
-                w.Put32((uint32_t)(dataAt + data.size()));
-                data.insert(data.end(), f.value.begin(), f.value.end());
-            } else {
-                std::vector<uint8_t> field = f.value;
-                field.resize(4);
-                w.bytes.insert(w.bytes.end(), field.begin(), field.end());
-            }
-        }
-        if (pointer) {
-            w.Put16(34665);
-            w.Put16(pointerType);
-            w.Put32(1);
-            if (pointerType == TIFF_FIELD_SHORT) {
-                w.Put16((uint32_t)exifAt);
-                w.Put16(0);
-            } else {
-                w.Put32((uint32_t)exifAt);
-            }
-        }
-        w.Put32(0);
-    };
-    putDirectory(main, 1);
-    putDirectory(exif, 0);
-    w.bytes.insert(w.bytes.end(), data.begin(), data.end());
-    return w.bytes;
+    TestTiff tiff;
+    tiff.littleEndian = littleEndian;
+    tiff.exifPointerType = (uint16_t)pointerType;
+    for (const Field &f : main)
+        tiff.entries.push_back({(uint16_t)f.tag, (uint16_t)f.type, {}, f.count, -1, f.value});
+    for (const Field &f : exif)
+        tiff.exif.push_back({(uint16_t)f.tag, (uint16_t)f.type, {}, f.count, -1, f.value});
+    return TestTiffBytes(tiff);
 }
 
+// Numbers of bytesEach bytes in the file's order; eight-byte ones as two words, the high one
+// first in a big-endian file.
 std::vector<uint8_t> FileOrder(int littleEndian, int bytesEach,
                                std::initializer_list<uint64_t> values)
 {
-    Writer w = {littleEndian, {}};
+    std::vector<uint8_t> bytes;
     for (uint64_t v : values) {
-        if (bytesEach == 2)
-            w.Put16((uint32_t)v);
-        else if (bytesEach == 4)
-            w.Put32((uint32_t)v);
-        else if (littleEndian) {
-            w.Put32((uint32_t)v);
-            w.Put32((uint32_t)(v >> 32));
-        } else {
-            w.Put32((uint32_t)(v >> 32));
-            w.Put32((uint32_t)v);
+        size_t at = bytes.size();
+        if (bytesEach != 8) {
+            TestTiffPut(bytes, at, (uint32_t)v, bytesEach, littleEndian);
+            continue;
         }
+        TestTiffPut(bytes, at, (uint32_t)(littleEndian ? v : v >> 32), 4, littleEndian);
+        TestTiffPut(bytes, at + 4, (uint32_t)(littleEndian ? v >> 32 : v), 4, littleEndian);
     }
-    return w.bytes;
+    return bytes;
 }
 
 } // namespace

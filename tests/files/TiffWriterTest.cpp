@@ -374,30 +374,16 @@ TEST(TiffWriter, ProfileOfAColorPictureReadsBackAndGrayPicturesNeverCarryOne)
     EXPECT_EQ(Directory(bytes, 8).size(), 17u);
 }
 
-// A little-endian file of one directory with the given entries (tag, type, count, value),
+// A little-endian file of one directory with the given entries (tag, type, count, value word),
 // followed by extra bytes.
 static std::vector<uint8_t> MakeTiff(const std::vector<std::vector<uint32_t>> &entries,
                                      const std::vector<uint8_t> &extra)
 {
-    std::vector<uint8_t> bytes = {'I', 'I', 42, 0, 8, 0, 0, 0};
-    auto put16 = [&](uint32_t v) {
-        bytes.push_back((uint8_t)v);
-        bytes.push_back((uint8_t)(v >> 8));
-    };
-    auto put32 = [&](uint32_t v) {
-        put16(v & 0xffff);
-        put16(v >> 16);
-    };
-    put16((uint32_t)entries.size());
-    for (const std::vector<uint32_t> &entry : entries) {
-        put16(entry[0]);
-        put16(entry[1]);
-        put32(entry[2]);
-        put32(entry[3]);
-    }
-    put32(0);
-    bytes.insert(bytes.end(), extra.begin(), extra.end());
-    return bytes;
+    TestTiff tiff;
+    for (const std::vector<uint32_t> &entry : entries)
+        tiff.entries.push_back({(uint16_t)entry[0], (uint16_t)entry[1], {}, entry[2], entry[3]});
+    tiff.strips = {extra};
+    return TestTiffBytes(tiff);
 }
 
 TEST(TiffWriter, ColorProfileReaderTakesTheLastOfSeveralAndRefusesDamage)
@@ -423,9 +409,10 @@ TEST(TiffWriter, ColorProfileReaderTakesTheLastOfSeveralAndRefusesDamage)
     EXPECT_EQ(memcmp(window->profile, "abc", 3), 0);
 
     // A big-endian file is read in its own order.
-    std::vector<uint8_t> big = {'M', 'M', 0, 42, 0, 0,  0, 8, 0, 1, 0x87, 0x73, 0,   7,   0,  0,
-                                0,   5,   0, 0,  0, 26, 0, 0, 0, 0, 'h',  'e',  'l', 'l', 'o'};
-    TestWriteFile(path, big);
+    TestTiff big;
+    big.littleEndian = 0;
+    big.entries = {{34675, 7, {}, -1, -1, {'h', 'e', 'l', 'l', 'o'}}};
+    TestWriteFile(path, TestTiffBytes(big));
     ASSERT_EQ(ReadTiffColorProfile(path.c_str(), window), ERROR_NONE);
     ASSERT_EQ(window->profileSize, 5);
     EXPECT_EQ(memcmp(window->profile, "hello", 5), 0);

@@ -360,52 +360,9 @@ TEST(CurveHistogram, ExpansionLiftsSmallCounts)
     EXPECT_DOUBLE_EQ(CurveHistogramFraction(1, 0, CURVE_EXPAND_LINEAR), 1.0);
 }
 
-// The mouse on a plot of 256 by 256 pixels, where column c is level c and row r level
-// 255 - r.
-class CurveMouse : public ::testing::Test {
-  protected:
-    void SetUp() override
-    {
-        TestStart();
-        GrayCurveInit(&curve);
-    }
-    void SetPoints(std::vector<std::pair<int, int>> points)
-    {
-        CurvePoints record = {};
-        record.pointCount = (int)points.size();
-        for (size_t i = 0; i < points.size(); i++) {
-            record.x[i] = points[i].first;
-            record.y[i] = points[i].second;
-        }
-        record.style = CURVE_LINEAR;
-        ASSERT_EQ(GrayCurveSetPoints(&curve, &record), ERROR_NONE);
-    }
-    std::vector<std::pair<int, int>> Points()
-    {
-        std::vector<std::pair<int, int>> points;
-        for (int i = 0; i < curve.pointCount; i++)
-            points.push_back({curve.x[i], curve.y[i]});
-        return points;
-    }
-    int Press(int column, int row, int keys = 0)
-    {
-        return GrayCurveMouse(&curve, CURVE_MOUSE_PRESS, column, row, keys, size, size);
-    }
-    int Move(int column, int row)
-    {
-        return GrayCurveMouse(&curve, CURVE_MOUSE_MOVE, column, row, 0, size, size);
-    }
-    int Release(int column, int row)
-    {
-        return GrayCurveMouse(&curve, CURVE_MOUSE_RELEASE, column, row, 0, size, size);
-    }
-    GrayCurve curve;
-    int size = 256;
-};
-
 using PointList = std::vector<std::pair<int, int>>;
 
-TEST_F(CurveMouse, PlotMapsLevelZeroToTheLowerLeft)
+TEST(CurveMouse, PlotMapsLevelZeroToTheLowerLeft)
 {
     EXPECT_EQ(CurveLevelOfColumn(0, 256), 0);
     EXPECT_EQ(CurveLevelOfColumn(255, 256), 255);
@@ -420,178 +377,192 @@ TEST_F(CurveMouse, PlotMapsLevelZeroToTheLowerLeft)
     EXPECT_EQ(CurveRowOfLevel(0, 129), 128);
 }
 
-TEST_F(CurveMouse, ShiftAddsAPointThatFollowsTheMouse)
-{
-    EXPECT_EQ(Press(100, 255 - 50, CURVE_KEY_SHIFT), CURVE_CHANGED);
-    EXPECT_EQ(Points(), (PointList{{0, 0}, {100, 50}, {255, 255}}));
-    EXPECT_EQ(curve.table[100], 50); // the table follows at once
-    EXPECT_EQ(Move(120, 255 - 60), CURVE_CHANGED);
-    EXPECT_EQ(Points(), (PointList{{0, 0}, {120, 60}, {255, 255}}));
-    EXPECT_EQ(Release(120, 255 - 60), CURVE_NOTIFY);
-    // A later move without a press changes nothing.
-    EXPECT_EQ(Move(10, 10), 0);
-    EXPECT_EQ(Release(10, 10), 0);
-}
+// The mouse on a plot of 256 by 256 pixels, where column c is level c and row r level
+// 255 - r: gestures of press, moves and release, each step with what it returns and, where
+// given, the drag, the selected point and the points after it.
+enum { PRESS = CURVE_MOUSE_PRESS, MOVE = CURVE_MOUSE_MOVE, RELEASE = CURVE_MOUSE_RELEASE };
+enum { SHIFT = CURVE_KEY_SHIFT, CTRL = CURVE_KEY_CONTROL, ANY = -1 };
 
-TEST_F(CurveMouse, ShiftOnAnXInUseOrAFullCurveAddsNothing)
+struct MouseStep {
+    int event, column, row, keys;
+    int result;            // ANY: not checked
+    PointList points = {}; // after the step; empty: not checked
+    int drag = ANY;        // after the step
+    int selected = ANY;    // after the step
+};
+
+struct Gesture {
+    const char *what;
+    int view;
+    PointList start; // empty: the two points of a reset curve
+    std::vector<MouseStep> steps;
+};
+
+TEST(CurveMouse, GesturesMoveAddAndRemovePointsByTheRules)
 {
-    SetPoints({{0, 0}, {100, 50}, {255, 255}});
-    EXPECT_EQ(Press(100, 10, CURVE_KEY_SHIFT), 0);
-    EXPECT_EQ(curve.pointCount, 3);
-    EXPECT_EQ(Release(100, 10), 0);
-    std::vector<std::pair<int, int>> full;
+    TestStart();
+    PointList full; // a point at every x
     for (int i = 0; i < 256; i++)
         full.push_back({i, 255 - i});
-    SetPoints(full);
-    EXPECT_EQ(Press(50, 50, CURVE_KEY_SHIFT), 0);
-    EXPECT_EQ(curve.pointCount, 256);
+    const PointList three = {{0, 0}, {128, 64}, {255, 255}};
+    const PointList ends = {{50, 20}, {200, 220}};
+    const Gesture gestures[] = {
+        {"shift adds a point that follows the mouse until the release",
+         CURVE_VIEW_CURVE,
+         {},
+         {{PRESS, 100, 255 - 50, SHIFT, CURVE_CHANGED, {{0, 0}, {100, 50}, {255, 255}}},
+          {MOVE, 120, 255 - 60, 0, CURVE_CHANGED, {{0, 0}, {120, 60}, {255, 255}}},
+          {RELEASE, 120, 255 - 60, 0, CURVE_NOTIFY},
+          {MOVE, 10, 10, 0, 0},
+          {RELEASE, 10, 10, 0, 0}}},
+        {"shift on an x in use adds nothing",
+         CURVE_VIEW_CURVE,
+         {{0, 0}, {100, 50}, {255, 255}},
+         {{PRESS, 100, 10, SHIFT, 0, {{0, 0}, {100, 50}, {255, 255}}}, {RELEASE, 100, 10, 0, 0}}},
+        {"shift on a full curve adds nothing",
+         CURVE_VIEW_CURVE,
+         full,
+         {{PRESS, 50, 50, SHIFT, 0, full}}},
+        // The point at (128, row 191) is grabbed four pixels off in both directions; five is
+        // too far.
+        {"grab within four pixels",
+         CURVE_VIEW_CURVE,
+         three,
+         {{PRESS, 132, 191 - 4, 0, 0, {}, CURVE_DRAG_POINT, 1},
+          {MOVE, 140, 255 - 80, 0, CURVE_CHANGED, {{0, 0}, {140, 80}, {255, 255}}},
+          {RELEASE, 140, 255 - 80, 0, CURVE_NOTIFY},
+          {PRESS, 145, 255 - 80, 0, 0, {}, CURVE_DRAG_NONE},
+          {MOVE, 200, 20, 0, 0, {{0, 0}, {140, 80}, {255, 255}}},
+          {RELEASE, 200, 20, 0, 0}}},
+        {"ctrl removes a point but never the last two",
+         CURVE_VIEW_CURVE,
+         three,
+         {{PRESS, 128, 191, CTRL, CURVE_CHANGED, {{0, 0}, {255, 255}}},
+          {RELEASE, 128, 191, 0, CURVE_NOTIFY},
+          {PRESS, 0, 255, CTRL, CURVE_BEEP, {{0, 0}, {255, 255}}}}},
+        {"ctrl away from every point does nothing",
+         CURVE_VIEW_CURVE,
+         three,
+         {{PRESS, 60, 60, CTRL, 0, three}}},
+        // A dragged x stays strictly between its neighbours, the end points having -1 and 256
+        // for their outer ones; above the plot y clamps at 255.
+        {"dragged x stays between its neighbours",
+         CURVE_VIEW_CURVE,
+         {{0, 0}, {100, 100}, {200, 200}, {255, 255}},
+         {{PRESS, 100, 155, 0, ANY},
+          {MOVE, 250, 155, 0, ANY, {{0, 0}, {199, 100}, {200, 200}, {255, 255}}},
+          {MOVE, -40, 155, 0, ANY, {{0, 0}, {1, 100}, {200, 200}, {255, 255}}},
+          {MOVE, 50, -30, 0, ANY, {{0, 0}, {50, 255}, {200, 200}, {255, 255}}},
+          {RELEASE, 50, -30, 0, ANY},
+          {PRESS, 255, 0, 0, ANY},
+          {MOVE, 400, 0, 0, ANY, {{0, 0}, {50, 255}, {200, 200}, {255, 255}}},
+          {MOVE, 0, 0, 0, ANY, {{0, 0}, {50, 255}, {200, 200}, {201, 255}}},
+          {RELEASE, 0, 0, 0, ANY},
+          {PRESS, 0, 255, 0, ANY},
+          {MOVE, -5, 255, 0, ANY, {{0, 0}, {50, 255}, {200, 200}, {201, 255}}}}},
+        // Four pixels from the left axis at the point's height drags only y, four from the
+        // bottom axis at its x only x; five pixels is too far.
+        {"axis drags move one coordinate",
+         CURVE_VIEW_CURVE,
+         three,
+         {{PRESS, 4, 191 + 3, 0, 0, {}, CURVE_DRAG_Y, 1},
+          {MOVE, 200, 255 - 100, 0, ANY, {{0, 0}, {128, 100}, {255, 255}}},
+          {RELEASE, 200, 255 - 100, 0, CURVE_NOTIFY},
+          {PRESS, 130, 252, 0, 0, {}, CURVE_DRAG_X},
+          {MOVE, 140, 10, 0, ANY, {{0, 0}, {140, 100}, {255, 255}}},
+          {RELEASE, 140, 10, 0, ANY},
+          {PRESS, 5, 255 - 100, 0, 0, {}, CURVE_DRAG_NONE},
+          {RELEASE, 5, 255 - 100, 0, ANY},
+          {PRESS, 140, 250, 0, 0, {}, CURVE_DRAG_NONE}}},
+        // A point between neighbours one level away takes no x drag; its neighbour has room
+        // on one side.
+        {"squeezed point takes no x drag",
+         CURVE_VIEW_CURVE,
+         {{0, 0}, {99, 10}, {100, 150}, {101, 20}, {255, 255}},
+         {{PRESS, 100, 254, 0, 0, {}, CURVE_DRAG_NONE},
+          {RELEASE, 100, 254, 0, ANY},
+          {PRESS, 98, 254, 0, 0, {}, CURVE_DRAG_X, 1},
+          {MOVE, 50, 254, 0, ANY, {{0, 0}, {50, 10}, {100, 150}, {101, 20}, {255, 255}}},
+          {RELEASE, 50, 254, 0, ANY}}},
+        // -1 stands one away from 0.
+        {"an end point against its neighbour is squeezed too",
+         CURVE_VIEW_CURVE,
+         {{0, 200}, {1, 10}, {255, 255}},
+         {{PRESS, 0, 253, 0, 0, {}, CURVE_DRAG_NONE}}},
+        // The lower half holds the input handles, the upper half the output handles, whose y
+        // moves sideways; Ctrl on a handle removes, here refused with two points.
+        {"histogram view has input and output handles",
+         CURVE_VIEW_HISTOGRAM,
+         ends,
+         {{PRESS, 52, 200, 0, 0, {}, CURVE_DRAG_X, 0},
+          {MOVE, 70, 10, 0, CURVE_CHANGED, {{70, 20}, {200, 220}}},
+          {RELEASE, 70, 10, 0, CURVE_NOTIFY},
+          {PRESS, 218, 40, 0, 0, {}, CURVE_DRAG_Y, 1},
+          {MOVE, 240, 200, 0, ANY, {{70, 20}, {200, 240}}},
+          {RELEASE, 240, 200, 0, ANY},
+          {PRESS, 70, 200, CTRL, CURVE_BEEP}}},
+        // Row 127 is level 128 of the view, not above it. Row 126 is level 129: y comes from
+        // the line 20 + 200 (x - 50) / 150, where 86.67 rounds up; a sideways handle has
+        // nothing to follow. Before the first point y is 0, after the last 255.
+        {"histogram view adds on the curve in the upper part only",
+         CURVE_VIEW_HISTOGRAM,
+         ends,
+         {{PRESS, 100, 127, SHIFT, CURVE_BEEP, ends},
+          {PRESS,
+           100,
+           126,
+           SHIFT,
+           CURVE_CHANGED,
+           {{50, 20}, {100, 87}, {200, 220}},
+           CURVE_DRAG_NONE},
+          {MOVE, 30, 30, 0, 0},
+          {RELEASE, 30, 30, 0, CURVE_NOTIFY},
+          {PRESS, 10, 20, SHIFT, ANY},
+          {PRESS, 230, 20, SHIFT, ANY, {{10, 0}, {50, 20}, {100, 87}, {200, 220}, {230, 255}}}}},
+    };
+    for (const Gesture &gesture : gestures) {
+        SCOPED_TRACE(gesture.what);
+        GrayCurve curve;
+        GrayCurveInit(&curve);
+        curve.viewMode = gesture.view;
+        if (!gesture.start.empty()) {
+            CurvePoints record = {};
+            record.pointCount = (int)gesture.start.size();
+            for (size_t i = 0; i < gesture.start.size(); i++) {
+                record.x[i] = gesture.start[i].first;
+                record.y[i] = gesture.start[i].second;
+            }
+            record.style = CURVE_LINEAR;
+            ASSERT_EQ(GrayCurveSetPoints(&curve, &record), ERROR_NONE);
+        }
+        for (size_t i = 0; i < gesture.steps.size(); i++) {
+            const MouseStep &step = gesture.steps[i];
+            SCOPED_TRACE(testing::Message() << "step " << i);
+            int result =
+                GrayCurveMouse(&curve, step.event, step.column, step.row, step.keys, 256, 256);
+            EXPECT_EQ(step.result == ANY ? ANY : result, step.result);
+            EXPECT_EQ(step.drag == ANY ? ANY : curve.drag, step.drag);
+            EXPECT_EQ(step.selected == ANY ? ANY : curve.selected, step.selected);
+            if (step.points.empty()) continue;
+            PointList points;
+            for (int p = 0; p < curve.pointCount; p++)
+                points.push_back({curve.x[p], curve.y[p]});
+            EXPECT_EQ(points, step.points);
+            // The table follows the points at once.
+            for (auto [x, y] : step.points)
+                EXPECT_EQ(curve.table[x], y) << "at " << x;
+        }
+    }
 }
 
-TEST_F(CurveMouse, GrabWithinFourPixels)
+TEST(CurveMouse, BrokenRecordIsLeftAlone)
 {
-    SetPoints({{0, 0}, {128, 64}, {255, 255}});
-    // Four pixels off in both directions still grabs the point at (128, row 191).
-    EXPECT_EQ(Press(132, 191 - 4), 0);
-    EXPECT_EQ(curve.drag, CURVE_DRAG_POINT);
-    EXPECT_EQ(curve.selected, 1);
-    EXPECT_EQ(Move(140, 255 - 80), CURVE_CHANGED);
-    EXPECT_EQ(Points(), (PointList{{0, 0}, {140, 80}, {255, 255}}));
-    EXPECT_EQ(Release(140, 255 - 80), CURVE_NOTIFY);
-    // Five is too far.
-    EXPECT_EQ(Press(145, 255 - 80), 0);
-    EXPECT_EQ(curve.drag, CURVE_DRAG_NONE);
-    EXPECT_EQ(Move(200, 20), 0);
-    EXPECT_EQ(Points(), (PointList{{0, 0}, {140, 80}, {255, 255}}));
-    EXPECT_EQ(Release(200, 20), 0);
-}
-
-TEST_F(CurveMouse, CtrlRemovesAPointButNeverTheLastTwo)
-{
-    SetPoints({{0, 0}, {128, 64}, {255, 255}});
-    EXPECT_EQ(Press(128, 191, CURVE_KEY_CONTROL), CURVE_CHANGED);
-    EXPECT_EQ(Points(), (PointList{{0, 0}, {255, 255}}));
-    EXPECT_EQ(Release(128, 191), CURVE_NOTIFY);
-    EXPECT_EQ(Press(0, 255, CURVE_KEY_CONTROL), CURVE_BEEP);
-    EXPECT_EQ(Points(), (PointList{{0, 0}, {255, 255}}));
-    // Ctrl away from every point does nothing.
-    SetPoints({{0, 0}, {128, 64}, {255, 255}});
-    EXPECT_EQ(Press(60, 60, CURVE_KEY_CONTROL), 0);
-    EXPECT_EQ(curve.pointCount, 3);
-}
-
-TEST_F(CurveMouse, DraggedXStaysStrictlyBetweenItsNeighbours)
-{
-    SetPoints({{0, 0}, {100, 100}, {200, 200}, {255, 255}});
-    Press(100, 155);
-    Move(250, 155);
-    EXPECT_EQ(curve.x[1], 199);
-    Move(-40, 155);
-    EXPECT_EQ(curve.x[1], 1);
-    EXPECT_EQ(curve.y[1], 100);
-    Move(50, -30); // above the plot: y clamps at 255
-    EXPECT_EQ(curve.y[1], 255);
-    Release(50, -30);
-    // The end points have -1 and 256 for their outer neighbours.
-    Press(255, 0);
-    Move(400, 0);
-    EXPECT_EQ(curve.x[3], 255);
-    Move(0, 0);
-    EXPECT_EQ(curve.x[3], 201);
-    Release(0, 0);
-    Press(0, 255);
-    Move(-5, 255);
-    EXPECT_EQ(curve.x[0], 0);
-}
-
-TEST_F(CurveMouse, AxisDragsMoveOneCoordinate)
-{
-    SetPoints({{0, 0}, {128, 64}, {255, 255}});
-    // Near the left axis (four pixels) at the point's height: only y.
-    EXPECT_EQ(Press(4, 191 + 3), 0);
-    EXPECT_EQ(curve.drag, CURVE_DRAG_Y);
-    EXPECT_EQ(curve.selected, 1);
-    Move(200, 255 - 100);
-    EXPECT_EQ(Points(), (PointList{{0, 0}, {128, 100}, {255, 255}}));
-    EXPECT_EQ(Release(200, 255 - 100), CURVE_NOTIFY);
-    // Near the bottom axis at the point's x: only x.
-    EXPECT_EQ(Press(130, 252), 0);
-    EXPECT_EQ(curve.drag, CURVE_DRAG_X);
-    Move(140, 10);
-    EXPECT_EQ(Points(), (PointList{{0, 0}, {140, 100}, {255, 255}}));
-    Release(140, 10);
-    // Five pixels from the axis is too far.
-    EXPECT_EQ(Press(5, 255 - 100), 0);
-    EXPECT_EQ(curve.drag, CURVE_DRAG_NONE);
-    Release(5, 255 - 100);
-    EXPECT_EQ(Press(140, 250), 0);
-    EXPECT_EQ(curve.drag, CURVE_DRAG_NONE);
-}
-
-TEST_F(CurveMouse, SqueezedPointTakesNoXDrag)
-{
-    SetPoints({{0, 0}, {99, 10}, {100, 150}, {101, 20}, {255, 255}});
-    EXPECT_EQ(Press(100, 254), 0);
-    EXPECT_EQ(curve.drag, CURVE_DRAG_NONE);
-    Release(100, 254);
-    // Its neighbour has room on one side.
-    EXPECT_EQ(Press(98, 254), 0);
-    EXPECT_EQ(curve.drag, CURVE_DRAG_X);
-    EXPECT_EQ(curve.selected, 1);
-    Move(50, 254);
-    EXPECT_EQ(curve.x[1], 50);
-    Release(50, 254);
-    // An end point against its neighbour is squeezed too: -1 stands one away from 0.
-    SetPoints({{0, 200}, {1, 10}, {255, 255}});
-    EXPECT_EQ(Press(0, 253), 0);
-    EXPECT_EQ(curve.drag, CURVE_DRAG_NONE);
-}
-
-TEST_F(CurveMouse, HistogramViewHasInputAndOutputHandles)
-{
-    curve.viewMode = CURVE_VIEW_HISTOGRAM;
-    SetPoints({{50, 20}, {200, 220}});
-    // Lower half: the input handle of the point at input 50.
-    EXPECT_EQ(Press(52, 200), 0);
-    EXPECT_EQ(curve.drag, CURVE_DRAG_X);
-    EXPECT_EQ(curve.selected, 0);
-    EXPECT_EQ(Move(70, 10), CURVE_CHANGED);
-    EXPECT_EQ(Points(), (PointList{{70, 20}, {200, 220}}));
-    EXPECT_EQ(Release(70, 10), CURVE_NOTIFY);
-    // Upper half: the output handle at 220 of the second point; its y moves sideways.
-    EXPECT_EQ(Press(218, 40), 0);
-    EXPECT_EQ(curve.drag, CURVE_DRAG_Y);
-    EXPECT_EQ(curve.selected, 1);
-    Move(240, 200);
-    EXPECT_EQ(Points(), (PointList{{70, 20}, {200, 240}}));
-    Release(240, 200);
-    // Ctrl on a handle removes, here refused with two points.
-    EXPECT_EQ(Press(70, 200, CURVE_KEY_CONTROL), CURVE_BEEP);
-}
-
-TEST_F(CurveMouse, HistogramViewAddsOnTheCurveInTheUpperPartOnly)
-{
-    curve.viewMode = CURVE_VIEW_HISTOGRAM;
-    SetPoints({{50, 20}, {200, 220}});
-    // Row 127 is level 128 of the view, not above it.
-    EXPECT_EQ(Press(100, 127, CURVE_KEY_SHIFT), CURVE_BEEP);
-    EXPECT_EQ(curve.pointCount, 2);
-    // Row 126 is level 129: y comes from the line 20 + 200 (x - 50) / 150; 86.67 rounds up.
-    EXPECT_EQ(Press(100, 126, CURVE_KEY_SHIFT), CURVE_CHANGED);
-    EXPECT_EQ(Points(), (PointList{{50, 20}, {100, 87}, {200, 220}}));
-    EXPECT_EQ(curve.drag, CURVE_DRAG_NONE); // a sideways handle has nothing to follow
-    EXPECT_EQ(Move(30, 30), 0);
-    EXPECT_EQ(Release(30, 30), CURVE_NOTIFY);
-    // Before the first point 0, after the last 255.
-    Press(10, 20, CURVE_KEY_SHIFT);
-    Press(230, 20, CURVE_KEY_SHIFT);
-    EXPECT_EQ(Points(), (PointList{{10, 0}, {50, 20}, {100, 87}, {200, 220}, {230, 255}}));
-}
-
-TEST_F(CurveMouse, BrokenRecordIsLeftAlone)
-{
+    TestStart();
+    GrayCurve curve;
+    GrayCurveInit(&curve);
     curve.pointCount = 300;
-    EXPECT_EQ(Press(10, 10, CURVE_KEY_SHIFT), 0);
-    EXPECT_EQ(Move(20, 20), 0);
+    EXPECT_EQ(GrayCurveMouse(&curve, CURVE_MOUSE_PRESS, 10, 10, CURVE_KEY_SHIFT, 256, 256), 0);
+    EXPECT_EQ(GrayCurveMouse(&curve, CURVE_MOUSE_MOVE, 20, 20, 0, 256, 256), 0);
     EXPECT_EQ(curve.pointCount, 300);
     GrayCurveReset(&curve);
     EXPECT_EQ(GrayCurveMouse(&curve, CURVE_MOUSE_PRESS, 0, 0, 0, 1, 1), 0);

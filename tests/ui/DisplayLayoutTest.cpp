@@ -366,7 +366,8 @@ static void CoordinatePicture(Image *picture)
 TEST_F(DisplayWindows, ClientToPictureFindsThePixelTheViewShows)
 {
     Prefs.smoothZoom = 0;
-    for (int zoom : {1, 2, 3, 4, 5, -2, -3}) {
+    // One to one, magnified and reduced, each at an even and an odd zoom.
+    for (int zoom : {1, 2, 3, -2, -3}) {
         SCOPED_TRACE(zoom);
         ImageWindow *record;
         // A client of 101 by 97: views with heights that are not multiples of the zoom.

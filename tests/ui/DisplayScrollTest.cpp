@@ -104,8 +104,7 @@ TEST_F(DisplayWindows, ScrolledViewsEqualViewsMadeAfresh)
     struct Case {
         int type, zoom, smooth;
     } cases[] = {{TYPE_GRAY8, 1, 0},    {TYPE_COLOR48, 3, 0}, {TYPE_GRAY16, -2, 1},
-                 {TYPE_COLOR24, -3, 0}, {TYPE_BINARY, 2, 0},  {TYPE_BINARY, -2, 0},
-                 {TYPE_COLOR48, -3, 1}, {TYPE_GRAY8, 5, 0}};
+                 {TYPE_COLOR24, -3, 0}, {TYPE_BINARY, 2, 0},  {TYPE_BINARY, -2, 0}};
     struct Step {
         uint32_t message, code;
         int thumb;

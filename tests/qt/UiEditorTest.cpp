@@ -40,18 +40,7 @@ class UiEditor : public testing::Test {
     ImageWindow *record = nullptr;
     void SetUp() override
     {
-        ASSERT_EQ(QtPlatformStart(), ERROR_NONE);
-        ASSERT_EQ(Initialise(), ERROR_NONE);
-        ASSERT_EQ(CreateFrame(), ERROR_NONE);
-        main = QtPlatformMainWindow();
-        main->setGeometry(0, 0, 1280, 860);
-        main->activateWindow();
-        ASSERT_TRUE(QTest::qWaitForWindowActive(main));
-        UiSettle(50);
-        std::string sample = UiDataPath("data/samples/sample.tif");
-        ASSERT_EQ(OpenImageFile(sample.c_str(), -1, &window), ERROR_NONE);
-        ASSERT_NE(window, nullptr);
-        UiSettle(100);
+        ASSERT_NO_FATAL_FAILURE(UiStartEditorWithSample(&main, &window));
         record = WindowRecord(window);
         ASSERT_NE(record, nullptr);
     }

@@ -27,17 +27,7 @@ class UiGamma : public testing::Test {
     WindowHandle dialog = nullptr;
     void SetUp() override
     {
-        ASSERT_EQ(QtPlatformStart(), ERROR_NONE);
-        ASSERT_EQ(Initialise(), ERROR_NONE);
-        ASSERT_EQ(CreateFrame(), ERROR_NONE);
-        main = QtPlatformMainWindow();
-        main->setGeometry(0, 0, 1280, 860);
-        main->activateWindow();
-        ASSERT_TRUE(QTest::qWaitForWindowActive(main));
-        UiSettle(50);
-        std::string sample = UiDataPath("data/samples/sample.tif");
-        ASSERT_EQ(OpenImageFile(sample.c_str(), -1, &input), ERROR_NONE);
-        UiSettle(100);
+        ASSERT_NO_FATAL_FAILURE(UiStartEditorWithSample(&main, &input));
         PlatformSendMessage(FrameWindow, MSG_COMMAND, COMMAND_GAMMA, 0);
         UiSettle(200);
         dialog = DialogWindow;

@@ -27,18 +27,9 @@
 
 TEST(UiMaskTool, RectangleFeatheredShownRedAndUsedByGamma)
 {
-    ASSERT_EQ(QtPlatformStart(), ERROR_NONE);
-    ASSERT_EQ(Initialise(), ERROR_NONE);
-    ASSERT_EQ(CreateFrame(), ERROR_NONE);
-    QMainWindow *main = QtPlatformMainWindow();
-    main->setGeometry(0, 0, 1280, 860);
-    main->activateWindow();
-    ASSERT_TRUE(QTest::qWaitForWindowActive(main));
-    UiSettle(50);
-
+    QMainWindow *main = nullptr;
     WindowHandle input = nullptr;
-    std::string sample = UiDataPath("data/samples/sample.tif");
-    ASSERT_EQ(OpenImageFile(sample.c_str(), -1, &input), ERROR_NONE);
+    ASSERT_NO_FATAL_FAILURE(UiStartEditorWithSample(&main, &input));
     const Image &picture = WindowRecord(input)->picture.image;
     int width = picture.width;
     int height = picture.height;

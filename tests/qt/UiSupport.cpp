@@ -10,6 +10,8 @@
 #include <cstring>
 
 #include "core/Memory.h"
+#include "shell/FileFlow.h"
+#include "shell/Shell.h"
 
 std::vector<std::string> UiLog;
 MessageResult (*UiHook)(WindowHandle window, uint32_t message, uintptr_t wParam, intptr_t lParam);
@@ -142,6 +144,22 @@ std::string UiSaveScreenshot(const QImage &picture, const std::string &name)
 std::string UiDataPath(const std::string &name)
 {
     return std::string(VISTEL_SOURCE_DIR) + "/" + name;
+}
+
+void UiStartEditorWithSample(QMainWindow **main, WindowHandle *sample)
+{
+    ASSERT_EQ(QtPlatformStart(), ERROR_NONE);
+    ASSERT_EQ(Initialise(), ERROR_NONE);
+    ASSERT_EQ(CreateFrame(), ERROR_NONE);
+    *main = QtPlatformMainWindow();
+    (*main)->setGeometry(0, 0, 1280, 860);
+    (*main)->activateWindow();
+    ASSERT_TRUE(QTest::qWaitForWindowActive(*main));
+    UiSettle(50);
+    std::string path = UiDataPath("data/samples/sample.tif");
+    ASSERT_EQ(OpenImageFile(path.c_str(), -1, sample), ERROR_NONE);
+    ASSERT_NE(*sample, nullptr);
+    UiSettle(100);
 }
 
 void UiTest::SetUp()

@@ -49,6 +49,10 @@ std::string UiSaveScreenshot(const QImage &picture, const std::string &name);
 // The test data and output folders.
 std::string UiDataPath(const std::string &name);
 
+// Starts the whole editor on Qt: the start-up, the frame at 1280 x 860 and active, and the
+// sample picture open in *sample. Call it under ASSERT_NO_FATAL_FAILURE; Shutdown ends it.
+void UiStartEditorWithSample(QMainWindow **main, WindowHandle *sample);
+
 class UiTest : public testing::Test {
   protected:
     WindowHandle frame = nullptr;

@@ -158,4 +158,5 @@ const TransformDescriptor ChangeProfileTransform = {"Change Color Profile",
                                                     ChangeProfileDefaults,
                                                     ChangeProfileTakeInput,
                                                     CHANGE_PROFILE_OPTIONS,
-                                                    2};
+                                                    2,
+                                                    nullptr};

@@ -181,4 +181,5 @@ static int ChangeProfileControls(WindowHandle dialog, void *data, int x, int y, 
 const TransformDialogKind ChangeProfileDialog = {
     &ChangeProfileTransform,      CHANGE_PROFILE_INPUT,       ChangeProfileInputTaken,
     CHANGE_PROFILE_CONTENT_WIDTH, sizeof(ChangeProfileState), ChangeProfileControls,
-    ChangeProfileCommand,         ChangeProfileForget,        &ChangeProfileMemory};
+    ChangeProfileCommand,         ChangeProfileForget,        &ChangeProfileMemory,
+    DIALOG_BUTTONS_PREVIEW};

@@ -201,4 +201,5 @@ const TransformDescriptor ConvertTransform = {"Convert",
                                               ConvertDefaults,
                                               nullptr,
                                               CONVERT_OPTIONS,
-                                              1};
+                                              1,
+                                              nullptr};

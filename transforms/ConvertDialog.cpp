@@ -68,6 +68,6 @@ static int ConvertControls(WindowHandle dialog, void *state, int x, int y, int w
 }
 
 const TransformDialogKind ConvertDialog = {
-    &ConvertTransform,       CONVERT_INPUT,   ConvertInputTaken, CONVERT_CONTENT_WIDTH,
-    sizeof(ConvertSettings), ConvertControls, ConvertCommand,    nullptr,
-    &ConvertMemory};
+    &ConvertTransform,       CONVERT_INPUT,         ConvertInputTaken, CONVERT_CONTENT_WIDTH,
+    sizeof(ConvertSettings), ConvertControls,       ConvertCommand,    nullptr,
+    &ConvertMemory,          DIALOG_BUTTONS_PREVIEW};

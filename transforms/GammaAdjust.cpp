@@ -138,4 +138,5 @@ const TransformDescriptor GammaTransform = {"Gamma Adjust",
                                             GammaDefaults,
                                             nullptr,
                                             GAMMA_OPTIONS,
-                                            1};
+                                            1,
+                                            nullptr};

@@ -88,4 +88,5 @@ const TransformDescriptor NegativeTransform = {"Negative",
                                                NegativeDefaults,
                                                nullptr,
                                                nullptr,
-                                               0};
+                                               0,
+                                               nullptr};

@@ -97,4 +97,11 @@ struct TransformDescriptor {
     void (*takeInput)(void *settings, const Picture *input);
     const TransformOption *options; // the verb's options
     int32_t optionCount;
+    // The size of the result for source under settings, for a transformation whose result
+    // is not the size of its input (Resize, a quarter turn); null for the others.
+    void (*resultSize)(const void *settings, const Image *source, int *width, int *height);
 };
+
+// The size of transform's result for source under settings.
+void TransformResultSize(const TransformDescriptor *transform, const void *settings,
+                         const Image *source, int *width, int *height);

@@ -55,19 +55,29 @@ static ErrorCode TransformBelongings(const TransformDescriptor *transform, const
     return CopyImageExtras(input, made);
 }
 
+void TransformResultSize(const TransformDescriptor *transform, const void *settings,
+                         const Image *source, int *width, int *height)
+{
+    *width = source != nullptr ? source->width : 0;
+    *height = source != nullptr ? source->height : 0;
+    if (transform->resultSize != nullptr && source != nullptr)
+        transform->resultSize(settings, source, width, height);
+}
+
 ErrorCode TransformApply(const TransformDescriptor *transform, void *settings, const Picture *input,
                          Picture *made)
 {
     ErrorCode result = ERROR_NONE;
     const Image *source = &input->image;
+    int width, height;
+    TransformResultSize(transform, settings, source, &width, &height);
 
     PictureReset(made);
     if (transform->changesNothing != nullptr && transform->changesNothing(settings, source, 1))
         result = ImageCopy(source, &made->image, 1);
     else
-        result = transform->compute(source, &made->image, made, settings, 1, source->width,
-                                    source->height, 0, 0, 1, 0, 0, source->width - 1,
-                                    source->height - 1, source->width, source->height);
+        result = transform->compute(source, &made->image, made, settings, 1, width, height, 0, 0, 1,
+                                    0, 0, width - 1, height - 1, width, height);
     if (result != ERROR_NONE) goto done;
     result = TransformBelongings(transform, input, made);
 done:

@@ -121,6 +121,18 @@ int CreateApplyButtons(WindowHandle dialog, int x, int y)
     return x;
 }
 
+int CreateOkCancelButtons(WindowHandle dialog, int x, int y)
+{
+    AutoPreview = 0;
+    PreviewWaiting = 0;
+    PreviewStale = 1;
+    SettingsDirty = 1;
+    ApplyCount = 0;
+    x = ButtonAdd(dialog, BUTTON_OK, "OK", CONTROL_BUTTON, x, y);
+    x = ButtonAdd(dialog, BUTTON_CANCEL, "Cancel", CONTROL_BUTTON, x, y);
+    return x;
+}
+
 static void PreviewButtonEnable(int enabled)
 {
     if (DialogWindow != nullptr) PlatformEnableControl(DialogWindow, BUTTON_PREVIEW, enabled);
@@ -363,6 +375,12 @@ int RunTransformation(void *params, int full, const Rect *rectangle,
         PlatformDestroyWindow(old);
     }
     if (OutputWindow == nullptr) {
+        // The window takes the result's size, which settings may change (a quarter turn):
+        // such a change closes the preview, so that the next one is made anew.
+        ImageWindow *input = InputWindow != nullptr ? WindowRecord(InputWindow) : nullptr;
+        if (input != nullptr)
+            TransformResultSize(kind->descriptor, params, &input->picture.image, &OutputWidth,
+                                &OutputHeight);
         ErrorCode made = CreateOutputWindow(full);
         if (made != ERROR_NONE) {
             ClosePreview();

@@ -50,6 +50,7 @@ WindowHandle CreateDialogWindow(const char *title, int width, int height, int ki
 // shared flags, and posts a click on "Auto" when the defaultpreview preference is set.
 int CreateTransformButtons(WindowHandle dialog, int x, int y);
 int CreateApplyButtons(WindowHandle dialog, int x, int y);
+int CreateOkCancelButtons(WindowHandle dialog, int x, int y);
 
 // What outlives one opening of a dialog: its last settings, where it stood, and whether the
 // next opening starts from the defaults.
@@ -79,6 +80,13 @@ struct TransformDialogKind {
     // takes out of saved what pointed into it. May be null.
     void (*forget)(void *state, void *saved);
     TransformDialogMemory *memory;
+    int32_t buttons; // DIALOG_BUTTONS_*
+};
+
+// The row of buttons a transformation dialog carries.
+enum : int32_t {
+    DIALOG_BUTTONS_PREVIEW = 0,   // Auto, Preview, Apply, OK, Cancel
+    DIALOG_BUTTONS_OK_CANCEL = 1, // OK and Cancel: a result that only makes sense whole
 };
 
 // Opens the dialog of kind on input, or brings the open dialog to the front: the settings

@@ -44,7 +44,9 @@ ErrorCode TransformDialogOpen(const TransformDialogKind *kind, WindowHandle inpu
 
     int x = Margin;
     int y = Margin;
-    int buttonsRight = CreateTransformButtons(dialog, x, y);
+    int buttonsRight = kind->buttons == DIALOG_BUTTONS_OK_CANCEL
+                           ? CreateOkCancelButtons(dialog, x, y)
+                           : CreateTransformButtons(dialog, x, y);
     int width = TransformDialogClientWidth(buttonsRight, kind->contentWidth) - 2 * Margin;
     y += ButtonHeight + Margin;
     Rect chooser = {x, y, x + width, y + CHOOSER_HEIGHT};

@@ -50,8 +50,9 @@ TransformDescriptor TestTransform()
 }
 const TransformDescriptor TEST_TRANSFORM = TestTransform();
 // Only the descriptor and the chooser: the protocol's own messages need nothing else.
-const TransformDialogKind TEST_KIND = {&TEST_TRANSFORM, 103,     nullptr, 0,      0,
-                                       nullptr,         nullptr, nullptr, nullptr};
+const TransformDialogKind TEST_KIND = {
+    &TEST_TRANSFORM, 103,     nullptr, 0,       0,
+    nullptr,         nullptr, nullptr, nullptr, DIALOG_BUTTONS_PREVIEW};
 
 MessageResult TestDialogProcedure(WindowHandle window, uint32_t message, uintptr_t wParam,
                                   intptr_t lParam)

@@ -56,6 +56,9 @@ void PlatformReleaseCapture(void);
 // Milliseconds since some start; wraps at 2^32, so callers subtract unsigned.
 uint32_t PlatformTickCount(void);
 
+// The desktop's short warning sound: a typed value was refused.
+void PlatformBeep(void);
+
 // Lets the interface breathe during a long piece of work on the main thread.
 void PlatformPumpMessages(void);
 

@@ -178,8 +178,14 @@ static int ChangeProfileControls(WindowHandle dialog, void *data, int x, int y, 
     return y;
 }
 
-const TransformDialogKind ChangeProfileDialog = {
-    &ChangeProfileTransform,      CHANGE_PROFILE_INPUT,       ChangeProfileInputTaken,
-    CHANGE_PROFILE_CONTENT_WIDTH, sizeof(ChangeProfileState), ChangeProfileControls,
-    ChangeProfileCommand,         ChangeProfileForget,        &ChangeProfileMemory,
-    DIALOG_BUTTONS_PREVIEW};
+const TransformDialogKind ChangeProfileDialog = {&ChangeProfileTransform,
+                                                 CHANGE_PROFILE_INPUT,
+                                                 ChangeProfileInputTaken,
+                                                 CHANGE_PROFILE_CONTENT_WIDTH,
+                                                 sizeof(ChangeProfileState),
+                                                 ChangeProfileControls,
+                                                 ChangeProfileCommand,
+                                                 ChangeProfileForget,
+                                                 &ChangeProfileMemory,
+                                                 DIALOG_BUTTONS_PREVIEW,
+                                                 nullptr};

@@ -67,7 +67,14 @@ static int ConvertControls(WindowHandle dialog, void *state, int x, int y, int w
     return y;
 }
 
-const TransformDialogKind ConvertDialog = {
-    &ConvertTransform,       CONVERT_INPUT,         ConvertInputTaken, CONVERT_CONTENT_WIDTH,
-    sizeof(ConvertSettings), ConvertControls,       ConvertCommand,    nullptr,
-    &ConvertMemory,          DIALOG_BUTTONS_PREVIEW};
+const TransformDialogKind ConvertDialog = {&ConvertTransform,
+                                           CONVERT_INPUT,
+                                           ConvertInputTaken,
+                                           CONVERT_CONTENT_WIDTH,
+                                           sizeof(ConvertSettings),
+                                           ConvertControls,
+                                           ConvertCommand,
+                                           nullptr,
+                                           &ConvertMemory,
+                                           DIALOG_BUTTONS_PREVIEW,
+                                           nullptr};

@@ -102,4 +102,5 @@ static void GammaInputTaken(WindowHandle dialog, void *state)
 
 const TransformDialogKind GammaDialog = {
     &GammaTransform, GAMMA_INPUT,  GammaInputTaken, GAMMA_CONTENT_WIDTH, sizeof(GammaSettings),
-    GammaControls,   GammaCommand, nullptr,         &GammaMemory,        DIALOG_BUTTONS_PREVIEW};
+    GammaControls,   GammaCommand, nullptr,         &GammaMemory,        DIALOG_BUTTONS_PREVIEW,
+    nullptr};

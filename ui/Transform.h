@@ -81,6 +81,10 @@ struct TransformDialogKind {
     void (*forget)(void *state, void *saved);
     TransformDialogMemory *memory;
     int32_t buttons; // DIALOG_BUTTONS_*
+    // Any message before the shared handling hears it: 1 when the dialog took it whole, 0
+    // to let it go on. May be null.
+    int (*message)(WindowHandle dialog, void *state, uint32_t message, uintptr_t wParam,
+                   intptr_t lParam);
 };
 
 // The row of buttons a transformation dialog carries.

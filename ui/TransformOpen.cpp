@@ -69,6 +69,9 @@ MessageResult TransformDialogProcedure(WindowHandle dialog, uint32_t message, ui
     if (state != nullptr && kind->inputTaken != nullptr &&
         (message == MSG_REFRESH || message == MSG_INPUT_CHANGED))
         kind->inputTaken(dialog, state);
+    if (state != nullptr && kind->message != nullptr &&
+        kind->message(dialog, state, message, wParam, lParam))
+        return 0;
     if (TransformDialogMessage(dialog, message, wParam, lParam, kind, state)) return 0;
     switch (message) {
     case MSG_COMMAND:

@@ -47,6 +47,8 @@ void HeadlessQueueAnswer(int answer);
 // The cursor now, and how often the wait cursor was set since the reset.
 int HeadlessCursor(void);
 int HeadlessWaitCursorCount(void);
+// Times PlatformBeep sounded since the reset.
+int HeadlessBeepCount(void);
 
 // Fixes the clock at ticks; from then on only HeadlessSetTicks moves it.
 void HeadlessSetTicks(uint32_t ticks);

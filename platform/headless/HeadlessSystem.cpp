@@ -15,6 +15,7 @@
 
 static int Cursor;
 static int WaitCursorCount;
+static int BeepCount;
 static int FakeClock;
 static uint32_t FakeTicks;
 static int PumpTotal;
@@ -35,6 +36,7 @@ void HeadlessReset(void)
     HeadlessProgressReset();
     Cursor = CURSOR_ARROW;
     WaitCursorCount = 0;
+    BeepCount = 0;
     FakeClock = 0;
     PumpTotal = 0;
     ActionPump = 0;
@@ -51,6 +53,16 @@ int HeadlessCursor(void)
 int HeadlessWaitCursorCount(void)
 {
     return WaitCursorCount;
+}
+
+void PlatformBeep(void)
+{
+    BeepCount++;
+}
+
+int HeadlessBeepCount(void)
+{
+    return BeepCount;
 }
 
 void HeadlessSetTicks(uint32_t ticks)

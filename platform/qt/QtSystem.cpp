@@ -102,6 +102,11 @@ uint32_t PlatformTickCount(void)
     return (uint32_t)std::chrono::duration_cast<std::chrono::milliseconds>(now).count();
 }
 
+void PlatformBeep(void)
+{
+    QApplication::beep();
+}
+
 int QtPumpDue(uint32_t *last)
 {
     uint32_t now = PlatformTickCount();

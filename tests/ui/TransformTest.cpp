@@ -51,8 +51,8 @@ TransformDescriptor TestTransform()
 const TransformDescriptor TEST_TRANSFORM = TestTransform();
 // Only the descriptor and the chooser: the protocol's own messages need nothing else.
 const TransformDialogKind TEST_KIND = {
-    &TEST_TRANSFORM, 103,     nullptr, 0,       0,
-    nullptr,         nullptr, nullptr, nullptr, DIALOG_BUTTONS_PREVIEW};
+    &TEST_TRANSFORM,        103,    nullptr, 0, 0, nullptr, nullptr, nullptr, nullptr,
+    DIALOG_BUTTONS_PREVIEW, nullptr};
 
 MessageResult TestDialogProcedure(WindowHandle window, uint32_t message, uintptr_t wParam,
                                   intptr_t lParam)

@@ -1,5 +1,9 @@
 #include "masks/Mask.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include <cmath>
 #include <cstring>
 
@@ -230,7 +234,9 @@ done:
 // count from 1 to 801), and unlike an integer division it runs many lanes at once.
 static inline uint8_t BlurQuotient(uint32_t sum, float reciprocal)
 {
-    return (uint8_t)(int)(((float)sum + 0.5f) * reciprocal);
+    // Through a signed integer, which converts to float many lanes at once (a sum never
+    // reaches 2^31).
+    return (uint8_t)(int)(((float)(int32_t)sum + 0.5f) * reciprocal);
 }
 
 constexpr int BLUR_LANES = 16; // rows blurred along together
@@ -238,7 +244,8 @@ constexpr int BLUR_LANES = 16; // rows blurred along together
 // The running box of half-width r along BLUR_LANES rows at once, each held down a lane: in
 // and out hold n positions of BLUR_LANES bytes. Each output is the sum of the samples within
 // r that lie on its row over how many there are; reciprocal[k] is 1 / k.
-static void BlurLanes(const uint8_t *in, int n, int r, const float *reciprocal, uint8_t *out)
+VECTOR_CLONES static void BlurLanes(const uint8_t *in, int n, int r, const float *reciprocal,
+                                    uint8_t *out)
 {
     uint32_t sums[BLUR_LANES] = {};
     for (int k = 0; k < r && k < n; k++)
@@ -259,41 +266,149 @@ static void BlurLanes(const uint8_t *in, int n, int r, const float *reciprocal, 
     }
 }
 
+#if defined(__SSE2__)
+// Sixteen rows of 16 bytes at rows[0..15] + x turned into 16 positions of 16 lanes at out:
+// four rounds that interleave register i with register i + 8, each doubling the run of bytes
+// that lie in order. The rows go in in the order of their bit-reversed index, which is the
+// order the rounds' interleaving leaves them in.
+static void BlurTranspose16(const uint8_t *const *rows, int x, uint8_t *out)
+{
+    static const int BIT_REVERSED[16] = {0, 8, 4, 12, 2, 10, 6, 14, 1, 9, 5, 13, 3, 11, 7, 15};
+    __m128i v[16];
+    __m128i t[16];
+#pragma GCC unroll 16
+    for (int i = 0; i < 16; i++)
+        v[i] = _mm_loadu_si128((const __m128i *)(rows[BIT_REVERSED[i]] + x));
+#define BLUR_ROUND(from, to, low, high)                                                            \
+    _Pragma("GCC unroll 8") for (int i = 0; i < 8; i++)                                            \
+    {                                                                                              \
+        to[2 * i] = low(from[i], from[i + 8]);                                                     \
+        to[2 * i + 1] = high(from[i], from[i + 8]);                                                \
+    }
+    BLUR_ROUND(v, t, _mm_unpacklo_epi8, _mm_unpackhi_epi8)
+    BLUR_ROUND(t, v, _mm_unpacklo_epi16, _mm_unpackhi_epi16)
+    BLUR_ROUND(v, t, _mm_unpacklo_epi32, _mm_unpackhi_epi32)
+    BLUR_ROUND(t, v, _mm_unpacklo_epi64, _mm_unpackhi_epi64)
+#undef BLUR_ROUND
+#pragma GCC unroll 16
+    for (int i = 0; i < 16; i++)
+        _mm_storeu_si128((__m128i *)(out + 16 * i), v[i]);
+}
+#endif
+
+// Rows y .. y + lanes - 1 laid side by side into lanes (toLanes set), or taken back out.
+static void BlurLanesMove(Image *image, int y, int lanes, uint8_t *buffer, int toLanes)
+{
+    int width = image->width;
+    int x = 0;
+#if defined(__SSE2__)
+    if (lanes == BLUR_LANES) {
+        uint8_t *rows[BLUR_LANES];
+        for (int l = 0; l < BLUR_LANES; l++)
+            rows[l] = image->rows[y + l];
+        if (toLanes) {
+            for (; x + 16 <= width; x += 16)
+                BlurTranspose16(rows, x, buffer + (size_t)x * BLUR_LANES);
+        } else {
+            // The block of positions x .. x + 15 is itself 16 rows of 16 bytes.
+            for (; x + 16 <= width; x += 16) {
+                const uint8_t *block[BLUR_LANES];
+                for (int i = 0; i < BLUR_LANES; i++)
+                    block[i] = buffer + (size_t)(x + i) * BLUR_LANES;
+                uint8_t turned[16 * BLUR_LANES];
+                BlurTranspose16(block, 0, turned);
+                for (int l = 0; l < BLUR_LANES; l++)
+                    memcpy(rows[l] + x, turned + 16 * l, 16);
+            }
+        }
+    }
+#endif
+    for (int l = 0; l < lanes; l++) {
+        uint8_t *row = image->rows[y + l];
+        for (int i = x; i < width; i++) {
+            if (toLanes)
+                buffer[i * BLUR_LANES + l] = row[i];
+            else
+                row[i] = buffer[i * BLUR_LANES + l];
+        }
+    }
+}
+
 // Both passes along the rows y .. y + lanes - 1 of source into destination: the rows are laid
 // side by side in lanes, so that one running sum serves them all.
 static void BlurRows(const Image *source, Image *destination, int y, int lanes, int r,
                      const float *reciprocal, uint8_t *first, uint8_t *second)
 {
-    int width = source->width;
-    for (int l = 0; l < lanes; l++) {
-        const uint8_t *row = source->rows[y + l];
-        for (int x = 0; x < width; x++)
-            first[x * BLUR_LANES + l] = row[x];
-    }
-    BlurLanes(first, width, r, reciprocal, second);
-    BlurLanes(second, width, r, reciprocal, first);
-    for (int l = 0; l < lanes; l++) {
-        uint8_t *row = destination->rows[y + l];
-        for (int x = 0; x < width; x++)
-            row[x] = first[x * BLUR_LANES + l];
+    BlurLanesMove((Image *)source, y, lanes, first, 1);
+    BlurLanes(first, source->width, r, reciprocal, second);
+    BlurLanes(second, source->width, r, reciprocal, first);
+    BlurLanesMove(destination, y, lanes, first, 0);
+}
+
+// One step down the columns of both vertical passes, fused into one sweep along the row so
+// that each column's sums are touched once: row in (when not null) joins pass A's sums and
+// is kept for its later removal; pass A takes out subA (when not null) and writes its row
+// rowA (when not null), which joins pass B's sums; pass B takes out subB (when not null) and
+// writes its finished row out (when not null).
+struct BlurStep {
+    const uint8_t *in;
+    uint8_t *kept;
+    const uint8_t *subA;
+    uint8_t *rowA;
+    float reciprocalA;
+    const uint8_t *subB;
+    uint8_t *out;
+    float reciprocalB;
+};
+
+// The step of the rows away from the ends, where every part takes place: one loop with no
+// test inside, which the compiler runs many columns at a time. The rows come as parameters
+// of their own, whose restrict the compiler trusts, so that it need not check each pair of
+// them for overlap.
+VECTOR_CLONES static void BlurStepWhole(const uint8_t *__restrict in, uint8_t *__restrict kept,
+                                        const uint8_t *__restrict subA, uint8_t *__restrict rowA,
+                                        const uint8_t *__restrict subB, uint8_t *__restrict out,
+                                        uint32_t *__restrict sumsA, uint32_t *__restrict sumsB,
+                                        float ra, float rb, int width)
+{
+    for (int x = 0; x < width; x++) {
+        uint32_t v = in[x];
+        kept[x] = (uint8_t)v;
+        uint32_t a = sumsA[x] + v - subA[x];
+        sumsA[x] = a;
+        uint8_t qa = BlurQuotient(a, ra);
+        rowA[x] = qa;
+        uint32_t b = sumsB[x] + qa - subB[x];
+        sumsB[x] = b;
+        out[x] = BlurQuotient(b, rb);
     }
 }
 
-// Adds (sign 1) or takes away (sign -1) a row from the column sums.
-static void BlurSumsAdd(uint32_t *sums, const uint8_t *row, int width, int sign)
+// Any step, the ends included.
+static void BlurStepRow(const BlurStep *step, uint32_t *sumsA, uint32_t *sumsB, int width)
 {
-    if (sign > 0)
-        for (int x = 0; x < width; x++)
-            sums[x] += row[x];
-    else
-        for (int x = 0; x < width; x++)
-            sums[x] -= row[x];
-}
-
-static void BlurSumsDivide(const uint32_t *sums, int width, float reciprocal, uint8_t *out)
-{
-    for (int x = 0; x < width; x++)
-        out[x] = BlurQuotient(sums[x], reciprocal);
+    if (step->in != nullptr && step->subA != nullptr && step->rowA != nullptr &&
+        step->subB != nullptr && step->out != nullptr) {
+        BlurStepWhole(step->in, step->kept, step->subA, step->rowA, step->subB, step->out, sumsA,
+                      sumsB, step->reciprocalA, step->reciprocalB, width);
+        return;
+    }
+    for (int x = 0; x < width; x++) {
+        if (step->in != nullptr) {
+            step->kept[x] = step->in[x];
+            sumsA[x] += step->in[x];
+        }
+        if (step->rowA != nullptr) {
+            if (step->subA != nullptr) sumsA[x] -= step->subA[x];
+            uint8_t qa = BlurQuotient(sumsA[x], step->reciprocalA);
+            step->rowA[x] = qa;
+            sumsB[x] += qa;
+        }
+        if (step->out != nullptr) {
+            if (step->subB != nullptr) sumsB[x] -= step->subB[x];
+            step->out[x] = BlurQuotient(sumsB[x], step->reciprocalB);
+        }
+    }
 }
 
 // The number of rows of a window of half-width r around row y among height rows.
@@ -366,26 +481,25 @@ ErrorCode MaskBlur(const Image *source, Image *destination, int radius, uint8_t 
     // is written only after pass A has read it, and pass A's later subtractions read its
     // own copy in ringIn.
     for (int t = 0; t < height + 2 * r; t++) {
+        BlurStep step = {};
         if (t < height) {
-            uint8_t *kept = ringIn + (size_t)(t % ring) * width;
-            memcpy(kept, destination->rows[t], (size_t)width);
-            BlurSumsAdd(sumsA, kept, width, 1);
+            step.in = destination->rows[t];
+            step.kept = ringIn + (size_t)(t % ring) * width;
         }
         int a = t - r;
-        if (a < 0 || a >= height + r) continue;
-        if (a < height) {
-            if (a - r - 1 >= 0)
-                BlurSumsAdd(sumsA, ringIn + (size_t)((a - r - 1) % ring) * width, width, -1);
-            uint8_t *rowA = ringA + (size_t)(a % ring) * width;
-            BlurSumsDivide(sumsA, width, reciprocal[BlurCount(a, r, height)], rowA);
-            BlurSumsAdd(sumsB, rowA, width, 1);
+        if (a >= 0 && a < height) {
+            if (a - r - 1 >= 0) step.subA = ringIn + (size_t)((a - r - 1) % ring) * width;
+            step.rowA = ringA + (size_t)(a % ring) * width;
+            step.reciprocalA = reciprocal[BlurCount(a, r, height)];
         }
         int b = t - 2 * r;
-        if (b < 0) continue;
-        if (b - r - 1 >= 0)
-            BlurSumsAdd(sumsB, ringA + (size_t)((b - r - 1) % ring) * width, width, -1);
-        BlurSumsDivide(sumsB, width, reciprocal[BlurCount(b, r, height)], destination->rows[b]);
-        if (showProgress) {
+        if (b >= 0) {
+            if (b - r - 1 >= 0) step.subB = ringA + (size_t)((b - r - 1) % ring) * width;
+            step.out = destination->rows[b];
+            step.reciprocalB = reciprocal[BlurCount(b, r, height)];
+        }
+        BlurStepRow(&step, sumsA, sumsB, width);
+        if (b >= 0 && showProgress) {
             result = ProgressStep(height + (int)((int64_t)(b + 1) * width / height) - 1);
             if (result != ERROR_NONE) goto done;
         }

@@ -247,15 +247,18 @@ TEST(Mask, BlurColumnsMatchAPlainBlurOfEachLine)
         }
         return line;
     };
+    // 37 by 23 holds a block of sixteen rows that are turned sixteen columns at a time, and
+    // columns and rows left over.
     for (int radius : {1, 2, 7}) {
         for (int height : {1, 3, 2 * radius + 1, 2 * radius + 2, 23}) {
+            int width = height == 23 ? 37 : 6;
             SCOPED_TRACE(testing::Message() << "radius " << radius << ", height " << height);
-            Mask source(6, height, 0);
+            Mask source(width, height, 0);
             TestFillPattern(&source.image, radius * 31 + height);
             Rows expected = source.TopDown();
             for (auto &row : expected)
                 row = boxTwice(row, radius);
-            for (int x = 0; x < 6; x++) {
+            for (int x = 0; x < width; x++) {
                 std::vector<int> column(height);
                 for (int y = 0; y < height; y++)
                     column[y] = expected[y][x];
@@ -263,7 +266,7 @@ TEST(Mask, BlurColumnsMatchAPlainBlurOfEachLine)
                 for (int y = 0; y < height; y++)
                     expected[y][x] = column[y];
             }
-            Mask destination(6, height, 0);
+            Mask destination(width, height, 0);
             std::vector<uint8_t> coverage(height);
             ASSERT_EQ(MaskBlur(&source.image, &destination.image, radius, coverage.data()),
                       ERROR_NONE);

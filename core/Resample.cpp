@@ -214,12 +214,25 @@ static void EnlargeRow(const ResampleContext *context, const uint8_t *inBytes, u
             // The common column: all channels in one walk over the taps, and the quotient by
             // the divider's multiplication.
             const T *from = in + (size_t)first * CHANNELS;
-            uint32_t sums[CHANNELS] = {};
-            for (int t = 0; t < TAPS; t++)
-                for (int c = 0; c < CHANNELS; c++)
-                    sums[c] += (uint32_t)weights[t] * from[t * CHANNELS + c];
-            for (int c = 0; c < CHANNELS; c++)
-                out[c] = (T)PositiveQuotient(sums[c], divider, maximum);
+            if (CHANNELS == 1) {
+                uint32_t sum = 0;
+#pragma GCC unroll 8
+                for (int t = 0; t < TAPS; t++)
+                    sum += (uint32_t)weights[t] * from[t];
+                out[0] = (T)PositiveQuotient(sum, divider, maximum);
+            } else {
+                uint32_t sum0 = 0, sum1 = 0, sum2 = 0;
+#pragma GCC unroll 8
+                for (int t = 0; t < TAPS; t++) {
+                    const uint32_t w = (uint32_t)weights[t];
+                    sum0 += w * from[3 * t];
+                    sum1 += w * from[3 * t + 1];
+                    sum2 += w * from[3 * t + 2];
+                }
+                out[0] = (T)PositiveQuotient(sum0, divider, maximum);
+                out[1] = (T)PositiveQuotient(sum1, divider, maximum);
+                out[2] = (T)PositiveQuotient(sum2, divider, maximum);
+            }
         } else if (kind == COLUMN_INSIDE) {
             const T *from = in + (size_t)first * CHANNELS;
             for (int c = 0; c < CHANNELS; c++) {
@@ -492,7 +505,8 @@ static void SumAddTwo(uint32_t *sums, const T *in0, const T *in1, int32_t w0, in
 
 // out = sums / divisor, truncated and clamped to 0..maximum.
 template <typename T>
-static void SumFinish(const uint32_t *sums, T *out, int n, const Divider &d, int32_t maximum)
+RESAMPLE_VECTOR_CLONES static void SumFinish(const uint32_t *sums, T *out, int n, const Divider &d,
+                                             int32_t maximum)
 {
     if (d.divisor > 0) {
         // A sum of 0 or below gives a quotient of 0 or below, which clamps to 0.

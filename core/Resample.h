@@ -35,8 +35,8 @@ double ResampleKernel(double x, double a, int method);
 // "Resize" when showProgress is set and the output has 100000 pixels or more, else the wait
 // cursor. ERROR_ILLEGAL_TYPE for other types, ERROR_IMAGE_TOO_SMALL for a size below 1,
 // ImageAlloc's code for a size too large to hold (before anything else is allocated),
-// ERROR_NO_MEMORY for the tables, ERROR_ABORTED with the destination partly written for the
-// caller to free.
+// ERROR_NO_MEMORY for the tables, ERROR_INTERNAL_1 for a method outside the list, and
+// ERROR_ABORTED with the destination partly written for the caller to free.
 ErrorCode ResampleImage(const Image *source, Image *destination, int newWidth, int newHeight,
                         double resolution, int method, double a, int showProgress);
 

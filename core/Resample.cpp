@@ -121,8 +121,8 @@ static inline uint32_t PositiveQuotient(uint32_t sum, const Divider &d, int32_t 
 
 // Column kinds of the enlarging table.
 enum : uint8_t {
-    COLUMN_INSIDE = 0, // every tap inside the row
-    COLUMN_EDGE = 1,   // some taps outside: their weights are 0 and their samples not read
+    COLUMN_INSIDE = 0, // every tap inside the row, and a divisor of 1 or more
+    COLUMN_EDGE = 1,   // the others: taps outside weigh 0 and their samples are not read
     COLUMN_LAST = 2,   // at or past the last sample, which it takes as it is
 };
 
@@ -210,9 +210,8 @@ static void EnlargeRow(const ResampleContext *context, const uint8_t *inBytes, u
         const int32_t *weights = context->weights + (size_t)x * TAPS;
         const int first = context->first[x];
         const Divider divider = context->divisors[x];
-        if (kind == COLUMN_INSIDE && divider.divisor > 0) {
-            // The common column: all channels in one walk over the taps, and the quotient by
-            // the divider's multiplication.
+        if (kind == COLUMN_INSIDE) {
+            // The common column: all channels in one walk over the taps.
             const T *from = in + (size_t)first * CHANNELS;
             if (CHANNELS == 1) {
                 uint32_t sum = 0;
@@ -232,14 +231,6 @@ static void EnlargeRow(const ResampleContext *context, const uint8_t *inBytes, u
                 out[0] = (T)PositiveQuotient(sum0, divider, maximum);
                 out[1] = (T)PositiveQuotient(sum1, divider, maximum);
                 out[2] = (T)PositiveQuotient(sum2, divider, maximum);
-            }
-        } else if (kind == COLUMN_INSIDE) {
-            const T *from = in + (size_t)first * CHANNELS;
-            for (int c = 0; c < CHANNELS; c++) {
-                uint32_t sum = 0;
-                for (int t = 0; t < TAPS; t++)
-                    sum += (uint32_t)weights[t] * from[t * CHANNELS + c];
-                out[c] = (T)QuotientClamped((int32_t)sum, divider, maximum);
             }
         } else {
             for (int c = 0; c < CHANNELS; c++) {
@@ -349,7 +340,7 @@ static ErrorCode BuildEnlargeColumns(ResampleContext *context)
             weights[t] = w;
             sum += w;
         }
-        context->kind[x] = inside ? COLUMN_INSIDE : COLUMN_EDGE;
+        context->kind[x] = inside && sum > 0 ? COLUMN_INSIDE : COLUMN_EDGE;
         context->divisors[x] = DividerMake(sum == 0 ? 1 : sum);
     }
     return ERROR_NONE;

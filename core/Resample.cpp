@@ -190,6 +190,19 @@ static void Position(int i, double ratio, int *base, double *fraction)
     *fraction = p - *base;
 }
 
+// The ratio of the position rule, (size - 1) / (new size - 1), where the first and last
+// samples meet. A single output column takes ratio 0 and a single output row ratio 1, so that
+// the row's kernel is stretched over the whole height from row 0.
+static double HorizontalRatio(int width, int columns)
+{
+    return columns == 1 ? 0.0 : (double)(width - 1) / (columns - 1);
+}
+
+static double VerticalRatio(int height, int rows)
+{
+    return rows < 2 ? 1.0 : (double)(height - 1) / (rows - 1);
+}
+
 // ---- Horizontal pass ----
 
 // Enlarging: 'TAPS' samples around each column's start, weighted and clamped.
@@ -306,7 +319,7 @@ static ErrorCode BuildEnlargeColumns(ResampleContext *context)
     const int columns = context->outputWidth;
     const int taps = context->taps;
     const int before = taps / 2 - 1; // taps before the one at the start
-    const double ratio = (double)(width - 1) / (columns - 1);
+    const double ratio = HorizontalRatio(width, columns);
     context->first = (int32_t *)TableAlloc((size_t)columns, sizeof(int32_t));
     context->kind = (uint8_t *)TableAlloc((size_t)columns, 1);
     context->weights = (int32_t *)TableAlloc((size_t)columns * (size_t)taps, sizeof(int32_t));
@@ -354,7 +367,7 @@ static ErrorCode BuildReduceColumns(ResampleContext *context)
 {
     const int width = context->sourceWidth;
     const int columns = context->outputWidth;
-    const double ratio = columns == 1 ? 0.0 : (double)(width - 1) / (columns - 1);
+    const double ratio = HorizontalRatio(width, columns);
     const int n = (int)ratio + 1;
     const double stretch = (double)width / columns;
     context->first = (int32_t *)TableAlloc((size_t)columns, sizeof(int32_t));
@@ -421,7 +434,7 @@ static int VerticalTaps(const ResampleContext *context, int y, int *asIs, Divide
     int taps = 0;
     int32_t sum = 0;
     if (rows > height) {
-        Position(y, (double)(height - 1) / (rows - 1), &base, &fraction);
+        Position(y, VerticalRatio(height, rows), &base, &fraction);
         if (base >= height - 1) {
             *asIs = height - 1;
             return -1;
@@ -445,9 +458,8 @@ static int VerticalTaps(const ResampleContext *context, int y, int *asIs, Divide
         *divider = DividerMake(sum == 0 ? 1 : sum);
         return taps;
     }
-    // Reducing: an output height of 1 keeps ratio 1, so row 0 with the kernel stretched over
-    // the whole height. The weights keep their sign, and the divisor is their whole sum.
-    double ratio = rows < 2 ? 1.0 : (double)(height - 1) / (rows - 1);
+    // Reducing: the weights keep their sign, and the divisor is their whole sum.
+    const double ratio = VerticalRatio(height, rows);
     const int n = (int)ratio + 1;
     const double stretch = (double)height / rows;
     Position(y, ratio, &base, &fraction);
@@ -650,15 +662,14 @@ ErrorCode ResampleImage(const Image *source, Image *destination, int newWidth, i
     if (source->type == TYPE_BINARY)
         context.expanded = (uint8_t *)TableAlloc((size_t)context.sourceWidth, 1);
     // Enough taps for the enlarging kernel and for the widest reduction, 2n + 1.
-    tapCount =
-        2 * ((size_t)(newHeight < 2 ? 1.0 : (double)(source->height - 1) / (newHeight - 1)) + 1) +
-        1;
+    tapCount = 2 * ((size_t)VerticalRatio(source->height, newHeight) + 1) + 1;
     if (tapCount < (size_t)context.taps) tapCount = (size_t)context.taps;
     context.tapRows = (int32_t *)TableAlloc(tapCount, sizeof(int32_t));
     context.tapWeights = (int32_t *)TableAlloc(tapCount, sizeof(int32_t));
     if (context.scratch == nullptr || context.sums == nullptr || context.tapRows == nullptr ||
         context.tapWeights == nullptr ||
         (source->type == TYPE_BINARY && context.expanded == nullptr)) {
+        ImageFree(destination); // no half-made result on a failure before the rows
         result = ERROR_NO_MEMORY;
         goto done;
     }
@@ -666,7 +677,10 @@ ErrorCode ResampleImage(const Image *source, Image *destination, int newWidth, i
         result = BuildEnlargeColumns(&context);
     else if (newWidth < source->width)
         result = BuildReduceColumns(&context);
-    if (result != ERROR_NONE) goto done;
+    if (result != ERROR_NONE) {
+        ImageFree(destination);
+        goto done;
+    }
     context.horizontal = ChooseHorizontal(context.workType, newWidth > source->width, context.taps);
 
     if (showProgress && (int64_t)newWidth * newHeight >= PROGRESS_PIXELS) {
@@ -765,6 +779,7 @@ ErrorCode ResampleNearest(const Image *source, Image *destination, int newWidth,
     columns = (int32_t *)TableAlloc((size_t)newWidth, sizeof(int32_t));
     rows = (int32_t *)TableAlloc((size_t)newHeight, sizeof(int32_t));
     if (columns == nullptr || rows == nullptr) {
+        ImageFree(destination);
         result = ERROR_NO_MEMORY;
         goto done;
     }

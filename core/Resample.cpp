@@ -478,32 +478,22 @@ static int VerticalTaps(const ResampleContext *context, int y, int *asIs, Divide
     return taps;
 }
 
-// sums = w * in, then sums += w * in (and two rows at a time): the loops the compiler runs
-// many samples at a time. The sums wrap as 32-bit words.
-template <typename T> static void SumFirst(uint32_t *sums, const T *in, int32_t w, int n)
-{
-    for (int i = 0; i < n; i++)
-        sums[i] = (uint32_t)w * in[i];
-}
-
-template <typename T> static void SumAdd(uint32_t *sums, const T *in, int32_t w, int n)
-{
-    for (int i = 0; i < n; i++)
-        sums[i] += (uint32_t)w * in[i];
-}
-
+// sums = (or +=) the weighted sum of four rows: the loops the compiler runs many samples at
+// a time. The sums wrap as 32-bit words.
 template <typename T>
-static void SumFirstTwo(uint32_t *sums, const T *in0, const T *in1, int32_t w0, int32_t w1, int n)
+static inline void SumFour(uint32_t *sums, const T *const in[4], const int32_t w[4], int n,
+                           int first)
 {
-    for (int i = 0; i < n; i++)
-        sums[i] = (uint32_t)w0 * in0[i] + (uint32_t)w1 * in1[i];
-}
-
-template <typename T>
-static void SumAddTwo(uint32_t *sums, const T *in0, const T *in1, int32_t w0, int32_t w1, int n)
-{
-    for (int i = 0; i < n; i++)
-        sums[i] += (uint32_t)w0 * in0[i] + (uint32_t)w1 * in1[i];
+    const T *in0 = in[0], *in1 = in[1], *in2 = in[2], *in3 = in[3];
+    const uint32_t w0 = (uint32_t)w[0], w1 = (uint32_t)w[1], w2 = (uint32_t)w[2],
+                   w3 = (uint32_t)w[3];
+    if (first) {
+        for (int i = 0; i < n; i++)
+            sums[i] = w0 * in0[i] + w1 * in1[i] + w2 * in2[i] + w3 * in3[i];
+    } else {
+        for (int i = 0; i < n; i++)
+            sums[i] += w0 * in0[i] + w1 * in1[i] + w2 * in2[i] + w3 * in3[i];
+    }
 }
 
 // out = sums / divisor, truncated and clamped to 0..maximum.
@@ -541,19 +531,16 @@ RESAMPLE_VECTOR_CLONES static void MixRows(const ResampleContext *context, int t
     uint32_t *sums = context->sums;
     for (int i0 = 0; i0 < samples; i0 += MIX_BLOCK) {
         const int n = samples - i0 < MIX_BLOCK ? samples - i0 : MIX_BLOCK;
-        int t;
-        if (taps >= 2) {
-            SumFirstTwo(sums, (const T *)rows[tapRows[0]] + i0, (const T *)rows[tapRows[1]] + i0,
-                        weights[0], weights[1], n);
-            t = 2;
-        } else {
-            SumFirst(sums, (const T *)rows[tapRows[0]] + i0, weights[0], n);
-            t = 1;
+        for (int t = 0; t < taps; t += 4) {
+            // Four rows at a time; past the last tap the first row stands in with weight 0.
+            const T *in[4];
+            int32_t w[4];
+            for (int j = 0; j < 4; j++) {
+                in[j] = (const T *)rows[tapRows[t + j < taps ? t + j : 0]] + i0;
+                w[j] = t + j < taps ? weights[t + j] : 0;
+            }
+            SumFour(sums, in, w, n, t == 0);
         }
-        for (; t + 1 < taps; t += 2)
-            SumAddTwo(sums, (const T *)rows[tapRows[t]] + i0, (const T *)rows[tapRows[t + 1]] + i0,
-                      weights[t], weights[t + 1], n);
-        if (t < taps) SumAdd(sums, (const T *)rows[tapRows[t]] + i0, weights[t], n);
         SumFinish(sums, (T *)target + i0, n, divider, maximum);
     }
 }
@@ -565,10 +552,10 @@ RESAMPLE_VECTOR_CLONES static void MixBinaryRows(const ResampleContext *context,
     const int width = context->sourceWidth;
     for (int t = 0; t < taps; t++) {
         ExpandBits(context->source->rows[context->tapRows[t]], context->expanded, width);
-        if (t == 0)
-            SumFirst(context->sums, context->expanded, context->tapWeights[t], width);
-        else
-            SumAdd(context->sums, context->expanded, context->tapWeights[t], width);
+        const uint8_t *in[4] = {context->expanded, context->expanded, context->expanded,
+                                context->expanded};
+        const int32_t w[4] = {context->tapWeights[t], 0, 0, 0};
+        SumFour(context->sums, in, w, width, t == 0);
     }
     SumFinish(context->sums, target, width, divider, 255);
 }

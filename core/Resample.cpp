@@ -720,14 +720,13 @@ static void NearestRow(const uint8_t *in, uint8_t *out, const int32_t *columns, 
         memcpy(out, in + (size_t)columns[x] * BYTES, BYTES);
 }
 
-static void NearestRowBits(const uint8_t *in, uint8_t *out, const int32_t *columns, int width)
+// A binary row is cleared first, so that the bits past its last pixel are 0 too.
+static void NearestRowBits(const uint8_t *in, uint8_t *out, const int32_t *columns, int width,
+                           int rowBytes)
 {
-    for (int x = 0; x < width; x++) {
-        if (BitTest(in, columns[x]))
-            BitSet(out, x);
-        else
-            BitClear(out, x);
-    }
+    memset(out, 0, (size_t)rowBytes);
+    for (int x = 0; x < width; x++)
+        if (BitTest(in, columns[x])) BitSet(out, x);
 }
 
 // The row loop of both nearest-neighbour scalers; progress when progress is set.
@@ -740,7 +739,7 @@ static ErrorCode NearestRows(const Image *source, Image *destination, const int3
         const uint8_t *in = source->rows[rows[y]];
         uint8_t *out = destination->rows[y];
         switch (source->type) {
-        case TYPE_BINARY: NearestRowBits(in, out, columns, width); break;
+        case TYPE_BINARY: NearestRowBits(in, out, columns, width, destination->rowBytes); break;
         case TYPE_GRAY8: NearestRow<1>(in, out, columns, width); break;
         case TYPE_GRAY16: NearestRow<2>(in, out, columns, width); break;
         case TYPE_COLOR24: NearestRow<3>(in, out, columns, width); break;

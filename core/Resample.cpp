@@ -26,7 +26,7 @@
 const char *const RESAMPLE_METHOD_LABELS[RESAMPLE_METHOD_COUNT] = {
     "Nearest Neighbor", "Bilinear", "Bicubic", "Lanczos 4x4", "Lanczos 6x6", "Lanczos 8x8"};
 
-// Pi as the kernels have always used it; their weights follow from this value.
+// The kernels' pi, to ten decimals: their integer weights follow from this very value.
 static const double RESAMPLE_PI = 3.1415926536;
 
 // Samples mixed at a time by the vertical pass: their 32-bit sums fill 8 KB.
@@ -73,8 +73,9 @@ static int EnlargeTaps(int method)
 
 // A divisor known in advance. For divisor >= 1 and 0 <= n < 2^31, n / divisor is
 // (n * multiplier) >> shift exactly: with shift = 31 + ceil(log2 divisor) and multiplier =
-// ceil(2^shift / divisor) < 2^32, the multiplier's excess over 2^shift / divisor is below
-// 1 / 2^31 of a unit for every such n, too little to reach the next integer.
+// ceil(2^shift / divisor) < 2^32, the product overshoots n / divisor by less than
+// n / 2^shift < 1 / divisor, while n / divisor lies at least 1 / divisor below the next
+// integer.
 struct Divider {
     int32_t divisor;
     uint32_t multiplier;
@@ -546,8 +547,8 @@ RESAMPLE_VECTOR_CLONES static void MixRows(const ResampleContext *context, int t
 }
 
 // The same for a binary source: each tap row is expanded to 0 and 255 before it is added.
-RESAMPLE_VECTOR_CLONES static void MixBinaryRows(const ResampleContext *context, int taps,
-                                                 const Divider &divider, uint8_t *target)
+static void MixBinaryRows(const ResampleContext *context, int taps, const Divider &divider,
+                          uint8_t *target)
 {
     const int width = context->sourceWidth;
     for (int t = 0; t < taps; t++) {
@@ -582,16 +583,10 @@ static const uint8_t *VerticalPass(const ResampleContext *context, int y, uint8_
     return target;
 }
 
-static int IsResampleType(int type)
-{
-    return type == TYPE_BINARY || type == TYPE_GRAY8 || type == TYPE_COLOR24 ||
-           type == TYPE_GRAY16 || type == TYPE_COLOR48;
-}
-
 // The checks every entry makes first: a picture type, and sizes of at least 1.
 static ErrorCode CheckRequest(const Image *source, int newWidth, int newHeight)
 {
-    if (!IsResampleType(source->type)) return ERROR_ILLEGAL_TYPE;
+    if (!ImageIsPicture(source->type)) return ERROR_ILLEGAL_TYPE;
     if (newWidth < 1 || newHeight < 1 || source->width < 1 || source->height < 1 ||
         source->rows == nullptr)
         return ERROR_IMAGE_TOO_SMALL;

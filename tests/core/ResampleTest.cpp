@@ -149,7 +149,8 @@ TEST(Resample, EnlargingWeighsAndRenormalisesTheTapsAtTheEdges)
          {0, 0, 0, 32767, 65535, 65535, 65535}}, // 128 * 65535 / 256 = 32767.5
         // Lanczos 6x6 at f = 0.5: weights 6, -34, 155, 155, -34, 6 (0.024317, -0.135095,
         // 0.607927 times 255). Output 1 misses two taps: 6 * 255 / (155 + 155 - 34 + 6) =
-        // 1530 / 282 = 5.4 -> 5; output 5 has all six: (155 - 34 + 6) * 255 / 254 = 127.5.
+        // 1530 / 282 = 5.4 -> 5; output 5 has all six: (155 - 34 + 6) * 255 / 254 = 127.5;
+        // output 9 misses the last two: (-34 + 155 + 155) * 255 / 282 = 249.6.
         {TYPE_GRAY8,
          RESAMPLE_LANCZOS6,
          {0, 0, 0, 255, 255, 255},

@@ -32,9 +32,10 @@ static const double RESAMPLE_PI = 3.1415926536;
 // Samples mixed at a time by the vertical pass: their 32-bit sums fill 8 KB.
 static const int MIX_BLOCK = 2048;
 
-// The row loops of the vertical pass are built twice on x86-64, for the processors of today
-// (AVX2: eight sums at once) and for any, and the loader picks one when the program starts.
-#if defined(__GNUC__) && defined(__x86_64__) && !defined(VISTEL_FUZZING)
+// The row loops of the vertical pass are built twice on x86-64 Linux, for the processors of
+// today (AVX2: eight sums at once) and for any, and the loader picks one when the program
+// starts; elsewhere (no loader that picks) they are built once.
+#if defined(__GNUC__) && defined(__x86_64__) && defined(__linux__) && !defined(VISTEL_FUZZING)
 #define RESAMPLE_VECTOR_CLONES __attribute__((target_clones("avx2", "default")))
 #else
 #define RESAMPLE_VECTOR_CLONES

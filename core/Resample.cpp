@@ -32,14 +32,8 @@ static const double RESAMPLE_PI = 3.1415926536;
 // Samples mixed at a time by the vertical pass: their 32-bit sums fill 8 KB.
 static const int MIX_BLOCK = 2048;
 
-// The row loops of the vertical pass are built twice on x86-64 Linux, for the processors of
-// today (AVX2: eight sums at once) and for any, and the loader picks one when the program
-// starts; elsewhere (no loader that picks) they are built once.
-#if defined(__GNUC__) && defined(__x86_64__) && defined(__linux__) && !defined(VISTEL_FUZZING)
-#define RESAMPLE_VECTOR_CLONES __attribute__((target_clones("avx2", "default")))
-#else
-#define RESAMPLE_VECTOR_CLONES
-#endif
+// The row loops of the vertical pass take the AVX2 build too (VECTOR_CLONES): eight sums at
+// once.
 
 // A Lanczos window of the given support, scaled to 1 at 0.
 static double Lanczos(double x, double support)
@@ -500,8 +494,8 @@ static inline void SumFour(uint32_t *sums, const T *const in[4], const int32_t w
 
 // out = sums / divisor, truncated and clamped to 0..maximum.
 template <typename T>
-RESAMPLE_VECTOR_CLONES static void SumFinish(const uint32_t *sums, T *out, int n, const Divider &d,
-                                             int32_t maximum)
+VECTOR_CLONES static void SumFinish(const uint32_t *sums, T *out, int n, const Divider &d,
+                                    int32_t maximum)
 {
     if (d.divisor > 0) {
         // A sum of 0 or below gives a quotient of 0 or below, which clamps to 0.
@@ -522,8 +516,8 @@ RESAMPLE_VECTOR_CLONES static void SumFinish(const uint32_t *sums, T *out, int n
 
 // The weighted sum of the tap rows of a picture with whole-byte samples into target.
 template <typename T>
-RESAMPLE_VECTOR_CLONES static void MixRows(const ResampleContext *context, int taps,
-                                           const Divider &divider, uint8_t *target)
+VECTOR_CLONES static void MixRows(const ResampleContext *context, int taps, const Divider &divider,
+                                  uint8_t *target)
 {
     const int samples = context->samples;
     const int32_t maximum = sizeof(T) == 1 ? 255 : 65535;

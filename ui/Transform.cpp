@@ -482,7 +482,23 @@ int RunTransformation(void *params, int full, const Rect *rectangle,
         }
     } else {
         PlatformSetWindowWord(window, WORD_KIND, KIND_IMAGE);
-        if (sourceRecord != nullptr) output->zoom = sourceRecord->zoom;
+        if (kind->descriptor->resultSize != nullptr) {
+            // A result of another size than its input's is seen whole: the smallest
+            // reduction that lets it fit the workspace.
+            Rect client;
+            PlatformGetClientRect(PlatformWorkspace(), &client);
+            int frameWidth = DisplayMetrics.frameSize + 2 * DisplayBorder();
+            int frameHeight = DisplayMetrics.borderSize + 2 * DisplayBorder();
+            int k = 1;
+            while ((OutputWidth + k - 1) / k + frameWidth > client.right ||
+                   (OutputHeight + k - 1) / k + frameHeight > client.bottom) {
+                if ((OutputWidth + k - 1) / k <= 1 && (OutputHeight + k - 1) / k <= 1) break;
+                k++;
+            }
+            output->zoom = k == 1 ? 1 : -k;
+        } else if (sourceRecord != nullptr) {
+            output->zoom = sourceRecord->zoom;
+        }
         if (InputWindow != nullptr) {
             // Each Apply stands one step further down and right of the input.
             ApplyCount++;

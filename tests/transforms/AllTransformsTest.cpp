@@ -20,6 +20,7 @@
 #include "transforms/Convert.h"
 #include "transforms/GammaAdjust.h"
 #include "transforms/Negative.h"
+#include "transforms/Resize.h"
 #include "transforms/Transforms.h"
 
 struct TransformLine {
@@ -32,6 +33,10 @@ struct TransformLine {
     // The 8-bit preview sample of a 16-bit sample, for a transformation that maps each
     // sample alone: the sample is reduced through Depth16To8 first. Null for the others.
     int (*preview16)(int sample);
+    // Settings for a source of this size, for a transformation whose settings name the
+    // result's size; null for the others.
+    void (*fit)(void *settings, const Image &source);
+    int32_t previews; // 0 for a transformation that computes only whole results
 };
 
 static void GammaPrepare(void *settings)
@@ -71,11 +76,20 @@ static void ChangeProfilePrepare(void *settings)
     change->targetLength = (int)wide.size();
 }
 
+// Wider and lower: both directions of the scaler, with the method of the defaults.
+static void ResizeFit(void *settings, const Image &source)
+{
+    ResizeSettings *resize = (ResizeSettings *)settings;
+    resize->width = source.width * 3 / 2;
+    resize->height = source.height * 3 / 4;
+}
+
 static const TransformLine TRANSFORM_LINES[] = {
-    {&NegativeTransform, nullptr, nullptr, NegativePreview16},
-    {&GammaTransform, GammaPrepare, GammaUnchanged, GammaPreview16},
-    {&ConvertTransform, nullptr, ConvertUnchanged, nullptr},
-    {&ChangeProfileTransform, ChangeProfilePrepare, nullptr, nullptr},
+    {&NegativeTransform, nullptr, nullptr, NegativePreview16, nullptr, 1},
+    {&GammaTransform, GammaPrepare, GammaUnchanged, GammaPreview16, nullptr, 1},
+    {&ConvertTransform, nullptr, ConvertUnchanged, nullptr, nullptr, 1},
+    {&ChangeProfileTransform, ChangeProfilePrepare, nullptr, nullptr, nullptr, 1},
+    {&ResizeTransform, nullptr, nullptr, nullptr, ResizeFit, 0},
 };
 
 static const int REDUCED_ZOOM = -3;
@@ -102,6 +116,20 @@ class AllTransforms : public testing::TestWithParam<int> {
         if (line->prepare != nullptr) line->prepare(settings);
     }
 
+    // Apply as the editor runs it: the settings fitted to source, the result of their size.
+    ErrorCode Apply(const Image &source, Image *destination, int *width, int *height)
+    {
+        if (line->fit != nullptr) line->fit(settings, source);
+        TransformResultSize(transform, settings, &source, width, height);
+        return transform->compute(&source, destination, nullptr, settings, 1, *width, *height, 0, 0,
+                                  1, 0, 0, *width - 1, *height - 1, *width, *height);
+    }
+    ErrorCode Apply(const Image &source, Image *destination)
+    {
+        int width, height;
+        return Apply(source, destination, &width, &height);
+    }
+
     // The first of the types given that the transformation takes.
     int TakenType(std::initializer_list<int> types)
     {
@@ -120,10 +148,15 @@ TEST_P(AllTransforms, TakesItsTypesAtEveryZoomAndRefusesTheOthers)
 
         // Apply into a fresh destination, then again into that one, marked beforehand.
         Image applied = {};
-        ErrorCode result = ApplyRun(transform->compute, settings, source, &applied);
+        int width, height;
+        ErrorCode result = Apply(source, &applied, &width, &height);
         if (!transform->accepts(type)) {
             EXPECT_EQ(result, ERROR_ILLEGAL_TYPE);
             EXPECT_EQ(applied.type, TYPE_EMPTY);
+            if (!line->previews) {
+                ImageFree(&source);
+                continue;
+            }
             ImageWindow window;
             PreviewWindowSetUp(&window, source, 1, 0, 0, 41, 29);
             EXPECT_EQ(PreviewRun(transform->compute, settings, source, &window, 0, 0, 40, 28),
@@ -134,13 +167,18 @@ TEST_P(AllTransforms, TakesItsTypesAtEveryZoomAndRefusesTheOthers)
         }
         ASSERT_EQ(result, ERROR_NONE);
         ASSERT_TRUE(ImageIsPicture(applied.type));
-        EXPECT_EQ(applied.width, 41);
-        EXPECT_EQ(applied.height, 29);
+        EXPECT_EQ(applied.width, width);
+        EXPECT_EQ(applied.height, height);
         Image again = {};
         ASSERT_EQ(ImageDuplicate(&applied, &again), ERROR_NONE);
         TestFillPattern(&again, 77);
-        ASSERT_EQ(ApplyRun(transform->compute, settings, source, &again), ERROR_NONE);
+        ASSERT_EQ(Apply(source, &again), ERROR_NONE);
         ExpectImagesNear(applied, again, 0);
+        if (!line->previews) {
+            for (Image *image : {&source, &applied, &again})
+                ImageFree(image);
+            continue;
+        }
 
         // A preview at zoom 1 over the whole picture is at most 8 bits deep, and where the
         // result is too it is the result.
@@ -192,7 +230,7 @@ TEST_P(AllTransforms, TakesItsTypesAtEveryZoomAndRefusesTheOthers)
         Image source = {}, destination = {};
         ASSERT_EQ(ImageAlloc(&source, type, 8, 8, 72.0), ERROR_NONE);
         EXPECT_FALSE(transform->accepts(type));
-        EXPECT_EQ(ApplyRun(transform->compute, settings, source, &destination), ERROR_ILLEGAL_TYPE);
+        EXPECT_EQ(Apply(source, &destination), ERROR_ILLEGAL_TYPE);
         EXPECT_EQ(destination.type, TYPE_EMPTY);
         ImageFree(&source);
     }
@@ -210,7 +248,7 @@ TEST_P(AllTransforms, ShowsProgressFrom100000PixelsAndStopsOnAbort)
         HeadlessReset();
         Image source, result = {};
         PictureMake(&source, type, test.width, test.height, 4);
-        ASSERT_EQ(ApplyRun(transform->compute, settings, source, &result), ERROR_NONE);
+        ASSERT_EQ(Apply(source, &result), ERROR_NONE);
         ASSERT_EQ(HeadlessProgressCount(), test.progress);
         if (test.progress)
             EXPECT_STREQ(HeadlessProgressAt(0)->title, transform->name);
@@ -227,7 +265,7 @@ TEST_P(AllTransforms, ShowsProgressFrom100000PixelsAndStopsOnAbort)
     PictureMake(&source, type, 400, 250, 5);
     ASSERT_EQ(ImageDuplicate(&source, &original), ERROR_NONE);
     HeadlessAbortAtPump(2);
-    EXPECT_EQ(ApplyRun(transform->compute, settings, source, &result), ERROR_ABORTED);
+    EXPECT_EQ(Apply(source, &result), ERROR_ABORTED);
     ASSERT_EQ(HeadlessProgressCount(), 1);
     EXPECT_EQ(HeadlessProgressAt(0)->pumps, 3);
     EXPECT_EQ(HeadlessProgressAt(0)->open, 0);

@@ -266,6 +266,54 @@ VECTOR_CLONES static void BlurLanes(const uint8_t *in, int n, int r, const float
     }
 }
 
+// The quotient s / c truncated, for counts c up to BLUR_SHORT_COUNT and sums up to 255 c, as
+// a multiplication in 16 bits: (s m) >> 16 >> k, with 2^k <= c < 2^(k+1) and m the ceiling
+// of 2^(16+k) / c. The error m adds is below s / 2^(16+k) <= 255 c / 2^(16+k), which stays
+// under the 1 / c that would change the quotient while 255 c^2 < 2^(16+k), true for every c
+// below 128; a power of two takes k one less, so that m = 2^15 is exact and fits.
+constexpr int BLUR_SHORT_COUNT = 127;
+struct BlurDivide16 {
+    uint16_t multiplier;
+    uint16_t shift;
+};
+
+static void BlurDivide16Make(int count, BlurDivide16 *divide)
+{
+    int k = 0;
+    while ((2 << k) <= count)
+        k++;
+    if ((1 << k) == count) k--;
+    // count is at least 2, so that k >= 0.
+    divide->multiplier = (uint16_t)(((1u << (16 + k)) + (uint32_t)count - 1) / (uint32_t)count);
+    divide->shift = (uint16_t)k;
+}
+
+// BlurLanes for a radius whose windows hold at most BLUR_SHORT_COUNT samples: the sums fit 16
+// bits, and the quotients come from divide, so that twice the lanes go through an
+// instruction.
+VECTOR_CLONES static void BlurLanesShort(const uint8_t *in, int n, int r,
+                                         const BlurDivide16 *divide, uint8_t *out)
+{
+    uint16_t sums[BLUR_LANES] = {};
+    for (int k = 0; k < r && k < n; k++)
+        for (int l = 0; l < BLUR_LANES; l++)
+            sums[l] = (uint16_t)(sums[l] + in[k * BLUR_LANES + l]);
+    for (int i = 0; i < n; i++) {
+        if (i + r < n)
+            for (int l = 0; l < BLUR_LANES; l++)
+                sums[l] = (uint16_t)(sums[l] + in[(i + r) * BLUR_LANES + l]);
+        if (i - r - 1 >= 0)
+            for (int l = 0; l < BLUR_LANES; l++)
+                sums[l] = (uint16_t)(sums[l] - in[(i - r - 1) * BLUR_LANES + l]);
+        int lo = i - r < 0 ? 0 : i - r;
+        int hi = i + r >= n ? n - 1 : i + r;
+        uint32_t m = divide[hi - lo + 1].multiplier;
+        int k = divide[hi - lo + 1].shift;
+        for (int l = 0; l < BLUR_LANES; l++)
+            out[i * BLUR_LANES + l] = (uint8_t)((uint16_t)(((uint32_t)sums[l] * m) >> 16) >> k);
+    }
+}
+
 #if defined(__SSE2__)
 // Sixteen rows of 16 bytes at rows[0..15] + x turned into 16 positions of 16 lanes at out:
 // four rounds that interleave register i with register i + 8, each doubling the run of bytes
@@ -337,11 +385,17 @@ static void BlurLanesMove(Image *image, int y, int lanes, uint8_t *buffer, int t
 // Both passes along the rows y .. y + lanes - 1 of source into destination: the rows are laid
 // side by side in lanes, so that one running sum serves them all.
 static void BlurRows(const Image *source, Image *destination, int y, int lanes, int r,
-                     const float *reciprocal, uint8_t *first, uint8_t *second)
+                     const float *reciprocal, const BlurDivide16 *divide, uint8_t *first,
+                     uint8_t *second)
 {
     BlurLanesMove((Image *)source, y, lanes, first, 1);
-    BlurLanes(first, source->width, r, reciprocal, second);
-    BlurLanes(second, source->width, r, reciprocal, first);
+    if (divide != nullptr) {
+        BlurLanesShort(first, source->width, r, divide, second);
+        BlurLanesShort(second, source->width, r, divide, first);
+    } else {
+        BlurLanes(first, source->width, r, reciprocal, second);
+        BlurLanes(second, source->width, r, reciprocal, first);
+    }
     BlurLanesMove(destination, y, lanes, first, 0);
 }
 
@@ -359,6 +413,9 @@ struct BlurStep {
     const uint8_t *subB;
     uint8_t *out;
     float reciprocalB;
+    // The same quotients in 16 bits, when the windows are short enough (divide not null).
+    BlurDivide16 divideA;
+    BlurDivide16 divideB;
 };
 
 // The step of the rows away from the ends, where every part takes place: one loop with no
@@ -384,31 +441,84 @@ VECTOR_CLONES static void BlurStepWhole(const uint8_t *__restrict in, uint8_t *_
     }
 }
 
-// Any step, the ends included.
-static void BlurStepRow(const BlurStep *step, uint32_t *sumsA, uint32_t *sumsB, int width)
+// BlurStepWhole for windows of at most BLUR_SHORT_COUNT rows: 16-bit sums and quotients.
+VECTOR_CLONES static void BlurStepWholeShort(const uint8_t *__restrict in, uint8_t *__restrict kept,
+                                             const uint8_t *__restrict subA,
+                                             uint8_t *__restrict rowA,
+                                             const uint8_t *__restrict subB,
+                                             uint8_t *__restrict out, uint16_t *__restrict sumsA,
+                                             uint16_t *__restrict sumsB, BlurDivide16 da,
+                                             BlurDivide16 db, int width)
 {
-    if (step->in != nullptr && step->subA != nullptr && step->rowA != nullptr &&
-        step->subB != nullptr && step->out != nullptr) {
-        BlurStepWhole(step->in, step->kept, step->subA, step->rowA, step->subB, step->out, sumsA,
-                      sumsB, step->reciprocalA, step->reciprocalB, width);
-        return;
+    uint32_t ma = da.multiplier, mb = db.multiplier;
+    int ka = da.shift, kb = db.shift;
+    for (int x = 0; x < width; x++) {
+        uint8_t v = in[x];
+        kept[x] = v;
+        uint16_t a = (uint16_t)(sumsA[x] + v - subA[x]);
+        sumsA[x] = a;
+        uint8_t qa = (uint8_t)((uint16_t)(((uint32_t)a * ma) >> 16) >> ka);
+        rowA[x] = qa;
+        uint16_t b = (uint16_t)(sumsB[x] + qa - subB[x]);
+        sumsB[x] = b;
+        out[x] = (uint8_t)((uint16_t)(((uint32_t)b * mb) >> 16) >> kb);
     }
+}
+
+// The quotient of a window's sum by its count, by the float reciprocal for 32-bit sums and
+// by the 16-bit multiplication for 16-bit ones.
+static inline uint8_t BlurQuotientOf(uint32_t sum, float reciprocal, BlurDivide16 divide)
+{
+    (void)divide;
+    return BlurQuotient(sum, reciprocal);
+}
+
+static inline uint8_t BlurQuotientOf(uint16_t sum, float reciprocal, BlurDivide16 divide)
+{
+    (void)reciprocal;
+    return (uint8_t)((uint16_t)(((uint32_t)sum * divide.multiplier) >> 16) >> divide.shift);
+}
+
+// Any step, the ends included.
+template <typename Sum>
+static void BlurStepEnds(const BlurStep *step, Sum *sumsA, Sum *sumsB, int width)
+{
     for (int x = 0; x < width; x++) {
         if (step->in != nullptr) {
             step->kept[x] = step->in[x];
-            sumsA[x] += step->in[x];
+            sumsA[x] = (Sum)(sumsA[x] + step->in[x]);
         }
         if (step->rowA != nullptr) {
-            if (step->subA != nullptr) sumsA[x] -= step->subA[x];
-            uint8_t qa = BlurQuotient(sumsA[x], step->reciprocalA);
+            if (step->subA != nullptr) sumsA[x] = (Sum)(sumsA[x] - step->subA[x]);
+            uint8_t qa = BlurQuotientOf(sumsA[x], step->reciprocalA, step->divideA);
             step->rowA[x] = qa;
-            sumsB[x] += qa;
+            sumsB[x] = (Sum)(sumsB[x] + qa);
         }
         if (step->out != nullptr) {
-            if (step->subB != nullptr) sumsB[x] -= step->subB[x];
-            step->out[x] = BlurQuotient(sumsB[x], step->reciprocalB);
+            if (step->subB != nullptr) sumsB[x] = (Sum)(sumsB[x] - step->subB[x]);
+            step->out[x] = BlurQuotientOf(sumsB[x], step->reciprocalB, step->divideB);
         }
     }
+}
+
+// A step: the ends by the loop that tests each part, the rows between by the one that does
+// not; 16-bit sums (shortSums) for windows of at most BLUR_SHORT_COUNT rows.
+static void BlurStepRow(const BlurStep *step, uint32_t *sumsA, uint32_t *sumsB, int width,
+                        int shortSums)
+{
+    int whole = step->in != nullptr && step->subA != nullptr && step->rowA != nullptr &&
+                step->subB != nullptr && step->out != nullptr;
+    if (whole && shortSums)
+        BlurStepWholeShort(step->in, step->kept, step->subA, step->rowA, step->subB, step->out,
+                           (uint16_t *)sumsA, (uint16_t *)sumsB, step->divideA, step->divideB,
+                           width);
+    else if (whole)
+        BlurStepWhole(step->in, step->kept, step->subA, step->rowA, step->subB, step->out, sumsA,
+                      sumsB, step->reciprocalA, step->reciprocalB, width);
+    else if (shortSums)
+        BlurStepEnds(step, (uint16_t *)sumsA, (uint16_t *)sumsB, width);
+    else
+        BlurStepEnds(step, sumsA, sumsB, width);
 }
 
 // The number of rows of a window of half-width r around row y among height rows.
@@ -427,7 +537,9 @@ ErrorCode MaskBlur(const Image *source, Image *destination, int radius, uint8_t 
     int r = radius;
     int ring = 2 * r + 2; // rows of each pass kept for the running sums down the columns
     float *reciprocal = nullptr;
-    uint8_t *lanes = nullptr; // two buffers of BLUR_LANES rows side by side
+    BlurDivide16 *divide = nullptr; // for windows of at most BLUR_SHORT_COUNT
+    int shortColumns = 0;           // the column passes keep 16-bit sums
+    uint8_t *lanes = nullptr;       // two buffers of BLUR_LANES rows side by side
     uint32_t *sumsA = nullptr;
     uint32_t *sumsB = nullptr;
     uint8_t *ringIn = nullptr;
@@ -462,7 +574,19 @@ ErrorCode MaskBlur(const Image *source, Image *destination, int radius, uint8_t 
     reciprocal[0] = 0.0f;
     for (int count = 1; count <= 2 * r + 1; count++)
         reciprocal[count] = 1.0f / (float)count;
+    // A row or column of one pixel has windows of one, which the 16-bit quotient does not
+    // serve.
+    if (2 * r + 1 <= BLUR_SHORT_COUNT && (width > 1 || height > 1)) {
+        divide = (BlurDivide16 *)MemoryAllocZero(sizeof(BlurDivide16) * (2 * (size_t)r + 2));
+        if (divide == nullptr) {
+            result = ERROR_NO_MEMORY;
+            goto done;
+        }
+        for (int count = 2; count <= 2 * r + 1; count++)
+            BlurDivide16Make(count, &divide[count]);
+    }
 
+    shortColumns = divide != nullptr && height > 1;
     showProgress = MaskProgressOpen(width, height, height + width, "Blur");
     progressOpen = 1;
     // Along the rows, twice, from source into destination, BLUR_LANES rows at a time.
@@ -472,7 +596,7 @@ ErrorCode MaskBlur(const Image *source, Image *destination, int radius, uint8_t 
             if (result != ERROR_NONE) goto done;
         }
         int count = height - y < BLUR_LANES ? height - y : BLUR_LANES;
-        BlurRows(source, destination, y, count, r, reciprocal, lanes,
+        BlurRows(source, destination, y, count, r, reciprocal, width > 1 ? divide : nullptr, lanes,
                  lanes + (size_t)width * BLUR_LANES);
     }
     // Down the columns, twice, a row at a time so that memory is read in order: pass A's
@@ -491,14 +615,16 @@ ErrorCode MaskBlur(const Image *source, Image *destination, int radius, uint8_t 
             if (a - r - 1 >= 0) step.subA = ringIn + (size_t)((a - r - 1) % ring) * width;
             step.rowA = ringA + (size_t)(a % ring) * width;
             step.reciprocalA = reciprocal[BlurCount(a, r, height)];
+            if (shortColumns) step.divideA = divide[BlurCount(a, r, height)];
         }
         int b = t - 2 * r;
         if (b >= 0) {
             if (b - r - 1 >= 0) step.subB = ringA + (size_t)((b - r - 1) % ring) * width;
             step.out = destination->rows[b];
             step.reciprocalB = reciprocal[BlurCount(b, r, height)];
+            if (shortColumns) step.divideB = divide[BlurCount(b, r, height)];
         }
-        BlurStepRow(&step, sumsA, sumsB, width);
+        BlurStepRow(&step, sumsA, sumsB, width, shortColumns);
         if (b >= 0 && showProgress) {
             result = ProgressStep(height + (int)((int64_t)(b + 1) * width / height) - 1);
             if (result != ERROR_NONE) goto done;
@@ -508,6 +634,7 @@ done:
     if (progressOpen) MaskProgressClose(showProgress);
     if (result == ERROR_NONE || result == ERROR_ABORTED) MaskCoverage(destination, coverage);
     MemoryFree(reciprocal);
+    MemoryFree(divide);
     MemoryFree(lanes);
     MemoryFree(sumsA);
     MemoryFree(sumsB);

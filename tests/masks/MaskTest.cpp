@@ -247,11 +247,12 @@ TEST(Mask, BlurColumnsMatchAPlainBlurOfEachLine)
         }
         return line;
     };
-    // 37 by 23 holds a block of sixteen rows that are turned sixteen columns at a time, and
-    // columns and rows left over.
-    for (int radius : {1, 2, 7}) {
+    // 23 rows hold a block of sixteen that are turned sixteen columns at a time, and rows and
+    // columns left over; a radius of 63 has windows of up to 127, the most that 16-bit sums
+    // serve.
+    for (int radius : {1, 2, 7, 63}) {
         for (int height : {1, 3, 2 * radius + 1, 2 * radius + 2, 23}) {
-            int width = height == 23 ? 37 : 6;
+            int width = height == 23 ? 37 + 3 * radius : 6;
             SCOPED_TRACE(testing::Message() << "radius " << radius << ", height " << height);
             Mask source(width, height, 0);
             TestFillPattern(&source.image, radius * 31 + height);

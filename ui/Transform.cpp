@@ -566,6 +566,9 @@ static int ApplySteps(WindowHandle dialog, void *params, const TransformDialogKi
         if (input != nullptr) result = CopyImageExtras(&input->picture, &output->picture);
         if (result == ERROR_NONE && kind->descriptor->profile == TRANSFORM_PROFILE_INHERIT)
             result = InheritProfile(input != nullptr ? &input->picture : nullptr, &output->picture);
+        else if (result == ERROR_NONE && input != nullptr &&
+                 kind->descriptor->profile == TRANSFORM_PROFILE_COPY)
+            result = CopyImageProfile(&input->picture, &output->picture);
         DisplayReset(output);
         if (result != ERROR_NONE) ShowError(result);
         FitWindow(window);

@@ -175,6 +175,11 @@ class ResizeDialogTest : public ShellTest {
 TEST_F(ResizeDialogTest, TypedFiguresCommitAtThePauseAndOkMakesTheResult)
 {
     WindowHandle input = MakePicture(TYPE_COLOR24, 300, 200, 3, 150.0);
+    std::vector<uint8_t> profile = TestReadFile("/usr/share/color/icc/sRGB.icc");
+    Picture *picture = &WindowRecord(input)->picture;
+    picture->profile = (uint8_t *)MemoryAlloc(profile.size());
+    memcpy(picture->profile, profile.data(), profile.size());
+    picture->profileSize = (int)profile.size();
     HeadlessChooseMenu(COMMAND_RESIZE);
     ASSERT_NE(DialogWindow, nullptr);
     EXPECT_EQ(HeadlessFindWindow("Resize"), DialogWindow);
@@ -222,6 +227,8 @@ TEST_F(ResizeDialogTest, TypedFiguresCommitAtThePauseAndOkMakesTheResult)
     const Image &result = WindowRecord(made)->picture.image;
     EXPECT_EQ(result.width, 150);
     EXPECT_EQ(result.height, 100);
+    ASSERT_EQ(WindowRecord(made)->picture.profileSize, (int)profile.size()); // the input's own
+    EXPECT_EQ(memcmp(WindowRecord(made)->picture.profile, profile.data(), profile.size()), 0);
     Image expected = {};
     ASSERT_EQ(ResampleImage(&WindowRecord(input)->picture.image, &expected, 150, 100, 150.0,
                             RESAMPLE_LANCZOS6, -0.75, 0),

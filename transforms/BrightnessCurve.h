@@ -1,0 +1,43 @@
+// Brightness Curve: one tone curve on the brightness of a picture, read as HSV value, HSL
+// lightness or each RGB channel alike.
+#pragma once
+
+#include <cstdint>
+
+#include "masks/Amount.h"
+#include "transforms/CurveModel.h"
+#include "transforms/TransformDescriptor.h"
+
+enum : int32_t {
+    KIND_BRIGHTNESS_CURVE = 4,       // its operation code and its dialog's window kind
+    COMMAND_BRIGHTNESS_CURVE = 4050, // its menu command
+};
+
+// The color spaces whose brightness the curves work on, in the order the lists show them.
+enum : int32_t {
+    CURVES_HSV = 0,
+    CURVES_HSL = 1,
+    CURVES_RGB = 2,
+};
+extern const char *const CURVES_SPACE_NAMES[3]; // "hsv", "hsl", "rgb"
+
+struct BrightnessCurveSettings {
+    CurvePoints curve;
+    int32_t colorSpace;   // CURVES_*
+    AmountSetting amount; // how much of the result, and where
+};
+
+// The identity curve on RGB, fully applied.
+void BrightnessCurveSettingsDefault(BrightnessCurveSettings *settings);
+
+// The output type of both curve transformations: binary and 8-bit gray give 8-bit gray,
+// color gives color, and 16 bits stay 16 bits in a result and become 8 in a preview.
+ErrorCode CurvesOutputType(const void *params, int sourceType, int full, int *outputType);
+
+// The compute function of Brightness Curve (params is a BrightnessCurveSettings).
+ErrorCode BrightnessCurveCompute(const Image *source, Image *destination, Picture *picture,
+                                 void *params, int full, int destinationWidth,
+                                 int destinationHeight, int sourceX, int sourceY, int zoom, int x0,
+                                 int y0, int x1, int y1, int w, int h);
+
+extern const TransformDescriptor BrightnessCurveTransform;

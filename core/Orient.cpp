@@ -49,8 +49,7 @@ static ErrorCode OrientRows(const Image *source, Image *destination, int code, i
     ErrorCode result = ERROR_NONE;
     int h = source->height;
     int rowBytes = source->rowBytes;
-    const char *title = code == 0 ? "Copy" : (code == 2 ? "Rotate" : "Reflect");
-    if (showProgress) ProgressOpen(0, h - 1, title, 1);
+    if (showProgress) ProgressOpen(0, h - 1, OrientTitle(code), 1);
     for (int y = 0; y < h; y++) {
         const uint8_t *in = source->rows[y];
         switch (code) {
@@ -119,8 +118,7 @@ static ErrorCode OrientTiles(const Image *source, Image *destination, int code, 
     int h = source->height;
     int tiles = ((w + ORIENT_TILE - 1) / ORIENT_TILE) * ((h + ORIENT_TILE - 1) / ORIENT_TILE);
     int step = 0;
-    // Code 7 is a transposition, but its title stays the one the users know.
-    if (showProgress) ProgressOpen(0, tiles, code == 7 ? "Rotate CW" : "Rotate", 1);
+    if (showProgress) ProgressOpen(0, tiles, OrientTitle(code), 1);
     for (int x0 = 0; x0 < w && result == ERROR_NONE; x0 += ORIENT_TILE) {
         int x1 = x0 + ORIENT_TILE < w ? x0 + ORIENT_TILE : w;
         for (int y0 = 0; y0 < h; y0 += ORIENT_TILE) {
@@ -138,6 +136,18 @@ static ErrorCode OrientTiles(const Image *source, Image *destination, int code, 
     }
     if (showProgress) ProgressClose();
     return result;
+}
+
+const char *OrientTitle(int code)
+{
+    switch (code) {
+    case 0: return "Copy";
+    case 4:
+    case 6: return "Reflect";
+    // Code 7 is a transposition, but its title stays the one the users know.
+    case 7: return "Rotate CW";
+    default: return "Rotate";
+    }
 }
 
 ErrorCode OrientImageCode(const Image *source, Image *destination, int code, int showProgress)

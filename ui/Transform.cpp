@@ -550,6 +550,10 @@ static int ApplySteps(WindowHandle dialog, void *params, const TransformDialogKi
         if (input != nullptr) result = CopyImageExtras(&input->picture, &output->picture);
         if (result == ERROR_NONE && kind->descriptor->profile == TRANSFORM_PROFILE_INHERIT)
             result = InheritProfile(input != nullptr ? &input->picture : nullptr, &output->picture);
+        // A result that keeps the input's very profile (a turn) takes it as vistel-cli's does.
+        if (result == ERROR_NONE && kind->descriptor->profile == TRANSFORM_PROFILE_COPY &&
+            input != nullptr)
+            result = CopyImageProfile(&input->picture, &output->picture);
         DisplayReset(output);
         if (result != ERROR_NONE) ShowError(result);
         FitWindow(window);
@@ -684,7 +688,7 @@ int TransformDialogMessage(WindowHandle dialog, uint32_t message, uintptr_t wPar
         // The in-use mark moves with the input; the preview goes with the old one.
         if (InputWindow != nullptr) ClearInUse(dialog, InputWindow);
         TransformTakeInput(chosen);
-        MarkInUse(dialog, chosen, kind->descriptor->name, 1);
+        MarkInUse(dialog, chosen, TransformInUseName(kind), 1);
         if (kind->inputTaken != nullptr) kind->inputTaken(dialog, params);
         InputChanged(params, kind);
         return 1;

@@ -16,11 +16,12 @@
 #include "ui/Transform.h"
 #include "ui/UiState.h"
 
-static const int MIRROR_ROTATE_FIELD = 300;   // pixels a side of the gray field
-static const int MIRROR_ROTATE_FRAME = 4;     // pixels of the field's bevel on each side
-static const uint32_t FIELD_COLOR = 0xC0C0C0; // the field around the picture
-static const uint32_t BEVEL_LIGHT = 0xFFFFFF; // the bevel's lit edges
-static const int CUSTOM_ORIENT_PICTURE = 6;   // the field's control type
+static const int MIRROR_ROTATE_CONTENT_WIDTH = 340; // room for "Rotate Counterclockwise"
+static const int MIRROR_ROTATE_FIELD = 300;         // pixels a side of the gray field
+static const int MIRROR_ROTATE_FRAME = 4;           // pixels of the field's bevel on each side
+static const uint32_t FIELD_COLOR = 0xC0C0C0;       // the field around the picture
+static const uint32_t BEVEL_LIGHT = 0xFFFFFF;       // the bevel's lit edges
+static const int CUSTOM_ORIENT_PICTURE = 6;         // the field's control type
 
 // The buttons in the order of the composition table, with their labels and tips.
 static const struct {
@@ -186,7 +187,7 @@ static int MirrorRotateControls(WindowHandle dialog, void *state, int x, int y, 
 const TransformDialogKind MirrorRotateDialog = {&MirrorRotateTransform,
                                                 MIRROR_ROTATE_INPUT,
                                                 MirrorRotateInputTaken,
-                                                MIRROR_ROTATE_FIELD,
+                                                MIRROR_ROTATE_CONTENT_WIDTH,
                                                 sizeof(MirrorRotateSettings),
                                                 MirrorRotateControls,
                                                 MirrorRotateCommand,

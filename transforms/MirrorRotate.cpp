@@ -168,7 +168,6 @@ ErrorCode MirrorRotateCompute(const Image *source, Image *destination, Picture *
         ComputePrepareDestination(&shape, destination, outputType, destinationWidth,
                                   destinationHeight, sourceX, sourceY, zoom, x0, y0, x1, y1, w, h);
     if (result != ERROR_NONE) return result;
-    if (sourceY >= height) return ERROR_INTERNAL_1;
     return MirrorRotatePreview(source, destination, code, height, sourceX, sourceY, zoom, x0, y0,
                                x1, w, h);
 }

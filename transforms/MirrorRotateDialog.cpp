@@ -152,9 +152,12 @@ static void MirrorRotateCommand(WindowHandle dialog, void *state, uintptr_t wPar
         settings->orientation = MirrorRotateCompose(before, button);
         OrientPictureSetCode(dialog, settings->orientation);
         // A preview window has the result's size: when width and height change places, it
-        // goes, and the next preview is made at the new size.
-        if ((before ^ settings->orientation) & 1) ClosePreview();
-        RefreshPreview(settings, &MirrorRotateDialog);
+        // goes and the next preview is made at the new size, as for another input ("Auto"
+        // staying on with a preview at once).
+        if ((before ^ settings->orientation) & 1)
+            InputChanged(settings, &MirrorRotateDialog);
+        else
+            RefreshPreview(settings, &MirrorRotateDialog);
         return;
     }
 }

@@ -239,16 +239,24 @@ TEST_F(TransformDialogs, MirrorRotateButtonsTurnTheFieldAndThePreviewAndApplyThe
     ASSERT_NE(OutputWindow, nullptr);
     EXPECT_EQ(OutputWidth, 60);
     EXPECT_EQ(OutputHeight, 20);
+    // With "Auto" on, the new preview comes at once and "Auto" stays.
+    HeadlessClick(DialogWindow, BUTTON_AUTO);
+    HeadlessClick(DialogWindow, IDROT90); // code 5
+    ASSERT_NE(OutputWindow, nullptr);
+    EXPECT_EQ(AutoPreview, 1);
+    EXPECT_EQ(PreviewStale, 0);
+    EXPECT_EQ(WindowRecord(OutputWindow)->viewWidth, 20);
+    HeadlessClick(DialogWindow, BUTTON_AUTO);
 
-    // Apply makes a window of the turned size: code 7 after one more turn.
-    HeadlessClick(DialogWindow, IDROT270);
+    // Apply makes a window of the turned size: code 1 after a mirror.
+    HeadlessClick(DialogWindow, IDREFLECT);
     HeadlessClick(DialogWindow, BUTTON_APPLY);
     ASSERT_NE(LastOutput, nullptr);
     const Image *result = &WindowRecord(LastOutput)->picture.image;
     EXPECT_EQ(result->width, 20);
     EXPECT_EQ(result->height, 60);
-    // Code 7: pixel (x, y) goes to column y of row x.
-    EXPECT_EQ(result->rows[7][3], picture->rows[3][7]);
+    // Code 1: pixel (x, y) goes to column y of row W-1-x.
+    EXPECT_EQ(result->rows[60 - 1 - 7][3], picture->rows[3][7]);
 }
 
 TEST_F(TransformDialogs, ConvertNamesTheSourceAndMakesTheChosenType)

@@ -257,6 +257,24 @@ TEST_F(TransformDialogs, MirrorRotateButtonsTurnTheFieldAndThePreviewAndApplyThe
     EXPECT_EQ(result->height, 60);
     // Code 1: pixel (x, y) goes to column y of row W-1-x.
     EXPECT_EQ(result->rows[60 - 1 - 7][3], picture->rows[3][7]);
+
+    // Another input: the field shows it, reduced by 2 to fit, turned by the same code.
+    WindowHandle second = MakePicture(TYPE_GRAY8, 400, 100, 9);
+    WindowHandle listed[8];
+    int count = InputChooserCandidates(nullptr, listed, 8);
+    for (int i = 0; i < count; i++)
+        if (listed[i] == second) HeadlessQueuePopupChoice(i + 1);
+    WindowHandle chooser = PlatformControl(DialogWindow, MIRROR_ROTATE_INPUT);
+    HeadlessMouse(chooser, MSG_LBUTTON_DOWN, 20, 10, BUTTON_LEFT);
+    HeadlessMouse(chooser, MSG_LBUTTON_UP, 20, 10, 0);
+    ASSERT_EQ(InputWindow, second);
+    HeadlessPaint(field);
+    const Image *canvas = HeadlessCanvas(field);
+    // 50 by 200 from (125, 50), every second pixel of every second row from the bottom left;
+    // its top right pixel is column 0 of the input's row 98.
+    EXPECT_EQ(CanvasColor(canvas, 124, 100), 0xC0C0C0u);
+    EXPECT_EQ(CanvasColor(canvas, 174, 50),
+              WindowRecord(second)->picture.image.rows[98][0] * 0x010101u);
 }
 
 TEST_F(TransformDialogs, ConvertNamesTheSourceAndMakesTheChosenType)

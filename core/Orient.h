@@ -15,5 +15,8 @@ constexpr int ORIENT_CODE_COUNT = 8;
 // partly written.
 ErrorCode OrientImageCode(const Image *source, Image *destination, int code, int showProgress);
 
+// The progress title of code: "Copy", "Rotate", "Reflect", or "Rotate CW" for code 7.
+const char *OrientTitle(int code);
+
 // The compute step of Mirror/Rotate: OrientImageCode with progress.
 ErrorCode OrientImage(const Image *source, Image *destination, int code);

@@ -703,7 +703,7 @@ int TransformDialogMessage(WindowHandle dialog, uint32_t message, uintptr_t wPar
         // The in-use mark moves with the input; the preview goes with the old one.
         if (InputWindow != nullptr) ClearInUse(dialog, InputWindow);
         TransformTakeInput(chosen);
-        MarkInUse(dialog, chosen, kind->descriptor->name, 1);
+        MarkInUse(dialog, chosen, TransformInUseName(kind), 1);
         if (kind->inputTaken != nullptr) kind->inputTaken(dialog, params);
         InputChanged(params, kind);
         return 1;

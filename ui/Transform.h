@@ -85,7 +85,16 @@ struct TransformDialogKind {
     // to let it go on. May be null.
     int (*message)(WindowHandle dialog, void *state, uint32_t message, uintptr_t wParam,
                    intptr_t lParam);
+    // The name the input is marked in use under, when it is not the descriptor's (which is
+    // also the dialog's title); null for the descriptor's.
+    const char *inUseName = nullptr;
 };
+
+// The name kind's dialog marks its input in use under.
+inline const char *TransformInUseName(const TransformDialogKind *kind)
+{
+    return kind->inUseName != nullptr ? kind->inUseName : kind->descriptor->name;
+}
 
 // The row of buttons a transformation dialog carries.
 enum : int32_t {

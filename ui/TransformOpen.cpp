@@ -40,7 +40,7 @@ ErrorCode TransformDialogOpen(const TransformDialogKind *kind, WindowHandle inpu
     }
     PlatformSetWindowWord(dialog, WORD_POINTER, (intptr_t)state);
     // The dialog's own mark comes first: a refused close names the transformation.
-    MarkInUse(dialog, input, descriptor->name, 1);
+    MarkInUse(dialog, input, TransformInUseName(kind), 1);
 
     int x = Margin;
     int y = Margin;

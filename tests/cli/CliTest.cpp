@@ -429,3 +429,49 @@ TEST(CliAmount, TakesOnePercentageOrARangeFromZeroToHundred)
         EXPECT_EQ(high, c.high);
     }
 }
+
+// A quarter turn of a 1-bit and a 48-bit file keeps the type, the profile and the comments,
+// and its pixels are ImageMagick's turn of the same file; a code past 7 is refused before any
+// file is made.
+TEST_F(Cli, RotateKeepsTypeProfileAndCommentsAndRefusesACodePastSeven)
+{
+    struct Case {
+        const char *name, *make, *kind, *type;
+        int depth;
+        const char *tags;
+    } cases[] = {
+        {"bits", "-monochrome -depth 1 -type Bilevel", "gray", "Bilevel", 1, "Ada\n"},
+        {"deep", "-depth 16 -type TrueColor -profile /usr/share/color/icc/sRGB.icc", "rgb",
+         "TrueColor", 16, "Ada\nsRGB\n"},
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        std::string in = Path(std::string(c.name) + ".tif");
+        std::string out = Path(std::string(c.name) + "-turned.tif");
+        ASSERT_EQ(TestRun(std::string("convert -size 37x23 plasma:fractal -seed 5 ") + c.make +
+                          " -compress none '" + in + "'"),
+                  0);
+        ASSERT_EQ(TestRun("exiftool -q -overwrite_original -Artist=Ada '" + in + "'"), 0);
+        ASSERT_EQ(RunCli("rotate --orientation 1 '" + in + "' '" + out + "'"), 0);
+        std::string described;
+        TestRun("identify -format '%wx%h %[type] %z' '" + out + "'", &described);
+        EXPECT_EQ(described, "23x37 " + std::string(c.type) + " " + std::to_string(c.depth));
+        std::string tags;
+        TestRun("exiftool -s3 -Artist -ProfileDescription '" + out + "'", &tags);
+        EXPECT_EQ(tags, c.tags);
+        std::string turned;
+        TestRun("convert '" + in + "' -rotate 90 -depth " + std::to_string(c.depth) + " " + c.kind +
+                    ":-",
+                &turned);
+        EXPECT_TRUE(Raw(out, c.kind, c.depth) ==
+                    std::vector<uint8_t>(turned.begin(), turned.end()));
+    }
+
+    std::string errors;
+    EXPECT_NE(RunCli("rotate --orientation 8 '" + Path("bits.tif") + "' '" + Path("no.tif") + "'",
+                     &errors),
+              0);
+    EXPECT_NE(errors.find("the orientation must be a whole number from 0 to 7"), std::string::npos);
+    struct stat status;
+    EXPECT_NE(stat(Path("no.tif").c_str(), &status), 0);
+}

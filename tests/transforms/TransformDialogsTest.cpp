@@ -19,6 +19,7 @@
 #include "transforms/ChangeProfile.h"
 #include "transforms/Convert.h"
 #include "transforms/GammaAdjust.h"
+#include "transforms/MirrorRotate.h"
 #include "transforms/TransformDialogs.h"
 #include "ui/Controls.h"
 #include "ui/Display.h"
@@ -182,6 +183,100 @@ TEST_F(TransformDialogs, AnotherInputMovesTheMarkAndTheSizeOfTheResult)
     EXPECT_EQ(WindowRecord(OutputWindow)->view.type, TYPE_COLOR24);
 }
 
+// The gray of the field, on the canvas of its control at x, y from the top left.
+static uint32_t CanvasColor(const Image *canvas, int x, int y)
+{
+    const uint8_t *pixel = canvas->rows[canvas->height - 1 - y] + 3 * x;
+    return (uint32_t)pixel[2] << 16 | (uint32_t)pixel[1] << 8 | pixel[0];
+}
+
+TEST_F(TransformDialogs, MirrorRotateButtonsTurnTheFieldAndThePreviewAndApplyTheTurn)
+{
+    WindowHandle input = MakePicture(TYPE_GRAY8, 60, 20, 4);
+    Prefs.stickySettings = 0; // from code 0, whatever an earlier test left
+    HeadlessChooseMenu(COMMAND_MIRROR_ROTATE);
+    ASSERT_NE(DialogWindow, nullptr);
+    EXPECT_EQ(CurrentOperation, KIND_MIRROR_ROTATE);
+    EXPECT_EQ(HeadlessFindWindow("Mirror/Rotate"), DialogWindow);
+    EXPECT_STREQ(InUseBy(input), "Rotate/Reflect");
+    EXPECT_STREQ(HeadlessControlTip(DialogWindow, IDROT270), "Rotate Counterclockwise");
+
+    // The field: the picture, small enough to stand whole, in the middle of the gray; a
+    // clockwise turn stands it upright, its top left pixel now at the top right.
+    const Image *picture = &WindowRecord(input)->picture.image;
+    WindowHandle field = PlatformControl(DialogWindow, MIRROR_ROTATE_PICTURE);
+    struct Look {
+        int button; // -1: as it opened
+        int left, top, width, height;
+    } looks[] = {{-1, 120, 140, 60, 20}, {IDROT90, 140, 120, 20, 60}};
+    for (const Look &look : looks) {
+        SCOPED_TRACE(look.button);
+        if (look.button >= 0) HeadlessClick(DialogWindow, look.button);
+        HeadlessPaint(field);
+        const Image *canvas = HeadlessCanvas(field);
+        ASSERT_NE(canvas, nullptr);
+        EXPECT_EQ(CanvasColor(canvas, look.left - 1, look.top + 5), 0xC0C0C0u);
+        EXPECT_EQ(CanvasColor(canvas, look.left + 5, look.top - 1), 0xC0C0C0u);
+        EXPECT_EQ(CanvasColor(canvas, look.left + look.width, look.top + 5), 0xC0C0C0u);
+        // The input's top left pixel (column 0 of its top row).
+        uint32_t topLeft = picture->rows[19][0] * 0x010101u;
+        int x = look.button < 0 ? look.left : look.left + look.width - 1;
+        EXPECT_EQ(CanvasColor(canvas, x, look.top), topLeft);
+    }
+
+    // A preview has the turned size; a turn that swaps width and height again closes it,
+    // and the next one is made at the new size.
+    HeadlessClick(DialogWindow, BUTTON_PREVIEW);
+    ASSERT_NE(OutputWindow, nullptr);
+    EXPECT_EQ(OutputWidth, 20);
+    EXPECT_EQ(OutputHeight, 60);
+    HeadlessClick(DialogWindow, IDFLIP); // code 7: still upright, the preview stays stale
+    ASSERT_NE(OutputWindow, nullptr);
+    EXPECT_EQ(PreviewStale, 1);
+    HeadlessClick(DialogWindow, IDROT90); // code 6: lying again
+    EXPECT_EQ(OutputWindow, nullptr);
+    HeadlessClick(DialogWindow, BUTTON_PREVIEW);
+    ASSERT_NE(OutputWindow, nullptr);
+    EXPECT_EQ(OutputWidth, 60);
+    EXPECT_EQ(OutputHeight, 20);
+    // With "Auto" on, the new preview comes at once and "Auto" stays.
+    HeadlessClick(DialogWindow, BUTTON_AUTO);
+    HeadlessClick(DialogWindow, IDROT90); // code 5
+    ASSERT_NE(OutputWindow, nullptr);
+    EXPECT_EQ(AutoPreview, 1);
+    EXPECT_EQ(PreviewStale, 0);
+    EXPECT_EQ(WindowRecord(OutputWindow)->viewWidth, 20);
+    HeadlessClick(DialogWindow, BUTTON_AUTO);
+
+    // Apply makes a window of the turned size: code 1 after a mirror.
+    HeadlessClick(DialogWindow, IDREFLECT);
+    HeadlessClick(DialogWindow, BUTTON_APPLY);
+    ASSERT_NE(LastOutput, nullptr);
+    const Image *result = &WindowRecord(LastOutput)->picture.image;
+    EXPECT_EQ(result->width, 20);
+    EXPECT_EQ(result->height, 60);
+    // Code 1: pixel (x, y) goes to column y of row W-1-x.
+    EXPECT_EQ(result->rows[60 - 1 - 7][3], picture->rows[3][7]);
+
+    // Another input: the field shows it, reduced by 2 to fit, turned by the same code.
+    WindowHandle second = MakePicture(TYPE_GRAY8, 400, 100, 9);
+    WindowHandle listed[8];
+    int count = InputChooserCandidates(nullptr, listed, 8);
+    for (int i = 0; i < count; i++)
+        if (listed[i] == second) HeadlessQueuePopupChoice(i + 1);
+    WindowHandle chooser = PlatformControl(DialogWindow, MIRROR_ROTATE_INPUT);
+    HeadlessMouse(chooser, MSG_LBUTTON_DOWN, 20, 10, BUTTON_LEFT);
+    HeadlessMouse(chooser, MSG_LBUTTON_UP, 20, 10, 0);
+    ASSERT_EQ(InputWindow, second);
+    HeadlessPaint(field);
+    const Image *canvas = HeadlessCanvas(field);
+    // 50 by 200 from (125, 50), every second pixel of every second row from the bottom left;
+    // its top right pixel is column 0 of the input's row 98.
+    EXPECT_EQ(CanvasColor(canvas, 124, 100), 0xC0C0C0u);
+    EXPECT_EQ(CanvasColor(canvas, 174, 50),
+              WindowRecord(second)->picture.image.rows[98][0] * 0x010101u);
+}
+
 TEST_F(TransformDialogs, ConvertNamesTheSourceAndMakesTheChosenType)
 {
     WindowHandle input = MakePicture(TYPE_COLOR48, 40, 30);
@@ -307,6 +402,13 @@ TEST_F(TransformDialogs, ApplyInTheEditorEqualsTheCommandLine)
          [](TransformDialogs *, WindowHandle window) {
              ASSERT_EQ(TransformDialogOpen(&ConvertDialog, window), ERROR_NONE);
              HeadlessChoose(DialogWindow, CONVERT_TARGET, CONVERT_GRAY16);
+         }},
+        {"rotate", "rotate --orientation 5",
+         [](TransformDialogs *, WindowHandle window) {
+             Prefs.stickySettings = 0; // from code 0
+             ASSERT_EQ(TransformDialogOpen(&MirrorRotateDialog, window), ERROR_NONE);
+             HeadlessClick(DialogWindow, IDREFLECT);
+             HeadlessClick(DialogWindow, IDROT270);
          }},
         {"profile", "profile --to '" + SYSTEM_ADOBE + "'",
          [](TransformDialogs *test, WindowHandle window) {

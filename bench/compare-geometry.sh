@@ -1,0 +1,104 @@
+#!/usr/bin/env bash
+# Times vistel-cli's geometric verbs against the peer tools that do the same on the same
+# 6000 x 4000 TIFF files at 24 and 48 bits, each whole process (read, work, write, one
+# thread), taking turns within one run so that a busy machine disturbs every side alike, and
+# prints the medians and each of our verbs' ratio to the fastest of its peers:
+#
+#   rotate   vistel-cli rotate --orientation 1   a quarter turn clockwise
+#            against vips rot d90 (VIPS_CONCURRENCY=1) and tiffcrop -R 90
+#
+#   bench/compare-geometry.sh [BUILD_FOLDER] [RUNS]      (RUNS 7 unless given)
+#
+# A new row is one name in names, its command in commands, and a group "ours:peer,peer" in
+# groups. The pictures are made as bench/compare-tiff.sh makes them (a plasma fractal,
+# blurred, with a little noise, one row a strip, uncompressed, without a profile) into a work
+# folder in memory, where the outputs go too; each run is measured by the shell's time (wall,
+# user and system seconds) and /usr/bin/time (the peak resident memory).
+set -euo pipefail
+cd "$(dirname "$0")/.."
+build=${1:-build}
+runs=${2:-7}
+cli=$(realpath "$build/vistel-cli")
+[ -x "$cli" ] || { echo "no $cli: build first (scripts/build.sh $build)" >&2; exit 1; }
+if [ -d /dev/shm ] && [ -w /dev/shm ]; then
+    work=/dev/shm/vistel-compare-geometry
+else
+    work=/tmp/vistel-compare-geometry
+fi
+mkdir -p "$work"
+cd "$work"
+
+if [ ! -s photo48.tif ] || [ ! -s photo24.tif ]; then
+    echo "Making the 6000 x 4000 pictures in $work ..." >&2
+    convert -seed 7 -size 6000x4000 plasma:fractal -blur 0x2 -attenuate 0.15 +noise Gaussian \
+        -depth 16 photo48.ppm
+    convert photo48.ppm -depth 8 photo24.ppm
+    # pnmtotiff writes no SampleFormat, which every reader takes as unsigned integers.
+    pnmtotiff -truecolor photo48.ppm >photo48.tif 2>/dev/null
+    pnmtotiff -truecolor photo24.ppm >photo24.tif 2>/dev/null
+    rm -f photo48.ppm photo24.ppm
+fi
+
+# The commands, by name; "@IN" stands for the input file.
+names=(rotate vips-rot tiffcrop)
+declare -A commands=(
+    [rotate]="$cli rotate --orientation 1 @IN out-rotate.tif"
+    [vips-rot]="env VIPS_CONCURRENCY=1 vips rot @IN out-vips-rot.tif d90"
+    [tiffcrop]="tiffcrop -R 90 @IN out-tiffcrop.tif"
+)
+# Each of our verbs and the peers it is compared with.
+groups=(rotate:vips-rot,tiffcrop)
+
+# Runs every command once on a file, in turn, appending "wall user sys kilobytes" to one
+# file per command and depth.
+measure() {
+    local depth=$1 name command
+    for name in "${names[@]}"; do
+        command=${commands[$name]//@IN/photo$depth.tif}
+        { time /usr/bin/time -o memory.txt -f '%M' $command >/dev/null 2>err.txt; } \
+            2>time.txt || { echo "failed: $command" >&2; cat err.txt >&2; exit 1; }
+        echo "$(cat time.txt) $(cat memory.txt)" >>"times-$depth-$name.txt"
+    done
+}
+
+TIMEFORMAT='%3R %3U %3S'
+rm -f times-*.txt
+for ((run = 0; run < runs; run++)); do
+    measure 24
+    measure 48
+done
+
+# The median of column $2 (1 wall, 2 user, 3 sys, 4 kB, 5 user + sys) of a file.
+median() {
+    awk -v c="$2" '{ v = c == 5 ? $2 + $3 : $c; print v }' "$1" | sort -g |
+        awk '{ a[NR] = $1 } END { print NR % 2 ? a[(NR + 1) / 2] : (a[NR / 2] + a[NR / 2 + 1]) / 2 }'
+}
+
+echo "Medians of $runs runs taken in turn; 6000 x 4000 pixels, uncompressed TIFF in $work"
+for depth in 24 48; do
+    echo
+    printf '%-8s %-12s %7s %7s %7s %9s\n' "$depth-bit" "" wall user sys "peak MB"
+    for name in "${names[@]}"; do
+        f=times-$depth-$name.txt
+        printf '%-8s %-12s %7.3f %7.3f %7.3f %9.0f\n' "" "$name" "$(median "$f" 1)" \
+            "$(median "$f" 2)" "$(median "$f" 3)" \
+            "$(awk -v k="$(median "$f" 4)" 'BEGIN { print k / 1024 }')"
+    done
+    for group in "${groups[@]}"; do
+        ours=${group%%:*}
+        fastest=
+        best=
+        IFS=, read -ra peers <<<"${group#*:}"
+        for peer in "${peers[@]}"; do
+            wall=$(median "times-$depth-$peer.txt" 1)
+            if [ -z "$best" ] || awk -v a="$wall" -v b="$best" 'BEGIN { exit !(a < b) }'; then
+                best=$wall
+                fastest=$peer
+            fi
+        done
+        awk -v n="$ours / $fastest (fastest peer)" -v ow="$(median "times-$depth-$ours.txt" 1)" \
+            -v tw="$best" -v oc="$(median "times-$depth-$ours.txt" 5)" \
+            -v tc="$(median "times-$depth-$fastest.txt" 5)" \
+            'BEGIN { printf "  %-34s wall %5.2f   user + sys %5.2f\n", n, ow / tw, oc / tc }'
+    done
+done

@@ -6,6 +6,11 @@
 #
 #   rotate   vistel-cli rotate --orientation 1   a quarter turn clockwise
 #            against vips rot d90 (VIPS_CONCURRENCY=1) and tiffcrop -R 90
+#   reduce   vistel-cli resize to 1500 x 1000 by Lanczos 6x6 (--method 4)
+#            against vips resize 0.25 --kernel lanczos3 and ImageMagick -filter Lanczos
+#            -resize 25% (one thread each)
+#   enlarge  vistel-cli resize of a 1500 x 1000 picture to 3000 x 2000 by Bicubic
+#            against vips resize 2 --kernel cubic and GraphicsMagick -filter Cubic -resize 200%
 #
 #   bench/compare-geometry.sh [BUILD_FOLDER] [RUNS]      (RUNS 7 unless given)
 #
@@ -28,26 +33,38 @@ fi
 mkdir -p "$work"
 cd "$work"
 
-if [ ! -s photo48.tif ] || [ ! -s photo24.tif ]; then
+if [ ! -s photo48.tif ] || [ ! -s photo24.tif ] || [ ! -s small48.tif ] || [ ! -s small24.tif ]; then
     echo "Making the 6000 x 4000 pictures in $work ..." >&2
     convert -seed 7 -size 6000x4000 plasma:fractal -blur 0x2 -attenuate 0.15 +noise Gaussian \
         -depth 16 photo48.ppm
     convert photo48.ppm -depth 8 photo24.ppm
+    # The picture to enlarge: the same, a quarter the size.
+    convert photo48.ppm -filter Box -resize 1500x1000 -depth 16 small48.ppm
+    convert small48.ppm -depth 8 small24.ppm
     # pnmtotiff writes no SampleFormat, which every reader takes as unsigned integers.
     pnmtotiff -truecolor photo48.ppm >photo48.tif 2>/dev/null
     pnmtotiff -truecolor photo24.ppm >photo24.tif 2>/dev/null
-    rm -f photo48.ppm photo24.ppm
+    pnmtotiff -truecolor small48.ppm >small48.tif 2>/dev/null
+    pnmtotiff -truecolor small24.ppm >small24.tif 2>/dev/null
+    rm -f photo48.ppm photo24.ppm small48.ppm small24.ppm
 fi
 
-# The commands, by name; "@IN" stands for the input file.
-names=(rotate vips-rot tiffcrop)
+# The commands, by name; "@IN" stands for the 6000 x 4000 input, "@SMALL" for the 1500 x 1000
+# one.
+names=(rotate vips-rot tiffcrop reduce vips-reduce magick-reduce enlarge vips-enlarge gm-enlarge)
 declare -A commands=(
     [rotate]="$cli rotate --orientation 1 @IN out-rotate.tif"
     [vips-rot]="env VIPS_CONCURRENCY=1 vips rot @IN out-vips-rot.tif d90"
     [tiffcrop]="tiffcrop -R 90 @IN out-tiffcrop.tif"
+    [reduce]="$cli resize --width 1500 --height 1000 --method 4 @IN out-reduce.tif"
+    [vips-reduce]="env VIPS_CONCURRENCY=1 vips resize @IN out-vips-reduce.tif 0.25 --kernel lanczos3"
+    [magick-reduce]="env MAGICK_THREAD_LIMIT=1 convert @IN -filter Lanczos -resize 25% out-magick-reduce.tif"
+    [enlarge]="$cli resize --width 3000 --height 2000 --method 2 @SMALL out-enlarge.tif"
+    [vips-enlarge]="env VIPS_CONCURRENCY=1 vips resize @SMALL out-vips-enlarge.tif 2 --kernel cubic"
+    [gm-enlarge]="env OMP_NUM_THREADS=1 gm convert @SMALL -filter Cubic -resize 200% out-gm-enlarge.tif"
 )
 # Each of our verbs and the peers it is compared with.
-groups=(rotate:vips-rot,tiffcrop)
+groups=(rotate:vips-rot,tiffcrop reduce:vips-reduce,magick-reduce enlarge:vips-enlarge,gm-enlarge)
 
 # Runs every command once on a file, in turn, appending "wall user sys kilobytes" to one
 # file per command and depth.
@@ -55,6 +72,7 @@ measure() {
     local depth=$1 name command
     for name in "${names[@]}"; do
         command=${commands[$name]//@IN/photo$depth.tif}
+        command=${command//@SMALL/small$depth.tif}
         { time /usr/bin/time -o memory.txt -f '%M' $command >/dev/null 2>err.txt; } \
             2>time.txt || { echo "failed: $command" >&2; cat err.txt >&2; exit 1; }
         echo "$(cat time.txt) $(cat memory.txt)" >>"times-$depth-$name.txt"

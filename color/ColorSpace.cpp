@@ -9,6 +9,20 @@
 uint16_t ToFixed[256];
 uint8_t FromFixed[4097];
 
+// Reciprocals of the 12-bit domain's divisors 1..4097, as ceil(2^37 / d), so that the
+// per-pixel quotients of the 8-bit forms are a multiplication and a shift instead of a
+// division. With n = q d + r, the product gives n / d + n e / 2^37 for some e below 1, and
+// stays below q + 1 while n d <= 2^37. Every numerator here is x 4096 with x at most the
+// divisor (a channel's distance below the largest, within delta; delta, within the largest
+// or the room HSL's lightness leaves), so n d <= 4096 d^2, which holds for d up to 5792; the
+// divisors reach 4097 (HSL's max + min while the lightness is at most 2048).
+static uint64_t Reciprocal12[4098];
+
+static inline int Divide12(uint32_t n, int d)
+{
+    return (int)(((uint64_t)n * Reciprocal12[d]) >> 37);
+}
+
 // The 12-bit domain's one, and the 16-bit forms' one, under short names for the formulas.
 static const int ONE8 = COLOR_ONE8;
 static const uint32_t ONE16 = COLOR_ONE16;
@@ -24,6 +38,9 @@ ErrorCode ColorSpaceInitialise(void)
         ToFixed[i] = (uint16_t)((i << 12) / 255);
     for (int i = 0; i <= ONE8; i++)
         FromFixed[i] = (uint8_t)((i * 255) >> 12);
+    Reciprocal12[0] = 0;
+    for (uint64_t d = 1; d <= ONE8 + 1; d++)
+        Reciprocal12[d] = ((uint64_t)1 << 37) / d + ((((uint64_t)1 << 37) % d) != 0);
     return ERROR_NONE;
 }
 
@@ -44,15 +61,15 @@ static inline uint32_t ClampSixteen(int n)
 static int Hue8(int r, int g, int b, int max, int min, int delta)
 {
     if (r == max) {
-        if (g == min) return ((max - b) * ONE8 / delta + 5 * ONE8) / 6;
-        return (ONE8 - (max - g) * ONE8 / delta) / 6;
+        if (g == min) return (Divide12((max - b) * ONE8, delta) + 5 * ONE8) / 6;
+        return (ONE8 - Divide12((max - g) * ONE8, delta)) / 6;
     }
     if (g == max) {
-        if (b == min) return ((max - r) * ONE8 / delta + ONE8) / 6;
-        return (3 * ONE8 - (max - b) * ONE8 / delta) / 6;
+        if (b == min) return (Divide12((max - r) * ONE8, delta) + ONE8) / 6;
+        return (3 * ONE8 - Divide12((max - b) * ONE8, delta)) / 6;
     }
-    if (r == min) return ((max - g) * ONE8 / delta + 3 * ONE8) / 6;
-    return (5 * ONE8 - (max - r) * ONE8 / delta) / 6;
+    if (r == min) return (Divide12((max - g) * ONE8, delta) + 3 * ONE8) / 6;
+    return (5 * ONE8 - Divide12((max - r) * ONE8, delta)) / 6;
 }
 
 // The same on 16-bit channels. HSV measures w(c) in steps of delta / 65535 and HSL in steps
@@ -88,7 +105,7 @@ void RgbToHsv8(int r, int g, int b, int *h, int *s, int *v)
         *s = 0;
         return;
     }
-    *s = delta * ONE8 / max;
+    *s = Divide12(delta * ONE8, max);
     *h = Hue8(rf, gf, bf, max, min, delta);
 }
 
@@ -130,18 +147,14 @@ void HsvToRgb8(int h, int s, int v, int *r, int *g, int *b)
     int p = v * (ONE8 - s) >> 12;
     int q = v * (ONE8 - (s * f >> 12)) >> 12;
     int t = v * (ONE8 - (s * (ONE8 - f) >> 12)) >> 12;
-    int red, green, blue;
-    switch (i) {
-    case 1: red = q, green = v, blue = p; break;
-    case 2: red = p, green = v, blue = t; break;
-    case 3: red = p, green = q, blue = v; break;
-    case 4: red = t, green = p, blue = v; break;
-    case 5: red = v, green = p, blue = q; break;
-    default: red = v, green = t, blue = p; break; // 0, and 6 for a hue of 4096
-    }
-    *r = FromFixed[red];
-    *g = FromFixed[green];
-    *b = FromFixed[blue];
+    // Which of v, p, q, t each channel takes in each sixth, by index rather than by a branch
+    // that a picture of many hues would mispredict; 6 is a hue of 4096, as 0.
+    static const uint8_t TAKES[7][3] = {{0, 3, 1}, {2, 0, 1}, {1, 0, 3}, {1, 2, 0},
+                                        {3, 1, 0}, {0, 1, 2}, {0, 3, 1}};
+    const int values[4] = {v, p, q, t};
+    *r = FromFixed[values[TAKES[i][0]]];
+    *g = FromFixed[values[TAKES[i][1]]];
+    *b = FromFixed[values[TAKES[i][2]]];
 }
 
 void HsvToRgb16(int h, int s, int v, int *r, int *g, int *b)
@@ -190,9 +203,9 @@ void RgbToHsl8(int r, int g, int b, int *h, int *s, int *l)
     // Saturation is delta against the room the lightness leaves: toward black below the
     // middle, toward white above it (2 * 4096 is the sum of two white channels).
     if (*l <= ONE8 / 2)
-        *s = delta * ONE8 / (max + min);
+        *s = Divide12(delta * ONE8, max + min);
     else
-        *s = delta * ONE8 / (2 * ONE8 - max - min);
+        *s = Divide12(delta * ONE8, 2 * ONE8 - max - min);
     *h = Hue8(rf, gf, bf, max, min, delta);
 }
 

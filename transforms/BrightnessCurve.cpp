@@ -4,10 +4,13 @@
 #include "transforms/BrightnessCurve.h"
 
 #include <cstddef>
+#include <cstring>
 
 #include "color/ColorSpace.h"
 #include "core/Helpers.h"
 #include "core/Memory.h"
+#include "core/Text.h"
+#include "transforms/FloatCurve.h"
 
 const char *const CURVES_SPACE_NAMES[3] = {"hsv", "hsl", "rgb"};
 
@@ -182,6 +185,45 @@ static int BrightnessChangesNothing(const void *params, const Image *source, int
     return 1;
 }
 
+ErrorCode BrightnessCurveLoad(const char *path, BrightnessCurveSettings *settings)
+{
+    FileHandle file = FILE_HANDLE_NONE;
+    if (FileOpenRead(path, &file) != ERROR_NONE) return ERROR_OPEN_FILE;
+    CurvePoints read = settings->curve;
+    ErrorCode result;
+    const char *dot = strrchr(path, '.');
+    if (dot != nullptr && StrEqualNoCase(dot, ".fcrv")) {
+        // Real levels to whole ones: a curve whose points fall together at 8 bits has no
+        // place here.
+        FloatCurve curve;
+        FloatCurveReset(&curve);
+        result = ReadFloatCurveFile(file, &curve.pointCount, curve.x, curve.y, &curve.style);
+        if (result == ERROR_NONE) {
+            read.pointCount = curve.pointCount;
+            read.style = curve.style;
+            for (int i = 0; i < curve.pointCount; i++) {
+                read.x[i] = Round(curve.x[i] * 255.0);
+                read.y[i] = Round(curve.y[i] * 255.0);
+            }
+            if (!CurvePointsValid(read.pointCount, read.x, read.y))
+                result = ERROR_ILLEGAL_CURVE_FILE;
+        }
+    } else {
+        result =
+            ReadCurveFile(file, &read.pointCount, read.x, read.y, &read.style, &read.histExpand);
+        if (result == ERROR_NONE && !CurvePointsValid(read.pointCount, read.x, read.y))
+            result = ERROR_ILLEGAL_CURVE_FILE;
+    }
+    FileClose(&file);
+    if (result == ERROR_NONE) settings->curve = read;
+    return result;
+}
+
+static ErrorCode BrightnessCurveRead(const char *path, void *settings)
+{
+    return BrightnessCurveLoad(path, (BrightnessCurveSettings *)settings);
+}
+
 static void BrightnessDefaults(void *settings)
 {
     BrightnessCurveSettingsDefault((BrightnessCurveSettings *)settings);
@@ -217,4 +259,5 @@ const TransformDescriptor BrightnessCurveTransform = {
     BRIGHTNESS_OPTIONS,
     1,
     nullptr,
+    BrightnessCurveRead,
 };

@@ -30,6 +30,11 @@ struct BrightnessCurveSettings {
 // The identity curve on RGB, fully applied.
 void BrightnessCurveSettingsDefault(BrightnessCurveSettings *settings);
 
+// Reads a curve file into the settings' curve: ".crv", or ".fcrv" with its real levels
+// rounded to whole ones. ERROR_OPEN_FILE for a file that does not open, and
+// ERROR_ILLEGAL_CURVE_FILE, with the settings as they were, for a bad one.
+ErrorCode BrightnessCurveLoad(const char *path, BrightnessCurveSettings *settings);
+
 // The output type of both curve transformations: binary and 8-bit gray give 8-bit gray,
 // color gives color, and 16 bits stay 16 bits in a result and become 8 in a preview.
 ErrorCode CurvesOutputType(const void *params, int sourceType, int full, int *outputType);

@@ -304,6 +304,11 @@ static int CurvesAccepts(int type)
     return ImageIsPicture(type);
 }
 
+static ErrorCode ColorCurvesRead(const char *path, void *settings)
+{
+    return ColorCurvesLoad(path, (ColorCurvesSettings *)settings);
+}
+
 static void CurvesDefaults(void *settings)
 {
     ColorCurvesSettingsDefault((ColorCurvesSettings *)settings);
@@ -331,4 +336,5 @@ const TransformDescriptor ColorCurvesTransform = {
     nullptr,
     0,
     nullptr,
+    ColorCurvesRead,
 };

@@ -207,4 +207,5 @@ const TransformDescriptor MirrorRotateTransform = {"Mirror/Rotate",
                                                    nullptr,
                                                    MIRROR_ROTATE_OPTIONS,
                                                    1,
-                                                   MirrorRotateResultSize};
+                                                   MirrorRotateResultSize,
+                                                   nullptr};

@@ -1,0 +1,104 @@
+#!/usr/bin/env bash
+# Times vistel-cli's tone and color verbs against Gamma Adjust on the same 6000 x 4000 TIFF
+# files at 24 and 48 bits, and Brightness Curve against vips maplut with the very table the
+# curve makes (24 bits: vips takes an 8-bit table there), each whole process (read, work,
+# write, one thread), taking turns within one run, and prints the medians and the ratios:
+#
+#   brightness   Brightness Curve, RGB           against gamma, and vips maplut (24-bit)
+#   curves-rgb   Color Curves, RGB               against gamma
+#   curves-hsv   Color Curves, HSV               against gamma
+#
+#   bench/compare-tone.sh [BUILD_FOLDER] [RUNS]      (RUNS 7 unless given)
+#
+# The curve is (0, 0), (100, 160), (255, 255), smooth, on every channel. A new row is one name
+# in names, its command in commands, and a pair "ours:reference" in ratios.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+build=${1:-build}
+runs=${2:-7}
+cli=$(realpath "$build/vistel-cli")
+[ -x "$cli" ] || { echo "no $cli: build first (scripts/build.sh $build)" >&2; exit 1; }
+if [ -d /dev/shm ] && [ -w /dev/shm ]; then
+    work=/dev/shm/vistel-compare-tone
+else
+    work=/tmp/vistel-compare-tone
+fi
+mkdir -p "$work"
+cd "$work"
+
+if [ ! -s photo48.tif ] || [ ! -s photo24.tif ]; then
+    echo "Making the 6000 x 4000 pictures in $work ..." >&2
+    convert -seed 7 -size 6000x4000 plasma:fractal -blur 0x2 -attenuate 0.15 +noise Gaussian \
+        -depth 16 photo48.ppm
+    convert photo48.ppm -depth 8 photo24.ppm
+    pnmtotiff -truecolor photo48.ppm >photo48.tif 2>/dev/null
+    pnmtotiff -truecolor photo24.ppm >photo24.tif 2>/dev/null
+    rm -f photo48.ppm photo24.ppm
+fi
+
+# The settings files, and the curve's own table as a 256 x 1 picture for vips: the levels
+# 0..255 put through Brightness Curve.
+printf 'Curve 1.0\r\nnpts 3\r\nstyle spline\r\npoint 0 0 0\r\npoint 1 100 160\r\npoint 2 255 255\r\nend\r\n' >lift.crv
+{
+    printf 'ColorCurves 1.0\r\ncomponent 2\r\n'
+    for c in 1 2 3; do
+        printf 'npts%d 3\r\nstyle%d spline\r\npoint%d 0 0 0\r\npoint%d 1 100 160\r\npoint%d 2 255 255\r\n' \
+            $c $c $c $c $c
+    done
+    printf 'end\r\n'
+} >lift-body.txt
+{ printf 'ColorCurves 1.0\r\ncolorspace 2\r\n'; tail -n +2 lift-body.txt; } >lift-rgb.cc
+{ printf 'ColorCurves 1.0\r\ncolorspace 0\r\n'; tail -n +2 lift-body.txt; } >lift-hsv.cc
+python3 -c "import sys; sys.stdout.buffer.write(b'P5 256 1 255\n' + bytes(range(256)))" >levels.pgm
+convert levels.pgm -depth 8 levels.tif
+"$cli" brightness-curve lift.crv levels.tif lut.tif
+
+names=(gamma brightness curves-rgb curves-hsv vips-maplut)
+declare -A commands=(
+    [gamma]="$cli gamma --factor 0.8 @IN out-gamma.tif"
+    [brightness]="$cli brightness-curve lift.crv @IN out-brightness.tif"
+    [curves-rgb]="$cli curves lift-rgb.cc @IN out-curves-rgb.tif"
+    [curves-hsv]="$cli curves lift-hsv.cc @IN out-curves-hsv.tif"
+    [vips-maplut]="env VIPS_CONCURRENCY=1 vips maplut @IN out-vips-maplut.tif lut.tif"
+)
+ratios=(brightness:gamma curves-rgb:gamma curves-hsv:gamma brightness:vips-maplut)
+
+measure() {
+    local depth=$1 name command
+    for name in "${names[@]}"; do
+        # vips takes the 8-bit table for 8-bit pictures only.
+        [ "$name" = vips-maplut ] && [ "$depth" = 48 ] && continue
+        command=${commands[$name]//@IN/photo$depth.tif}
+        { time $command >/dev/null 2>err.txt; } 2>time.txt ||
+            { echo "failed: $command" >&2; cat err.txt >&2; exit 1; }
+        cat time.txt >>"times-$depth-$name.txt"
+    done
+}
+
+TIMEFORMAT='%3R %3U %3S'
+rm -f times-*.txt
+for ((run = 0; run < runs; run++)); do
+    measure 24
+    measure 48
+done
+
+median() {
+    awk '{ print $1 }' "$1" | sort -g |
+        awk '{ a[NR] = $1 } END { print NR % 2 ? a[(NR + 1) / 2] : (a[NR / 2] + a[NR / 2 + 1]) / 2 }'
+}
+
+echo "Medians of $runs runs taken in turn; 6000 x 4000 pixels, uncompressed TIFF in $work"
+for depth in 24 48; do
+    echo
+    echo "$depth-bit, wall seconds"
+    for name in "${names[@]}"; do
+        [ -s "times-$depth-$name.txt" ] && printf '  %-12s %7.3f\n' "$name" "$(median "times-$depth-$name.txt")"
+    done
+    for pair in "${ratios[@]}"; do
+        ours=${pair%%:*}
+        reference=${pair#*:}
+        [ -s "times-$depth-$reference.txt" ] || continue
+        awk -v n="$ours / $reference" -v a="$(median "times-$depth-$ours.txt")" \
+            -v b="$(median "times-$depth-$reference.txt")" 'BEGIN { printf "  %-28s %5.2f\n", n, a / b }'
+    done
+done

@@ -5,10 +5,12 @@
 #include <string>
 
 #include "core/File.h"
+#include "files/FileType.h"
 #include "tests/support/TestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
 #include "transforms/BrightnessCurve.h"
 #include "transforms/ColorCurves.h"
+#include "transforms/Transforms.h"
 
 // A straight curve from (0, from) to (255, to).
 static CurvePoints Line(int from, int to)
@@ -199,4 +201,33 @@ TEST(Curves, ColorCurvesFileRoundTripsAndRefusesDamage)
         EXPECT_EQ(kept.curves[1].y[0], 10);
     }
     EXPECT_EQ(ColorCurvesLoad((folder + "/none.cc").c_str(), &read), ERROR_OPEN_FILE);
+}
+
+// vistel-cli gives what Apply gives, 16 bits kept, with an amount.
+TEST(Curves, CommandLineEqualsApply)
+{
+    TestStart();
+    std::string folder = TestOutputFolder("CurvesCli");
+    Picture input = {};
+    PictureMake(&input.image, TYPE_COLOR48, 37, 23, 5);
+    std::string in = folder + "/in.tif", out = folder + "/out.tif", cc = folder + "/hsv.cc";
+    ASSERT_EQ(FileSave(in.c_str(), FILE_SAVE_TIFF, &input, 0), ERROR_NONE);
+    ColorCurvesSettings settings;
+    ColorCurvesSettingsDefault(&settings);
+    settings.colorSpace = CURVES_HSV;
+    settings.curves[1] = Line(0, 200);
+    FileHandle file = FILE_HANDLE_NONE;
+    ASSERT_EQ(FileCreate(cc.c_str(), &file), ERROR_NONE);
+    ASSERT_EQ(WriteColorCurvesFile(file, &settings), ERROR_NONE);
+    FileClose(&file);
+    ASSERT_EQ(
+        TestRun(TestCliPath() + " curves --amount 50 '" + cc + "' '" + in + "' '" + out + "'"), 0);
+    settings.amount.low = AmountPosition(50.0);
+    Picture made = {}, cli = {};
+    ASSERT_EQ(TransformApply(&ColorCurvesTransform, &settings, &input, &made), ERROR_NONE);
+    ASSERT_EQ(FileLoad(out.c_str(), FILE_OPEN_TIFF, &cli, 0), ERROR_NONE);
+    EXPECT_EQ(cli.image.type, TYPE_COLOR48);
+    ExpectImagesNear(made.image, cli.image, 0);
+    for (Picture *picture : {&input, &made, &cli})
+        PictureFree(picture);
 }

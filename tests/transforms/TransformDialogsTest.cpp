@@ -10,6 +10,7 @@
 #include "color/Profiles.h"
 #include "core/Helpers.h"
 #include "core/Preferences.h"
+#include "core/Resample.h"
 #include "files/TiffReader.h"
 #include "files/TiffWriter.h"
 #include "shell/Commands.h"
@@ -20,6 +21,7 @@
 #include "transforms/Convert.h"
 #include "transforms/GammaAdjust.h"
 #include "transforms/MirrorRotate.h"
+#include "transforms/Resize.h"
 #include "transforms/TransformDialogs.h"
 #include "ui/Controls.h"
 #include "ui/Display.h"
@@ -409,6 +411,13 @@ TEST_F(TransformDialogs, ApplyInTheEditorEqualsTheCommandLine)
              ASSERT_EQ(TransformDialogOpen(&MirrorRotateDialog, window), ERROR_NONE);
              HeadlessClick(DialogWindow, IDREFLECT);
              HeadlessClick(DialogWindow, IDROT270);
+         }},
+        {"resize", "resize --width 50 --height 31 --method 4",
+         [](TransformDialogs *, WindowHandle window) {
+             Prefs.stickySettings = 0;
+             ASSERT_EQ(TransformDialogOpen(&ResizeDialog, window), ERROR_NONE);
+             HeadlessChoose(DialogWindow, RESIZE_METHOD, RESAMPLE_LANCZOS6);
+             HeadlessSetEditText(DialogWindow, RESIZE_PIXEL_WIDTH, "50"); // OK commits it
          }},
         {"profile", "profile --to '" + SYSTEM_ADOBE + "'",
          [](TransformDialogs *test, WindowHandle window) {

@@ -17,14 +17,20 @@ constexpr int CLI_OPTIONS_MAX = 8; // options a verb may have: the bits of given
 
 // What a command line gives besides the settings record.
 struct CliVerbLine {
-    const char *files[2]; // IN and OUT
-    int32_t fileCount;    // files seen, even past two
+    const char *files[3]; // IN and OUT, or SETTINGS, IN and OUT (CliVerbFileCount)
+    int32_t fileCount;    // files seen, even past those
     uint32_t given;       // bit i: option i was given
     double amountLow;     // --amount P or LOW:HIGH, percent; -1 when not given
     double amountHigh;
     const char *maskPath;               // --mask FILE, or null
     const char *paths[CLI_OPTIONS_MAX]; // the paths of OPTION_FILE options, by option index
 };
+
+// The files a verb takes: IN and OUT, after its settings file when it has one.
+static int CliVerbFileCount(const TransformDescriptor *transform)
+{
+    return transform->readSettings != nullptr ? 3 : 2;
+}
 
 // "gamma takes --factor F IN OUT": what the verb's command line is, in one line.
 static void CliVerbSynopsis(const TransformDescriptor *transform, char *text, size_t size)
@@ -36,6 +42,9 @@ static void CliVerbSynopsis(const TransformDescriptor *transform, char *text, si
         used += (size_t)snprintf(text + used, size - used, required ? " %s %s" : " [%s %s]",
                                  option->name, option->valueName);
     }
+    if (transform->readSettings != nullptr && used < size)
+        used +=
+            (size_t)snprintf(text + used, size - used, " FILE.%s", transform->settingsExtension);
     if (used < size) snprintf(text + used, size - used, " IN OUT");
 }
 
@@ -165,7 +174,7 @@ static int CliVerbParse(const TransformDescriptor *transform, int argc, char **a
     for (int at = 0; at < argc; at++) {
         const char *word = argv[at];
         if (optionsEnd || strncmp(word, "--", 2) != 0) {
-            if (line->fileCount < 2) line->files[line->fileCount] = word;
+            if (line->fileCount < 3) line->files[line->fileCount] = word;
             line->fileCount++;
             continue;
         }
@@ -208,7 +217,7 @@ static int CliVerbParse(const TransformDescriptor *transform, int argc, char **a
             line->given |= 1u << index;
         }
     }
-    if (line->fileCount != 2) return CliVerbUsage(transform, synopsis);
+    if (line->fileCount != CliVerbFileCount(transform)) return CliVerbUsage(transform, synopsis);
     for (int i = 0; i < transform->optionCount; i++)
         if ((transform->options[i].flags & OPTION_REQUIRED) && !(line->given & (1u << i)))
             return CliVerbUsage(transform, synopsis);
@@ -270,6 +279,8 @@ int CliVerb(const TransformDescriptor *transform, int argc, char **argv)
     int status = 0;
     int saveNumber;
     int changes = 1; // 0: an OPTION_ABSENT_NO_CHANGE option was left out
+    const char *inputPath = nullptr;
+    const char *outputPath = nullptr;
 
     PictureReset(&input);
     PictureReset(&output);
@@ -288,14 +299,24 @@ int CliVerb(const TransformDescriptor *transform, int argc, char **argv)
         if ((transform->options[i].flags & OPTION_ABSENT_NO_CHANGE) && !(line.given & (1u << i)))
             changes = 0;
 
-    saveNumber = CliSaveNumber(line.files[1]);
+    // A settings file comes first and is read as the dialog's Load reads it.
+    if (transform->readSettings != nullptr) {
+        result = transform->readSettings(line.files[0], settings);
+        if (result != ERROR_NONE) {
+            failedPath = line.files[0];
+            goto done;
+        }
+    }
+    inputPath = line.files[CliVerbFileCount(transform) - 2];
+    outputPath = line.files[CliVerbFileCount(transform) - 1];
+    saveNumber = CliSaveNumber(outputPath);
     if (saveNumber == FILE_SAVE_NONE) {
         result = ERROR_UNKNOWN_FILE_TYPE;
         goto done;
     }
     result = CliVerbReadFiles(transform, &line, settings, &failedPath);
     if (result != ERROR_NONE) goto done;
-    result = CliOpen(line.files[0], &input);
+    result = CliOpen(inputPath, &input);
     if (result != ERROR_NONE) goto done;
     if (line.maskPath != nullptr) {
         // The mask is read as any picture is, and must fit the input pixel for pixel.
@@ -324,8 +345,8 @@ int CliVerb(const TransformDescriptor *transform, int argc, char **argv)
         saved = &output; // a picture of its own
     }
     if (result != ERROR_NONE) goto done;
-    result = CliSave(line.files[1], saveNumber, saved);
-    if (result != ERROR_NONE) failedPath = line.files[1]; // the messages of a save name no file
+    result = CliSave(outputPath, saveNumber, saved);
+    if (result != ERROR_NONE) failedPath = outputPath; // the messages of a save name no file
 done:
     PictureFree(&output);
     PictureFree(&input);

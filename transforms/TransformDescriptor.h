@@ -100,6 +100,10 @@ struct TransformDescriptor {
     // The size of the result for source under settings, for a transformation whose result
     // is not the size of its input (Resize, a quarter turn); null for the others.
     void (*resultSize)(const void *settings, const Image *source, int *width, int *height);
+    // For a transformation with a settings file: reads the file at path into settings (set
+    // to the defaults beforehand) as the dialog's Load does, with the codes of its reader.
+    // Its verb then takes that file before IN and OUT. Null for the others.
+    ErrorCode (*readSettings)(const char *path, void *settings);
 };
 
 // The size of transform's result for source under settings.

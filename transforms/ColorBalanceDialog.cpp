@@ -1,0 +1,379 @@
+// The Color Balance dialog: the Options button with its menu, the "Highlight:", "Shadow:",
+// "Midtone:" and "Probe:" lists, the graph with its swatches, and the Amount.
+//
+// Every opening measures the input's white and black points and starts from them, then
+// from default.cb when there is one; nothing is written when the dialog closes. The graph
+// is a custom control that paints from the settings through the platform's drawing and
+// hands its mouse to the model of transforms/ColorBalanceGraph.h.
+#include <cstring>
+
+#include "core/Memory.h"
+#include "core/SettingsText.h"
+#include "core/Text.h"
+#include "masks/AmountControl.h"
+#include "transforms/ColorBalance.h"
+#include "transforms/ColorBalanceGraph.h"
+#include "transforms/TransformDialogs.h"
+#include "ui/Controls.h"
+#include "ui/MessageBox.h"
+#include "ui/SettingsOptions.h"
+#include "ui/SettingsStore.h"
+#include "ui/Transform.h"
+#include "ui/UiState.h"
+
+// The graph's kind among the custom controls; the kit has room for CUSTOM_KIND_COUNT.
+constexpr int CUSTOM_COLOR_BALANCE_GRAPH = 12;
+
+// Items of the Options menu beyond those of ui/SettingsOptions.h.
+enum : int32_t {
+    BALANCE_MENU_FULL_RANGE = 4,
+    BALANCE_MENU_PROBE = 11, // + probe size 0..4
+};
+
+static const int BALANCE_PROBE_SIZES = 5;
+
+// What outlives one opening: the Amount and where the dialog stood. The colors are measured
+// afresh at each opening.
+static ColorBalanceSettings BalanceSaved;
+static TransformDialogMemory BalanceMemory = {&BalanceSaved, {}, 1};
+
+static const char *const BALANCE_FILTERS = "Color Balance Files\0*.cb\0";
+
+// ---------------------------------------------------------------------------------------
+// The graph control.
+
+struct BalanceGraphControl {
+    int32_t id;
+    ColorBalanceSettings *settings; // the dialog's; lives as long as the dialog
+    ColorBalanceGraph graph;
+};
+
+static const uint32_t GRAPH_BACKGROUND = 0xA0A0A0;
+static const uint32_t GRAPH_GRID = 0x8C8C8C;
+static const uint32_t GRAPH_CHANNELS[3] = {0xE00000, 0x00A000, 0x0000E0}; // red, green, blue
+
+static void BalanceGraphDraw(DrawContext *context, const ColorBalanceSettings *settings)
+{
+    Rect plot;
+    ColorBalanceGraphPlot(&plot);
+    Rect frame = {plot.left - 1, plot.top - 1, plot.right + 1, plot.bottom + 1};
+    PlatformFillRect(context, &plot, GRAPH_BACKGROUND);
+    for (int i = 0; i <= BALANCE_GRAPH_SIDE / BALANCE_GRAPH_GRID; i++) {
+        int at = i * BALANCE_GRAPH_GRID;
+        PlatformDrawLine(context, plot.left + at, plot.top, plot.left + at, plot.bottom,
+                         GRAPH_GRID);
+        PlatformDrawLine(context, plot.left, plot.top + at, plot.right, plot.top + at, GRAPH_GRID);
+    }
+    PlatformDrawLine(context, plot.left, plot.top, plot.right, plot.bottom, GRAPH_GRID);
+    PlatformDrawLine(context, plot.left, plot.bottom, plot.right, plot.top, GRAPH_GRID);
+
+    // Each table as a polyline, level v at x = v / 2, and its break points as squares.
+    for (int c = 0; c < 3; c++) {
+        uint8_t table[256];
+        ColorBalanceTable8(settings, c, table);
+        for (int v = 2; v < 256; v += 2)
+            PlatformDrawLine(context, plot.left + (v - 2) / 2, plot.top + (255 - table[v - 2]) / 2,
+                             plot.left + v / 2, plot.top + (255 - table[v]) / 2, GRAPH_CHANNELS[c]);
+        for (int pair = 0; pair < 3; pair++) {
+            int point = pair * 3 + c;
+            if (point >= BALANCE_POINT_MIDTONE && !settings->midtoneEnabled) break;
+            int x, y;
+            ColorBalancePointAt(settings, point, &x, &y);
+            Rect square = {plot.left + x - BALANCE_GRAPH_POINT_SIDE / 2,
+                           plot.top + y - BALANCE_GRAPH_POINT_SIDE / 2,
+                           plot.left + x + BALANCE_GRAPH_POINT_SIDE / 2 + 1,
+                           plot.top + y + BALANCE_GRAPH_POINT_SIDE / 2 + 1};
+            PlatformFillRect(context, &square, GRAPH_CHANNELS[c]);
+        }
+    }
+    PlatformFrameRect(context, &frame, COLOR_CONTROL_DARK);
+
+    Rect remove, add;
+    ColorBalanceSwatchRect(BALANCE_SWATCH_HIGHLIGHT_REMOVE, &remove);
+    ColorBalanceSwatchRect(BALANCE_SWATCH_HIGHLIGHT_ADD, &add);
+    PlatformDrawText(context, remove.left - 2, 0, "Remove", COLOR_CONTROL_TEXT, 1);
+    PlatformDrawText(context, add.left + 2, 0, "Add", COLOR_CONTROL_TEXT, 1);
+    for (int swatch = 0; swatch < BALANCE_SWATCH_COUNT; swatch++) {
+        Rect rect;
+        ColorBalanceSwatchRect(swatch, &rect);
+        PlatformFillRect(context, &rect, ColorBalanceSwatchColor(settings, swatch));
+        PlatformFrameRect(context, &rect, COLOR_CONTROL_DARK);
+    }
+}
+
+static void BalanceGraphNotify(WindowHandle window, const BalanceGraphControl *record,
+                               uint32_t notification)
+{
+    WindowHandle parent = PlatformWindowParent(window);
+    if (parent != nullptr)
+        PlatformSendMessage(parent, MSG_COMMAND, (uintptr_t)record->id | notification << 16,
+                            (intptr_t)window);
+}
+
+static MessageResult BalanceGraphProcedure(WindowHandle window, uint32_t message, uintptr_t wParam,
+                                           intptr_t lParam)
+{
+    if (message == MSG_CREATE)
+        return ControlRecordCreate(window, lParam, sizeof(BalanceGraphControl));
+    BalanceGraphControl *record =
+        (BalanceGraphControl *)ControlRecord(window, CUSTOM_COLOR_BALANCE_GRAPH);
+    if (record == nullptr) return PlatformDefaultProcedure(window, message, wParam, lParam);
+    Rect plot;
+    ColorBalanceGraphPlot(&plot);
+    int x = ParamLow(lParam) - plot.left;
+    int y = ParamHigh(lParam) - plot.top;
+    int done = 0;
+    switch (message) {
+    case MSG_DESTROY:
+        MemoryFree(record);
+        PlatformSetWindowWord(window, WORD_POINTER, 0);
+        return 0;
+    case MSG_PAINT: BalanceGraphDraw((DrawContext *)wParam, record->settings); return 0;
+    case MSG_LBUTTON_DOWN:
+        done = ColorBalanceGraphMouse(&record->graph, record->settings, BALANCE_MOUSE_PRESS, x, y);
+        if (done & BALANCE_GRAPH_GRABBED) PlatformSetCapture(window);
+        break;
+    case MSG_MOUSE_MOVE:
+        done = ColorBalanceGraphMouse(&record->graph, record->settings, BALANCE_MOUSE_MOVE, x, y);
+        break;
+    case MSG_LBUTTON_UP:
+        done =
+            ColorBalanceGraphMouse(&record->graph, record->settings, BALANCE_MOUSE_RELEASE, x, y);
+        if (done & BALANCE_GRAPH_RELEASED) PlatformReleaseCapture();
+        break;
+    default: return PlatformDefaultProcedure(window, message, wParam, lParam);
+    }
+    // The lists follow every move; the preview waits for the release.
+    if (done & BALANCE_GRAPH_CHANGED) {
+        PlatformInvalidate(window, nullptr);
+        BalanceGraphNotify(window, record, NOTIFY_MOVED);
+    }
+    if ((done & BALANCE_GRAPH_RELEASED) && PlatformWindowExists(window))
+        BalanceGraphNotify(window, record, NOTIFY_RELEASED);
+    return 0;
+}
+
+// ---------------------------------------------------------------------------------------
+// The dialog.
+
+// The lists show the modes; the graph redraws.
+static void BalanceShow(WindowHandle dialog, const ColorBalanceSettings *settings)
+{
+    PopupListSetChoice(dialog, COLOR_BALANCE_HIGHLIGHT, settings->highlightMode);
+    PopupListSetChoice(dialog, COLOR_BALANCE_SHADOW, settings->shadowMode);
+    PopupListSetChoice(dialog, COLOR_BALANCE_MIDTONE, settings->midtoneMode);
+    PopupListSetChoice(dialog, COLOR_BALANCE_PROBE, settings->probeTarget);
+    WindowHandle graph = PlatformControl(dialog, COLOR_BALANCE_GRAPH);
+    if (graph != nullptr) PlatformInvalidate(graph, nullptr);
+}
+
+// The white and black points of the input, into settings; failures are shown.
+static void BalanceMeasure(ColorBalanceSettings *settings)
+{
+    const ImageWindow *input = ShownPicture(InputWindow);
+    if (input == nullptr) input = WindowRecord(InputWindow);
+    if (input == nullptr) return;
+    ShowError(ColorBalanceFindPoints(&input->picture.image, settings, BALANCE_POINT_FRACTION,
+                                     BALANCE_POINT_FRACTION));
+}
+
+// "&Reset": the measured points, no midtone, no probe, and no mask.
+static void BalanceReset(WindowHandle dialog, ColorBalanceSettings *settings)
+{
+    ColorBalanceReset(settings);
+    WindowHandle amount = PlatformControl(dialog, COLOR_BALANCE_AMOUNT);
+    if (amount != nullptr) {
+        AmountSelect(amount, nullptr);
+        AmountGet(amount, &settings->amount);
+    }
+}
+
+// "&Load ...": a file that does not open changes nothing; a bad one is reported and the
+// dialog resets, since its half-read values make no settings anyone chose.
+static void BalanceLoad(WindowHandle dialog, ColorBalanceSettings *settings)
+{
+    char folder[PATH_LENGTH];
+    char path[PATH_LENGTH];
+    FileDialogResult chosen;
+    RememberedFolderGet(FOLDER_COLOR_BALANCE, folder, sizeof folder);
+    FileDialogRequest request = {
+        FILE_DIALOG_OPEN, "Load Color Balance", BALANCE_FILTERS, 0, folder, ""};
+    EditorOpenQueueHold();
+    int ok = PlatformFileDialog(&request, &chosen);
+    if (ok) StrCopyLimit(chosen.paths, path, PATH_LENGTH - 1);
+    EditorOpenQueueRelease();
+    if (!ok) return;
+    RememberedFolderSet(FOLDER_COLOR_BALANCE, path);
+    ColorBalanceSettings read = *settings;
+    ErrorCode result = SettingsFileLoad(path, ColorBalanceFileRead, &read);
+    if (result == ERROR_NONE) {
+        *settings = read;
+    } else if (result != ERROR_OPEN_FILE) {
+        result = ERROR_ILLEGAL_COLOR_BALANCE_FILE;
+        BalanceReset(dialog, settings);
+    }
+    ShowError(result);
+    if (result != ERROR_OPEN_FILE) {
+        BalanceShow(dialog, settings);
+        RefreshPreview(settings, &ColorBalanceDialog);
+    }
+}
+
+// "&Save As ...": a cancelled dialog is answered with ERROR_CREATE_FILE, as this dialog has
+// always done.
+static void BalanceSave(const ColorBalanceSettings *settings)
+{
+    char path[PATH_LENGTH];
+    if (!SettingsSavePathAsk("Save Color Balance", BALANCE_FILTERS, "", SETTINGS_KIND_COLOR_BALANCE,
+                             FOLDER_COLOR_BALANCE, path)) {
+        ShowError(ERROR_CREATE_FILE);
+        return;
+    }
+    ShowFileError(SettingsFileSave(path, ColorBalanceFileWrite, settings), path);
+}
+
+static void BalanceOptions(WindowHandle dialog, ColorBalanceSettings *settings)
+{
+    static const char *const PROBE_LABELS[BALANCE_PROBE_SIZES] = {
+        "1x1 Color Probe", "3x3 Color Probe", "5x5 Color Probe", "7x7 Color Probe",
+        "9x9 Color Probe"};
+    MenuItem items[16] = {
+        {SETTINGS_OPTIONS_RESET, "&Reset", 1},
+        {BALANCE_MENU_FULL_RANGE, "&Full Range", 1},
+        {0, "", 1},
+        {SETTINGS_OPTIONS_LOAD, "&Load ...", 1},
+        {SETTINGS_OPTIONS_SAVE, "&Save As ...", 1},
+        {0, "", 1},
+    };
+    int count = 6;
+    for (int i = 0; i < BALANCE_PROBE_SIZES; i++)
+        items[count++] = {BALANCE_MENU_PROBE + i, PROBE_LABELS[i], 1};
+    items[count] = {0, nullptr, 0};
+    int x = 0, y = 0;
+    WindowHandle button = PlatformControl(dialog, SETTINGS_OPTIONS_BUTTON);
+    if (button != nullptr) {
+        Rect rect;
+        PlatformGetWindowRect(button, &rect);
+        x = rect.left;
+        y = rect.bottom;
+    }
+    int item = PlatformPopupMenu(dialog, items, x, y);
+    switch (item) {
+    case SETTINGS_OPTIONS_RESET: BalanceReset(dialog, settings); break;
+    case BALANCE_MENU_FULL_RANGE: ColorBalanceFullRange(settings); break;
+    case SETTINGS_OPTIONS_LOAD: BalanceLoad(dialog, settings); return;
+    case SETTINGS_OPTIONS_SAVE: BalanceSave(settings); return;
+    default:
+        if (item >= BALANCE_MENU_PROBE && item < BALANCE_MENU_PROBE + BALANCE_PROBE_SIZES)
+            settings->probeSize = item - BALANCE_MENU_PROBE;
+        return;
+    }
+    BalanceShow(dialog, settings);
+    RefreshPreview(settings, &ColorBalanceDialog);
+}
+
+static void BalanceCommand(WindowHandle dialog, void *state, uintptr_t wParam)
+{
+    ColorBalanceSettings *settings = (ColorBalanceSettings *)state;
+    if (TransformAmountCommand(dialog, COLOR_BALANCE_AMOUNT, &settings->amount, wParam, state,
+                               &ColorBalanceDialog))
+        return;
+    int id = (int)(wParam & 0xffff);
+    uint32_t notification = (uint32_t)(wParam >> 16) & 0xffff;
+    if (id == SETTINGS_OPTIONS_BUTTON) {
+        if (notification == NOTIFY_CLICKED) BalanceOptions(dialog, settings);
+        return;
+    }
+    if (id == COLOR_BALANCE_GRAPH) {
+        if (notification == NOTIFY_MOVED) BalanceShow(dialog, settings);
+        if (notification == NOTIFY_RELEASED) RefreshPreview(settings, &ColorBalanceDialog);
+        return;
+    }
+    if (notification != NOTIFY_CHANGED) return;
+    int choice = PopupListChoice(dialog, id);
+    int changed = 0;
+    switch (id) {
+    case COLOR_BALANCE_HIGHLIGHT:
+        changed = ColorBalanceSetHighlightMode(settings, choice);
+        if (!changed) settings->highlightMode = BALANCE_CUSTOM; // the colors stay
+        break;
+    case COLOR_BALANCE_SHADOW:
+        changed = ColorBalanceSetShadowMode(settings, choice);
+        if (!changed) settings->shadowMode = BALANCE_CUSTOM;
+        break;
+    case COLOR_BALANCE_MIDTONE: changed = ColorBalanceSetMidtoneMode(settings, choice); break;
+    case COLOR_BALANCE_PROBE: settings->probeTarget = choice; break;
+    default: return;
+    }
+    if (!changed) return;
+    BalanceShow(dialog, settings);
+    RefreshPreview(settings, &ColorBalanceDialog);
+}
+
+// A list with its label across the content's width; returns the y below it.
+static int BalanceList(WindowHandle dialog, int id, const char *label, const char *items,
+                       int choice, int x, int y, int width)
+{
+    Rect rect = {x, y, x + width, y + ButtonHeight};
+    PopupListCreate(dialog, id, &rect, label, items, choice);
+    return y + ButtonHeight + Margin;
+}
+
+static int BalanceControls(WindowHandle dialog, void *state, int x, int y, int width)
+{
+    ColorBalanceSettings *settings = (ColorBalanceSettings *)state;
+    // Each opening starts from the input's own points; only the Amount is kept.
+    AmountSetting amount = settings->amount;
+    ColorBalanceSettingsDefault(settings);
+    settings->amount = amount;
+    BalanceMeasure(settings);
+    ColorBalanceReset(settings);
+    settings->probeTarget = PROBE_HIGHLIGHT;
+    SettingsLoadOnOpen(".cb", ColorBalanceFileRead, settings);
+
+    SettingsOptionsButtonCreate(dialog, x, y);
+    y += ButtonHeight + Margin;
+    y = BalanceList(dialog, COLOR_BALANCE_HIGHLIGHT, "Highlight:", "none\0auto\0custom\0",
+                    settings->highlightMode, x, y, width);
+    y = BalanceList(dialog, COLOR_BALANCE_SHADOW, "Shadow:", "none\0auto\0custom\0",
+                    settings->shadowMode, x, y, width);
+    y = BalanceList(dialog, COLOR_BALANCE_MIDTONE, "Midtone:", "none\0custom\0",
+                    settings->midtoneMode, x, y, width);
+    y = BalanceList(dialog, COLOR_BALANCE_PROBE, "Probe:", "none\0highlight\0shadow\0midtone\0",
+                    settings->probeTarget, x, y, width);
+
+    ControlKindRegister(CUSTOM_COLOR_BALANCE_GRAPH, BalanceGraphProcedure);
+    BalanceGraphControl init = {};
+    init.id = COLOR_BALANCE_GRAPH;
+    init.settings = settings;
+    init.graph.dragged = BALANCE_POINT_NONE;
+    Rect graph = {x, y, x + ColorBalanceGraphWidth(), y + ColorBalanceGraphHeight()};
+    ControlMake(dialog, COLOR_BALANCE_GRAPH, &graph, CUSTOM_COLOR_BALANCE_GRAPH, &init);
+    y = graph.bottom + Margin;
+    return TransformAmountCreate(dialog, COLOR_BALANCE_AMOUNT, &settings->amount, x, y, width);
+}
+
+// Another input, or the input's picture changed: its points are measured again, and the
+// ends in auto follow them.
+static void BalanceInputTaken(WindowHandle dialog, void *state)
+{
+    ColorBalanceSettings *settings = (ColorBalanceSettings *)state;
+    BalanceMeasure(settings);
+    if (settings->highlightMode == BALANCE_AUTO)
+        ColorBalanceSetHighlightMode(settings, BALANCE_AUTO);
+    if (settings->shadowMode == BALANCE_AUTO) ColorBalanceSetShadowMode(settings, BALANCE_AUTO);
+    TransformAmountInputTaken(dialog, COLOR_BALANCE_AMOUNT);
+    BalanceShow(dialog, settings);
+}
+
+const TransformDialogKind ColorBalanceDialog = {&ColorBalanceTransform,
+                                                COLOR_BALANCE_INPUT,
+                                                BalanceInputTaken,
+                                                0,
+                                                sizeof(ColorBalanceSettings),
+                                                BalanceControls,
+                                                BalanceCommand,
+                                                nullptr,
+                                                &BalanceMemory,
+                                                DIALOG_BUTTONS_PREVIEW,
+                                                nullptr};

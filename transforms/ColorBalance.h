@@ -26,6 +26,13 @@ enum : int32_t {
     COLOR_BALANCE_TIP = 113, // the timer of a swatch's tip
 };
 
+// Items of the dialog's Options menu besides "&Reset", "&Load ..." and "&Save As ...", whose
+// ids are those of ui/SettingsOptions.h.
+enum : int32_t {
+    BALANCE_MENU_FULL_RANGE = 4,
+    BALANCE_MENU_PROBE = 11, // + probe size 0..4
+};
+
 // Modes of the lists.
 enum : int32_t {
     BALANCE_NONE = 0,

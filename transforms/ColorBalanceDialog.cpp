@@ -24,12 +24,6 @@
 // The graph's kind among the custom controls; the kit has room for CUSTOM_KIND_COUNT.
 constexpr int CUSTOM_COLOR_BALANCE_GRAPH = 12;
 
-// Items of the Options menu beyond those of ui/SettingsOptions.h.
-enum : int32_t {
-    BALANCE_MENU_FULL_RANGE = 4,
-    BALANCE_MENU_PROBE = 11, // + probe size 0..4
-};
-
 static const int BALANCE_PROBE_SIZES = 5;
 
 // What outlives one opening: the Amount and where the dialog stood. The colors are measured

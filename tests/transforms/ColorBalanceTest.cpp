@@ -9,6 +9,7 @@
 #include "tests/support/TestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
 #include "transforms/ColorBalance.h"
+#include "transforms/ColorBalanceGraph.h"
 
 static void SetColor(uint8_t *color, int r, int g, int b)
 {
@@ -347,4 +348,55 @@ TEST_F(ColorBalanceFile, RefusesDamagedFilesWithItsCode)
     ColorBalanceSettings settings;
     EXPECT_EQ(SettingsFileLoad((folder + "/missing.cb").c_str(), ColorBalanceFileRead, &settings),
               ERROR_OPEN_FILE);
+}
+
+TEST(ColorBalanceGraph, PressGrabsInTestOrderAndDragsWithinTheNeighbours)
+{
+    ColorBalanceSettings settings;
+    ColorBalanceSettingsDefault(&settings);
+    SetColor(settings.shadowRemove, 50, 0, 0);
+    ColorBalanceGraph graph = {BALANCE_POINT_NONE};
+    struct Case {
+        const char *what;
+        int event, x, y;
+        int result; // BALANCE_GRAPH_* bits
+        int remove; // the dragged pair's red remove and add levels afterwards, -1: no check
+        int add;
+    } cases[] = {
+        // The highlights coincide at (127, 0): red is first; 4 pixels off still grabs.
+        {"miss", BALANCE_MOUSE_PRESS, 60, 60, 0, -1, -1},
+        {"grab", BALANCE_MOUSE_PRESS, 123, 4, BALANCE_GRAPH_GRABBED | BALANCE_GRAPH_CHANGED, 255,
+         255},
+        // x 100 is level 200; y 10 is 255 - 20.
+        {"drag", BALANCE_MOUSE_MOVE, 100, 10, BALANCE_GRAPH_CHANGED, 200, 235},
+        // Left of the shadow (50) it stops one above; above the top the add clamps to 255.
+        {"past the shadow", BALANCE_MOUSE_MOVE, 10, -10, BALANCE_GRAPH_CHANGED, 51, 255},
+        // Onto the shadow exactly: the drag tests with <, so it may rest there.
+        {"onto the shadow", BALANCE_MOUSE_MOVE, 25, 64, BALANCE_GRAPH_CHANGED, 50, 127},
+        {"release", BALANCE_MOUSE_RELEASE, 25, 64, BALANCE_GRAPH_CHANGED | BALANCE_GRAPH_RELEASED,
+         50, 127},
+        {"moves after", BALANCE_MOUSE_MOVE, 90, 90, 0, 50, 127},
+    };
+    for (const Case &test : cases) {
+        SCOPED_TRACE(test.what);
+        EXPECT_EQ(ColorBalanceGraphMouse(&graph, &settings, test.event, test.x, test.y),
+                  test.result);
+        if (test.remove >= 0) {
+            EXPECT_EQ(settings.highlightRemove[BALANCE_RED], test.remove);
+            EXPECT_EQ(settings.highlightAdd[BALANCE_RED], test.add);
+        }
+    }
+    EXPECT_EQ(settings.highlightMode, BALANCE_CUSTOM);
+    EXPECT_EQ(settings.highlightRemove[BALANCE_GREEN], 255);
+
+    // A midtone is grabbed only while it is on; a shadow stops below it.
+    EXPECT_EQ(ColorBalanceGraphHit(&settings, 64, 63), BALANCE_POINT_NONE);
+    settings.midtoneEnabled = 1;
+    EXPECT_EQ(ColorBalanceGraphHit(&settings, 64, 63), BALANCE_POINT_MIDTONE);
+    ColorBalanceGraphDrag(&settings, (int)BALANCE_POINT_SHADOW + BALANCE_GREEN, 100, 127);
+    EXPECT_EQ(settings.shadowRemove[BALANCE_GREEN], 127);
+    EXPECT_EQ(settings.shadowAdd[BALANCE_GREEN], 1); // 255 - 254
+    // The midtone's swatch shows gray while it is off.
+    settings.midtoneEnabled = 0;
+    EXPECT_EQ(ColorBalanceSwatchColor(&settings, BALANCE_SWATCH_MIDTONE_ADD), 0xC0C0C0u);
 }

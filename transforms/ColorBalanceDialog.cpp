@@ -82,11 +82,14 @@ static void BalanceGraphDraw(DrawContext *context, const ColorBalanceSettings *s
     }
     PlatformFrameRect(context, &frame, COLOR_CONTROL_DARK);
 
-    Rect remove, add;
-    ColorBalanceSwatchRect(BALANCE_SWATCH_HIGHLIGHT_REMOVE, &remove);
-    ColorBalanceSwatchRect(BALANCE_SWATCH_HIGHLIGHT_ADD, &add);
-    PlatformDrawText(context, remove.left - 2, 0, "Remove", COLOR_CONTROL_TEXT, 1);
-    PlatformDrawText(context, add.left + 2, 0, "Add", COLOR_CONTROL_TEXT, 1);
+    // Each heading centred over its column.
+    static const char *const HEADINGS[2] = {"Remove", "Add"};
+    for (int column = 0; column < 2; column++) {
+        int width = PlatformTextWidth(HEADINGS[column], (int)strlen(HEADINGS[column]));
+        PlatformDrawText(context,
+                         ColorBalanceColumnLeft(column) + (BALANCE_SWATCH_COLUMN - width) / 2, 0,
+                         HEADINGS[column], COLOR_CONTROL_TEXT, 0);
+    }
     for (int swatch = 0; swatch < BALANCE_SWATCH_COUNT; swatch++) {
         Rect rect;
         ColorBalanceSwatchRect(swatch, &rect);

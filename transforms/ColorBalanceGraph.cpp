@@ -7,8 +7,7 @@ static const int PLOT_TOP = 1;
 
 int ColorBalanceGraphWidth(void)
 {
-    return BALANCE_GRAPH_SIDE + 2 + 2 * (BALANCE_SWATCH_GAP + BALANCE_SWATCH_SIDE) +
-           BALANCE_SWATCH_GAP;
+    return BALANCE_GRAPH_SIDE + 2 + BALANCE_SWATCH_GAP + 2 * BALANCE_SWATCH_COLUMN;
 }
 
 int ColorBalanceGraphHeight(void)
@@ -21,12 +20,16 @@ void ColorBalanceGraphPlot(Rect *plot)
     *plot = {PLOT_LEFT, PLOT_TOP, PLOT_LEFT + BALANCE_GRAPH_SIDE, PLOT_TOP + BALANCE_GRAPH_SIDE};
 }
 
+int ColorBalanceColumnLeft(int column)
+{
+    return BALANCE_GRAPH_SIDE + 2 + BALANCE_SWATCH_GAP + column * BALANCE_SWATCH_COLUMN;
+}
+
 void ColorBalanceSwatchRect(int swatch, Rect *rect)
 {
     int column = swatch % 2;
     int row = swatch / 2;
-    int left = BALANCE_GRAPH_SIDE + 2 + BALANCE_SWATCH_GAP +
-               column * (BALANCE_SWATCH_SIDE + BALANCE_SWATCH_GAP);
+    int left = ColorBalanceColumnLeft(column) + (BALANCE_SWATCH_COLUMN - BALANCE_SWATCH_SIDE) / 2;
     int top = BALANCE_SWATCH_HEADING + row * (BALANCE_SWATCH_SIDE + BALANCE_SWATCH_GAP);
     *rect = {left, top, left + BALANCE_SWATCH_SIDE, top + BALANCE_SWATCH_SIDE};
 }

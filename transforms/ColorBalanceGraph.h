@@ -15,6 +15,7 @@ constexpr int BALANCE_GRAPH_GRAB = 4;       // pixels from a point that still gr
 constexpr int BALANCE_GRAPH_POINT_SIDE = 5; // pixels of a point's square
 constexpr int BALANCE_SWATCH_SIDE = 24;     // pixels of a swatch
 constexpr int BALANCE_SWATCH_GAP = 6;       // pixels between the plot, the swatches and rows
+constexpr int BALANCE_SWATCH_COLUMN = 44;   // pixels of a column of swatches and its heading
 constexpr int BALANCE_SWATCH_HEADING = 16;  // pixels of the "Remove" and "Add" headings
 
 // The break points a press may grab, in the order they are tested.
@@ -55,6 +56,9 @@ int ColorBalanceGraphHeight(void);
 
 // The plot's rectangle inside the control (its inside, without the frame).
 void ColorBalanceGraphPlot(Rect *plot);
+
+// The left edge of the swatches' column 0 ("Remove") or 1 ("Add"), where its heading starts.
+int ColorBalanceColumnLeft(int column);
 
 // The rectangle of swatch (BALANCE_SWATCH_*) inside the control, and the swatch at a point,
 // or BALANCE_SWATCH_NONE.

@@ -5,6 +5,7 @@
 // from default.cb when there is one; nothing is written when the dialog closes. The graph
 // is a custom control that paints from the settings through the platform's drawing and
 // hands its mouse to the model of transforms/ColorBalanceGraph.h.
+#include <cstdio>
 #include <cstring>
 
 #include "core/Memory.h"
@@ -15,6 +16,7 @@
 #include "transforms/ColorBalanceGraph.h"
 #include "transforms/TransformDialogs.h"
 #include "ui/Controls.h"
+#include "ui/ImageWindows.h"
 #include "ui/MessageBox.h"
 #include "ui/SettingsOptions.h"
 #include "ui/SettingsStore.h"
@@ -23,6 +25,22 @@
 
 // The graph's kind among the custom controls; the kit has room for CUSTOM_KIND_COUNT.
 constexpr int CUSTOM_COLOR_BALANCE_GRAPH = 12;
+
+// The window kind of a swatch's color control, a small window of three sliders.
+constexpr int KIND_BALANCE_COLOR = 81;
+
+// The graph tells the dialog of a grabbed point, and of a click on a swatch (+ its index).
+enum : uint32_t {
+    BALANCE_NOTIFY_GRABBED = 8,
+    BALANCE_NOTIFY_SWATCH = 16,
+};
+
+// The dialog's state: its settings first, as the shared handling keeps them, and the color
+// controls open beside it.
+struct BalanceDialogState {
+    ColorBalanceSettings settings;
+    WindowHandle colors[BALANCE_SWATCH_COUNT]; // null where none is open
+};
 
 static const int BALANCE_PROBE_SIZES = 5;
 
@@ -126,10 +144,18 @@ static MessageResult BalanceGraphProcedure(WindowHandle window, uint32_t message
         PlatformSetWindowWord(window, WORD_POINTER, 0);
         return 0;
     case MSG_PAINT: BalanceGraphDraw((DrawContext *)wParam, record->settings); return 0;
-    case MSG_LBUTTON_DOWN:
+    case MSG_LBUTTON_DOWN: {
         done = ColorBalanceGraphMouse(&record->graph, record->settings, BALANCE_MOUSE_PRESS, x, y);
-        if (done & BALANCE_GRAPH_GRABBED) PlatformSetCapture(window);
-        break;
+        if (done & BALANCE_GRAPH_GRABBED) {
+            PlatformSetCapture(window);
+            BalanceGraphNotify(window, record, BALANCE_NOTIFY_GRABBED);
+            break;
+        }
+        int swatch = ColorBalanceSwatchAt(ParamLow(lParam), ParamHigh(lParam));
+        if (swatch != BALANCE_SWATCH_NONE)
+            BalanceGraphNotify(window, record, BALANCE_NOTIFY_SWATCH + (uint32_t)swatch);
+        return 0;
+    }
     case MSG_MOUSE_MOVE:
         done = ColorBalanceGraphMouse(&record->graph, record->settings, BALANCE_MOUSE_MOVE, x, y);
         break;
@@ -151,10 +177,161 @@ static MessageResult BalanceGraphProcedure(WindowHandle window, uint32_t message
 }
 
 // ---------------------------------------------------------------------------------------
+// The color controls: one small window a swatch, three sliders of red, green and blue whose
+// every move is an edit of that swatch's color.
+
+enum : int32_t {
+    BALANCE_COLOR_SLIDER = 201, // + channel
+    BALANCE_COLOR_TEXT = 211,   // + channel: "Red: %d" ...
+};
+
+static const char *const BALANCE_COLOR_TITLES[BALANCE_SWATCH_COUNT] = {
+    "Remove Highlight Cast", "Add Highlight Cast",  "Remove Shadow Cast",
+    "Add Shadow Cast",       "Remove Midtone Cast", "Add Midtone Cast"};
+static const char *const BALANCE_CHANNEL_NAMES[3] = {"Red", "Green", "Blue"};
+static const int BALANCE_COLOR_WIDTH = 200; // pixels of a color control's sliders
+
+struct BalanceColorControl {
+    int32_t swatch;      // BALANCE_SWATCH_*
+    WindowHandle dialog; // the Color Balance dialog it edits
+};
+
+static void BalanceColorChanged(WindowHandle dialog, int swatch, const uint8_t *color);
+
+// A slider's position and the level it stands for.
+static int BalanceLevelOf(int position)
+{
+    return (position * 255 + SLIDER_POSITIONS / 2) / SLIDER_POSITIONS;
+}
+
+static int BalancePositionOf(int level)
+{
+    return (level * SLIDER_POSITIONS + 127) / 255;
+}
+
+// Shows color in a control's sliders and texts, without telling anyone.
+static void BalanceColorShow(WindowHandle window, const uint8_t *color)
+{
+    for (int c = 0; c < 3; c++) {
+        char text[32];
+        snprintf(text, sizeof text, "%s: %d", BALANCE_CHANNEL_NAMES[c], color[c]);
+        PlatformSetControlText(window, BALANCE_COLOR_TEXT + c, text);
+        if (BalanceLevelOf(SliderPosition(window, BALANCE_COLOR_SLIDER + c)) != color[c])
+            SliderSetPosition(window, BALANCE_COLOR_SLIDER + c, BalancePositionOf(color[c]));
+    }
+}
+
+static MessageResult BalanceColorProcedure(WindowHandle window, uint32_t message, uintptr_t wParam,
+                                           intptr_t lParam)
+{
+    BalanceColorControl *record =
+        (BalanceColorControl *)PlatformGetWindowWord(window, WORD_POINTER);
+    switch (message) {
+    case MSG_COMMAND: {
+        int id = (int)(wParam & 0xffff);
+        if (record == nullptr || id < BALANCE_COLOR_SLIDER || id >= BALANCE_COLOR_SLIDER + 3)
+            return 0;
+        uint8_t color[3];
+        for (int c = 0; c < 3; c++)
+            color[c] = (uint8_t)BalanceLevelOf(SliderPosition(window, BALANCE_COLOR_SLIDER + c));
+        BalanceColorChanged(record->dialog, record->swatch, color);
+        return 0;
+    }
+    case MSG_DESTROY:
+        if (record != nullptr) {
+            BalanceDialogState *state =
+                PlatformWindowExists(record->dialog)
+                    ? (BalanceDialogState *)PlatformGetWindowWord(record->dialog, WORD_POINTER)
+                    : nullptr;
+            if (state != nullptr && state->colors[record->swatch] == window)
+                state->colors[record->swatch] = nullptr;
+            MemoryFree(record);
+            PlatformSetWindowWord(window, WORD_POINTER, 0);
+        }
+        return 0;
+    default: return PlatformDefaultProcedure(window, message, wParam, lParam);
+    }
+}
+
+// Opens the color control of swatch, or brings the open one forward.
+static void BalanceColorOpen(WindowHandle dialog, BalanceDialogState *state, int swatch)
+{
+    if (state->colors[swatch] != nullptr) {
+        PlatformActivateWindow(state->colors[swatch]);
+        return;
+    }
+    BalanceColorControl *record = (BalanceColorControl *)MemoryAlloc(sizeof *record);
+    if (record == nullptr) {
+        ShowError(ERROR_NO_MEMORY);
+        return;
+    }
+    record->swatch = swatch;
+    record->dialog = dialog;
+    ChildKindRegister(KIND_BALANCE_COLOR, BalanceColorProcedure);
+    int height = Margin + 3 * (LineHeight + SliderHeight + Margin);
+    WindowCreate request = {CLASS_CHILD,
+                            KIND_BALANCE_COLOR,
+                            -1,
+                            BALANCE_COLOR_TITLES[swatch],
+                            STYLE_CAPTION | STYLE_DIALOG | STYLE_HIDDEN,
+                            WINDOW_DEFAULT,
+                            WINDOW_DEFAULT,
+                            BALANCE_COLOR_WIDTH + 2 * Margin,
+                            height,
+                            nullptr,
+                            0,
+                            0};
+    WindowHandle window = PlatformCreateWindow(&request);
+    if (window == nullptr) {
+        MemoryFree(record);
+        ShowError(ERROR_NO_MEMORY);
+        return;
+    }
+    PlatformSetWindowWord(window, WORD_POINTER, (intptr_t)record);
+    state->colors[swatch] = window;
+    uint8_t color[3];
+    ColorBalanceSwatchGet(&state->settings, swatch, color);
+    int y = Margin;
+    for (int c = 0; c < 3; c++) {
+        y = TransformDialogText(window, BALANCE_COLOR_TEXT + c, "", Margin, y, BALANCE_COLOR_WIDTH);
+        Rect slider = {Margin, y, Margin + BALANCE_COLOR_WIDTH, y + SliderHeight};
+        SliderCreate(window, BALANCE_COLOR_SLIDER + c, &slider, BalancePositionOf(color[c]));
+        y += SliderHeight + Margin;
+    }
+    BalanceColorShow(window, color);
+    TransformDialogShow(window, BALANCE_COLOR_WIDTH + 2 * Margin, y, nullptr);
+}
+
+// Every open control shows its swatch's color as the settings now hold it.
+static void BalanceColorsShow(BalanceDialogState *state)
+{
+    for (int swatch = 0; swatch < BALANCE_SWATCH_COUNT; swatch++) {
+        if (state->colors[swatch] == nullptr) continue;
+        uint8_t color[3];
+        ColorBalanceSwatchGet(&state->settings, swatch, color);
+        BalanceColorShow(state->colors[swatch], color);
+    }
+}
+
+// Hides the open controls while a point is dragged, and shows them again after.
+static void BalanceColorsVisible(BalanceDialogState *state, int shown)
+{
+    for (int swatch = 0; swatch < BALANCE_SWATCH_COUNT; swatch++)
+        if (state->colors[swatch] != nullptr)
+            PlatformShowWindow(state->colors[swatch], shown ? SHOW_NORMAL : SHOW_HIDE);
+}
+
+static void BalanceColorsClose(BalanceDialogState *state)
+{
+    for (int swatch = 0; swatch < BALANCE_SWATCH_COUNT; swatch++)
+        if (state->colors[swatch] != nullptr) PlatformDestroyWindow(state->colors[swatch]);
+}
+
+// ---------------------------------------------------------------------------------------
 // The dialog.
 
 // The lists show the modes; the graph redraws.
-static void BalanceShow(WindowHandle dialog, const ColorBalanceSettings *settings)
+static void BalanceShow(WindowHandle dialog, ColorBalanceSettings *settings)
 {
     PopupListSetChoice(dialog, COLOR_BALANCE_HIGHLIGHT, settings->highlightMode);
     PopupListSetChoice(dialog, COLOR_BALANCE_SHADOW, settings->shadowMode);
@@ -162,6 +339,7 @@ static void BalanceShow(WindowHandle dialog, const ColorBalanceSettings *setting
     PopupListSetChoice(dialog, COLOR_BALANCE_PROBE, settings->probeTarget);
     WindowHandle graph = PlatformControl(dialog, COLOR_BALANCE_GRAPH);
     if (graph != nullptr) PlatformInvalidate(graph, nullptr);
+    BalanceColorsShow((BalanceDialogState *)settings);
 }
 
 // The white and black points of the input, into settings; failures are shown.
@@ -177,6 +355,7 @@ static void BalanceMeasure(ColorBalanceSettings *settings)
 // "&Reset": the measured points, no midtone, no probe, and no mask.
 static void BalanceReset(WindowHandle dialog, ColorBalanceSettings *settings)
 {
+    BalanceColorsClose((BalanceDialogState *)settings);
     ColorBalanceReset(settings);
     WindowHandle amount = PlatformControl(dialog, COLOR_BALANCE_AMOUNT);
     if (amount != nullptr) {
@@ -257,7 +436,10 @@ static void BalanceOptions(WindowHandle dialog, ColorBalanceSettings *settings)
     int item = PlatformPopupMenu(dialog, items, x, y);
     switch (item) {
     case SETTINGS_OPTIONS_RESET: BalanceReset(dialog, settings); break;
-    case BALANCE_MENU_FULL_RANGE: ColorBalanceFullRange(settings); break;
+    case BALANCE_MENU_FULL_RANGE:
+        BalanceColorsClose((BalanceDialogState *)settings);
+        ColorBalanceFullRange(settings);
+        break;
     case SETTINGS_OPTIONS_LOAD: BalanceLoad(dialog, settings); return;
     case SETTINGS_OPTIONS_SAVE: BalanceSave(settings); return;
     default:
@@ -282,8 +464,16 @@ static void BalanceCommand(WindowHandle dialog, void *state, uintptr_t wParam)
         return;
     }
     if (id == COLOR_BALANCE_GRAPH) {
+        BalanceDialogState *dialogState = (BalanceDialogState *)state;
+        if (notification == BALANCE_NOTIFY_GRABBED) BalanceColorsVisible(dialogState, 0);
         if (notification == NOTIFY_MOVED) BalanceShow(dialog, settings);
-        if (notification == NOTIFY_RELEASED) RefreshPreview(settings, &ColorBalanceDialog);
+        if (notification == NOTIFY_RELEASED) {
+            BalanceColorsVisible(dialogState, 1);
+            RefreshPreview(settings, &ColorBalanceDialog);
+        }
+        if (notification >= BALANCE_NOTIFY_SWATCH &&
+            notification < BALANCE_NOTIFY_SWATCH + (uint32_t)BALANCE_SWATCH_COUNT)
+            BalanceColorOpen(dialog, dialogState, (int)(notification - BALANCE_NOTIFY_SWATCH));
         return;
     }
     if (notification != NOTIFY_CHANGED) return;
@@ -363,14 +553,31 @@ static void BalanceInputTaken(WindowHandle dialog, void *state)
     BalanceShow(dialog, settings);
 }
 
+// An edit from a color control; an unchanged color changes nothing.
+static void BalanceColorChanged(WindowHandle dialog, int swatch, const uint8_t *color)
+{
+    if (!PlatformWindowExists(dialog)) return;
+    BalanceDialogState *state = (BalanceDialogState *)PlatformGetWindowWord(dialog, WORD_POINTER);
+    if (state == nullptr || !ColorBalanceSwatchSet(&state->settings, swatch, color)) return;
+    BalanceShow(dialog, &state->settings);
+    RefreshPreview(&state->settings, &ColorBalanceDialog);
+}
+
+// The dialog goes: so do its color controls.
+static void BalanceForget(void *state, void *saved)
+{
+    (void)saved;
+    BalanceColorsClose((BalanceDialogState *)state);
+}
+
 const TransformDialogKind ColorBalanceDialog = {&ColorBalanceTransform,
                                                 COLOR_BALANCE_INPUT,
                                                 BalanceInputTaken,
                                                 0,
-                                                sizeof(ColorBalanceSettings),
+                                                sizeof(BalanceDialogState),
                                                 BalanceControls,
                                                 BalanceCommand,
-                                                nullptr,
+                                                BalanceForget,
                                                 &BalanceMemory,
                                                 DIALOG_BUTTONS_PREVIEW,
                                                 nullptr};

@@ -2,6 +2,8 @@
 // swatches stand to its right in two columns under their headings.
 #include "transforms/ColorBalanceGraph.h"
 
+#include <cstring>
+
 static const int PLOT_LEFT = 1; // inside the frame
 static const int PLOT_TOP = 1;
 
@@ -63,6 +65,48 @@ uint32_t ColorBalanceSwatchColor(const ColorBalanceSettings *settings, int swatc
     if (!settings->midtoneEnabled) return 0xC0C0C0;
     return BalanceRgb(swatch == BALANCE_SWATCH_MIDTONE_REMOVE ? settings->midtoneRemove
                                                               : settings->midtoneAdd);
+}
+
+// The levels a swatch shows, const or not as the settings are.
+template <typename Settings> static auto BalanceSwatchLevels(Settings *settings, int swatch)
+{
+    switch (swatch) {
+    case BALANCE_SWATCH_HIGHLIGHT_REMOVE: return settings->highlightRemove + 0;
+    case BALANCE_SWATCH_HIGHLIGHT_ADD: return settings->highlightAdd + 0;
+    case BALANCE_SWATCH_SHADOW_REMOVE: return settings->shadowRemove + 0;
+    case BALANCE_SWATCH_SHADOW_ADD: return settings->shadowAdd + 0;
+    case BALANCE_SWATCH_MIDTONE_REMOVE: return settings->midtoneRemove + 0;
+    default: return settings->midtoneAdd + 0;
+    }
+}
+
+void ColorBalanceSwatchGet(const ColorBalanceSettings *settings, int swatch, uint8_t *color)
+{
+    memcpy(color, BalanceSwatchLevels(settings, swatch), 3);
+}
+
+int ColorBalanceSwatchSet(ColorBalanceSettings *settings, int swatch, const uint8_t *color)
+{
+    if (memcmp(color, BalanceSwatchLevels(settings, swatch), 3) == 0) return 0;
+    switch (swatch) {
+    case BALANCE_SWATCH_HIGHLIGHT_REMOVE: ColorBalanceSetHighlightRemove(settings, color); break;
+    case BALANCE_SWATCH_SHADOW_REMOVE: ColorBalanceSetShadowRemove(settings, color); break;
+    case BALANCE_SWATCH_MIDTONE_REMOVE: ColorBalanceSetMidtoneRemove(settings, color); break;
+    case BALANCE_SWATCH_HIGHLIGHT_ADD:
+        memcpy(settings->highlightAdd, color, 3);
+        settings->highlightMode = BALANCE_CUSTOM;
+        break;
+    case BALANCE_SWATCH_SHADOW_ADD:
+        memcpy(settings->shadowAdd, color, 3);
+        settings->shadowMode = BALANCE_CUSTOM;
+        break;
+    default:
+        memcpy(settings->midtoneAdd, color, 3);
+        settings->midtoneMode = BALANCE_MIDTONE_CUSTOM;
+        settings->midtoneEnabled = 1;
+        break;
+    }
+    return 1;
 }
 
 // The remove and add levels of a point's pair, const or not as the settings are.

@@ -68,6 +68,14 @@ int ColorBalanceSwatchAt(int x, int y);
 // The color a swatch shows (0xRRGGBB); the midtone pair is gray while the midtone is off.
 uint32_t ColorBalanceSwatchColor(const ColorBalanceSettings *settings, int swatch);
 
+// The color of a swatch's pair as three levels, red first, and an edit of it as its color
+// control makes one: a remove color keeps its neighbours' order (ColorBalanceSetHighlightRemove
+// and the others), an add color is stored as it is; the list of its pair turns custom, and the
+// midtone's also turns on. A color equal to the one stored is ignored. Returns 1 when the
+// settings changed.
+void ColorBalanceSwatchGet(const ColorBalanceSettings *settings, int swatch, uint8_t *color);
+int ColorBalanceSwatchSet(ColorBalanceSettings *settings, int swatch, const uint8_t *color);
+
 // The plot position of a point (BALANCE_POINT_*): its remove level across, its add level up.
 void ColorBalancePointAt(const ColorBalanceSettings *settings, int point, int *x, int *y);
 

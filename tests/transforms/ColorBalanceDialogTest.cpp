@@ -145,6 +145,59 @@ TEST_F(ColorBalanceDialogs, ListsAndTheGraphEditTheColors)
     HeadlessClick(DialogWindow, BUTTON_CANCEL);
 }
 
+TEST_F(ColorBalanceDialogs, SwatchesOpenColorControlsWhoseMovesEditTheColors)
+{
+    ASSERT_EQ(TransformDialogOpen(&ColorBalanceDialog, MakePicture(TYPE_COLOR24, 40, 30)),
+              ERROR_NONE);
+    HeadlessChoose(DialogWindow, COLOR_BALANCE_HIGHLIGHT, BALANCE_NONE);
+    WindowHandle graph = PlatformControl(DialogWindow, COLOR_BALANCE_GRAPH);
+    auto click = [graph](int swatch) {
+        Rect rect;
+        ColorBalanceSwatchRect(swatch, &rect);
+        HeadlessMouse(graph, MSG_LBUTTON_DOWN, rect.left + 3, rect.top + 3, 0);
+        HeadlessMouse(graph, MSG_LBUTTON_UP, rect.left + 3, rect.top + 3, 0);
+    };
+    click(BALANCE_SWATCH_MIDTONE_REMOVE);
+    WindowHandle remove = HeadlessFindWindow("Remove Midtone Cast");
+    ASSERT_NE(remove, nullptr);
+    int windows = HeadlessWindowCount();
+    click(BALANCE_SWATCH_MIDTONE_REMOVE); // at most one control a swatch
+    EXPECT_EQ(HeadlessWindowCount(), windows);
+    click(BALANCE_SWATCH_MIDTONE_ADD);
+    WindowHandle add = HeadlessFindWindow("Add Midtone Cast");
+    ASSERT_NE(add, nullptr);
+    char text[64];
+    PlatformGetControlText(add, 211, text, sizeof text);
+    EXPECT_STREQ(text, "Red: 128");
+
+    // Red to 200 (position 803): the midtone turns on, and its add color becomes the gray
+    // of (200, 128, 128), (61200 + 76928 + 14976) >> 10 = 149, shown in the open control.
+    SliderSetPosition(remove, 201, 803);
+    PlatformSendMessage(remove, MSG_COMMAND, 201 | NOTIFY_MOVED << 16,
+                        (intptr_t)PlatformControl(remove, 201));
+    EXPECT_EQ(Settings()->midtoneRemove[BALANCE_RED], 200);
+    EXPECT_EQ(Settings()->midtoneEnabled, 1);
+    EXPECT_EQ(PopupListChoice(DialogWindow, COLOR_BALANCE_MIDTONE), BALANCE_MIDTONE_CUSTOM);
+    PlatformGetControlText(add, 212, text, sizeof text);
+    EXPECT_STREQ(text, "Green: 149");
+
+    // Grabbing a point hides the controls until the release; Reset closes them.
+    Rect plot;
+    ColorBalanceGraphPlot(&plot);
+    HeadlessMouse(graph, MSG_LBUTTON_DOWN, plot.left + 127, plot.top, 0);
+    EXPECT_EQ(PlatformWindowState(add), SHOW_HIDE);
+    HeadlessMouse(graph, MSG_LBUTTON_UP, plot.left + 127, plot.top, 0);
+    EXPECT_EQ(PlatformWindowState(add), SHOW_NORMAL);
+    Options(SETTINGS_OPTIONS_RESET);
+    EXPECT_EQ(HeadlessFindWindow("Remove Midtone Cast"), nullptr);
+    EXPECT_EQ(HeadlessFindWindow("Add Midtone Cast"), nullptr);
+    // The dialog takes an open control with it.
+    click(BALANCE_SWATCH_SHADOW_ADD);
+    ASSERT_NE(HeadlessFindWindow("Add Shadow Cast"), nullptr);
+    HeadlessClick(DialogWindow, BUTTON_CANCEL);
+    EXPECT_EQ(HeadlessFindWindow("Add Shadow Cast"), nullptr);
+}
+
 TEST_F(ColorBalanceDialogs, OptionsLoadSaveAndResetWithTheirMessages)
 {
     ASSERT_EQ(TransformDialogOpen(&ColorBalanceDialog, MakePicture(TYPE_COLOR24, 40, 30)),

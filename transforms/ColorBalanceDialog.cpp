@@ -16,6 +16,7 @@
 #include "transforms/ColorBalanceGraph.h"
 #include "transforms/TransformDialogs.h"
 #include "ui/Controls.h"
+#include "ui/Display.h"
 #include "ui/ImageWindows.h"
 #include "ui/MessageBox.h"
 #include "ui/SettingsOptions.h"
@@ -40,6 +41,7 @@ enum : uint32_t {
 struct BalanceDialogState {
     ColorBalanceSettings settings;
     WindowHandle colors[BALANCE_SWATCH_COUNT]; // null where none is open
+    WindowHandle dialog;
 };
 
 static const int BALANCE_PROBE_SIZES = 5;
@@ -330,6 +332,40 @@ static void BalanceColorsClose(BalanceDialogState *state)
 // ---------------------------------------------------------------------------------------
 // The dialog.
 
+// With a probe target, a click on any picture comes to the dialog (MSG_CLICK) instead of
+// going to the picture's tool.
+static void BalanceProbeWait(BalanceDialogState *state)
+{
+    if (state->settings.probeTarget != PROBE_NONE)
+        ToolTarget = state->dialog;
+    else if (ToolTarget == state->dialog)
+        ToolTarget = nullptr;
+}
+
+static void BalanceShow(WindowHandle dialog, ColorBalanceSettings *settings);
+
+// A click on a picture while a probe is armed: the color under it becomes the target's
+// remove color, its gray the add color. Clicks on other than color pictures do nothing.
+static int BalanceMessage(WindowHandle dialog, void *state, uint32_t message, uintptr_t wParam,
+                          intptr_t lParam)
+{
+    if (message != MSG_CLICK) return 0;
+    ColorBalanceSettings *settings = (ColorBalanceSettings *)state;
+    WindowHandle window = (WindowHandle)wParam;
+    const ImageWindow *record = WindowRecord(window);
+    if (settings->probeTarget == PROBE_NONE || record == nullptr) return 1;
+    const Image *image = &record->picture.image;
+    if (image->type != TYPE_COLOR24 && image->type != TYPE_COLOR48) return 1;
+    int x, y;
+    ClientToPicture(window, record, ParamLow(lParam), ParamHigh(lParam), &x, &y);
+    uint8_t color[3];
+    ColorBalanceProbeRead(image, x, y, settings->probeSize, color);
+    ColorBalanceProbe(settings, color);
+    BalanceShow(dialog, settings);
+    RefreshPreview(settings, &ColorBalanceDialog);
+    return 1;
+}
+
 // The lists show the modes; the graph redraws.
 static void BalanceShow(WindowHandle dialog, ColorBalanceSettings *settings)
 {
@@ -340,6 +376,7 @@ static void BalanceShow(WindowHandle dialog, ColorBalanceSettings *settings)
     WindowHandle graph = PlatformControl(dialog, COLOR_BALANCE_GRAPH);
     if (graph != nullptr) PlatformInvalidate(graph, nullptr);
     BalanceColorsShow((BalanceDialogState *)settings);
+    BalanceProbeWait((BalanceDialogState *)settings);
 }
 
 // The white and black points of the input, into settings; failures are shown.
@@ -489,7 +526,10 @@ static void BalanceCommand(WindowHandle dialog, void *state, uintptr_t wParam)
         if (!changed) settings->shadowMode = BALANCE_CUSTOM;
         break;
     case COLOR_BALANCE_MIDTONE: changed = ColorBalanceSetMidtoneMode(settings, choice); break;
-    case COLOR_BALANCE_PROBE: settings->probeTarget = choice; break;
+    case COLOR_BALANCE_PROBE:
+        settings->probeTarget = choice;
+        BalanceProbeWait((BalanceDialogState *)state);
+        return;
     default: return;
     }
     if (!changed) return;
@@ -517,6 +557,8 @@ static int BalanceControls(WindowHandle dialog, void *state, int x, int y, int w
     ColorBalanceReset(settings);
     settings->probeTarget = PROBE_HIGHLIGHT;
     SettingsLoadOnOpen(".cb", ColorBalanceFileRead, settings);
+    ((BalanceDialogState *)state)->dialog = dialog;
+    BalanceProbeWait((BalanceDialogState *)state);
 
     SettingsOptionsButtonCreate(dialog, x, y);
     y += ButtonHeight + Margin;
@@ -567,7 +609,9 @@ static void BalanceColorChanged(WindowHandle dialog, int swatch, const uint8_t *
 static void BalanceForget(void *state, void *saved)
 {
     (void)saved;
-    BalanceColorsClose((BalanceDialogState *)state);
+    BalanceDialogState *dialogState = (BalanceDialogState *)state;
+    BalanceColorsClose(dialogState);
+    if (ToolTarget == dialogState->dialog) ToolTarget = nullptr;
 }
 
 const TransformDialogKind ColorBalanceDialog = {&ColorBalanceTransform,
@@ -580,4 +624,4 @@ const TransformDialogKind ColorBalanceDialog = {&ColorBalanceTransform,
                                                 BalanceForget,
                                                 &BalanceMemory,
                                                 DIALOG_BUTTONS_PREVIEW,
-                                                nullptr};
+                                                BalanceMessage};

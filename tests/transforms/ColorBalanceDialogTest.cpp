@@ -16,6 +16,7 @@
 #include "transforms/TransformDialogs.h"
 #include "ui/SettingsOptions.h"
 #include "ui/Transform.h"
+#include "ui/UiState.h"
 
 namespace {
 
@@ -196,6 +197,31 @@ TEST_F(ColorBalanceDialogs, SwatchesOpenColorControlsWhoseMovesEditTheColors)
     ASSERT_NE(HeadlessFindWindow("Add Shadow Cast"), nullptr);
     HeadlessClick(DialogWindow, BUTTON_CANCEL);
     EXPECT_EQ(HeadlessFindWindow("Add Shadow Cast"), nullptr);
+}
+
+TEST_F(ColorBalanceDialogs, AProbeClickOnThePictureSetsTheTargetsColors)
+{
+    // A flat (40, 50, 60) picture, so that any point of it reads that color.
+    WindowHandle input = MakePicture(TYPE_COLOR24, 30, 20);
+    Image *image = &WindowRecord(input)->picture.image;
+    for (int y = 0; y < 20; y++)
+        for (int x = 0; x < 30; x++)
+            for (int c = 0; c < 3; c++)
+                PictureSetSample(image, x, y, c, 60 - 10 * c);
+    ASSERT_EQ(TransformDialogOpen(&ColorBalanceDialog, input), ERROR_NONE);
+    HeadlessChoose(DialogWindow, COLOR_BALANCE_PROBE, PROBE_SHADOW);
+    HeadlessMouse(input, MSG_LBUTTON_DOWN, 10, 10, 0);
+    HeadlessMouse(input, MSG_LBUTTON_UP, 10, 10, 0);
+    // The shadow stops below the highlight, which is that very color: (39, 49, 59), whose
+    // gray is (11934 + 29449 + 6903) >> 10 = 47.
+    EXPECT_EQ(Settings()->shadowRemove[BALANCE_RED], 39);
+    EXPECT_EQ(Settings()->shadowRemove[BALANCE_BLUE], 59);
+    EXPECT_EQ(Settings()->shadowAdd[BALANCE_GREEN], 47);
+    EXPECT_EQ(PopupListChoice(DialogWindow, COLOR_BALANCE_SHADOW), BALANCE_CUSTOM);
+    // Without a probe target the picture's clicks are its own again.
+    HeadlessChoose(DialogWindow, COLOR_BALANCE_PROBE, PROBE_NONE);
+    EXPECT_EQ(ToolTarget, nullptr);
+    HeadlessClick(DialogWindow, BUTTON_CANCEL);
 }
 
 TEST_F(ColorBalanceDialogs, OptionsLoadSaveAndResetWithTheirMessages)

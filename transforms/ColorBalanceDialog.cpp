@@ -60,7 +60,25 @@ struct BalanceGraphControl {
     int32_t id;
     ColorBalanceSettings *settings; // the dialog's; lives as long as the dialog
     ColorBalanceGraph graph;
+    int32_t hovered; // the swatch under the mouse, BALANCE_SWATCH_NONE for none
 };
+
+static const int BALANCE_TIP_DELAY = 1000; // milliseconds on a swatch before its tip shows
+static const char *const BALANCE_TIPS[BALANCE_SWATCH_COUNT] = {
+    "Click to set highlight color to remove", "Click to set highlight color to add",
+    "Click to set shadow color to remove",    "Click to set shadow color to add",
+    "Click to set midtone color to remove",   "Click to set midtone color to add"};
+
+// The tip waits for the mouse to rest on a swatch; moving off it or a click takes it away.
+static void BalanceTipHover(WindowHandle window, BalanceGraphControl *record, int swatch)
+{
+    if (swatch == record->hovered) return;
+    record->hovered = swatch;
+    PlatformKillTimer(window, COLOR_BALANCE_TIP);
+    PlatformSetControlTip(PlatformWindowParent(window), record->id, nullptr);
+    if (swatch != BALANCE_SWATCH_NONE)
+        PlatformSetTimer(window, COLOR_BALANCE_TIP, BALANCE_TIP_DELAY);
+}
 
 static const uint32_t GRAPH_BACKGROUND = 0xA0A0A0;
 static const uint32_t GRAPH_GRID = 0x8C8C8C;
@@ -142,11 +160,20 @@ static MessageResult BalanceGraphProcedure(WindowHandle window, uint32_t message
     int done = 0;
     switch (message) {
     case MSG_DESTROY:
+        PlatformKillTimer(window, COLOR_BALANCE_TIP);
         MemoryFree(record);
         PlatformSetWindowWord(window, WORD_POINTER, 0);
         return 0;
     case MSG_PAINT: BalanceGraphDraw((DrawContext *)wParam, record->settings); return 0;
+    case MSG_TIMER:
+        if (wParam != COLOR_BALANCE_TIP) return 0;
+        PlatformKillTimer(window, COLOR_BALANCE_TIP);
+        if (record->hovered != BALANCE_SWATCH_NONE)
+            PlatformSetControlTip(PlatformWindowParent(window), record->id,
+                                  BALANCE_TIPS[record->hovered]);
+        return 0;
     case MSG_LBUTTON_DOWN: {
+        BalanceTipHover(window, record, BALANCE_SWATCH_NONE);
         done = ColorBalanceGraphMouse(&record->graph, record->settings, BALANCE_MOUSE_PRESS, x, y);
         if (done & BALANCE_GRAPH_GRABBED) {
             PlatformSetCapture(window);
@@ -160,6 +187,9 @@ static MessageResult BalanceGraphProcedure(WindowHandle window, uint32_t message
     }
     case MSG_MOUSE_MOVE:
         done = ColorBalanceGraphMouse(&record->graph, record->settings, BALANCE_MOUSE_MOVE, x, y);
+        if (record->graph.dragged == BALANCE_POINT_NONE)
+            BalanceTipHover(window, record,
+                            ColorBalanceSwatchAt(ParamLow(lParam), ParamHigh(lParam)));
         break;
     case MSG_LBUTTON_UP:
         done =
@@ -576,6 +606,7 @@ static int BalanceControls(WindowHandle dialog, void *state, int x, int y, int w
     init.id = COLOR_BALANCE_GRAPH;
     init.settings = settings;
     init.graph.dragged = BALANCE_POINT_NONE;
+    init.hovered = BALANCE_SWATCH_NONE;
     Rect graph = {x, y, x + ColorBalanceGraphWidth(), y + ColorBalanceGraphHeight()};
     ControlMake(dialog, COLOR_BALANCE_GRAPH, &graph, CUSTOM_COLOR_BALANCE_GRAPH, &init);
     y = graph.bottom + Margin;

@@ -182,6 +182,19 @@ TEST_F(ColorBalanceDialogs, SwatchesOpenColorControlsWhoseMovesEditTheColors)
     PlatformGetControlText(add, 212, text, sizeof text);
     EXPECT_STREQ(text, "Green: 149");
 
+    // Resting on a swatch for a second shows its tip; moving off takes it away.
+    Rect swatch;
+    ColorBalanceSwatchRect(BALANCE_SWATCH_SHADOW_ADD, &swatch);
+    HeadlessMouse(graph, MSG_MOUSE_MOVE, swatch.left + 2, swatch.top + 2, 0);
+    EXPECT_STREQ(HeadlessControlTip(DialogWindow, COLOR_BALANCE_GRAPH), "");
+    ASSERT_TRUE(HeadlessTimer(graph, COLOR_BALANCE_TIP));
+    HeadlessFireTimer(graph, COLOR_BALANCE_TIP);
+    EXPECT_STREQ(HeadlessControlTip(DialogWindow, COLOR_BALANCE_GRAPH),
+                 "Click to set shadow color to add");
+    HeadlessMouse(graph, MSG_MOUSE_MOVE, 5, 5, 0);
+    EXPECT_STREQ(HeadlessControlTip(DialogWindow, COLOR_BALANCE_GRAPH), "");
+    EXPECT_FALSE(HeadlessTimer(graph, COLOR_BALANCE_TIP));
+
     // Grabbing a point hides the controls until the release; Reset closes them.
     Rect plot;
     ColorBalanceGraphPlot(&plot);

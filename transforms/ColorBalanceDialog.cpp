@@ -300,14 +300,20 @@ static void BalanceColorOpen(WindowHandle dialog, BalanceDialogState *state, int
     record->swatch = swatch;
     record->dialog = dialog;
     ChildKindRegister(KIND_BALANCE_COLOR, BalanceColorProcedure);
+    // Beside the dialog, a little lower for each pair, so that the controls stay clear of
+    // the graph and of one another.
     int height = Margin + 3 * (LineHeight + SliderHeight + Margin);
+    Rect beside;
+    PlatformGetWindowRect(dialog, &beside);
+    int left = beside.right + Margin + (swatch % 2) * 2 * Margin;
+    int top = beside.top + (swatch / 2) * 3 * Margin;
     WindowCreate request = {CLASS_CHILD,
                             KIND_BALANCE_COLOR,
                             -1,
                             BALANCE_COLOR_TITLES[swatch],
                             STYLE_CAPTION | STYLE_DIALOG | STYLE_HIDDEN,
-                            WINDOW_DEFAULT,
-                            WINDOW_DEFAULT,
+                            left,
+                            top,
                             BALANCE_COLOR_WIDTH + 2 * Margin,
                             height,
                             nullptr,
@@ -331,7 +337,8 @@ static void BalanceColorOpen(WindowHandle dialog, BalanceDialogState *state, int
         y += SliderHeight + Margin;
     }
     BalanceColorShow(window, color);
-    TransformDialogShow(window, BALANCE_COLOR_WIDTH + 2 * Margin, y, nullptr);
+    Rect place = {left, top, left, top};
+    TransformDialogShow(window, BALANCE_COLOR_WIDTH + 2 * Margin, y, &place);
 }
 
 // Every open control shows its swatch's color as the settings now hold it.

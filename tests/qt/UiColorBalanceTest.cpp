@@ -65,6 +65,23 @@ TEST_F(UiColorBalance, GraphDragPreviewAndApplyOnTheSample)
     EXPECT_EQ(settings->highlightAdd[BALANCE_RED], Clamp8((y + 30) * -2 + 255));
     UiSaveScreenshot(QtPlatformFrameWidget(dialog)->grab().toImage(), "color-balance-dragged");
 
+    // A click on the shadow's add swatch opens its color control.
+    Rect swatch;
+    ColorBalanceSwatchRect(BALANCE_SWATCH_SHADOW_ADD, &swatch);
+    UiClickOnScreen(graph, QPoint(swatch.left + 4, swatch.top + 4));
+    UiSettle(100);
+    WindowHandle color = nullptr;
+    for (WindowHandle window = PlatformFirstChild(); window != nullptr;
+         window = PlatformNextChild(window))
+        if (PlatformGetWindowWord(window, WORD_KIND) != KIND_IMAGE &&
+            PlatformGetWindowWord(window, WORD_KIND) != KIND_PREVIEW && window != dialog)
+            color = window;
+    ASSERT_NE(color, nullptr);
+    char title[64];
+    PlatformGetWindowTitle(color, title, sizeof title);
+    EXPECT_STREQ(title, "Add Shadow Cast");
+    UiSaveScreenshot(main->grab().toImage(), "color-balance-color-control");
+
     PlatformSendMessage(dialog, MSG_COMMAND, BUTTON_PREVIEW, 0);
     UiSettle(100);
     ASSERT_NE(OutputWindow, nullptr);

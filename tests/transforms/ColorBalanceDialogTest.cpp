@@ -48,10 +48,17 @@ class ColorBalanceDialogs : public ShellTest {
         return path;
     }
 
+    // Answers the next file dialog with path, as a list of one ended by an empty string.
+    void Answer(const std::string &path)
+    {
+        std::string list = path + std::string(1, '\0');
+        HeadlessQueueFileDialog(list.c_str(), -1);
+    }
+
     // Chooses an item of the Options menu, with a file dialog's answer queued when given.
     void Options(int item, const char *path = nullptr)
     {
-        if (path != nullptr) HeadlessQueueFileDialog(path, -1);
+        if (path != nullptr) Answer(path);
         HeadlessQueuePopupChoice(item);
         HeadlessClick(DialogWindow, SETTINGS_OPTIONS_BUTTON);
     }
@@ -83,6 +90,16 @@ TEST_F(ColorBalanceDialogs, OpensOnTheMeasuredWhiteAndThenOnDefaultCb)
     EXPECT_EQ(Settings()->highlightRemove[BALANCE_RED], 40);
     EXPECT_EQ(Settings()->highlightRemove[BALANCE_BLUE], 60);
     EXPECT_EQ(Settings()->highlightAdd[BALANCE_GREEN], 48);
+    // The input's picture changes: its white is measured again, and the highlight in auto
+    // follows it while the custom shadow stays.
+    HeadlessChoose(DialogWindow, COLOR_BALANCE_SHADOW, BALANCE_CUSTOM);
+    for (int y = 0; y < 20; y++)
+        for (int x = 0; x < 30; x++)
+            PictureSetSample(image, x, y, 2, 90); // red
+    NotifyUsers(input);
+    EXPECT_EQ(Settings()->autoWhite[BALANCE_RED], 90);
+    EXPECT_EQ(Settings()->highlightRemove[BALANCE_RED], 90);
+    EXPECT_EQ(PopupListChoice(DialogWindow, COLOR_BALANCE_SHADOW), BALANCE_CUSTOM);
     HeadlessClick(DialogWindow, BUTTON_CANCEL);
 
     // default.cb overrides the measured points, unless Shift is held.
@@ -94,7 +111,7 @@ TEST_F(ColorBalanceDialogs, OpensOnTheMeasuredWhiteAndThenOnDefaultCb)
     HeadlessSetShift(1);
     ASSERT_EQ(TransformDialogOpen(&ColorBalanceDialog, input), ERROR_NONE);
     HeadlessSetShift(0);
-    EXPECT_EQ(Settings()->highlightRemove[BALANCE_RED], 40);
+    EXPECT_EQ(Settings()->highlightRemove[BALANCE_RED], 90); // the picture's new white
     HeadlessClick(DialogWindow, BUTTON_CANCEL);
     // Closing writes nothing beside default.cb.
     EXPECT_EQ(TestFolderFiles(folder).size(), 1u);
@@ -249,7 +266,7 @@ TEST_F(ColorBalanceDialogs, OptionsLoadSaveAndResetWithTheirMessages)
 
     // Save As: another extension is refused and asked again; a name without one gets ".cb".
     int before = HeadlessMessageCount();
-    HeadlessQueueFileDialog((folder + "/wrong.txt").c_str(), -1);
+    Answer(folder + "/wrong.txt");
     Options(SETTINGS_OPTIONS_SAVE, (folder + "/saved").c_str());
     ASSERT_EQ(HeadlessMessageCount(), before + 1);
     EXPECT_STREQ(HeadlessLastMessage()->title, "Error");

@@ -46,27 +46,6 @@ int ColorBalanceSwatchAt(int x, int y)
     return BALANCE_SWATCH_NONE;
 }
 
-static uint32_t BalanceRgb(const uint8_t *color)
-{
-    return (uint32_t)color[BALANCE_RED] << 16 | (uint32_t)color[BALANCE_GREEN] << 8 |
-           color[BALANCE_BLUE];
-}
-
-uint32_t ColorBalanceSwatchColor(const ColorBalanceSettings *settings, int swatch)
-{
-    switch (swatch) {
-    case BALANCE_SWATCH_HIGHLIGHT_REMOVE: return BalanceRgb(settings->highlightRemove);
-    case BALANCE_SWATCH_HIGHLIGHT_ADD: return BalanceRgb(settings->highlightAdd);
-    case BALANCE_SWATCH_SHADOW_REMOVE: return BalanceRgb(settings->shadowRemove);
-    case BALANCE_SWATCH_SHADOW_ADD: return BalanceRgb(settings->shadowAdd);
-    default: break;
-    }
-    // A midtone that is off takes no part: a gray stands for it.
-    if (!settings->midtoneEnabled) return 0xC0C0C0;
-    return BalanceRgb(swatch == BALANCE_SWATCH_MIDTONE_REMOVE ? settings->midtoneRemove
-                                                              : settings->midtoneAdd);
-}
-
 // The levels a swatch shows, const or not as the settings are.
 template <typename Settings> static auto BalanceSwatchLevels(Settings *settings, int swatch)
 {
@@ -78,6 +57,19 @@ template <typename Settings> static auto BalanceSwatchLevels(Settings *settings,
     case BALANCE_SWATCH_MIDTONE_REMOVE: return settings->midtoneRemove + 0;
     default: return settings->midtoneAdd + 0;
     }
+}
+
+static uint32_t BalanceRgb(const uint8_t *color)
+{
+    return (uint32_t)color[BALANCE_RED] << 16 | (uint32_t)color[BALANCE_GREEN] << 8 |
+           color[BALANCE_BLUE];
+}
+
+uint32_t ColorBalanceSwatchColor(const ColorBalanceSettings *settings, int swatch)
+{
+    // A midtone that is off takes no part: a gray stands for it.
+    if (swatch >= BALANCE_SWATCH_MIDTONE_REMOVE && !settings->midtoneEnabled) return 0xC0C0C0;
+    return BalanceRgb(BalanceSwatchLevels(settings, swatch));
 }
 
 void ColorBalanceSwatchGet(const ColorBalanceSettings *settings, int swatch, uint8_t *color)

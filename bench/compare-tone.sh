@@ -7,6 +7,7 @@
 #   brightness   Brightness Curve, RGB           against gamma, and vips maplut (24-bit)
 #   curves-rgb   Color Curves, RGB               against gamma
 #   curves-hsv   Color Curves, HSV               against gamma
+#   balance      Color Balance, a cast in highlights, midtones and shadows   against gamma
 #
 #   bench/compare-tone.sh [BUILD_FOLDER] [RUNS]      (RUNS 7 unless given)
 #
@@ -49,19 +50,21 @@ printf 'Curve 1.0\r\nnpts 3\r\nstyle spline\r\npoint 0 0 0\r\npoint 1 100 160\r\
 } >lift-body.txt
 { printf 'ColorCurves 1.0\r\ncolorspace 2\r\n'; tail -n +2 lift-body.txt; } >lift-rgb.cc
 { printf 'ColorCurves 1.0\r\ncolorspace 0\r\n'; tail -n +2 lift-body.txt; } >lift-hsv.cc
+printf 'ColorBalance 1.0\r\nwhite 230 240 220 255 255 255\r\nneutral 1 120 110 100 118 118 118\r\nblack 12 8 20 0 0 0\r\nend\r\n' >cast.cb
 python3 -c "import sys; sys.stdout.buffer.write(b'P5 256 1 255\n' + bytes(range(256)))" >levels.pgm
 convert levels.pgm -depth 8 levels.tif
 "$cli" brightness-curve lift.crv levels.tif lut.tif
 
-names=(gamma brightness curves-rgb curves-hsv vips-maplut)
+names=(gamma brightness curves-rgb curves-hsv balance vips-maplut)
 declare -A commands=(
     [gamma]="$cli gamma --factor 0.8 @IN out-gamma.tif"
     [brightness]="$cli brightness-curve lift.crv @IN out-brightness.tif"
     [curves-rgb]="$cli curves lift-rgb.cc @IN out-curves-rgb.tif"
     [curves-hsv]="$cli curves lift-hsv.cc @IN out-curves-hsv.tif"
+    [balance]="$cli color-balance cast.cb @IN out-balance.tif"
     [vips-maplut]="env VIPS_CONCURRENCY=1 vips maplut @IN out-vips-maplut.tif lut.tif"
 )
-ratios=(brightness:gamma curves-rgb:gamma curves-hsv:gamma brightness:vips-maplut)
+ratios=(brightness:gamma curves-rgb:gamma curves-hsv:gamma balance:gamma brightness:vips-maplut)
 
 measure() {
     local depth=$1 name command

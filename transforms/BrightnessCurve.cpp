@@ -242,9 +242,9 @@ const TransformDescriptor BrightnessCurveTransform = {
     "brightness-curve",
     "Brightness Curve from a curve file",
     "&Brightness Curve...",
-    MENU_NONE,
+    MENU_IMAGE_DIALOG,
     COMMAND_BRIGHTNESS_CURVE,
-    -1, // its dialog comes later: no window kind yet
+    KIND_BRIGHTNESS_CURVE,
     BrightnessCurveCompute,
     CurvesAccepts,
     "crv",

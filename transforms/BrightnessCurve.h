@@ -13,6 +13,15 @@ enum : int32_t {
     COMMAND_BRIGHTNESS_CURVE = 4050, // its menu command
 };
 
+// The dialog's controls (the buttons are those of ui/Transform.h).
+enum : int32_t {
+    BRIGHTNESS_INPUT = 103,
+    BRIGHTNESS_CURVE = 110,
+    BRIGHTNESS_STEP = 111, // "Stair Step"; "Broken Line" and "Smooth Curve" follow
+    BRIGHTNESS_SPACE = 114,
+    BRIGHTNESS_AMOUNT = 120,
+};
+
 // The color spaces whose brightness the curves work on, in the order the lists show them.
 enum : int32_t {
     CURVES_HSV = 0,

@@ -17,8 +17,10 @@
 #include "shell/FileFlow.h"
 #include "tests/color/ProfileTestSupport.h"
 #include "tests/shell/ShellTestSupport.h"
+#include "transforms/BrightnessCurve.h"
 #include "transforms/ChangeProfile.h"
 #include "transforms/Convert.h"
+#include "transforms/CurveControl.h"
 #include "transforms/GammaAdjust.h"
 #include "transforms/MirrorRotate.h"
 #include "transforms/Resize.h"
@@ -419,6 +421,18 @@ TEST_F(TransformDialogs, ApplyInTheEditorEqualsTheCommandLine)
              HeadlessChoose(DialogWindow, RESIZE_METHOD, RESAMPLE_LANCZOS6);
              HeadlessSetEditText(DialogWindow, RESIZE_PIXEL_WIDTH, "50"); // OK commits it
          }},
+        // A point added with Shift at (128, 200) on a 256-pixel plot, and the broken line.
+        {"brightness", "brightness-curve '" + folder + "/lift.crv' --color-space hsl",
+         [](TransformDialogs *, WindowHandle window) {
+             Prefs.stickySettings = 0;
+             ASSERT_EQ(TransformDialogOpen(&BrightnessCurveDialog, window), ERROR_NONE);
+             HeadlessChoose(DialogWindow, BRIGHTNESS_SPACE, CURVES_HSL);
+             HeadlessClick(DialogWindow, (int)BRIGHTNESS_STEP + (int)CURVE_LINEAR);
+             WindowHandle plot = PlatformControl(DialogWindow, BRIGHTNESS_CURVE);
+             int x = CurveColumnOfLevel(128, 256), y = CurveRowOfLevel(200, 256);
+             HeadlessMouse(plot, MSG_LBUTTON_DOWN, x, y, KEYS_SHIFT);
+             HeadlessMouse(plot, MSG_LBUTTON_UP, x, y, KEYS_SHIFT);
+         }},
         {"profile", "profile --to '" + SYSTEM_ADOBE + "'",
          [](TransformDialogs *test, WindowHandle window) {
              ASSERT_EQ(TransformDialogOpen(&ChangeProfileDialog, window), ERROR_NONE);
@@ -426,6 +440,9 @@ TEST_F(TransformDialogs, ApplyInTheEditorEqualsTheCommandLine)
                             test->ItemIndex(CHANGE_PROFILE_TARGET, adobeName));
          }},
     };
+    const char lift[] = "Curve 1.0\nnpts 3\nstyle linear\npoint 0 0 0\npoint 1 128 200\n"
+                        "point 2 255 255\nend\n";
+    TestWriteFile(folder + "/lift.crv", std::vector<uint8_t>(lift, lift + strlen(lift)));
     for (Case &c : cases) {
         SCOPED_TRACE(c.name);
         c.drive(this, input);
@@ -524,4 +541,46 @@ TEST_F(TransformDialogs, ChangeColorProfileWaitsForATargetInsteadOfComplainingAt
     EXPECT_STREQ(HeadlessLastMessage()->text,
                  "A target color profile is required when transforming image data");
     EXPECT_NE(DialogWindow, nullptr);
+}
+
+// Brightness Curve: the color space only for color pictures, the histogram of what the curve
+// acts on, a dragged point, and the control's menu.
+TEST_F(TransformDialogs, BrightnessCurveDragsItsPointsAndShowsTheHistogramOfItsSpace)
+{
+    WindowHandle gray = MakePicture(TYPE_GRAY8, 40, 30);
+    HeadlessChooseMenu(COMMAND_BRIGHTNESS_CURVE);
+    ASSERT_NE(DialogWindow, nullptr);
+    EXPECT_EQ(PlatformWindowState(PlatformControl(DialogWindow, BRIGHTNESS_SPACE)), SHOW_HIDE);
+    GrayCurve *curve = CurveControlCurve(DialogWindow, BRIGHTNESS_CURVE);
+    ASSERT_NE(curve, nullptr);
+    // The gray levels of every pixel (40 x 30 is far below the sampling limit).
+    EXPECT_EQ(curve->histogramMode, CURVE_HISTOGRAM_ONE);
+    int64_t total = 0;
+    for (int i = 0; i < 256; i++)
+        total += curve->inputHistogram[i];
+    EXPECT_EQ(total, 40 * 30);
+
+    // The upper end dragged from 255 down to 128: the settings follow at the release.
+    auto *settings = (BrightnessCurveSettings *)PlatformGetWindowWord(DialogWindow, WORD_POINTER);
+    WindowHandle plot = PlatformControl(DialogWindow, BRIGHTNESS_CURVE);
+    HeadlessMouse(plot, MSG_LBUTTON_DOWN, CurveColumnOfLevel(255, 256), CurveRowOfLevel(255, 256),
+                  0);
+    HeadlessMouse(plot, MSG_MOUSE_MOVE, CurveColumnOfLevel(255, 256), CurveRowOfLevel(128, 256), 0);
+    EXPECT_EQ(settings->curve.y[1], 255); // not yet
+    HeadlessMouse(plot, MSG_LBUTTON_UP, CurveColumnOfLevel(255, 256), CurveRowOfLevel(128, 256), 0);
+    EXPECT_EQ(settings->curve.y[1], 128);
+    EXPECT_EQ(PreviewStale, 1);
+    HeadlessClick(DialogWindow, BUTTON_CANCEL);
+
+    // A color picture offers the space, and RGB shows three histograms.
+    MakePicture(TYPE_COLOR24, 40, 30);
+    HeadlessChooseMenu(COMMAND_BRIGHTNESS_CURVE);
+    EXPECT_NE(PlatformWindowState(PlatformControl(DialogWindow, BRIGHTNESS_SPACE)), SHOW_HIDE);
+    curve = CurveControlCurve(DialogWindow, BRIGHTNESS_CURVE);
+    HeadlessChoose(DialogWindow, BRIGHTNESS_SPACE, CURVES_RGB);
+    EXPECT_EQ(curve->histogramMode, CURVE_HISTOGRAM_THREE);
+    HeadlessChoose(DialogWindow, BRIGHTNESS_SPACE, CURVES_HSV);
+    EXPECT_EQ(curve->histogramMode, CURVE_HISTOGRAM_ONE);
+    HeadlessClick(DialogWindow, BUTTON_CANCEL);
+    (void)gray;
 }

@@ -1,0 +1,224 @@
+// The Brightness Curve dialog: the input chooser, the curve control with the histogram of
+// what the curve acts on (the value of HSV, the lightness of HSL, or the three channels of
+// RGB; the gray levels of a gray picture), the three styles of the curve, the color space,
+// and the Amount. The control's right button offers Reset, Invert and the histogram's
+// expansion.
+#include <cstring>
+
+#include "color/ColorSpace.h"
+#include "core/Helpers.h"
+#include "transforms/BrightnessCurve.h"
+#include "transforms/CurveControl.h"
+#include "transforms/TransformDialogs.h"
+#include "ui/Controls.h"
+#include "ui/ImageWindow.h"
+#include "ui/Transform.h"
+#include "ui/UiState.h"
+
+static const int BRIGHTNESS_CONTENT_WIDTH = 340; // room for the three style labels
+static const int BRIGHTNESS_PLOT = 256;                      // pixels of the curve control a side
+static const int64_t BRIGHTNESS_HISTOGRAM_SAMPLES = 1000000; // pixels a histogram reads at most
+
+static const char BRIGHTNESS_SPACES[] = "HSV\0HSL\0RGB\0";
+static const char *const BRIGHTNESS_STYLES[3] = {"Stair Step", "Broken Line", "Smooth Curve"};
+
+// The menu of the control's right button.
+enum : int32_t {
+    BRIGHTNESS_MENU_RESET = 1,
+    BRIGHTNESS_MENU_INVERT = 2,
+    BRIGHTNESS_MENU_LINEAR = 3, // and the two expansions after it
+};
+
+struct BrightnessState {
+    BrightnessCurveSettings settings; // first, as the shared handling expects
+    int32_t histograms[3][257];       // a maximum and 256 counts each
+};
+
+static BrightnessCurveSettings BrightnessSaved;
+static TransformDialogMemory BrightnessMemory = {&BrightnessSaved, {}, 1};
+
+static int BrightnessColorInput(void)
+{
+    const ImageWindow *input = InputWindow != nullptr ? WindowRecord(InputWindow) : nullptr;
+    int type = input != nullptr ? input->picture.image.type : TYPE_EMPTY;
+    return type == TYPE_COLOR24 || type == TYPE_COLOR48;
+}
+
+// The histograms of what the curve acts on, from at most BRIGHTNESS_HISTOGRAM_SAMPLES pixels
+// spread evenly over the picture, given to the control.
+static void BrightnessHistograms(WindowHandle dialog, BrightnessState *state)
+{
+    GrayCurve *curve = CurveControlCurve(dialog, BRIGHTNESS_CURVE);
+    const ImageWindow *input = InputWindow != nullptr ? WindowRecord(InputWindow) : nullptr;
+    if (curve == nullptr || input == nullptr || input->picture.image.rows == nullptr) return;
+    const Image *image = &input->picture.image;
+    memset(state->histograms, 0, sizeof state->histograms);
+    int64_t pixels = (int64_t)image->width * image->height;
+    int step = 1;
+    while (pixels / ((int64_t)step * step) > BRIGHTNESS_HISTOGRAM_SAMPLES)
+        step++;
+    int color = BrightnessColorInput();
+    int three = color && state->settings.colorSpace == CURVES_RGB;
+    for (int y = 0; y < image->height; y += step) {
+        const uint8_t *row = image->rows[y];
+        for (int x = 0; x < image->width; x += step) {
+            int r, g, b;
+            switch (image->type) {
+            case TYPE_BINARY: r = g = b = BitTest(row, x) ? 255 : 0; break;
+            case TYPE_GRAY8: r = g = b = row[x]; break;
+            case TYPE_GRAY16: r = g = b = Depth16To8[((const uint16_t *)row)[x]]; break;
+            case TYPE_COLOR24: b = row[3 * x], g = row[3 * x + 1], r = row[3 * x + 2]; break;
+            default: {
+                const uint16_t *p = (const uint16_t *)row + 3 * x;
+                b = Depth16To8[p[0]], g = Depth16To8[p[1]], r = Depth16To8[p[2]];
+                break;
+            }
+            }
+            if (three) {
+                state->histograms[0][1 + r]++;
+                state->histograms[1][1 + g]++;
+                state->histograms[2][1 + b]++;
+            } else {
+                int level = !color                                     ? r
+                            : state->settings.colorSpace == CURVES_HSL ? HslLightness(r, g, b)
+                                                                       : Max3(r, g, b);
+                state->histograms[0][1 + level]++;
+            }
+        }
+    }
+    for (auto &histogram : state->histograms)
+        for (int i = 1; i <= 256; i++)
+            if (histogram[i] > histogram[0]) histogram[0] = histogram[i];
+    const int32_t *sources[3] = {state->histograms[0], state->histograms[1], state->histograms[2]};
+    GrayCurveSetHistograms(curve, three ? CURVE_HISTOGRAM_THREE : CURVE_HISTOGRAM_ONE, sources);
+    CurveControlRefresh(dialog, BRIGHTNESS_CURVE);
+}
+
+static void BrightnessShowStyle(WindowHandle dialog, int style)
+{
+    for (int i = 0; i < 3; i++)
+        PlatformSetControlValue(dialog, BRIGHTNESS_STEP + i, i == style);
+}
+
+// The control's curve became the settings' one.
+static void BrightnessCurveTaken(WindowHandle dialog, BrightnessState *state)
+{
+    GrayCurve *curve = CurveControlCurve(dialog, BRIGHTNESS_CURVE);
+    if (curve == nullptr) return;
+    GrayCurveGetPoints(curve, &state->settings.curve);
+    RefreshPreview(state, &BrightnessCurveDialog);
+}
+
+// The right button's menu over the curve.
+static void BrightnessMenu(WindowHandle dialog, BrightnessState *state, int x, int y)
+{
+    static const MenuItem ITEMS[] = {
+        {BRIGHTNESS_MENU_RESET, "&Reset", 1},
+        {BRIGHTNESS_MENU_INVERT, "&Invert", 1},
+        {0, "", 1},
+        {BRIGHTNESS_MENU_LINEAR, "Linear Histogram", 1},
+        {BRIGHTNESS_MENU_LINEAR + 1, "Medium Histogram Expansion", 1},
+        {BRIGHTNESS_MENU_LINEAR + 2, "High Histogram Expansion", 1},
+        {0, nullptr, 0},
+    };
+    GrayCurve *curve = CurveControlCurve(dialog, BRIGHTNESS_CURVE);
+    if (curve == nullptr) return;
+    int chosen = PlatformPopupMenu(PlatformControl(dialog, BRIGHTNESS_CURVE), ITEMS, x, y);
+    if (chosen == BRIGHTNESS_MENU_RESET) {
+        GrayCurveReset(curve);
+    } else if (chosen == BRIGHTNESS_MENU_INVERT) {
+        GrayCurveInvert(curve);
+    } else if (chosen >= BRIGHTNESS_MENU_LINEAR && chosen <= BRIGHTNESS_MENU_LINEAR + 2) {
+        curve->histExpand = chosen - BRIGHTNESS_MENU_LINEAR;
+        CurveControlRefresh(dialog, BRIGHTNESS_CURVE);
+        return;
+    } else {
+        return;
+    }
+    BrightnessShowStyle(dialog, curve->style);
+    CurveControlRefresh(dialog, BRIGHTNESS_CURVE);
+    BrightnessCurveTaken(dialog, state);
+}
+
+static void BrightnessCommand(WindowHandle dialog, void *stateRecord, uintptr_t wParam)
+{
+    BrightnessState *state = (BrightnessState *)stateRecord;
+    if (TransformAmountCommand(dialog, BRIGHTNESS_AMOUNT, &state->settings.amount, wParam, state,
+                               &BrightnessCurveDialog))
+        return;
+    int id = (int)(wParam & 0xffff);
+    uint32_t notification = (uint32_t)(wParam >> 16) & 0xffff;
+    if (id == BRIGHTNESS_CURVE && notification == NOTIFY_RELEASED) {
+        BrightnessCurveTaken(dialog, state);
+    } else if (id >= BRIGHTNESS_STEP && id < BRIGHTNESS_STEP + 3 &&
+               notification == NOTIFY_CLICKED) {
+        GrayCurve *curve = CurveControlCurve(dialog, BRIGHTNESS_CURVE);
+        if (curve == nullptr) return;
+        curve->style = id - BRIGHTNESS_STEP;
+        BuildCurveTable(curve);
+        BrightnessShowStyle(dialog, curve->style);
+        CurveControlRefresh(dialog, BRIGHTNESS_CURVE);
+        BrightnessCurveTaken(dialog, state);
+    } else if (id == BRIGHTNESS_SPACE && notification == NOTIFY_CHANGED) {
+        state->settings.colorSpace = PopupListChoice(dialog, BRIGHTNESS_SPACE);
+        BrightnessHistograms(dialog, state);
+        RefreshPreview(state, &BrightnessCurveDialog);
+    }
+}
+
+// The right button over the curve opens its menu.
+static int BrightnessMessage(WindowHandle dialog, void *stateRecord, uint32_t message,
+                             uintptr_t wParam, intptr_t lParam)
+{
+    (void)wParam;
+    if (message != MSG_CURVE_MENU) return 0;
+    BrightnessMenu(dialog, (BrightnessState *)stateRecord, ParamLow(lParam), ParamHigh(lParam));
+    return 1;
+}
+
+static void BrightnessInputTaken(WindowHandle dialog, void *stateRecord)
+{
+    BrightnessState *state = (BrightnessState *)stateRecord;
+    // The color space means nothing to a gray picture.
+    int color = BrightnessColorInput();
+    WindowHandle list = PlatformControl(dialog, BRIGHTNESS_SPACE);
+    WindowHandle label = PlatformControl(dialog, BRIGHTNESS_SPACE + POPUP_LABEL_ID);
+    if (list != nullptr) PlatformShowWindow(list, color ? SHOW_NORMAL : SHOW_HIDE);
+    if (label != nullptr) PlatformShowWindow(label, color ? SHOW_NORMAL : SHOW_HIDE);
+    BrightnessHistograms(dialog, state);
+    TransformAmountInputTaken(dialog, BRIGHTNESS_AMOUNT);
+}
+
+static int BrightnessControls(WindowHandle dialog, void *stateRecord, int x, int y, int width)
+{
+    BrightnessState *state = (BrightnessState *)stateRecord;
+    BrightnessCurveSettings *settings = &state->settings;
+    int left = x + (width - BRIGHTNESS_PLOT) / 2;
+    Rect plot = {left, y, left + BRIGHTNESS_PLOT, y + BRIGHTNESS_PLOT};
+    CurveControlCreate(dialog, BRIGHTNESS_CURVE, &plot, &settings->curve);
+    y += BRIGHTNESS_PLOT + Margin;
+    int third = (width - 2 * Margin) / 3;
+    for (int i = 0; i < 3; i++) {
+        Rect button = {x + i * (third + Margin), y, x + i * (third + Margin) + third,
+                       y + ButtonHeight};
+        PlatformCreateControl(dialog, CONTROL_RADIO, BRIGHTNESS_STEP + i, BRIGHTNESS_STYLES[i], 0,
+                              &button);
+    }
+    BrightnessShowStyle(dialog, settings->curve.style);
+    y += ButtonHeight + Margin;
+    Rect list = {x, y, x + width, y + ButtonHeight};
+    PopupListCreate(dialog, BRIGHTNESS_SPACE, &list, "Color Space:", BRIGHTNESS_SPACES,
+                    settings->colorSpace);
+    y += ButtonHeight + Margin;
+    y = TransformAmountCreate(dialog, BRIGHTNESS_AMOUNT, &settings->amount, x, y, width);
+    BrightnessInputTaken(dialog, state);
+    return y;
+}
+
+const TransformDialogKind BrightnessCurveDialog = {
+    &BrightnessCurveTransform, BRIGHTNESS_INPUT,
+    BrightnessInputTaken,      BRIGHTNESS_CONTENT_WIDTH,
+    sizeof(BrightnessState),   BrightnessControls,
+    BrightnessCommand,         nullptr,
+    &BrightnessMemory,         DIALOG_BUTTONS_PREVIEW,
+    BrightnessMessage,         nullptr};

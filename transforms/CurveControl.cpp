@@ -1,0 +1,164 @@
+// The curve control's window: what the model says, painted, and the mouse handed to the
+// model. Level 0 lies at the plot's lower left corner, as the model's pixel mapping has it.
+#include "transforms/CurveControl.h"
+
+#include "core/Memory.h"
+
+static const int CUSTOM_CURVE = 7; // the control's type among the custom controls
+
+static const uint32_t CURVE_PAPER = 0xFFFFFF;
+static const uint32_t CURVE_GRID = 0xD0D0D0;
+static const uint32_t CURVE_HISTOGRAM_IN = 0xC8C8C8;
+static const uint32_t CURVE_HISTOGRAM_OUT = 0x9CB4D8;
+static const uint32_t CURVE_INK = 0x000000;
+static const uint32_t CURVE_POINT = 0xC00000;
+
+struct CurveControl {
+    int32_t id;
+    GrayCurve curve;
+};
+
+// The histograms behind the curve, as columns from the bottom: the input's, and the output's
+// (the input through the table) in front of it.
+static void CurveDrawHistograms(DrawContext *context, const GrayCurve *curve, int width, int height)
+{
+    if (curve->histogramMode == CURVE_HISTOGRAM_NONE) return;
+    const int32_t *counts[2] = {curve->inputHistogram, curve->outputHistogram};
+    const int32_t maxima[2] = {curve->inputMaximum, curve->outputMaximum};
+    const uint32_t colors[2] = {CURVE_HISTOGRAM_IN, CURVE_HISTOGRAM_OUT};
+    for (int which = 0; which < 2; which++) {
+        for (int level = 0; level < 256; level++) {
+            double fraction =
+                CurveHistogramFraction(counts[which][level], maxima[which], curve->histExpand);
+            int top = height - 1 - (int)(fraction * (height - 1));
+            int x = CurveColumnOfLevel(level, width);
+            if (top < height - 1) PlatformDrawLine(context, x, height - 1, x, top, colors[which]);
+        }
+    }
+}
+
+static void CurveDraw(WindowHandle window, DrawContext *context, const GrayCurve *curve)
+{
+    Rect client;
+    PlatformGetClientRect(window, &client);
+    int width = client.right;
+    int height = client.bottom;
+    PlatformFillRect(context, &client, CURVE_PAPER);
+    CurveDrawHistograms(context, curve, width, height);
+    int grid = curve->gridCount > 0 ? curve->gridCount : 4;
+    for (int i = 1; i < grid; i++) {
+        int x = i * (width - 1) / grid;
+        int y = i * (height - 1) / grid;
+        PlatformDrawLine(context, x, 0, x, height - 1, CURVE_GRID);
+        PlatformDrawLine(context, 0, y, width - 1, y, CURVE_GRID);
+    }
+    // The table, level by level.
+    int lastX = CurveColumnOfLevel(0, width);
+    int lastY = CurveRowOfLevel(curve->table[0], height);
+    for (int level = 1; level < 256; level++) {
+        int x = CurveColumnOfLevel(level, width);
+        int y = CurveRowOfLevel(curve->table[level], height);
+        PlatformDrawLine(context, lastX, lastY, x, y, CURVE_INK);
+        lastX = x;
+        lastY = y;
+    }
+    for (int i = 0; i < curve->pointCount; i++) {
+        int x = CurveColumnOfLevel(curve->x[i], width);
+        int y = CurveRowOfLevel(curve->y[i], height);
+        Rect mark = {x - 2, y - 2, x + 3, y + 3};
+        PlatformFillRect(context, &mark, CURVE_POINT);
+    }
+    PlatformFrameRect(context, &client, CURVE_INK);
+}
+
+static void CurveNotify(WindowHandle window, int id, uint32_t code)
+{
+    PlatformSendMessage(PlatformWindowParent(window), MSG_COMMAND,
+                        (uintptr_t)(uint16_t)id | ((uintptr_t)code << 16), (intptr_t)window);
+}
+
+// One mouse event through the model; what it did, done.
+static void CurveMouse(WindowHandle window, CurveControl *record, int event, intptr_t lParam,
+                       uintptr_t wParam)
+{
+    Rect client;
+    PlatformGetClientRect(window, &client);
+    int keys = ((wParam & KEYS_SHIFT) ? CURVE_KEY_SHIFT : 0) |
+               ((wParam & KEYS_CONTROL) ? CURVE_KEY_CONTROL : 0);
+    int done = GrayCurveMouse(&record->curve, event, (int16_t)ParamLow(lParam),
+                              (int16_t)ParamHigh(lParam), keys, client.right, client.bottom);
+    if (done & CURVE_BEEP) PlatformBeep();
+    if (done & CURVE_CHANGED) {
+        PlatformInvalidate(window, nullptr);
+        CurveNotify(window, record->id, NOTIFY_MOVED);
+    }
+    if ((done & CURVE_NOTIFY) && PlatformWindowExists(window))
+        CurveNotify(window, record->id, NOTIFY_RELEASED);
+}
+
+static MessageResult CurveProcedure(WindowHandle window, uint32_t message, uintptr_t wParam,
+                                    intptr_t lParam)
+{
+    if (message == MSG_CREATE) return ControlRecordCreate(window, lParam, sizeof(CurveControl));
+    CurveControl *record = (CurveControl *)ControlRecord(window, CUSTOM_CURVE);
+    if (record == nullptr) return PlatformDefaultProcedure(window, message, wParam, lParam);
+    switch (message) {
+    case MSG_DESTROY:
+        MemoryFree(record);
+        PlatformSetWindowWord(window, WORD_POINTER, 0);
+        return 0;
+    case MSG_PAINT: CurveDraw(window, (DrawContext *)wParam, &record->curve); return 0;
+    case MSG_LBUTTON_DOWN:
+        PlatformSetFocus(window);
+        PlatformSetCapture(window);
+        CurveMouse(window, record, CURVE_MOUSE_PRESS, lParam, wParam);
+        return 0;
+    case MSG_MOUSE_MOVE:
+        if (record->curve.drag != CURVE_DRAG_NONE)
+            CurveMouse(window, record, CURVE_MOUSE_MOVE, lParam, wParam);
+        return 0;
+    case MSG_RBUTTON_DOWN:
+        PlatformSendMessage(PlatformWindowParent(window), MSG_CURVE_MENU, (uintptr_t)record->id,
+                            lParam);
+        return 0;
+    case MSG_LBUTTON_UP:
+        PlatformReleaseCapture();
+        CurveMouse(window, record, CURVE_MOUSE_RELEASE, lParam, wParam);
+        return 0;
+    default: return PlatformDefaultProcedure(window, message, wParam, lParam);
+    }
+}
+
+WindowHandle CurveControlCreate(WindowHandle parent, int id, const Rect *rect,
+                                const CurvePoints *points)
+{
+    ControlKindRegister(CUSTOM_CURVE, CurveProcedure);
+    CurveControl *init = (CurveControl *)MemoryAllocZero(sizeof(CurveControl));
+    if (init == nullptr) return nullptr;
+    init->id = id;
+    GrayCurveInit(&init->curve);
+    if (points != nullptr) GrayCurveSetPoints(&init->curve, points);
+    WindowHandle control = ControlMake(parent, id, rect, CUSTOM_CURVE, init);
+    MemoryFree(init);
+    return control;
+}
+
+GrayCurve *CurveControlCurve(WindowHandle parent, int id)
+{
+    CurveControl *record = (CurveControl *)ControlRecord(PlatformControl(parent, id), CUSTOM_CURVE);
+    return record != nullptr ? &record->curve : nullptr;
+}
+
+ErrorCode CurveControlSetPoints(WindowHandle parent, int id, const CurvePoints *points)
+{
+    GrayCurve *curve = CurveControlCurve(parent, id);
+    if (curve == nullptr) return ERROR_INTERNAL_1;
+    ErrorCode result = GrayCurveSetPoints(curve, points);
+    PlatformInvalidate(PlatformControl(parent, id), nullptr);
+    return result;
+}
+
+void CurveControlRefresh(WindowHandle parent, int id)
+{
+    PlatformInvalidate(PlatformControl(parent, id), nullptr);
+}

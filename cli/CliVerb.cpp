@@ -1,6 +1,8 @@
 // The verb of a transformation, made from its descriptor: the options of its table parsed into
 // a settings record wherever they stand among the files (GNU style; "--" ends the options),
 // --help from the same table, and the run itself: open, Apply as the editor runs it, save.
+// A transformation with a settings file takes that file as its first argument, before IN and
+// OUT, read as the dialog's "Load..." reads it.
 #include <cassert>
 #include <cstdio>
 #include <cstdlib>
@@ -17,7 +19,7 @@ constexpr int CLI_OPTIONS_MAX = 8; // options a verb may have: the bits of given
 
 // What a command line gives besides the settings record.
 struct CliVerbLine {
-    const char *files[2]; // IN and OUT
+    const char *files[3]; // IN and OUT, after the settings file of a verb that takes one
     int32_t fileCount;    // files seen, even past two
     uint32_t given;       // bit i: option i was given
     double amountLow;     // --amount P or LOW:HIGH, percent; -1 when not given
@@ -36,6 +38,9 @@ static void CliVerbSynopsis(const TransformDescriptor *transform, char *text, si
         used += (size_t)snprintf(text + used, size - used, required ? " %s %s" : " [%s %s]",
                                  option->name, option->valueName);
     }
+    if (transform->readSettings != nullptr && used < size)
+        used +=
+            (size_t)snprintf(text + used, size - used, " FILE.%s", transform->settingsExtension);
     if (used < size) snprintf(text + used, size - used, " IN OUT");
 }
 
@@ -165,7 +170,7 @@ static int CliVerbParse(const TransformDescriptor *transform, int argc, char **a
     for (int at = 0; at < argc; at++) {
         const char *word = argv[at];
         if (optionsEnd || strncmp(word, "--", 2) != 0) {
-            if (line->fileCount < 2) line->files[line->fileCount] = word;
+            if (line->fileCount < 3) line->files[line->fileCount] = word;
             line->fileCount++;
             continue;
         }
@@ -208,7 +213,8 @@ static int CliVerbParse(const TransformDescriptor *transform, int argc, char **a
             line->given |= 1u << index;
         }
     }
-    if (line->fileCount != 2) return CliVerbUsage(transform, synopsis);
+    if (line->fileCount != 2 + (transform->readSettings != nullptr))
+        return CliVerbUsage(transform, synopsis);
     for (int i = 0; i < transform->optionCount; i++)
         if ((transform->options[i].flags & OPTION_REQUIRED) && !(line->given & (1u << i)))
             return CliVerbUsage(transform, synopsis);
@@ -288,6 +294,23 @@ int CliVerb(const TransformDescriptor *transform, int argc, char **argv)
         if ((transform->options[i].flags & OPTION_ABSENT_NO_CHANGE) && !(line.given & (1u << i)))
             changes = 0;
 
+    if (transform->readSettings != nullptr) {
+        // The settings file comes first; the --amount of the command line stands above it.
+        AmountSetting amount = {};
+        AmountSetting *held =
+            transform->amountOffset == TRANSFORM_NO_AMOUNT
+                ? nullptr
+                : (AmountSetting *)((uint8_t *)settings + transform->amountOffset);
+        if (held != nullptr) amount = *held;
+        result = transform->readSettings(line.files[0], settings);
+        if (held != nullptr) *held = amount;
+        if (result != ERROR_NONE) {
+            failedPath = line.files[0];
+            goto done;
+        }
+        line.files[0] = line.files[1];
+        line.files[1] = line.files[2];
+    }
     saveNumber = CliSaveNumber(line.files[1]);
     if (saveNumber == FILE_SAVE_NONE) {
         result = ERROR_UNKNOWN_FILE_TYPE;

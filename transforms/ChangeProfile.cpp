@@ -159,4 +159,5 @@ const TransformDescriptor ChangeProfileTransform = {"Change Color Profile",
                                                     ChangeProfileTakeInput,
                                                     CHANGE_PROFILE_OPTIONS,
                                                     2,
+                                                    nullptr,
                                                     nullptr};

@@ -202,4 +202,5 @@ const TransformDescriptor ConvertTransform = {"Convert",
                                               nullptr,
                                               CONVERT_OPTIONS,
                                               1,
+                                              nullptr,
                                               nullptr};

@@ -139,4 +139,5 @@ const TransformDescriptor GammaTransform = {"Gamma Adjust",
                                             nullptr,
                                             GAMMA_OPTIONS,
                                             1,
+                                            nullptr,
                                             nullptr};

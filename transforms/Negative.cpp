@@ -89,4 +89,5 @@ const TransformDescriptor NegativeTransform = {"Negative",
                                                nullptr,
                                                nullptr,
                                                0,
+                                               nullptr,
                                                nullptr};

@@ -268,4 +268,5 @@ const TransformDescriptor ResizeTransform = {
     RESIZE_OPTIONS,
     (int32_t)(sizeof RESIZE_OPTIONS / sizeof RESIZE_OPTIONS[0]),
     ResizeResultSize,
+    nullptr,
 };

@@ -100,6 +100,11 @@ struct TransformDescriptor {
     // The size of the result for source under settings, for a transformation whose result
     // is not the size of its input (Resize, a quarter turn); null for the others.
     void (*resultSize)(const void *settings, const Image *source, int *width, int *height);
+    // For a transformation with a settings file (settingsExtension): reads the file at path
+    // into settings, as the dialog's "Load..." does, returning the kind's codes. vistel-cli
+    // then takes that file as the verb's first argument, before IN and OUT. Null for the
+    // others, whose verbs take options only.
+    ErrorCode (*readSettings)(const char *path, void *settings);
 };
 
 // The size of transform's result for source under settings.

@@ -17,6 +17,7 @@
 #include "tests/support/TestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
 #include "transforms/ChangeProfile.h"
+#include "transforms/ColorCorrect.h"
 #include "transforms/Convert.h"
 #include "transforms/GammaAdjust.h"
 #include "transforms/Negative.h"
@@ -84,12 +85,27 @@ static void ResizeFit(void *settings, const Image &source)
     resize->height = source.height * 3 / 4;
 }
 
+// Red goes halfway to yellow and grows brighter; the seven points of the defaults move nothing.
+static void ColorCorrectPrepare(void *settings)
+{
+    ColorCorrectSettings *correct = (ColorCorrectSettings *)settings;
+    correct->targetColor[1][1] = 128;
+    correct->brightness[1] = 0.25;
+}
+
+static void ColorCorrectUnchanged(void *settings, int type)
+{
+    (void)type;
+    ColorCorrectSettingsReset((ColorCorrectSettings *)settings);
+}
+
 static const TransformLine TRANSFORM_LINES[] = {
     {&NegativeTransform, nullptr, nullptr, NegativePreview16, nullptr, 1},
     {&GammaTransform, GammaPrepare, GammaUnchanged, GammaPreview16, nullptr, 1},
     {&ConvertTransform, nullptr, ConvertUnchanged, nullptr, nullptr, 1},
     {&ChangeProfileTransform, ChangeProfilePrepare, nullptr, nullptr, nullptr, 1},
     {&ResizeTransform, nullptr, nullptr, nullptr, ResizeFit, 0},
+    {&ColorCorrectTransform, ColorCorrectPrepare, ColorCorrectUnchanged, nullptr, nullptr, 1},
 };
 
 static const int REDUCED_ZOOM = -3;

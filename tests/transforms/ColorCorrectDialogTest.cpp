@@ -1,0 +1,146 @@
+// The Color Correct dialog opened from the menu as a user opens it: a point dragged on the
+// wheel and brightened by its slider, the result of Apply against the same settings run
+// directly, Options Save As, Load of a damaged file, and previous.colorcorrect at closing.
+#include <cstring>
+#include <string>
+
+#include "core/Preferences.h"
+#include "core/SettingsText.h"
+#include "platform/headless/Headless.h"
+#include "tests/shell/ShellTestSupport.h"
+#include "transforms/ColorCorrect.h"
+#include "transforms/Transforms.h"
+#include "ui/Controls.h"
+#include "ui/SettingsOptions.h"
+#include "ui/Transform.h"
+
+namespace {
+
+class ColorCorrectDialogTest : public ShellTest {
+  protected:
+    std::string folder; // the settings folder, with default and previous files
+
+    void SetUp() override
+    {
+        ShellTest::SetUp();
+        folder = TestOutputFolder("ColorCorrectDialog");
+        TestRun("rm -f '" + folder + "'/*.colorcorrect");
+        HeadlessSetSettingsFolder(folder.c_str());
+        Prefs.stickySettings = 1;
+    }
+
+    std::string Text(int id)
+    {
+        char text[256];
+        PlatformGetControlText(DialogWindow, id, text, sizeof text);
+        return text;
+    }
+
+    int Shown(int id)
+    {
+        return PlatformWindowState(PlatformControl(DialogWindow, id)) != SHOW_HIDE;
+    }
+
+    void SlideTo(int id, int position)
+    {
+        SliderSetPosition(DialogWindow, id, position);
+        WindowHandle slider = PlatformControl(DialogWindow, id);
+        PlatformSendMessage(DialogWindow, MSG_COMMAND, (uintptr_t)id | NOTIFY_MOVED << 16,
+                            (intptr_t)slider);
+        PlatformSendMessage(DialogWindow, MSG_COMMAND, (uintptr_t)id | NOTIFY_RELEASED << 16,
+                            (intptr_t)slider);
+    }
+
+    void Options(int item, const std::string &path)
+    {
+        HeadlessQueuePopupChoice(item);
+        HeadlessQueueFileDialog(path.c_str(), -1);
+        HeadlessClick(DialogWindow, SETTINGS_OPTIONS_BUTTON);
+    }
+};
+
+} // namespace
+
+TEST_F(ColorCorrectDialogTest, DraggedPointAppliesAsTheSettingsDoAndRoundTripsThroughOptions)
+{
+    WindowHandle input = MakePicture(TYPE_COLOR24, 64, 48);
+    HeadlessChooseMenu(COMMAND_COLOR_CORRECT);
+    ASSERT_NE(DialogWindow, nullptr);
+    EXPECT_EQ(CurrentOperation, KIND_COLOR_CORRECT);
+    EXPECT_EQ(Text(COLOR_CORRECT_RADIUS_TEXT), "Radius: 1.00");
+    EXPECT_FALSE(Shown(COLOR_CORRECT_BRIGHTNESS));
+    EXPECT_FALSE(Shown(COLOR_CORRECT_SAVE_AS_MASK));
+
+    // Red's target end, at (132, 4) of the wheel, dragged to (132, 68): (255, 127, 127). The
+    // tables are rebuilt once, at the release.
+    int bars = HeadlessProgressCount();
+    WindowHandle wheel = PlatformControl(DialogWindow, COLOR_CORRECT_WHEEL);
+    HeadlessMouse(wheel, MSG_LBUTTON_DOWN, 132, 4, BUTTON_LEFT);
+    EXPECT_TRUE(Shown(COLOR_CORRECT_BRIGHTNESS));
+    EXPECT_EQ(Text(COLOR_CORRECT_BRIGHTNESS_TEXT), "Brightness Change: 0.00%");
+    HeadlessMouse(wheel, MSG_MOUSE_MOVE, 132, 40, BUTTON_LEFT);
+    HeadlessMouse(wheel, MSG_MOUSE_MOVE, 132, 68, BUTTON_LEFT);
+    EXPECT_EQ(HeadlessProgressCount(), bars);
+    HeadlessMouse(wheel, MSG_LBUTTON_UP, 132, 68, 0);
+    ASSERT_EQ(HeadlessProgressCount(), bars + 1);
+    EXPECT_STREQ(HeadlessProgressAt(bars)->title, "Building color lookup tables");
+    // Brightness: position 768 is (768 - 512) / 512 = +0.5.
+    SlideTo(COLOR_CORRECT_BRIGHTNESS, 768);
+    EXPECT_EQ(Text(COLOR_CORRECT_BRIGHTNESS_TEXT), "Brightness Change: +50.00%");
+    SlideTo(COLOR_CORRECT_RADIUS, 512);
+    EXPECT_EQ(Text(COLOR_CORRECT_RADIUS_TEXT), "Radius: 0.50");
+
+    HeadlessClick(DialogWindow, BUTTON_APPLY);
+    ASSERT_NE(LastOutput, nullptr);
+    ColorCorrectSettings settings;
+    ColorCorrectSettingsDefault(&settings);
+    const uint8_t pink[3] = {255, 127, 127};
+    memcpy(settings.targetColor[1], pink, 3);
+    settings.brightness[1] = 0.5;
+    settings.radius = 0.5;
+    Picture expected;
+    PictureReset(&expected);
+    ASSERT_EQ(
+        TransformApply(&ColorCorrectTransform, &settings, &WindowRecord(input)->picture, &expected),
+        ERROR_NONE);
+    ExpectImagesNear(expected.image, WindowRecord(LastOutput)->picture.image, 0);
+    PictureFree(&expected);
+
+    // Save As writes what the dialog holds.
+    std::string saved = folder + "/saved.colorcorrect";
+    Options(SETTINGS_OPTIONS_SAVE, saved);
+    ColorCorrectSettings read;
+    ColorCorrectSettingsDefault(&read);
+    ASSERT_EQ(ColorCorrectSettingsLoad(saved.c_str(), &read), ERROR_NONE);
+    EXPECT_EQ(memcmp(read.targetColor[1], pink, 3), 0);
+    EXPECT_EQ(read.brightness[1], 0.5);
+    EXPECT_EQ(read.radius, 0.5);
+
+    // Another extension is refused with its message.
+    HeadlessQueuePopupChoice(SETTINGS_OPTIONS_SAVE);
+    HeadlessQueueFileDialog((folder + "/saved.txt").c_str(), -1);
+    HeadlessClick(DialogWindow, SETTINGS_OPTIONS_BUTTON);
+    ASSERT_NE(HeadlessLastMessage(), nullptr);
+    EXPECT_STREQ(HeadlessLastMessage()->text,
+                 "Color correction files must have an extension of .colorcorrect");
+
+    // A damaged file shows its code's message and resets the dialog.
+    std::string bad = folder + "/bad.colorcorrect";
+    const std::string text = "ColorCorrect 1.0\nnpts 101\nend\n";
+    TestWriteFile(bad, std::vector<uint8_t>(text.begin(), text.end()));
+    Options(SETTINGS_OPTIONS_LOAD, bad);
+    ASSERT_NE(HeadlessLastMessage(), nullptr);
+    EXPECT_STREQ(HeadlessLastMessage()->text, "Illegal color correction file");
+    EXPECT_EQ(Text(COLOR_CORRECT_RADIUS_TEXT), "Radius: 1.00");
+    EXPECT_FALSE(Shown(COLOR_CORRECT_BRIGHTNESS));
+
+    // Loading the saved file brings its radius back; closing writes previous.colorcorrect.
+    Options(SETTINGS_OPTIONS_LOAD, saved);
+    EXPECT_EQ(Text(COLOR_CORRECT_RADIUS_TEXT), "Radius: 0.50");
+    HeadlessClick(DialogWindow, BUTTON_CANCEL);
+    EXPECT_EQ(DialogWindow, nullptr);
+    ColorCorrectSettingsDefault(&read);
+    ASSERT_EQ(ColorCorrectSettingsLoad((folder + "/previous.colorcorrect").c_str(), &read),
+              ERROR_NONE);
+    EXPECT_EQ(memcmp(read.targetColor[1], pink, 3), 0);
+}

@@ -290,7 +290,11 @@ static MessageResult WheelProcedure(WindowHandle window, uint32_t message, uintp
         ColorCorrectShowSelection(dialog, &state->settings);
     }
     if (bits & WHEEL_REDRAW) PlatformInvalidate(window, nullptr);
-    if (bits & WHEEL_FINISHED) ColorCorrectFinish(dialog, state);
+    // The influence shown or saved is the selected point's: another selection previews anew.
+    if ((bits & WHEEL_FINISHED) ||
+        ((bits & WHEEL_SELECTION) &&
+         (state->settings.showAffectedRegion || state->settings.saveAsMask)))
+        ColorCorrectFinish(dialog, state);
     return 0;
 }
 

@@ -144,3 +144,42 @@ TEST_F(ColorCorrectDialogTest, DraggedPointAppliesAsTheSettingsDoAndRoundTripsTh
               ERROR_NONE);
     EXPECT_EQ(memcmp(read.targetColor[1], pink, 3), 0);
 }
+
+TEST_F(ColorCorrectDialogTest, RightClickMenuAndSaveAsMask)
+{
+    WindowHandle input = MakePicture(TYPE_COLOR24, 40, 30);
+    HeadlessChooseMenu(COMMAND_COLOR_CORRECT);
+    ASSERT_NE(DialogWindow, nullptr);
+    WindowHandle wheel = PlatformControl(DialogWindow, COLOR_CORRECT_WHEEL);
+    const ColorCorrectSettings *settings =
+        (const ColorCorrectSettings *)PlatformGetWindowWord(DialogWindow, WORD_POINTER);
+
+    // On empty wheel the menu offers one item; "Add New Control Point" adds the color of
+    // (132, 100), Y = 64: (255, 191, 191), and selects it.
+    HeadlessQueuePopupChoice(COLOR_CORRECT_ADD_POINT);
+    HeadlessMouse(wheel, MSG_RBUTTON_DOWN, 132, 100, BUTTON_RIGHT);
+    const MenuItem *items = nullptr;
+    ASSERT_EQ(HeadlessLastPopup(&items), 1);
+    EXPECT_STREQ(items[0].label, "Add New Control Point");
+    ASSERT_EQ(settings->pointCount, 8);
+    EXPECT_EQ(settings->selectedPoint, 7);
+    EXPECT_EQ(settings->sourceColor[7][1], 191);
+    // On a point, four items; "Remove Control Point" takes it away again.
+    HeadlessQueuePopupChoice(COLOR_CORRECT_REMOVE_POINT);
+    HeadlessMouse(wheel, MSG_RBUTTON_DOWN, 132, 99, BUTTON_RIGHT);
+    ASSERT_EQ(HeadlessLastPopup(&items), 4);
+    EXPECT_STREQ(items[3].label, "Remove Control Point");
+    EXPECT_EQ(settings->pointCount, 7);
+    EXPECT_EQ(settings->selectedPoint, -1);
+
+    // Red selected and saved as a mask: Apply makes a gray picture, the point's influence.
+    HeadlessMouse(wheel, MSG_LBUTTON_DOWN, 132, 4, BUTTON_LEFT);
+    HeadlessMouse(wheel, MSG_LBUTTON_UP, 132, 4, 0);
+    ASSERT_EQ(settings->selectedPoint, 1);
+    HeadlessClick(DialogWindow, COLOR_CORRECT_SAVE_AS_MASK);
+    EXPECT_EQ(settings->saveAsMask, 1);
+    HeadlessClick(DialogWindow, BUTTON_APPLY);
+    ASSERT_NE(LastOutput, nullptr);
+    ASSERT_NE(LastOutput, input);
+    EXPECT_EQ(WindowRecord(LastOutput)->picture.image.type, TYPE_GRAY8);
+}

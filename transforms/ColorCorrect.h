@@ -37,6 +37,8 @@ enum : int32_t {
     COLOR_CORRECT_ZOOM_IN = 112,
     COLOR_CORRECT_ZOOM_OUT = 113,
     COLOR_CORRECT_AMOUNT = 114,
+    COLOR_CORRECT_SCROLL_H = 115, // the zoomed wheel's center, shown above zoom 1
+    COLOR_CORRECT_SCROLL_V = 116,
 };
 
 // The items of the wheel's right-click menu.

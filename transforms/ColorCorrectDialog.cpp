@@ -23,6 +23,7 @@
 #include "ui/UiState.h"
 
 static const int COLOR_CORRECT_CONTENT_WIDTH = 292; // pixels of the sliders and check boxes
+static const int COLOR_CORRECT_BAR = 13;            // pixels across a scroll bar
 
 // The wheel's kind in the table of custom controls (ui/Controls.h keeps 1, 3 and 4).
 constexpr int CUSTOM_COLOR_WHEEL = 9;
@@ -109,6 +110,18 @@ static void ColorCorrectShowRadius(WindowHandle dialog, const ColorCorrectSettin
     PlatformSetControlText(dialog, COLOR_CORRECT_RADIUS_TEXT, text);
 }
 
+// The scroll bars show only on a zoomed wheel, over -255..255 as positions 0..510.
+static void ColorCorrectShowBars(WindowHandle dialog, const ColorCorrectSettings *settings)
+{
+    int zoom = settings->wheelZoom;
+    WindowHandle horizontal = PlatformControl(dialog, COLOR_CORRECT_SCROLL_H);
+    WindowHandle vertical = PlatformControl(dialog, COLOR_CORRECT_SCROLL_V);
+    PlatformSetScrollBar(horizontal, 510, settings->wheelCenterX + 255, 128 / zoom);
+    PlatformSetScrollBar(vertical, 510, -settings->wheelCenterY + 255, 128 / zoom);
+    PlatformShowWindow(horizontal, zoom > 1);
+    PlatformShowWindow(vertical, zoom > 1);
+}
+
 static void ColorCorrectShowBrightness(WindowHandle dialog, double brightness)
 {
     char text[64];
@@ -158,6 +171,7 @@ static void ColorCorrectOptionsRefresh(WindowHandle dialog, void *params)
     PlatformSetControlValue(dialog, COLOR_CORRECT_PRESERVE_BOTH, settings->nonlinear);
     PlatformSetControlValue(dialog, COLOR_CORRECT_PRESERVE_BLACK, !settings->nonlinear);
     ColorCorrectShowSelection(dialog, settings);
+    ColorCorrectShowBars(dialog, settings);
     ColorCorrectFinish(dialog, state);
 }
 
@@ -358,6 +372,7 @@ static void ColorCorrectCommand(WindowHandle dialog, void *params, uintptr_t wPa
         WheelBuild(settings, &state->wheel, &state->coverage);
         ColorCorrectTablesUpdate(state);
         PlatformInvalidate(PlatformControl(dialog, COLOR_CORRECT_WHEEL), nullptr);
+        ColorCorrectShowBars(dialog, settings);
         return;
     default: return;
     }
@@ -398,10 +413,14 @@ static int ColorCorrectControls(WindowHandle dialog, void *params, int x, int y,
 
     ControlKindRegister(CUSTOM_COLOR_WHEEL, WheelProcedure);
     WheelControl init = {state};
-    int wheelLeft = x + (width - WHEEL_CONTROL_SIZE) / 2;
-    Rect wheel = {wheelLeft, y, wheelLeft + WHEEL_CONTROL_SIZE, y + WHEEL_CONTROL_SIZE};
+    Rect wheel = {x, y, x + WHEEL_CONTROL_SIZE, y + WHEEL_CONTROL_SIZE};
     ControlMake(dialog, COLOR_CORRECT_WHEEL, &wheel, CUSTOM_COLOR_WHEEL, &init);
-    y += WHEEL_CONTROL_SIZE + Margin;
+    Rect vertical = {wheel.right + 1, y, wheel.right + 1 + COLOR_CORRECT_BAR, wheel.bottom};
+    PlatformCreateControl(dialog, CONTROL_SCROLL_V, COLOR_CORRECT_SCROLL_V, "", 0, &vertical);
+    y = wheel.bottom + 1;
+    Rect horizontal = {x, y, wheel.right, y + COLOR_CORRECT_BAR};
+    PlatformCreateControl(dialog, CONTROL_SCROLL_H, COLOR_CORRECT_SCROLL_H, "", 0, &horizontal);
+    y += COLOR_CORRECT_BAR + Margin;
 
     y = ColorCorrectCheck(dialog, COLOR_CORRECT_SHOW_MODIFIED, "Show Modified Color Wheel",
                           CONTROL_CHECK_BOX, x, y, width);
@@ -430,8 +449,38 @@ static int ColorCorrectControls(WindowHandle dialog, void *params, int x, int y,
     PlatformSetControlValue(dialog, COLOR_CORRECT_PRESERVE_BOTH, settings->nonlinear);
     PlatformSetControlValue(dialog, COLOR_CORRECT_PRESERVE_BLACK, !settings->nonlinear);
     ColorCorrectShowSelection(dialog, settings);
+    ColorCorrectShowBars(dialog, settings);
     ColorCorrectTablesUpdate(state);
     return y;
+}
+
+// The scroll bars of a zoomed wheel move its center.
+static int ColorCorrectMessage(WindowHandle dialog, void *params, uint32_t message,
+                               uintptr_t wParam, intptr_t lParam)
+{
+    (void)lParam;
+    if (message != MSG_HSCROLL && message != MSG_VSCROLL) return 0;
+    ColorCorrectDialogState *state = (ColorCorrectDialogState *)params;
+    ColorCorrectSettings *settings = &state->settings;
+    int code;
+    switch (wParam & 0xffff) {
+    case SCROLL_LINE_UP: code = WHEEL_SCROLL_LINE_BACK; break;
+    case SCROLL_LINE_DOWN: code = WHEEL_SCROLL_LINE_ON; break;
+    case SCROLL_PAGE_UP: code = WHEEL_SCROLL_PAGE_BACK; break;
+    case SCROLL_PAGE_DOWN: code = WHEEL_SCROLL_PAGE_ON; break;
+    case SCROLL_THUMB_POSITION:
+    case SCROLL_THUMB_TRACK: code = WHEEL_SCROLL_TO; break;
+    case SCROLL_TOP: code = WHEEL_SCROLL_START; break;
+    case SCROLL_BOTTOM: code = WHEEL_SCROLL_END; break;
+    default: return 1;
+    }
+    int thumb = (int)((wParam >> 16) & 0xffff) - 255;
+    if (!WheelScroll(settings, message == MSG_VSCROLL, code, thumb)) return 1;
+    WheelBuild(settings, &state->wheel, &state->coverage);
+    ColorCorrectTablesUpdate(state);
+    PlatformInvalidate(PlatformControl(dialog, COLOR_CORRECT_WHEEL), nullptr);
+    ColorCorrectShowBars(dialog, settings);
+    return 1;
 }
 
 static void ColorCorrectInputTaken(WindowHandle dialog, void *params)
@@ -462,4 +511,4 @@ const TransformDialogKind ColorCorrectDialog = {&ColorCorrectTransform,
                                                 ColorCorrectForget,
                                                 &ColorCorrectMemory,
                                                 DIALOG_BUTTONS_PREVIEW,
-                                                nullptr};
+                                                ColorCorrectMessage};

@@ -264,3 +264,27 @@ int WheelZoom(ColorCorrectSettings *settings, int in)
     }
     return 1;
 }
+
+int WheelScroll(ColorCorrectSettings *settings, int vertical, int code, int thumb)
+{
+    int zoom = settings->wheelZoom;
+    int before = vertical ? -settings->wheelCenterY : settings->wheelCenterX;
+    int value = before;
+    switch (code) {
+    case WHEEL_SCROLL_LINE_BACK: value -= 32 / zoom; break;
+    case WHEEL_SCROLL_LINE_ON: value += 32 / zoom; break;
+    case WHEEL_SCROLL_PAGE_BACK: value -= 128 / zoom; break;
+    case WHEEL_SCROLL_PAGE_ON: value += 128 / zoom; break;
+    case WHEEL_SCROLL_TO: value = thumb; break;
+    case WHEEL_SCROLL_START: value = -255; break;
+    case WHEEL_SCROLL_END: value = 255; break;
+    default: return 0;
+    }
+    value = value < -255 ? -255 : (value > 255 ? 255 : value);
+    if (value == before) return 0;
+    if (vertical)
+        settings->wheelCenterY = -value;
+    else
+        settings->wheelCenterX = value;
+    return 1;
+}

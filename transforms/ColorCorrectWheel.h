@@ -101,3 +101,20 @@ void WheelPointDrawing(const ColorCorrectSettings *settings, int index, int left
 // the wheel on the selected point's source color, or on white with none; back at 1 the
 // center is white. Returns 0 (and the caller beeps) beyond either end.
 int WheelZoom(ColorCorrectSettings *settings, int in);
+
+// What a scroll bar asks of a zoomed wheel.
+enum : int32_t {
+    WHEEL_SCROLL_LINE_BACK = 0, // left or up
+    WHEEL_SCROLL_LINE_ON = 1,   // right or down
+    WHEEL_SCROLL_PAGE_BACK = 2,
+    WHEEL_SCROLL_PAGE_ON = 3,
+    WHEEL_SCROLL_TO = 4, // the thumb's position
+    WHEEL_SCROLL_START = 5,
+    WHEEL_SCROLL_END = 6,
+};
+
+// The scroll bars of a zoomed wheel run -255..255 over the center: the horizontal one is
+// wheelCenterX, the vertical one the negative of wheelCenterY. One scroll (WHEEL_SCROLL_*,
+// with thumb, -255..255, for WHEEL_SCROLL_TO) steps by 32 / zoom a line and 128 / zoom a
+// page. Returns 1 when the center moved.
+int WheelScroll(ColorCorrectSettings *settings, int vertical, int code, int thumb);

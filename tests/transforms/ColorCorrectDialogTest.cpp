@@ -183,3 +183,33 @@ TEST_F(ColorCorrectDialogTest, RightClickMenuAndSaveAsMask)
     ASSERT_NE(LastOutput, input);
     EXPECT_EQ(WindowRecord(LastOutput)->picture.image.type, TYPE_GRAY8);
 }
+
+TEST_F(ColorCorrectDialogTest, ZoomShowsTheScrollBarsThatMoveTheCenter)
+{
+    MakePicture(TYPE_COLOR24, 40, 30);
+    HeadlessChooseMenu(COMMAND_COLOR_CORRECT);
+    ASSERT_NE(DialogWindow, nullptr);
+    const ColorCorrectSettings *settings =
+        (const ColorCorrectSettings *)PlatformGetWindowWord(DialogWindow, WORD_POINTER);
+    WindowHandle vertical = PlatformControl(DialogWindow, COLOR_CORRECT_SCROLL_V);
+    EXPECT_FALSE(Shown(COLOR_CORRECT_SCROLL_H));
+    int beeps = HeadlessBeepCount();
+    HeadlessClick(DialogWindow, COLOR_CORRECT_ZOOM_OUT);
+    EXPECT_EQ(HeadlessBeepCount(), beeps + 1);
+    HeadlessClick(DialogWindow, COLOR_CORRECT_ZOOM_IN);
+    EXPECT_EQ(settings->wheelZoom, 2);
+    EXPECT_TRUE(Shown(COLOR_CORRECT_SCROLL_V));
+    int range, position, page;
+    ASSERT_TRUE(HeadlessScrollBar(vertical, &range, &position, &page));
+    EXPECT_EQ(range, 510);
+    EXPECT_EQ(position, 255);
+    EXPECT_EQ(page, 64);
+    // A line down moves the center 16 down: wheelCenterY -16, the bar at 271.
+    HeadlessScroll(vertical, SCROLL_LINE_DOWN, 0);
+    EXPECT_EQ(settings->wheelCenterY, -16);
+    ASSERT_TRUE(HeadlessScrollBar(vertical, &range, &position, &page));
+    EXPECT_EQ(position, 271);
+    HeadlessClick(DialogWindow, COLOR_CORRECT_ZOOM_OUT);
+    EXPECT_EQ(settings->wheelCenterY, 0);
+    EXPECT_FALSE(Shown(COLOR_CORRECT_SCROLL_V));
+}

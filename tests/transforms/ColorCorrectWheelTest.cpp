@@ -146,7 +146,7 @@ TEST(ColorCorrectWheel, AddingAndRemovingStopAtTheirLimits)
     EXPECT_FALSE(ColorCorrectPointRemove(&settings, 0));
 }
 
-TEST(ColorCorrectWheel, ZoomStepsFromOneToFourAroundTheSelectedPoint)
+TEST(ColorCorrectWheel, ZoomStepsFromOneToFourAroundTheSelectedPointAndScrolls)
 {
     ColorCorrectSettings settings;
     ColorCorrectSettingsDefault(&settings);
@@ -161,6 +161,17 @@ TEST(ColorCorrectWheel, ZoomStepsFromOneToFourAroundTheSelectedPoint)
     WheelOfColor(&settings, settings.sourceColor[3], &x, &y);
     EXPECT_EQ(x, 0);
     EXPECT_EQ(y, 0);
+    // The bars at zoom 2 step 32 / 2 a line and 128 / 2 a page; the vertical one runs over
+    // -wheelCenterY, and both stop at 255.
+    EXPECT_TRUE(WheelScroll(&settings, 0, WHEEL_SCROLL_LINE_ON, 0));
+    EXPECT_EQ(settings.wheelCenterX, 237);
+    EXPECT_TRUE(WheelScroll(&settings, 1, WHEEL_SCROLL_PAGE_ON, 0));
+    EXPECT_EQ(settings.wheelCenterY, -191);
+    EXPECT_TRUE(WheelScroll(&settings, 0, WHEEL_SCROLL_PAGE_ON, 0));
+    EXPECT_EQ(settings.wheelCenterX, 255);
+    EXPECT_FALSE(WheelScroll(&settings, 0, WHEEL_SCROLL_END, 0));
+    EXPECT_TRUE(WheelScroll(&settings, 1, WHEEL_SCROLL_TO, -20));
+    EXPECT_EQ(settings.wheelCenterY, 20);
     ASSERT_TRUE(WheelZoom(&settings, 1));
     ASSERT_TRUE(WheelZoom(&settings, 1));
     EXPECT_FALSE(WheelZoom(&settings, 1));

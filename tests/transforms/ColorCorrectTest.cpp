@@ -213,7 +213,7 @@ TEST(ColorCorrect, TheSelectedPointsInfluenceIsAGrayMaskAtAFullAmount)
     OnePoint(&settings);
     settings.selectedPoint = 0;
     settings.saveAsMask = 1;
-    Image source, result = {};
+    Image source = {}, result = {};
     ASSERT_EQ(ImageAlloc(&source, TYPE_COLOR24, 2, 1, 72.0), ERROR_NONE);
     const uint8_t pixels[6] = {0, 0, 255, 200, 200, 200}; // red, then a gray: blue first
     memcpy(source.rows[0], pixels, 6);

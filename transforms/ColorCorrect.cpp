@@ -705,6 +705,9 @@ static ErrorCode ColorCorrectReadSettings(const char *path, void *settings)
     return ColorCorrectSettingsLoad(path, settings);
 }
 
+// vistel-cli may run it in place: each row reads a pixel before writing it. The gray
+// influence of "Save As Mask", which would not fit, comes from the dialog only, never from a
+// settings file.
 const TransformDescriptor ColorCorrectTransform = {
     "Color Correct",
     "color-correct",

@@ -366,6 +366,27 @@ TEST(ColorCorrect, VistelCliGivesWhatApplyGives)
         for (Picture *picture : {&input, &made, &saved})
             PictureFree(picture);
     }
+    // A mask: 20 % where it is black, 90 % where white.
+    std::string maskPath = folder + "/mask.tif", out = folder + "/masked.tif";
+    ASSERT_EQ(TestRun("convert -size 64x48 gradient:black-white -depth 8 -type Grayscale "
+                      "-compress none '" +
+                      maskPath + "'"),
+              0);
+    ASSERT_EQ(TestRun(TestCliPath() + " color-correct '" + file + "' '" + folder + "/in8.tif' '" +
+                      out + "' --amount 20:90 --mask '" + maskPath + "'"),
+              0);
+    Picture input = {}, mask = {}, made = {}, saved = {};
+    ASSERT_EQ(FileLoad((folder + "/in8.tif").c_str(), FILE_OPEN_ALL, &input, 0), ERROR_NONE);
+    ASSERT_EQ(FileLoad(maskPath.c_str(), FILE_OPEN_ALL, &mask, 0), ERROR_NONE);
+    ASSERT_EQ(FileLoad(out.c_str(), FILE_OPEN_ALL, &saved, 0), ERROR_NONE);
+    settings.amount.low = AmountPosition(20.0);
+    settings.amount.high = AmountPosition(90.0);
+    settings.amount.maskImage = &mask.image;
+    ASSERT_EQ(TransformApply(&ColorCorrectTransform, &settings, &input, &made), ERROR_NONE);
+    ExpectImagesNear(made.image, saved.image, 0);
+    for (Picture *picture : {&input, &mask, &made, &saved})
+        PictureFree(picture);
+
     std::string bad = WriteText("bad.colorcorrect", "ColorCorrect 1.0\nnpts 101\nend\n");
     std::string output, none = folder + "/none.tif";
     EXPECT_NE(TestRun(TestCliPath() + " color-correct '" + bad + "' '" + folder + "/in8.tif' '" +

@@ -474,9 +474,12 @@ static int ColorCorrectMaskOut(const ColorCorrectSettings *settings)
 
 int ColorCorrectChangesNothing(const void *params, const Image *source, int full)
 {
-    (void)full;
     const ColorCorrectSettings *settings = (const ColorCorrectSettings *)params;
     if (source == nullptr || (source->type != TYPE_COLOR24 && source->type != TYPE_COLOR48))
+        return 0;
+    // A preview that shows the selected point's influence always computes.
+    if (!full && settings->showAffectedRegion && settings->selectedPoint >= 0 &&
+        settings->selectedPoint < settings->pointCount)
         return 0;
     return AmountIsAllZero(&settings->amount) ||
            (ColorCorrectPointsStill(settings) && !ColorCorrectMaskOut(settings));

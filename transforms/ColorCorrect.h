@@ -148,7 +148,8 @@ void ColorCorrectPixel16(const ColorCorrectTables *tables, int nonlinear, const 
                          uint16_t out[3]);
 
 // 1 when every point's target is its source with brightness exactly 0 and no mask is asked
-// for, or the amount is none, on a color picture: the result is then the input.
+// for, or the amount is none, on a color picture: the result is then the input. A preview
+// that shows the selected point's influence always computes.
 int ColorCorrectChangesNothing(const void *params, const Image *source, int full);
 
 // The compute function of Color Correct (params is a ColorCorrectSettings). Takes 24 and

@@ -233,6 +233,24 @@ TEST(ColorCorrect, TheSelectedPointsInfluenceIsAGrayMaskAtAFullAmount)
     ImageFree(&result);
 }
 
+// A preview that shows the selected point's influence computes even where no point moves;
+// Apply of the same settings still copies.
+TEST(ColorCorrect, APreviewOfTheInfluenceComputesWhereNothingMoves)
+{
+    TestStart();
+    ColorCorrectSettings settings;
+    ColorCorrectSettingsDefault(&settings);
+    Image source = {};
+    ASSERT_EQ(ImageAlloc(&source, TYPE_COLOR24, 1, 1, 72.0), ERROR_NONE);
+    memset(source.rows[0], 255, 3);
+    EXPECT_EQ(ColorCorrectChangesNothing(&settings, &source, 0), 1);
+    settings.selectedPoint = 1;
+    settings.showAffectedRegion = 1;
+    EXPECT_EQ(ColorCorrectChangesNothing(&settings, &source, 0), 0);
+    EXPECT_EQ(ColorCorrectChangesNothing(&settings, &source, 1), 1);
+    ImageFree(&source);
+}
+
 static std::string WriteText(const std::string &name, const std::string &text)
 {
     std::string path = TestOutputFolder("ColorCorrect") + "/" + name;

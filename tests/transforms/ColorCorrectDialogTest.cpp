@@ -213,3 +213,20 @@ TEST_F(ColorCorrectDialogTest, ZoomShowsTheScrollBarsThatMoveTheCenter)
     EXPECT_EQ(settings->wheelCenterY, 0);
     EXPECT_FALSE(Shown(COLOR_CORRECT_SCROLL_V));
 }
+
+TEST_F(ColorCorrectDialogTest, OpensWithDefaultColorCorrectUnlessShiftIsHeld)
+{
+    const std::string text = "ColorCorrect 1.0\nnpts 7\nradius 0.30\nend\n";
+    TestWriteFile(folder + "/default.colorcorrect", std::vector<uint8_t>(text.begin(), text.end()));
+    MakePicture(TYPE_COLOR48, 20, 10);
+    HeadlessChooseMenu(COMMAND_COLOR_CORRECT);
+    ASSERT_NE(DialogWindow, nullptr);
+    EXPECT_EQ(Text(COLOR_CORRECT_RADIUS_TEXT), "Radius: 0.30");
+    EXPECT_EQ(SliderPosition(DialogWindow, COLOR_CORRECT_RADIUS), 307); // Round(0.3 x 1024)
+    HeadlessClick(DialogWindow, BUTTON_CANCEL);
+    HeadlessSetShift(1);
+    HeadlessChooseMenu(COMMAND_COLOR_CORRECT);
+    HeadlessSetShift(0);
+    ASSERT_NE(DialogWindow, nullptr);
+    EXPECT_EQ(Text(COLOR_CORRECT_RADIUS_TEXT), "Radius: 1.00");
+}

@@ -54,7 +54,7 @@ class ColorCorrectDialogTest : public ShellTest {
     void Options(int item, const std::string &path)
     {
         HeadlessQueuePopupChoice(item);
-        HeadlessQueueFileDialog(path.c_str(), -1);
+        HeadlessQueueFileDialog((path + std::string(2, '\0')).c_str(), -1); // a list of one
         HeadlessClick(DialogWindow, SETTINGS_OPTIONS_BUTTON);
     }
 };
@@ -118,7 +118,7 @@ TEST_F(ColorCorrectDialogTest, DraggedPointAppliesAsTheSettingsDoAndRoundTripsTh
 
     // Another extension is refused with its message.
     HeadlessQueuePopupChoice(SETTINGS_OPTIONS_SAVE);
-    HeadlessQueueFileDialog((folder + "/saved.txt").c_str(), -1);
+    HeadlessQueueFileDialog((folder + "/saved.txt" + std::string(2, '\0')).c_str(), -1);
     HeadlessClick(DialogWindow, SETTINGS_OPTIONS_BUTTON);
     ASSERT_NE(HeadlessLastMessage(), nullptr);
     EXPECT_STREQ(HeadlessLastMessage()->text,

@@ -543,13 +543,17 @@ static void ColorCorrectRow16(const RowRun *run, const uint8_t *inBytes, uint8_t
     const ColorCorrectRun *state = (const ColorCorrectRun *)run->state;
     const uint16_t *in = (const uint16_t *)inBytes;
     uint16_t *out = (uint16_t *)outBytes;
+    const int16_t *brightness = state->tables->brightness;
     for (int i = 0; i < run->samples; i += 3) {
-        const uint16_t rgb[3] = {in[i + 2], in[i + 1], in[i]};
-        uint16_t result[3];
-        ColorCorrectPixel16(state->tables, state->nonlinear, rgb, result);
-        out[i] = result[2];
-        out[i + 1] = result[1];
-        out[i + 2] = result[0];
+        // The position from the 8-bit form of the samples, the value from the samples.
+        int index = ColorCorrectRunIndex(state, Depth16To8[in[i + 2]], Depth16To8[in[i + 1]],
+                                         Depth16To8[in[i]]);
+        uint32_t color = state->color[index];
+        uint32_t v = (uint32_t)ColorCorrectValue16(Max3(in[i], in[i + 1], in[i + 2]),
+                                                   brightness[index], state->nonlinear);
+        out[i] = (uint16_t)((color >> 16) * v / 255);
+        out[i + 1] = (uint16_t)(((color >> 8) & 255) * v / 255);
+        out[i + 2] = (uint16_t)((color & 255) * v / 255);
     }
 }
 
@@ -644,10 +648,6 @@ static ErrorCode ColorCorrectSetup(RowRun *run)
                             : ColorCorrectRowMask<uint8_t, uint8_t, 0>;
         return ERROR_NONE;
     }
-    if (wideOut) {
-        run->row = ColorCorrectRow16;
-        return ERROR_NONE;
-    }
     state->color = (uint32_t *)MemoryAlloc(sizeof(uint32_t) * CHROMA_ENTRIES);
     if (state->color == nullptr) return ERROR_NO_MEMORY;
     for (int index = 0; index < CHROMA_ENTRIES; index++) {
@@ -658,7 +658,9 @@ static ErrorCode ColorCorrectSetup(RowRun *run)
     for (int b = -255; b <= 255; b++)
         for (int v = 0; v < 256; v++)
             state->value[b + 255][v] = (uint8_t)ColorCorrectValue8(v, b, settings->nonlinear);
-    if (showRegion)
+    if (wideOut)
+        run->row = ColorCorrectRow16;
+    else if (showRegion)
         run->row = wide ? ColorCorrectRow8<uint16_t, 1> : ColorCorrectRow8<uint8_t, 1>;
     else
         run->row = wide ? ColorCorrectRow8<uint16_t, 0> : ColorCorrectRow8<uint8_t, 0>;

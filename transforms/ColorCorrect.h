@@ -39,6 +39,8 @@ enum : int32_t {
     COLOR_CORRECT_AMOUNT = 114,
     COLOR_CORRECT_SCROLL_H = 115, // the zoomed wheel's center, shown above zoom 1
     COLOR_CORRECT_SCROLL_V = 116,
+    COLOR_CORRECT_PROBE = 117,      // "Probe": a click on a picture adds its color as a point
+    COLOR_CORRECT_PROBE_SIZE = 118, // "1x1 Probe" .. "9x9 Probe"
 };
 
 // The items of the wheel's right-click menu.

@@ -18,6 +18,7 @@
 #include "transforms/ColorCorrectWheel.h"
 #include "transforms/TransformDialogs.h"
 #include "ui/Controls.h"
+#include "ui/Display.h"
 #include "ui/SettingsOptions.h"
 #include "ui/Transform.h"
 #include "ui/UiState.h"
@@ -170,6 +171,7 @@ static void ColorCorrectOptionsRefresh(WindowHandle dialog, void *params)
     PlatformSetControlValue(dialog, COLOR_CORRECT_SHOW_MODIFIED, settings->showModifiedWheel);
     PlatformSetControlValue(dialog, COLOR_CORRECT_PRESERVE_BOTH, settings->nonlinear);
     PlatformSetControlValue(dialog, COLOR_CORRECT_PRESERVE_BLACK, !settings->nonlinear);
+    PopupListSetChoice(dialog, COLOR_CORRECT_PROBE_SIZE, settings->probeSize);
     ColorCorrectShowSelection(dialog, settings);
     ColorCorrectShowBars(dialog, settings);
     ColorCorrectFinish(dialog, state);
@@ -363,6 +365,17 @@ static void ColorCorrectCommand(WindowHandle dialog, void *params, uintptr_t wPa
         PlatformSetControlValue(dialog, COLOR_CORRECT_PRESERVE_BLACK, !settings->nonlinear);
         ColorCorrectFinish(dialog, state); // the tables stay: the rule acts per pixel
         return;
+    case COLOR_CORRECT_PROBE:
+        // The dialog waits for a picture click while the probe is on.
+        if (PlatformControlValue(dialog, id))
+            ToolTarget = dialog;
+        else if (ToolTarget == dialog)
+            ToolTarget = nullptr;
+        return;
+    case COLOR_CORRECT_PROBE_SIZE:
+        if (notification == NOTIFY_CHANGED)
+            settings->probeSize = PopupListChoice(dialog, COLOR_CORRECT_PROBE_SIZE);
+        return;
     case COLOR_CORRECT_ZOOM_IN:
     case COLOR_CORRECT_ZOOM_OUT:
         if (!WheelZoom(settings, id == COLOR_CORRECT_ZOOM_IN)) {
@@ -410,6 +423,18 @@ static int ColorCorrectControls(WindowHandle dialog, void *params, int x, int y,
     Rect zoomOut = {zoomIn.right + Margin, y, zoomIn.right + Margin + 72, y + ButtonHeight};
     PlatformCreateControl(dialog, CONTROL_BUTTON, COLOR_CORRECT_ZOOM_OUT, "Zoom Out", 0, &zoomOut);
     y += ButtonHeight + Margin;
+    // The probe: while "Probe" is on, a click on a picture adds the mean color of a square.
+    Rect probe = {x, y, x + 72, y + ButtonHeight};
+    PlatformCreateControl(dialog, CONTROL_CHECK_BOX, COLOR_CORRECT_PROBE, "Probe", 0, &probe);
+    Rect sizes = {probe.right + Margin, y, x + width, y + ButtonHeight};
+    PopupListCreate(dialog, COLOR_CORRECT_PROBE_SIZE, &sizes, "",
+                    "1x1 Probe\0"
+                    "3x3 Probe\0"
+                    "5x5 Probe\0"
+                    "7x7 Probe\0"
+                    "9x9 Probe\0",
+                    settings->probeSize);
+    y += ButtonHeight + Margin;
 
     ControlKindRegister(CUSTOM_COLOR_WHEEL, WheelProcedure);
     WheelControl init = {state};
@@ -454,14 +479,43 @@ static int ColorCorrectControls(WindowHandle dialog, void *params, int x, int y,
     return y;
 }
 
+// A picture clicked with the probe on: its color becomes a new point, selected, and the
+// dialog comes forward.
+static void ColorCorrectProbeClick(WindowHandle dialog, ColorCorrectDialogState *state,
+                                   WindowHandle window, intptr_t point)
+{
+    const ImageWindow *record = WindowRecord(window);
+    if (record == nullptr) return;
+    const Image *picture = &record->picture.image;
+    if (picture->type != TYPE_COLOR24 && picture->type != TYPE_COLOR48 &&
+        picture->type != TYPE_GRAY8 && picture->type != TYPE_GRAY16)
+        return;
+    int x, y;
+    uint8_t rgb[3];
+    ClientToPicture(window, record, ParamLow(point), ParamHigh(point), &x, &y);
+    ColorCorrectProbe(picture, x, y, state->settings.probeSize, rgb);
+    if (!ColorCorrectPointAdd(&state->settings, rgb)) {
+        PlatformBeep();
+        return;
+    }
+    ColorCorrectStale(state);
+    ColorCorrectShowSelection(dialog, &state->settings);
+    ColorCorrectFinish(dialog, state);
+    PlatformActivateWindow(dialog);
+}
+
 // The scroll bars of a zoomed wheel move its center.
 static int ColorCorrectMessage(WindowHandle dialog, void *params, uint32_t message,
                                uintptr_t wParam, intptr_t lParam)
 {
-    (void)lParam;
-    if (message != MSG_HSCROLL && message != MSG_VSCROLL) return 0;
     ColorCorrectDialogState *state = (ColorCorrectDialogState *)params;
     ColorCorrectSettings *settings = &state->settings;
+    if (message == MSG_DESTROY && ToolTarget == dialog) ToolTarget = nullptr;
+    if (message == MSG_CLICK) {
+        ColorCorrectProbeClick(dialog, state, (WindowHandle)wParam, lParam);
+        return 1;
+    }
+    if (message != MSG_HSCROLL && message != MSG_VSCROLL) return 0;
     int code;
     switch (wParam & 0xffff) {
     case SCROLL_LINE_UP: code = WHEEL_SCROLL_LINE_BACK; break;

@@ -118,3 +118,8 @@ enum : int32_t {
 // with thumb, -255..255, for WHEEL_SCROLL_TO) steps by 32 / zoom a line and 128 / zoom a
 // page. Returns 1 when the center moved.
 int WheelScroll(ColorCorrectSettings *settings, int vertical, int code, int thumb);
+
+// The probe's color at column x, row index y of a picture (24 or 48-bit color, or 8 or
+// 16-bit gray): the mean of each channel over the square of 2 probeSize + 1 pixels a side
+// around it, cut to the picture, rounded, and brought to 8 bits by Depth16To8. Into rgb.
+void ColorCorrectProbe(const Image *picture, int x, int y, int probeSize, uint8_t rgb[3]);

@@ -9,10 +9,13 @@
 #include "platform/headless/Headless.h"
 #include "tests/shell/ShellTestSupport.h"
 #include "transforms/ColorCorrect.h"
+#include "transforms/ColorCorrectWheel.h"
 #include "transforms/Transforms.h"
 #include "ui/Controls.h"
+#include "ui/Display.h"
 #include "ui/SettingsOptions.h"
 #include "ui/Transform.h"
+#include "ui/UiState.h"
 
 namespace {
 
@@ -229,4 +232,31 @@ TEST_F(ColorCorrectDialogTest, OpensWithDefaultColorCorrectUnlessShiftIsHeld)
     HeadlessSetShift(0);
     ASSERT_NE(DialogWindow, nullptr);
     EXPECT_EQ(Text(COLOR_CORRECT_RADIUS_TEXT), "Radius: 1.00");
+}
+
+TEST_F(ColorCorrectDialogTest, ProbeAddsTheClickedColorAsASelectedPoint)
+{
+    WindowHandle input = MakePicture(TYPE_COLOR24, 40, 30);
+    HeadlessChooseMenu(COMMAND_COLOR_CORRECT);
+    ASSERT_NE(DialogWindow, nullptr);
+    const ColorCorrectSettings *settings =
+        (const ColorCorrectSettings *)PlatformGetWindowWord(DialogWindow, WORD_POINTER);
+    HeadlessChoose(DialogWindow, COLOR_CORRECT_PROBE_SIZE, 0); // 1x1
+    HeadlessClick(DialogWindow, COLOR_CORRECT_PROBE);
+    EXPECT_EQ(ToolTarget, DialogWindow);
+    HeadlessMouse(input, MSG_LBUTTON_DOWN, 30, 20, BUTTON_LEFT);
+    HeadlessMouse(input, MSG_LBUTTON_UP, 30, 20, 0);
+    ASSERT_EQ(settings->pointCount, 8);
+    EXPECT_EQ(settings->selectedPoint, 7);
+    // The point is the clicked pixel's color scaled to a largest channel of 255.
+    int x, y;
+    const ImageWindow *record = WindowRecord(input);
+    ClientToPicture(input, record, 30, 20, &x, &y);
+    uint8_t rgb[3];
+    ColorCorrectProbe(&record->picture.image, x, y, 0, rgb);
+    int v = Max3(rgb[0], rgb[1], rgb[2]);
+    for (int c = 0; c < 3; c++)
+        EXPECT_EQ(settings->sourceColor[7][c], v == 0 ? 255 : rgb[c] * 255 / v) << c;
+    HeadlessClick(DialogWindow, COLOR_CORRECT_PROBE);
+    EXPECT_EQ(ToolTarget, nullptr);
 }

@@ -41,6 +41,7 @@ enum : int32_t {
     COLOR_CORRECT_SCROLL_V = 116,
     COLOR_CORRECT_PROBE = 117,      // "Probe": a click on a picture adds its color as a point
     COLOR_CORRECT_PROBE_SIZE = 118, // "1x1 Probe" .. "9x9 Probe"
+    COLOR_CORRECT_HUE_TEXT = 119,   // "Hue: %1f%%, Sat: %1f%%" of the color under the mouse
 };
 
 // The items of the wheel's right-click menu.

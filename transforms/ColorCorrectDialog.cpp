@@ -285,7 +285,14 @@ static MessageResult WheelProcedure(WindowHandle window, uint32_t message, uintp
         PlatformSetCapture(window);
         event = WHEEL_PRESS;
         break;
-    case MSG_MOUSE_MOVE: event = WHEEL_MOVE; break;
+    case MSG_MOUSE_MOVE: {
+        char text[64];
+        WheelHueText(&state->settings, ParamLow(lParam), ParamHigh(lParam), WHEEL_FRAME,
+                     WHEEL_FRAME, text, (int)sizeof text);
+        PlatformSetControlText(dialog, COLOR_CORRECT_HUE_TEXT, text);
+        event = WHEEL_MOVE;
+        break;
+    }
     case MSG_LBUTTON_UP:
         PlatformReleaseCapture();
         event = WHEEL_RELEASE;
@@ -445,7 +452,8 @@ static int ColorCorrectControls(WindowHandle dialog, void *params, int x, int y,
     y = wheel.bottom + 1;
     Rect horizontal = {x, y, wheel.right, y + COLOR_CORRECT_BAR};
     PlatformCreateControl(dialog, CONTROL_SCROLL_H, COLOR_CORRECT_SCROLL_H, "", 0, &horizontal);
-    y += COLOR_CORRECT_BAR + Margin;
+    y += COLOR_CORRECT_BAR + 1;
+    y = TransformDialogText(dialog, COLOR_CORRECT_HUE_TEXT, "", x, y, width);
 
     y = ColorCorrectCheck(dialog, COLOR_CORRECT_SHOW_MODIFIED, "Show Modified Color Wheel",
                           CONTROL_CHECK_BOX, x, y, width);

@@ -4,6 +4,8 @@
 #include <cmath>
 #include <cstring>
 
+#include "color/ColorSpace.h"
+#include "core/FormatString.h"
 #include "core/Helpers.h"
 
 // cos 30 degrees in 4096ths squeezes chroma x onto the wheel; its inverse stretches it back.
@@ -313,4 +315,16 @@ void ColorCorrectProbe(const Image *picture, int x, int y, int probeSize, uint8_
         int mean = count > 0 ? (int)((sum + count / 2) / count) : 0;
         rgb[c] = wide ? Depth16To8[mean] : (uint8_t)mean;
     }
+}
+
+void WheelHueText(const ColorCorrectSettings *settings, int screenX, int screenY, int left, int top,
+                  char *text, int size)
+{
+    int x, y, hue, saturation, value;
+    uint8_t rgb[3];
+    text[0] = 0;
+    WheelFromScreen(screenX, screenY, left, top, &x, &y);
+    if (WheelToColor(settings, x, y, rgb) != 0) return;
+    RgbToHsv8(rgb[0], rgb[1], rgb[2], &hue, &saturation, &value);
+    FormatString(text, size, "Hue: %1f%%, Sat: %1f%%", hue / 40.96, saturation / 40.96);
 }

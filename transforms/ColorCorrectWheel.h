@@ -123,3 +123,9 @@ int WheelScroll(ColorCorrectSettings *settings, int vertical, int code, int thum
 // 16-bit gray): the mean of each channel over the square of 2 probeSize + 1 pixels a side
 // around it, cut to the picture, rounded, and brought to 8 bits by Depth16To8. Into rgb.
 void ColorCorrectProbe(const Image *picture, int x, int y, int probeSize, uint8_t rgb[3]);
+
+// What the wheel says of the color under pixel (screenX, screenY) of a wheel at left, top:
+// "Hue: %1f%%, Sat: %1f%%" with its hue and saturation of 0..4096 divided by 40.96, or
+// nothing outside the hexagon. Into text of size bytes.
+void WheelHueText(const ColorCorrectSettings *settings, int screenX, int screenY, int left, int top,
+                  char *text, int size);

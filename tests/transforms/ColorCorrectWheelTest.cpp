@@ -217,3 +217,28 @@ TEST(ColorCorrectWheel, ProbeTakesTheRoundedMeanOfItsSquareInsideThePicture)
     }
     ImageFree(&picture);
 }
+
+TEST(ColorCorrectWheel, HueTextNamesTheColorUnderThePointer)
+{
+    TestStart();
+    ColorCorrectSettings settings;
+    ColorCorrectSettingsDefault(&settings);
+    struct Case {
+        int x, y;
+        const char *text;
+    } cases[] = {
+        {132, 132, "Hue: 0.0%, Sat: 0.0%"}, // white
+        // Red: pure red's hue is the top of the circle, 4096.
+        {132, 4, "Hue: 100.0%, Sat: 100.0%"},
+        // Green's pixel reads back as X = 219, Y = -125: x 253, half 126, the color
+        // (3, 255, 2), a third of the circle and (255 - 2) / 255 saturated.
+        {242, 195, "Hue: 33.3%, Sat: 99.2%"},
+        {6, 6, ""}, // outside the hexagon
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(testing::Message() << c.x << ", " << c.y);
+        char text[64];
+        WheelHueText(&settings, c.x, c.y, LEFT, TOP, text, (int)sizeof text);
+        EXPECT_STREQ(text, c.text);
+    }
+}

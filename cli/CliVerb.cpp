@@ -1,6 +1,8 @@
 // The verb of a transformation, made from its descriptor: the options of its table parsed into
 // a settings record wherever they stand among the files (GNU style; "--" ends the options),
 // --help from the same table, and the run itself: open, Apply as the editor runs it, save.
+// A transformation with a settings file takes that file as its first argument, before IN and
+// OUT, read as the dialog's "Load..." reads it.
 #include <cassert>
 #include <cstdio>
 #include <cstdlib>
@@ -299,9 +301,17 @@ int CliVerb(const TransformDescriptor *transform, int argc, char **argv)
         if ((transform->options[i].flags & OPTION_ABSENT_NO_CHANGE) && !(line.given & (1u << i)))
             changes = 0;
 
-    // A settings file comes first and is read as the dialog's Load reads it.
+    // A settings file comes first and is read as the dialog's Load reads it; the --amount of
+    // the command line stands above it.
     if (transform->readSettings != nullptr) {
+        AmountSetting amount = {};
+        AmountSetting *held =
+            transform->amountOffset == TRANSFORM_NO_AMOUNT
+                ? nullptr
+                : (AmountSetting *)((uint8_t *)settings + transform->amountOffset);
+        if (held != nullptr) amount = *held;
         result = transform->readSettings(line.files[0], settings);
+        if (held != nullptr) *held = amount;
         if (result != ERROR_NONE) {
             failedPath = line.files[0];
             goto done;

@@ -20,6 +20,7 @@
 #include "transforms/BrightnessCurve.h"
 #include "transforms/ChangeProfile.h"
 #include "transforms/ColorBalance.h"
+#include "transforms/ColorCorrect.h"
 #include "transforms/ColorCurves.h"
 #include "transforms/Convert.h"
 #include "transforms/GammaAdjust.h"
@@ -175,6 +176,21 @@ static int ColorBalanceUnchanged(void *settings, int type)
     return 1;
 }
 
+// Red goes halfway to yellow and grows brighter; the seven points of the defaults move nothing.
+static void ColorCorrectPrepare(void *settings)
+{
+    ColorCorrectSettings *correct = (ColorCorrectSettings *)settings;
+    correct->targetColor[1][1] = 128;
+    correct->brightness[1] = 0.25;
+}
+
+static int ColorCorrectUnchanged(void *settings, int type)
+{
+    (void)type;
+    ColorCorrectSettingsReset((ColorCorrectSettings *)settings);
+    return 1;
+}
+
 static const TransformLine TRANSFORM_LINES[] = {
     {&NegativeTransform, nullptr, nullptr, NegativePreview16, nullptr, 1, nullptr},
     {&GammaTransform, GammaPrepare, GammaUnchanged, GammaPreview16, nullptr, 1, nullptr},
@@ -188,6 +204,8 @@ static const TransformLine TRANSFORM_LINES[] = {
     {&ColorCurvesTransform, ColorCurvesPrepare, ColorCurvesUnchanged, nullptr, nullptr, 1, nullptr},
     {&ColorBalanceTransform, ColorBalancePrepare, ColorBalanceUnchanged, ColorBalancePreview16,
      nullptr, 1, nullptr},
+    {&ColorCorrectTransform, ColorCorrectPrepare, ColorCorrectUnchanged, nullptr, nullptr, 1,
+     nullptr},
 };
 
 static const int REDUCED_ZOOM = -3;

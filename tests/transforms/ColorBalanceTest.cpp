@@ -318,7 +318,8 @@ class ColorBalanceFile : public ::testing::Test {
     void SetUp() override
     {
         TestStart();
-        folder = TestOutputFolder("transforms/ColorBalanceFile");
+        const testing::TestInfo *info = testing::UnitTest::GetInstance()->current_test_info();
+        folder = TestOutputFolder(std::string("ColorBalanceFile.") + info->name());
     }
     ErrorCode Load(const std::string &text, ColorBalanceSettings *settings)
     {

@@ -8,6 +8,7 @@
 #   curves-rgb   Color Curves, RGB               against gamma
 #   curves-hsv   Color Curves, HSV               against gamma
 #   balance      Color Balance, a cast in highlights, midtones and shadows   against gamma
+#   correct      Color Correct, red moved halfway to yellow and brightened    against gamma
 #
 #   bench/compare-tone.sh [BUILD_FOLDER] [RUNS]      (RUNS 7 unless given)
 #
@@ -51,20 +52,36 @@ printf 'Curve 1.0\r\nnpts 3\r\nstyle spline\r\npoint 0 0 0\r\npoint 1 100 160\r\
 { printf 'ColorCurves 1.0\r\ncolorspace 2\r\n'; tail -n +2 lift-body.txt; } >lift-rgb.cc
 { printf 'ColorCurves 1.0\r\ncolorspace 0\r\n'; tail -n +2 lift-body.txt; } >lift-hsv.cc
 printf 'ColorBalance 1.0\r\nwhite 230 240 220 255 255 255\r\nneutral 1 120 110 100 118 118 118\r\nblack 12 8 20 0 0 0\r\nend\r\n' >cast.cb
+cat >move.colorcorrect <<'END'
+ColorCorrect 1.0
+npts 7
+radius 0.60
+probesize 2
+nonlinear 1
+point 0 255 255 255 255 255 255 0.0000
+point 1 255 128 0 255 0 0 0.2500
+point 2 255 255 0 255 255 0 0.0000
+point 3 0 255 0 0 255 0 0.0000
+point 4 0 255 255 0 255 255 0.0000
+point 5 0 0 255 0 0 255 0.0000
+point 6 255 0 255 255 0 255 0.0000
+end
+END
 python3 -c "import sys; sys.stdout.buffer.write(b'P5 256 1 255\n' + bytes(range(256)))" >levels.pgm
 convert levels.pgm -depth 8 levels.tif
 "$cli" brightness-curve lift.crv levels.tif lut.tif
 
-names=(gamma brightness curves-rgb curves-hsv balance vips-maplut)
+names=(gamma brightness curves-rgb curves-hsv balance correct vips-maplut)
 declare -A commands=(
     [gamma]="$cli gamma --factor 0.8 @IN out-gamma.tif"
     [brightness]="$cli brightness-curve lift.crv @IN out-brightness.tif"
     [curves-rgb]="$cli curves lift-rgb.cc @IN out-curves-rgb.tif"
     [curves-hsv]="$cli curves lift-hsv.cc @IN out-curves-hsv.tif"
     [balance]="$cli color-balance cast.cb @IN out-balance.tif"
+    [correct]="$cli color-correct move.colorcorrect @IN out-correct.tif"
     [vips-maplut]="env VIPS_CONCURRENCY=1 vips maplut @IN out-vips-maplut.tif lut.tif"
 )
-ratios=(brightness:gamma curves-rgb:gamma curves-hsv:gamma balance:gamma brightness:vips-maplut)
+ratios=(brightness:gamma curves-rgb:gamma curves-hsv:gamma balance:gamma correct:gamma brightness:vips-maplut)
 
 measure() {
     local depth=$1 name command

@@ -8,20 +8,7 @@
 
 uint16_t ToFixed[256];
 uint8_t FromFixed[4097];
-
-// Reciprocals of the 12-bit domain's divisors 1..4097, as ceil(2^37 / d), so that the
-// per-pixel quotients of the 8-bit forms are a multiplication and a shift instead of a
-// division. With n = q d + r, the product gives n / d + n e / 2^37 for some e below 1, and
-// stays below q + 1 while n d <= 2^37. Every numerator here is x 4096 with x at most the
-// divisor (a channel's distance below the largest, within delta; delta, within the largest
-// or the room HSL's lightness leaves), so n d <= 4096 d^2, which holds for d up to 5792; the
-// divisors reach 4097 (HSL's max + min while the lightness is at most 2048).
-static uint64_t Reciprocal12[4098];
-
-static inline int Divide12(uint32_t n, int d)
-{
-    return (int)(((uint64_t)n * Reciprocal12[d]) >> 37);
-}
+uint64_t ColorReciprocal12[4098];
 
 // The 12-bit domain's one, and the 16-bit forms' one, under short names for the formulas.
 static const int ONE8 = COLOR_ONE8;
@@ -38,38 +25,15 @@ ErrorCode ColorSpaceInitialise(void)
         ToFixed[i] = (uint16_t)((i << 12) / 255);
     for (int i = 0; i <= ONE8; i++)
         FromFixed[i] = (uint8_t)((i * 255) >> 12);
-    Reciprocal12[0] = 0;
+    ColorReciprocal12[0] = 0;
     for (uint64_t d = 1; d <= ONE8 + 1; d++)
-        Reciprocal12[d] = ((uint64_t)1 << 37) / d + ((((uint64_t)1 << 37) % d) != 0);
+        ColorReciprocal12[d] = ((uint64_t)1 << 37) / d + ((((uint64_t)1 << 37) % d) != 0);
     return ERROR_NONE;
-}
-
-static inline int ClampFixed(int n)
-{
-    return n < 0 ? 0 : (n > ONE8 ? ONE8 : n);
 }
 
 static inline uint32_t ClampSixteen(int n)
 {
     return (uint32_t)Clamp16(n);
-}
-
-// The hue of the 12-bit domain, for a color that is not gray (delta > 0). w(c), how far a
-// channel lies below the largest as a fraction of delta, places the color inside one sixth
-// of the circle. The tests run red, green, blue, so that a tie between largest channels, or
-// between smallest, falls to the earlier case; pure red lands on 4096 and not on 0.
-static int Hue8(int r, int g, int b, int max, int min, int delta)
-{
-    if (r == max) {
-        if (g == min) return (Divide12((max - b) * ONE8, delta) + 5 * ONE8) / 6;
-        return (ONE8 - Divide12((max - g) * ONE8, delta)) / 6;
-    }
-    if (g == max) {
-        if (b == min) return (Divide12((max - r) * ONE8, delta) + ONE8) / 6;
-        return (3 * ONE8 - Divide12((max - b) * ONE8, delta)) / 6;
-    }
-    if (r == min) return (Divide12((max - g) * ONE8, delta) + 3 * ONE8) / 6;
-    return (5 * ONE8 - Divide12((max - r) * ONE8, delta)) / 6;
 }
 
 // The same on 16-bit channels. HSV measures w(c) in steps of delta / 65535 and HSL in steps
@@ -91,24 +55,6 @@ static int Hue16(uint32_t r, uint32_t g, uint32_t b, uint32_t max, uint32_t min,
     return (int)((5 * ONE16 - (max - r) * wScale / delta) / 6);
 }
 
-void RgbToHsv8(int r, int g, int b, int *h, int *s, int *v)
-{
-    int rf = ToFixed[Clamp8(r)];
-    int gf = ToFixed[Clamp8(g)];
-    int bf = ToFixed[Clamp8(b)];
-    int max = Max3(rf, gf, bf);
-    int min = Min3(rf, gf, bf);
-    int delta = max - min;
-    *v = max;
-    if (max == 0 || delta == 0) {
-        *h = 0;
-        *s = 0;
-        return;
-    }
-    *s = Divide12(delta * ONE8, max);
-    *h = Hue8(rf, gf, bf, max, min, delta);
-}
-
 void RgbToHsv16(int r, int g, int b, int *h, int *s, int *v)
 {
     uint32_t r16 = ClampSixteen(r);
@@ -125,36 +71,6 @@ void RgbToHsv16(int r, int g, int b, int *h, int *s, int *v)
     }
     *s = (int)(delta * ONE16 / max);
     *h = Hue16(r16, g16, b16, max, min, delta, ONE16);
-}
-
-void HsvToRgb8(int h, int s, int v, int *r, int *g, int *b)
-{
-    h = ClampFixed(h);
-    s = ClampFixed(s);
-    v = ClampFixed(v);
-    if (v == 0) {
-        *r = *g = *b = 0;
-        return;
-    }
-    if (s == 0) {
-        *r = *g = *b = FromFixed[v];
-        return;
-    }
-    // i is the sixth of the circle and f the position inside it, 0..4095.
-    int a = h * 6;
-    int i = a >> 12;
-    int f = a - i * ONE8;
-    int p = v * (ONE8 - s) >> 12;
-    int q = v * (ONE8 - (s * f >> 12)) >> 12;
-    int t = v * (ONE8 - (s * (ONE8 - f) >> 12)) >> 12;
-    // Which of v, p, q, t each channel takes in each sixth, by index rather than by a branch
-    // that a picture of many hues would mispredict; 6 is a hue of 4096, as 0.
-    static const uint8_t TAKES[7][3] = {{0, 3, 1}, {2, 0, 1}, {1, 0, 3}, {1, 2, 0},
-                                        {3, 1, 0}, {0, 1, 2}, {0, 3, 1}};
-    const int values[4] = {v, p, q, t};
-    *r = FromFixed[values[TAKES[i][0]]];
-    *g = FromFixed[values[TAKES[i][1]]];
-    *b = FromFixed[values[TAKES[i][2]]];
 }
 
 void HsvToRgb16(int h, int s, int v, int *r, int *g, int *b)
@@ -203,10 +119,10 @@ void RgbToHsl8(int r, int g, int b, int *h, int *s, int *l)
     // Saturation is delta against the room the lightness leaves: toward black below the
     // middle, toward white above it (2 * 4096 is the sum of two white channels).
     if (*l <= ONE8 / 2)
-        *s = Divide12(delta * ONE8, max + min);
+        *s = ColorDivide12(delta * ONE8, max + min);
     else
-        *s = Divide12(delta * ONE8, 2 * ONE8 - max - min);
-    *h = Hue8(rf, gf, bf, max, min, delta);
+        *s = ColorDivide12(delta * ONE8, 2 * ONE8 - max - min);
+    *h = ColorHue8(rf, gf, bf, max, min, delta);
 }
 
 void RgbToHsl16(int r, int g, int b, int *h, int *s, int *l)
@@ -232,9 +148,9 @@ void RgbToHsl16(int r, int g, int b, int *h, int *s, int *l)
 
 void HslToRgb8(int h, int s, int l, int *r, int *g, int *b)
 {
-    h = ClampFixed(h);
-    s = ClampFixed(s);
-    l = ClampFixed(l);
+    h = ColorClampFixed(h);
+    s = ColorClampFixed(s);
+    l = ColorClampFixed(l);
     if (l == 0) {
         *r = *g = *b = 0;
         return;

@@ -30,14 +30,105 @@ extern uint8_t FromFixed[4097]; // (i * 255) >> 12: 0..255
 // are static, so nothing is freed at exit. Returns ERROR_NONE.
 ErrorCode ColorSpaceInitialise(void);
 
+// The smallest of three channels.
+inline int Min3(int r, int g, int b)
+{
+    int m = r < g ? r : g;
+    return m < b ? m : b;
+}
+
+// The 8-bit HSV conversions are written here, inline, so that a row loop that converts every
+// pixel (Color Curves) runs them without a call each.
+//
+// Reciprocals of the 12-bit domain's divisors 1..4097, as ceil(2^37 / d), so that the
+// per-pixel quotients of the 8-bit forms are a multiplication and a shift instead of a
+// division. With n = q d + r, the product gives n / d + n e / 2^37 for some e below 1, and
+// stays below q + 1 while n d <= 2^37. Every numerator here is x 4096 with x at most the
+// divisor (a channel's distance below the largest, within delta; delta, within the largest
+// or the room HSL's lightness leaves), so n d <= 4096 d^2, which holds for d up to 5792; the
+// divisors reach 4097 (HSL's max + min while the lightness is at most 2048).
+extern uint64_t ColorReciprocal12[4098];
+
+inline int ColorDivide12(uint32_t n, int d)
+{
+    return (int)(((uint64_t)n * ColorReciprocal12[d]) >> 37);
+}
+
+inline int ColorClampFixed(int n)
+{
+    return n < 0 ? 0 : (n > COLOR_ONE8 ? COLOR_ONE8 : n);
+}
+
+// The hue of the 12-bit domain, for a color that is not gray (delta > 0). w(c), how far a
+// channel lies below the largest as a fraction of delta, places the color inside one sixth
+// of the circle. The tests run red, green, blue, so that a tie between largest channels, or
+// between smallest, falls to the earlier case; pure red lands on 4096 and not on 0.
+inline int ColorHue8(int r, int g, int b, int max, int min, int delta)
+{
+    if (r == max) {
+        if (g == min) return (ColorDivide12((max - b) * COLOR_ONE8, delta) + 5 * COLOR_ONE8) / 6;
+        return (COLOR_ONE8 - ColorDivide12((max - g) * COLOR_ONE8, delta)) / 6;
+    }
+    if (g == max) {
+        if (b == min) return (ColorDivide12((max - r) * COLOR_ONE8, delta) + COLOR_ONE8) / 6;
+        return (3 * COLOR_ONE8 - ColorDivide12((max - b) * COLOR_ONE8, delta)) / 6;
+    }
+    if (r == min) return (ColorDivide12((max - g) * COLOR_ONE8, delta) + 3 * COLOR_ONE8) / 6;
+    return (5 * COLOR_ONE8 - ColorDivide12((max - r) * COLOR_ONE8, delta)) / 6;
+}
+
 // 8-bit channels to hue, saturation and value, each 0..4096. Gray gives h = s = 0.
-void RgbToHsv8(int r, int g, int b, int *h, int *s, int *v);
+inline void RgbToHsv8(int r, int g, int b, int *h, int *s, int *v)
+{
+    int rf = ToFixed[Clamp8(r)];
+    int gf = ToFixed[Clamp8(g)];
+    int bf = ToFixed[Clamp8(b)];
+    int max = Max3(rf, gf, bf);
+    int min = Min3(rf, gf, bf);
+    int delta = max - min;
+    *v = max;
+    if (max == 0 || delta == 0) {
+        *h = 0;
+        *s = 0;
+        return;
+    }
+    *s = ColorDivide12(delta * COLOR_ONE8, max);
+    *h = ColorHue8(rf, gf, bf, max, min, delta);
+}
+
+// Hue, saturation and value of 0..4096 to 8-bit channels.
+inline void HsvToRgb8(int h, int s, int v, int *r, int *g, int *b)
+{
+    h = ColorClampFixed(h);
+    s = ColorClampFixed(s);
+    v = ColorClampFixed(v);
+    if (v == 0) {
+        *r = *g = *b = 0;
+        return;
+    }
+    if (s == 0) {
+        *r = *g = *b = FromFixed[v];
+        return;
+    }
+    // i is the sixth of the circle and f the position inside it, 0..4095.
+    int a = h * 6;
+    int i = a >> 12;
+    int f = a - i * COLOR_ONE8;
+    int p = v * (COLOR_ONE8 - s) >> 12;
+    int q = v * (COLOR_ONE8 - (s * f >> 12)) >> 12;
+    int t = v * (COLOR_ONE8 - (s * (COLOR_ONE8 - f) >> 12)) >> 12;
+    // Which of v, p, q, t each channel takes in each sixth, by index rather than by a branch
+    // that a picture of many hues would mispredict; 6 is a hue of 4096, as 0.
+    static const uint8_t TAKES[7][3] = {{0, 3, 1}, {2, 0, 1}, {1, 0, 3}, {1, 2, 0},
+                                        {3, 1, 0}, {0, 1, 2}, {0, 3, 1}};
+    const int values[4] = {v, p, q, t};
+    *r = FromFixed[values[TAKES[i][0]]];
+    *g = FromFixed[values[TAKES[i][1]]];
+    *b = FromFixed[values[TAKES[i][2]]];
+}
 
 // 16-bit channels to hue, saturation and value, each 0..65535. Gray gives h = s = 0.
 void RgbToHsv16(int r, int g, int b, int *h, int *s, int *v);
-
-// Hue, saturation and value of 0..4096 to 8-bit channels.
-void HsvToRgb8(int h, int s, int v, int *r, int *g, int *b);
 
 // Hue, saturation and value of 0..65535 to 16-bit channels.
 void HsvToRgb16(int h, int s, int v, int *r, int *g, int *b);
@@ -55,13 +146,6 @@ void HslToRgb8(int h, int s, int l, int *r, int *g, int *b);
 
 // Hue, saturation and lightness of 0..65535 to 16-bit channels.
 void HslToRgb16(int h, int s, int l, int *r, int *g, int *b);
-
-// The smallest of three channels.
-inline int Min3(int r, int g, int b)
-{
-    int m = r < g ? r : g;
-    return m < b ? m : b;
-}
 
 // HSV saturation on the channel's own range, 0..255: (max - min) * 255 / max; 0 for black.
 int HsvSaturation8(int r, int g, int b);

@@ -15,7 +15,7 @@
 #include "ui/Transform.h"
 #include "ui/UiState.h"
 
-static const int BRIGHTNESS_CONTENT_WIDTH = 340; // room for the three style labels
+static const int BRIGHTNESS_CONTENT_WIDTH = 340;             // room for the three style labels
 static const int BRIGHTNESS_PLOT = 256;                      // pixels of the curve control a side
 static const int64_t BRIGHTNESS_HISTOGRAM_SAMPLES = 1000000; // pixels a histogram reads at most
 

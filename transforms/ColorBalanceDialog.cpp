@@ -24,9 +24,6 @@
 #include "ui/Transform.h"
 #include "ui/UiState.h"
 
-// The graph's kind among the custom controls; the kit has room for CUSTOM_KIND_COUNT.
-constexpr int CUSTOM_COLOR_BALANCE_GRAPH = 12;
-
 // The window kind of a swatch's color control, a small window of three sliders.
 constexpr int KIND_BALANCE_COLOR = 81;
 

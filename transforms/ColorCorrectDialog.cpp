@@ -26,9 +26,6 @@
 static const int COLOR_CORRECT_CONTENT_WIDTH = 292; // pixels of the sliders and check boxes
 static const int COLOR_CORRECT_BAR = 13;            // pixels across a scroll bar
 
-// The wheel's kind in the table of custom controls (ui/Controls.h keeps 1, 3 and 4).
-constexpr int CUSTOM_COLOR_WHEEL = 9;
-
 // The dialog's state: the settings first, as the shared handling keeps them, then what one
 // opening owns.
 struct ColorCorrectDialogState {

@@ -4,8 +4,6 @@
 
 #include "core/Memory.h"
 
-static const int CUSTOM_CURVE = 7; // the control's type among the custom controls
-
 static const uint32_t CURVE_PAPER = 0xFFFFFF;
 static const uint32_t CURVE_GRID = 0xD0D0D0;
 static const uint32_t CURVE_HISTOGRAM_IN = 0xC8C8C8;

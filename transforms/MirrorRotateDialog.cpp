@@ -21,7 +21,6 @@ static const int MIRROR_ROTATE_FIELD = 300;         // pixels a side of the gray
 static const int MIRROR_ROTATE_FRAME = 4;           // pixels of the field's bevel on each side
 static const uint32_t FIELD_COLOR = 0xC0C0C0;       // the field around the picture
 static const uint32_t BEVEL_LIGHT = 0xFFFFFF;       // the bevel's lit edges
-static const int CUSTOM_ORIENT_PICTURE = 6;         // the field's control type
 
 // The buttons in the order of the composition table, with their labels and tips.
 static const struct {

@@ -26,7 +26,12 @@ enum : int32_t {
     CUSTOM_SLIDER = 1,
     CUSTOM_INPUT_CHOOSER = 3,
     CUSTOM_AMOUNT = 4,
-    CUSTOM_KIND_COUNT = 16, // room in the table of procedures
+    // The controls of the transformations' dialogs, numbered here so that no two meet.
+    CUSTOM_ORIENT_PICTURE = 6,       // Mirror/Rotate's turned picture
+    CUSTOM_CURVE = 7,                // the curve control
+    CUSTOM_COLOR_WHEEL = 9,          // Color Correct's wheel
+    CUSTOM_COLOR_BALANCE_GRAPH = 12, // Color Balance's graph
+    CUSTOM_KIND_COUNT = 16,          // room in the table of procedures
 };
 
 // Registers the procedure of the custom controls' class and those of the slider and the

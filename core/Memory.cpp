@@ -47,6 +47,11 @@ int SizeAdd(size_t a, size_t b, size_t *sum)
     return 1;
 }
 
+// Bytes of the regions now advised to huge pages, and how many may be: about one 6000 x 4000
+// picture of 48 bits.
+static size_t LargeHugeBytes;
+static const size_t LARGE_HUGE_LIMIT = (size_t)160 << 20;
+
 // How a big picture's memory is reserved decides most of a file-to-file run's system time,
 // since the system zeroes every fresh page before we may touch it; nothing of ours zeroes it
 // again. Measured on a 6000 x 4000 48-bit copy (vistel-cli gamma --factor 1, medians of 21
@@ -67,8 +72,16 @@ void *MemoryAllocLarge(size_t bytes)
     // header with the mapping goes just before it.
     uintptr_t start =
         ((uintptr_t)mapped + LARGE_HEADER + HUGE_PAGE - 1) & ~(uintptr_t)(HUGE_PAGE - 1);
-    madvise((void *)start, bytes, MADV_HUGEPAGE); // only advice: without it we get small pages
-    uintptr_t header[2] = {(uintptr_t)mapped, (uintptr_t)total};
+    // Huge pages for the first picture only: when free memory is in pieces, the system
+    // gathers each huge page while the fault waits, and a second picture of the same size (a
+    // quarter turn's result) made runs take two to three times as long on a busy machine,
+    // where small pages cost the same every time.
+    int huge = LargeHugeBytes + bytes <= LARGE_HUGE_LIMIT;
+    if (huge) {
+        madvise((void *)start, bytes, MADV_HUGEPAGE); // only advice: without it, small pages
+        LargeHugeBytes += bytes;
+    }
+    uintptr_t header[3] = {(uintptr_t)mapped, (uintptr_t)total, huge ? (uintptr_t)bytes : 0};
     memcpy((void *)(start - LARGE_HEADER), header, sizeof header);
     return (void *)start;
 }
@@ -76,7 +89,8 @@ void *MemoryAllocLarge(size_t bytes)
 void MemoryFreeLarge(void *memory)
 {
     if (memory == nullptr) return;
-    uintptr_t header[2];
+    uintptr_t header[3];
     memcpy(header, (const uint8_t *)memory - LARGE_HEADER, sizeof header);
+    LargeHugeBytes -= (size_t)header[2];
     munmap((void *)header[0], (size_t)header[1]);
 }

@@ -12,6 +12,7 @@
 #include "transforms/TransformDialogs.h"
 #include "ui/Controls.h"
 #include "ui/ImageWindow.h"
+#include "ui/SettingsOptions.h"
 #include "ui/Transform.h"
 #include "ui/UiState.h"
 
@@ -27,12 +28,49 @@ enum : int32_t {
     BRIGHTNESS_MENU_RESET = 1,
     BRIGHTNESS_MENU_INVERT = 2,
     BRIGHTNESS_MENU_LINEAR = 3, // and the two expansions after it
+    BRIGHTNESS_MENU_LOAD = 6,
+    BRIGHTNESS_MENU_SAVE = 7,
 };
 
 struct BrightnessState {
     BrightnessCurveSettings settings; // first, as the shared handling expects
     int32_t histograms[3][257];       // a maximum and 256 counts each
 };
+
+// The control's "Load..." and "Save As..." read and write a ".crv" file of its points.
+static void CurvePointsDefault(void *points)
+{
+    CurvePointsReset((CurvePoints *)points);
+}
+
+static ErrorCode CurvePointsRead(FileHandle file, void *settings)
+{
+    CurvePoints *points = (CurvePoints *)settings;
+    return ReadCurveFile(file, &points->pointCount, points->x, points->y, &points->style,
+                         &points->histExpand);
+}
+
+static ErrorCode CurvePointsWrite(FileHandle file, const void *settings)
+{
+    const CurvePoints *points = (const CurvePoints *)settings;
+    return WriteCurveFile(file, points->pointCount, points->x, points->y, points->style,
+                          points->histExpand);
+}
+
+static void BrightnessCurveTaken(WindowHandle dialog, struct BrightnessState *state);
+
+// The points read (or reset after a bad file) go to the control and the settings.
+static void CurvePointsShow(WindowHandle dialog, void *settings)
+{
+    CurveControlSetPoints(dialog, BRIGHTNESS_CURVE, (const CurvePoints *)settings);
+    BrightnessCurveTaken(dialog,
+                         (struct BrightnessState *)PlatformGetWindowWord(dialog, WORD_POINTER));
+}
+
+static const SettingsOptions BRIGHTNESS_CURVE_FILES = {
+    SETTINGS_KIND_CURVE, FOLDER_CURVE,     "Curve Files",       "*.crv",
+    "Load Curve",        "Save Curve",     sizeof(CurvePoints), CurvePointsDefault,
+    CurvePointsRead,     CurvePointsWrite, CurvePointsShow,     1};
 
 static BrightnessCurveSettings BrightnessSaved;
 static TransformDialogMemory BrightnessMemory = {&BrightnessSaved, {}, 1};
@@ -101,7 +139,7 @@ static void BrightnessShowStyle(WindowHandle dialog, int style)
 }
 
 // The control's curve became the settings' one.
-static void BrightnessCurveTaken(WindowHandle dialog, BrightnessState *state)
+static void BrightnessCurveTaken(WindowHandle dialog, struct BrightnessState *state)
 {
     GrayCurve *curve = CurveControlCurve(dialog, BRIGHTNESS_CURVE);
     if (curve == nullptr) return;
@@ -115,6 +153,8 @@ static void BrightnessMenu(WindowHandle dialog, BrightnessState *state, int x, i
     static const MenuItem ITEMS[] = {
         {BRIGHTNESS_MENU_RESET, "&Reset", 1},
         {BRIGHTNESS_MENU_INVERT, "&Invert", 1},
+        {BRIGHTNESS_MENU_LOAD, "Load...", 1},
+        {BRIGHTNESS_MENU_SAVE, "Save As...", 1},
         {0, "", 1},
         {BRIGHTNESS_MENU_LINEAR, "Linear Histogram", 1},
         {BRIGHTNESS_MENU_LINEAR + 1, "Medium Histogram Expansion", 1},
@@ -124,6 +164,15 @@ static void BrightnessMenu(WindowHandle dialog, BrightnessState *state, int x, i
     GrayCurve *curve = CurveControlCurve(dialog, BRIGHTNESS_CURVE);
     if (curve == nullptr) return;
     int chosen = PlatformPopupMenu(PlatformControl(dialog, BRIGHTNESS_CURVE), ITEMS, x, y);
+    if (chosen == BRIGHTNESS_MENU_LOAD || chosen == BRIGHTNESS_MENU_SAVE) {
+        CurvePoints points;
+        GrayCurveGetPoints(curve, &points);
+        SettingsOptionsRun(
+            dialog, chosen == BRIGHTNESS_MENU_LOAD ? SETTINGS_OPTIONS_LOAD : SETTINGS_OPTIONS_SAVE,
+            &BRIGHTNESS_CURVE_FILES, &points);
+        BrightnessShowStyle(dialog, curve->style);
+        return;
+    }
     if (chosen == BRIGHTNESS_MENU_RESET) {
         GrayCurveReset(curve);
     } else if (chosen == BRIGHTNESS_MENU_INVERT) {

@@ -581,6 +581,33 @@ TEST_F(TransformDialogs, BrightnessCurveDragsItsPointsAndShowsTheHistogramOfItsS
     EXPECT_EQ(curve->histogramMode, CURVE_HISTOGRAM_THREE);
     HeadlessChoose(DialogWindow, BRIGHTNESS_SPACE, CURVES_HSV);
     EXPECT_EQ(curve->histogramMode, CURVE_HISTOGRAM_ONE);
+
+    // The right button's menu: Invert, Save As, Reset, and Load brings the inverted curve
+    // back; a bad file gives code 16 and the reset curve.
+    settings = (BrightnessCurveSettings *)PlatformGetWindowWord(DialogWindow, WORD_POINTER);
+    plot = PlatformControl(DialogWindow, BRIGHTNESS_CURVE);
+    auto menu = [&](int item) {
+        HeadlessQueuePopupChoice(item);
+        HeadlessMouse(plot, MSG_RBUTTON_DOWN, 10, 10, 0);
+    };
+    menu(2); // Invert
+    EXPECT_EQ(settings->curve.y[0], 255);
+    std::string saved = folder + "/inverted.crv";
+    HeadlessQueueFileDialog(saved.c_str(), -1);
+    menu(7); // Save As...
+    menu(1); // Reset
+    EXPECT_EQ(settings->curve.y[0], 0);
+    HeadlessQueueFileDialog(saved.c_str(), -1);
+    menu(6); // Load...
+    EXPECT_EQ(settings->curve.y[0], 255);
+    EXPECT_EQ(curve->y[0], 255);
+    std::string bad = folder + "/bad.crv";
+    TestWriteFile(bad, std::vector<uint8_t>{'x', '\n'});
+    HeadlessQueueFileDialog(bad.c_str(), -1);
+    menu(6);
+    ASSERT_NE(HeadlessLastMessage(), nullptr);
+    EXPECT_NE(strstr(HeadlessLastMessage()->text, ErrorText(ERROR_ILLEGAL_CURVE_FILE)), nullptr);
+    EXPECT_EQ(settings->curve.y[0], 0);
     HeadlessClick(DialogWindow, BUTTON_CANCEL);
     (void)gray;
 }

@@ -3,9 +3,7 @@
 // RGB; the gray levels of a gray picture), the three styles of the curve, the color space,
 // and the Amount. The control's right button offers Reset, Invert and the histogram's
 // expansion.
-#include <cstring>
 
-#include "color/ColorSpace.h"
 #include "core/Helpers.h"
 #include "transforms/BrightnessCurve.h"
 #include "transforms/CurveControl.h"
@@ -16,21 +14,11 @@
 #include "ui/Transform.h"
 #include "ui/UiState.h"
 
-static const int BRIGHTNESS_CONTENT_WIDTH = 340;             // room for the three style labels
-static const int BRIGHTNESS_PLOT = 256;                      // pixels of the curve control a side
-static const int64_t BRIGHTNESS_HISTOGRAM_SAMPLES = 1000000; // pixels a histogram reads at most
+static const int BRIGHTNESS_CONTENT_WIDTH = 340; // room for the three style labels
+static const int BRIGHTNESS_PLOT = 256;          // pixels of the curve control a side
 
 static const char BRIGHTNESS_SPACES[] = "HSV\0HSL\0RGB\0";
 static const char *const BRIGHTNESS_STYLES[3] = {"Stair Step", "Broken Line", "Smooth Curve"};
-
-// The menu of the control's right button.
-enum : int32_t {
-    BRIGHTNESS_MENU_RESET = 1,
-    BRIGHTNESS_MENU_INVERT = 2,
-    BRIGHTNESS_MENU_LINEAR = 3, // and the two expansions after it
-    BRIGHTNESS_MENU_LOAD = 6,
-    BRIGHTNESS_MENU_SAVE = 7,
-};
 
 struct BrightnessState {
     BrightnessCurveSettings settings; // first, as the shared handling expects
@@ -82,52 +70,19 @@ static int BrightnessColorInput(void)
     return type == TYPE_COLOR24 || type == TYPE_COLOR48;
 }
 
-// The histograms of what the curve acts on, from at most BRIGHTNESS_HISTOGRAM_SAMPLES pixels
-// spread evenly over the picture, given to the control.
+// The histogram of what the curve acts on: the value of HSV, the lightness of HSL, the three
+// channels of RGB, or the gray levels.
 static void BrightnessHistograms(WindowHandle dialog, BrightnessState *state)
 {
     GrayCurve *curve = CurveControlCurve(dialog, BRIGHTNESS_CURVE);
     const ImageWindow *input = InputWindow != nullptr ? WindowRecord(InputWindow) : nullptr;
-    if (curve == nullptr || input == nullptr || input->picture.image.rows == nullptr) return;
-    const Image *image = &input->picture.image;
-    memset(state->histograms, 0, sizeof state->histograms);
-    int64_t pixels = (int64_t)image->width * image->height;
-    int step = 1;
-    while (pixels / ((int64_t)step * step) > BRIGHTNESS_HISTOGRAM_SAMPLES)
-        step++;
-    int color = BrightnessColorInput();
-    int three = color && state->settings.colorSpace == CURVES_RGB;
-    for (int y = 0; y < image->height; y += step) {
-        const uint8_t *row = image->rows[y];
-        for (int x = 0; x < image->width; x += step) {
-            int r, g, b;
-            switch (image->type) {
-            case TYPE_BINARY: r = g = b = BitTest(row, x) ? 255 : 0; break;
-            case TYPE_GRAY8: r = g = b = row[x]; break;
-            case TYPE_GRAY16: r = g = b = Depth16To8[((const uint16_t *)row)[x]]; break;
-            case TYPE_COLOR24: b = row[3 * x], g = row[3 * x + 1], r = row[3 * x + 2]; break;
-            default: {
-                const uint16_t *p = (const uint16_t *)row + 3 * x;
-                b = Depth16To8[p[0]], g = Depth16To8[p[1]], r = Depth16To8[p[2]];
-                break;
-            }
-            }
-            if (three) {
-                state->histograms[0][1 + r]++;
-                state->histograms[1][1 + g]++;
-                state->histograms[2][1 + b]++;
-            } else {
-                int level = !color                                     ? r
-                            : state->settings.colorSpace == CURVES_HSL ? HslLightness(r, g, b)
-                                                                       : Max3(r, g, b);
-                state->histograms[0][1 + level]++;
-            }
-        }
-    }
-    for (auto &histogram : state->histograms)
-        for (int i = 1; i <= 256; i++)
-            if (histogram[i] > histogram[0]) histogram[0] = histogram[i];
-    const int32_t *sources[3] = {state->histograms[0], state->histograms[1], state->histograms[2]};
+    if (curve == nullptr || input == nullptr) return;
+    int space = state->settings.colorSpace;
+    int filled = CurveHistogramsOf(&input->picture.image, space, state->histograms);
+    int three = filled == 3 && space == CURVES_RGB;
+    // Value and lightness are the third component of their spaces.
+    const int32_t *first = filled == 3 && !three ? state->histograms[2] : state->histograms[0];
+    const int32_t *sources[3] = {first, state->histograms[1], state->histograms[2]};
     GrayCurveSetHistograms(curve, three ? CURVE_HISTOGRAM_THREE : CURVE_HISTOGRAM_ONE, sources);
     CurveControlRefresh(dialog, BRIGHTNESS_CURVE);
 }
@@ -150,43 +105,19 @@ static void BrightnessCurveTaken(WindowHandle dialog, struct BrightnessState *st
 // The right button's menu over the curve.
 static void BrightnessMenu(WindowHandle dialog, BrightnessState *state, int x, int y)
 {
-    static const MenuItem ITEMS[] = {
-        {BRIGHTNESS_MENU_RESET, "&Reset", 1},
-        {BRIGHTNESS_MENU_INVERT, "&Invert", 1},
-        {BRIGHTNESS_MENU_LOAD, "Load...", 1},
-        {BRIGHTNESS_MENU_SAVE, "Save As...", 1},
-        {0, "", 1},
-        {BRIGHTNESS_MENU_LINEAR, "Linear Histogram", 1},
-        {BRIGHTNESS_MENU_LINEAR + 1, "Medium Histogram Expansion", 1},
-        {BRIGHTNESS_MENU_LINEAR + 2, "High Histogram Expansion", 1},
-        {0, nullptr, 0},
-    };
     GrayCurve *curve = CurveControlCurve(dialog, BRIGHTNESS_CURVE);
     if (curve == nullptr) return;
-    int chosen = PlatformPopupMenu(PlatformControl(dialog, BRIGHTNESS_CURVE), ITEMS, x, y);
-    if (chosen == BRIGHTNESS_MENU_LOAD || chosen == BRIGHTNESS_MENU_SAVE) {
+    int done = CurveControlMenu(dialog, BRIGHTNESS_CURVE, x, y, 1);
+    if (done == CURVE_MENU_LOAD || done == CURVE_MENU_SAVE) {
         CurvePoints points;
         GrayCurveGetPoints(curve, &points);
-        SettingsOptionsRun(
-            dialog, chosen == BRIGHTNESS_MENU_LOAD ? SETTINGS_OPTIONS_LOAD : SETTINGS_OPTIONS_SAVE,
-            &BRIGHTNESS_CURVE_FILES, &points);
-        BrightnessShowStyle(dialog, curve->style);
-        return;
-    }
-    if (chosen == BRIGHTNESS_MENU_RESET) {
-        GrayCurveReset(curve);
-    } else if (chosen == BRIGHTNESS_MENU_INVERT) {
-        GrayCurveInvert(curve);
-    } else if (chosen >= BRIGHTNESS_MENU_LINEAR && chosen <= BRIGHTNESS_MENU_LINEAR + 2) {
-        curve->histExpand = chosen - BRIGHTNESS_MENU_LINEAR;
-        CurveControlRefresh(dialog, BRIGHTNESS_CURVE);
-        return;
-    } else {
-        return;
+        SettingsOptionsRun(dialog,
+                           done == CURVE_MENU_LOAD ? SETTINGS_OPTIONS_LOAD : SETTINGS_OPTIONS_SAVE,
+                           &BRIGHTNESS_CURVE_FILES, &points);
+    } else if (done == CURVE_MENU_CHANGED) {
+        BrightnessCurveTaken(dialog, state);
     }
     BrightnessShowStyle(dialog, curve->style);
-    CurveControlRefresh(dialog, BRIGHTNESS_CURVE);
-    BrightnessCurveTaken(dialog, state);
 }
 
 static void BrightnessCommand(WindowHandle dialog, void *stateRecord, uintptr_t wParam)

@@ -2,7 +2,11 @@
 // model. Level 0 lies at the plot's lower left corner, as the model's pixel mapping has it.
 #include "transforms/CurveControl.h"
 
+#include <cstring>
+
+#include "color/ColorSpace.h"
 #include "core/Memory.h"
+#include "transforms/BrightnessCurve.h"
 
 static const uint32_t CURVE_PAPER = 0xFFFFFF;
 static const uint32_t CURVE_GRID = 0xD0D0D0;
@@ -159,4 +163,94 @@ ErrorCode CurveControlSetPoints(WindowHandle parent, int id, const CurvePoints *
 void CurveControlRefresh(WindowHandle parent, int id)
 {
     PlatformInvalidate(PlatformControl(parent, id), nullptr);
+}
+
+int CurveControlMenu(WindowHandle parent, int id, int x, int y, int files)
+{
+    static const MenuItem ITEMS[] = {
+        {1, "&Reset", 1},
+        {2, "&Invert", 1},
+        {CURVE_MENU_LOAD, "Load...", 1},
+        {CURVE_MENU_SAVE, "Save As...", 1},
+        {0, "", 1},
+        {3, "Linear Histogram", 1},
+        {4, "Medium Histogram Expansion", 1},
+        {5, "High Histogram Expansion", 1},
+        {0, nullptr, 0},
+    };
+    static const MenuItem NO_FILES[] = {
+        {1, "&Reset", 1},
+        {2, "&Invert", 1},
+        {0, "", 1},
+        {3, "Linear Histogram", 1},
+        {4, "Medium Histogram Expansion", 1},
+        {5, "High Histogram Expansion", 1},
+        {0, nullptr, 0},
+    };
+    GrayCurve *curve = CurveControlCurve(parent, id);
+    if (curve == nullptr) return CURVE_MENU_NONE;
+    int chosen = PlatformPopupMenu(PlatformControl(parent, id), files ? ITEMS : NO_FILES, x, y);
+    int result = CURVE_MENU_NONE;
+    switch (chosen) {
+    case 1:
+        GrayCurveReset(curve);
+        result = CURVE_MENU_CHANGED;
+        break;
+    case 2:
+        GrayCurveInvert(curve);
+        result = CURVE_MENU_CHANGED;
+        break;
+    case 3:
+    case 4:
+    case 5: curve->histExpand = chosen - 3; break;
+    case CURVE_MENU_LOAD:
+    case CURVE_MENU_SAVE: return chosen;
+    default: break;
+    }
+    CurveControlRefresh(parent, id);
+    return result;
+}
+
+int CurveHistogramsOf(const Image *image, int space, int32_t histograms[3][257])
+{
+    memset(histograms, 0, sizeof(int32_t) * 3 * 257);
+    if (image == nullptr || image->rows == nullptr) return 1;
+    static const int64_t SAMPLES = 1000000;
+    int64_t pixels = (int64_t)image->width * image->height;
+    int step = 1;
+    while (pixels / ((int64_t)step * step) > SAMPLES)
+        step++;
+    int color = image->type == TYPE_COLOR24 || image->type == TYPE_COLOR48;
+    for (int y = 0; y < image->height; y += step) {
+        const uint8_t *row = image->rows[y];
+        for (int x = 0; x < image->width; x += step) {
+            int r, g, b;
+            switch (image->type) {
+            case TYPE_BINARY: r = g = b = BitTest(row, x) ? 255 : 0; break;
+            case TYPE_GRAY8: r = g = b = row[x]; break;
+            case TYPE_GRAY16: r = g = b = Depth16To8[((const uint16_t *)row)[x]]; break;
+            case TYPE_COLOR24: b = row[3 * x], g = row[3 * x + 1], r = row[3 * x + 2]; break;
+            default: {
+                const uint16_t *p = (const uint16_t *)row + 3 * x;
+                b = Depth16To8[p[0]], g = Depth16To8[p[1]], r = Depth16To8[p[2]];
+                break;
+            }
+            }
+            int levels[3] = {r, g, b};
+            if (color && space != CURVES_RGB) {
+                int h, s, v;
+                if (space == CURVES_HSV)
+                    RgbToHsv8(r, g, b, &h, &s, &v);
+                else
+                    RgbToHsl8(r, g, b, &h, &s, &v);
+                levels[0] = FromFixed[h], levels[1] = FromFixed[s], levels[2] = FromFixed[v];
+            }
+            for (int c = 0; c < (color ? 3 : 1); c++)
+                histograms[c][1 + levels[c]]++;
+        }
+    }
+    for (int c = 0; c < 3; c++)
+        for (int i = 1; i <= 256; i++)
+            if (histograms[c][i] > histograms[c][0]) histograms[c][0] = histograms[c][i];
+    return color ? 3 : 1;
 }

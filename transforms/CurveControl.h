@@ -11,6 +11,22 @@
 // client area (x low 16 bits, y high), for the menu the parent offers.
 constexpr uint32_t MSG_CURVE_MENU = 0x8031;
 
+// The right button's menu, run: Reset, Invert and the histogram's expansion act on the curve
+// at once; "Load..." and "Save As..." (offered when files is set) are for the dialog to run.
+enum : int32_t {
+    CURVE_MENU_NONE = 0,    // nothing, or only how the histogram is drawn
+    CURVE_MENU_CHANGED = 1, // the points changed
+    CURVE_MENU_LOAD = 6,
+    CURVE_MENU_SAVE = 7,
+};
+int CurveControlMenu(WindowHandle parent, int id, int x, int y, int files);
+
+// The histograms of a picture's components in a color space (CURVES_HSV, CURVES_HSL,
+// CURVES_RGB; hue and saturation brought to 0..255), each a maximum and 256 counts, from at
+// most a million pixels spread evenly over it. A gray or binary picture fills the first with
+// its levels. Returns how many it filled: 1 or 3.
+int CurveHistogramsOf(const Image *image, int space, int32_t histograms[3][257]);
+
 // Makes the control in parent at rect, showing points. Null when it cannot be made.
 WindowHandle CurveControlCreate(WindowHandle parent, int id, const Rect *rect,
                                 const CurvePoints *points);

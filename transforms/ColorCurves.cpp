@@ -319,9 +319,9 @@ const TransformDescriptor ColorCurvesTransform = {
     "curves",
     "Color Curves from a curves file (.cc, .acv, .amp)",
     "Color C&urves...",
-    MENU_NONE,
+    MENU_IMAGE_DIALOG,
     COMMAND_COLOR_CURVES,
-    -1, // its dialog comes later: no window kind yet
+    KIND_COLOR_CURVES,
     ColorCurvesCompute,
     CurvesAccepts,
     "cc",

@@ -13,6 +13,15 @@ enum : int32_t {
     COMMAND_COLOR_CURVES = 4049, // its menu command
 };
 
+// The dialog's controls (the buttons are those of ui/Transform.h).
+enum : int32_t {
+    COLOR_CURVES_INPUT = 103,
+    COLOR_CURVES_CURVE = 110,
+    COLOR_CURVES_COMPONENT = 111, // the first of three radio buttons
+    COLOR_CURVES_SPACE = 114,
+    COLOR_CURVES_AMOUNT = 120,
+};
+
 constexpr int CURVES_LEVELS12 = 4097; // entries of a 12-bit table, 0..4096
 
 struct ColorCurvesSettings {

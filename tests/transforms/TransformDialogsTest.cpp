@@ -19,6 +19,7 @@
 #include "tests/shell/ShellTestSupport.h"
 #include "transforms/BrightnessCurve.h"
 #include "transforms/ChangeProfile.h"
+#include "transforms/ColorCurves.h"
 #include "transforms/Convert.h"
 #include "transforms/CurveControl.h"
 #include "transforms/GammaAdjust.h"
@@ -433,6 +434,18 @@ TEST_F(TransformDialogs, ApplyInTheEditorEqualsTheCommandLine)
              HeadlessMouse(plot, MSG_LBUTTON_DOWN, x, y, KEYS_SHIFT);
              HeadlessMouse(plot, MSG_LBUTTON_UP, x, y, KEYS_SHIFT);
          }},
+        // HSV, a point added at (128, 200) on the saturation curve.
+        {"curves", "curves '" + folder + "/saturation.cc'",
+         [](TransformDialogs *, WindowHandle window) {
+             Prefs.stickySettings = 0;
+             ASSERT_EQ(TransformDialogOpen(&ColorCurvesDialog, window), ERROR_NONE);
+             HeadlessChoose(DialogWindow, COLOR_CURVES_SPACE, CURVES_HSV);
+             HeadlessClick(DialogWindow, COLOR_CURVES_COMPONENT + 1);
+             WindowHandle plot = PlatformControl(DialogWindow, COLOR_CURVES_CURVE);
+             int x = CurveColumnOfLevel(128, 256), y = CurveRowOfLevel(200, 256);
+             HeadlessMouse(plot, MSG_LBUTTON_DOWN, x, y, KEYS_SHIFT);
+             HeadlessMouse(plot, MSG_LBUTTON_UP, x, y, KEYS_SHIFT);
+         }},
         {"profile", "profile --to '" + SYSTEM_ADOBE + "'",
          [](TransformDialogs *test, WindowHandle window) {
              ASSERT_EQ(TransformDialogOpen(&ChangeProfileDialog, window), ERROR_NONE);
@@ -443,6 +456,11 @@ TEST_F(TransformDialogs, ApplyInTheEditorEqualsTheCommandLine)
     const char lift[] = "Curve 1.0\nnpts 3\nstyle linear\npoint 0 0 0\npoint 1 128 200\n"
                         "point 2 255 255\nend\n";
     TestWriteFile(folder + "/lift.crv", std::vector<uint8_t>(lift, lift + strlen(lift)));
+    const char saturation[] = "ColorCurves 1.0\ncolorspace 0\ncomponent 1\nnpts2 3\n"
+                              "style2 spline\npoint2 0 0 0\npoint2 1 128 200\npoint2 2 255 255\n"
+                              "end\n";
+    TestWriteFile(folder + "/saturation.cc",
+                  std::vector<uint8_t>(saturation, saturation + strlen(saturation)));
     for (Case &c : cases) {
         SCOPED_TRACE(c.name);
         c.drive(this, input);

@@ -69,12 +69,12 @@ end
 END
 python3 -c "import sys; sys.stdout.buffer.write(b'P5 256 1 255\n' + bytes(range(256)))" >levels.pgm
 convert levels.pgm -depth 8 levels.tif
-"$cli" brightness-curve lift.crv levels.tif lut.tif
+"$cli" curves lift.crv levels.tif lut.tif
 
 names=(gamma brightness curves-rgb curves-hsv balance correct vips-maplut)
 declare -A commands=(
     [gamma]="$cli gamma --factor 0.8 @IN out-gamma.tif"
-    [brightness]="$cli brightness-curve lift.crv @IN out-brightness.tif"
+    [brightness]="$cli curves lift.crv @IN out-brightness.tif"
     [curves-rgb]="$cli curves lift-rgb.cc @IN out-curves-rgb.tif"
     [curves-hsv]="$cli curves lift-hsv.cc @IN out-curves-hsv.tif"
     [balance]="$cli color-balance cast.cb @IN out-balance.tif"

@@ -240,7 +240,7 @@ int CliMain(int argc, char **argv)
         PictureFree(&input);
         return 0;
     }
-    transform = TransformByVerb(operation);
+    transform = TransformByVerbFor(operation, argc - 2, argv + 2);
     if (transform == nullptr) {
         fprintf(stderr, "vistel-cli: unknown operation\n\n");
         CliHelp(stderr);

@@ -45,8 +45,9 @@ static void CliVerbSynopsis(const TransformDescriptor *transform, char *text, si
                                  option->name, option->valueName);
     }
     if (transform->readSettings != nullptr && used < size)
-        used +=
-            (size_t)snprintf(text + used, size - used, " FILE.%s", transform->settingsExtension);
+        used += (size_t)snprintf(text + used, size - used, " FILE.%.*s",
+                                 (int)strcspn(transform->settingsExtension, " "),
+                                 transform->settingsExtension);
     if (used < size) snprintf(text + used, size - used, " IN OUT");
 }
 

@@ -239,15 +239,15 @@ static const TransformOption BRIGHTNESS_OPTIONS[] = {
 
 const TransformDescriptor BrightnessCurveTransform = {
     "Brightness Curve",
-    "brightness-curve",
-    "Brightness Curve from a curve file",
+    "curves",
+    "Brightness Curve from a curve file (.crv, .fcrv)",
     "&Brightness Curve...",
     MENU_IMAGE_DIALOG,
     COMMAND_BRIGHTNESS_CURVE,
     KIND_BRIGHTNESS_CURVE,
     BrightnessCurveCompute,
     CurvesAccepts,
-    "crv",
+    "crv fcrv",
     BrightnessChangesNothing,
     nullptr,
     TRANSFORM_PROFILE_INHERIT,

@@ -324,7 +324,7 @@ const TransformDescriptor ColorCurvesTransform = {
     KIND_COLOR_CURVES,
     ColorCurvesCompute,
     CurvesAccepts,
-    "cc",
+    "cc acv amp",
     CurvesChangesNothing,
     nullptr,
     TRANSFORM_PROFILE_INHERIT,

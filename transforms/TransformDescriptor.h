@@ -78,7 +78,9 @@ struct TransformDescriptor {
                            // for one without a dialog
     ComputeFunction compute;
     int (*accepts)(int type);      // 1 for a picture type it takes
-    const char *settingsExtension; // of its settings files, without the dot; null for none
+    // Its settings files' extensions, without the dot, the first its own and any others it
+    // reads after a space ("cc acv amp"); null for none.
+    const char *settingsExtension;
     // 1 when the settings change nothing for a source (see ChangesNothingFunction); null
     // for a transformation that always computes.
     ChangesNothingFunction changesNothing;

@@ -2,6 +2,7 @@
 #include "transforms/Transforms.h"
 
 #include <cassert>
+#include <cstring>
 
 #include "color/ProfileTransform.h"
 #include "core/Text.h"
@@ -39,6 +40,38 @@ const TransformDescriptor *TransformByVerb(const char *verb)
     for (int i = 0; i < TRANSFORM_COUNT; i++)
         if (StrEqualNoCase(TRANSFORMS[i]->verb, verb)) return TRANSFORMS[i];
     return nullptr;
+}
+
+// 1 when path ends in one of extensions ("cc acv amp"), letter case aside.
+static int HasExtensionOf(const char *path, const char *extensions)
+{
+    const char *dot = strrchr(path, '.');
+    if (dot == nullptr || extensions == nullptr) return 0;
+    dot++;
+    size_t length = strlen(dot);
+    for (const char *at = extensions; *at != 0;) {
+        size_t word = strcspn(at, " ");
+        char one[16];
+        if (word == length && word < sizeof one) {
+            memcpy(one, at, word);
+            one[word] = 0;
+            if (StrEqualNoCase(one, dot)) return 1;
+        }
+        at += word;
+        while (*at == ' ')
+            at++;
+    }
+    return 0;
+}
+
+const TransformDescriptor *TransformByVerbFor(const char *verb, int argc, char **argv)
+{
+    for (int i = 0; i < TRANSFORM_COUNT; i++) {
+        if (!StrEqualNoCase(TRANSFORMS[i]->verb, verb)) continue;
+        for (int a = 0; a < argc; a++)
+            if (HasExtensionOf(argv[a], TRANSFORMS[i]->settingsExtension)) return TRANSFORMS[i];
+    }
+    return TransformByVerb(verb);
 }
 
 // What a result takes from its input besides pixels: the profile by the descriptor's rule,

@@ -13,6 +13,11 @@ const TransformDescriptor *TransformByKind(int kind);
 const TransformDescriptor *TransformByCommand(int command);
 const TransformDescriptor *TransformByVerb(const char *verb);
 
+// The descriptor of a vistel-cli verb that several transformations may share (curves: Color
+// Curves' files and Brightness Curve's): the one whose settings extensions hold one of the
+// arguments' extensions, else the first of the verb.
+const TransformDescriptor *TransformByVerbFor(const char *verb, int argc, char **argv);
+
 // Runs a transformation over the whole of input into made (reset here; the caller frees it),
 // as Apply does: settings that change nothing copy the picture under the progress title
 // "Copy"; the comments and origin pass on, and the profile by the descriptor's rule. On

@@ -423,7 +423,7 @@ TEST_F(TransformDialogs, ApplyInTheEditorEqualsTheCommandLine)
              HeadlessSetEditText(DialogWindow, RESIZE_PIXEL_WIDTH, "50"); // OK commits it
          }},
         // A point added with Shift at (128, 200) on a 256-pixel plot, and the broken line.
-        {"brightness", "brightness-curve '" + folder + "/lift.crv' --color-space hsl",
+        {"brightness", "curves '" + folder + "/lift.crv' --color-space hsl",
          [](TransformDialogs *, WindowHandle window) {
              Prefs.stickySettings = 0;
              ASSERT_EQ(TransformDialogOpen(&BrightnessCurveDialog, window), ERROR_NONE);

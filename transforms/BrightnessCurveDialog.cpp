@@ -55,10 +55,20 @@ static void CurvePointsShow(WindowHandle dialog, void *settings)
                          (struct BrightnessState *)PlatformGetWindowWord(dialog, WORD_POINTER));
 }
 
-static const SettingsOptions BRIGHTNESS_CURVE_FILES = {
-    SETTINGS_KIND_CURVE, FOLDER_CURVE,     "Curve Files",       "*.crv",
-    "Load Curve",        "Save Curve",     sizeof(CurvePoints), CurvePointsDefault,
-    CurvePointsRead,     CurvePointsWrite, CurvePointsShow,     1};
+static const SettingsOptions BRIGHTNESS_CURVE_FILES = {SETTINGS_KIND_CURVE,
+                                                       FOLDER_CURVE,
+                                                       "Curve Files",
+                                                       "*.crv",
+                                                       "Load Curve",
+                                                       "Save Curve",
+                                                       sizeof(CurvePoints),
+                                                       CurvePointsDefault,
+                                                       CurvePointsRead,
+                                                       CurvePointsWrite,
+                                                       CurvePointsShow,
+                                                       1,
+                                                       nullptr,
+                                                       0};
 
 static BrightnessCurveSettings BrightnessSaved;
 static TransformDialogMemory BrightnessMemory = {&BrightnessSaved, {}, 1};

@@ -64,6 +64,8 @@ static const SettingsOptions COLOR_CORRECT_OPTIONS = {SETTINGS_KIND_COLOR_CORREC
                                                       ColorCorrectSettingsRead,
                                                       ColorCorrectSettingsWrite,
                                                       ColorCorrectOptionsRefresh,
+                                                      0,
+                                                      nullptr,
                                                       0};
 
 // The points moved: the tables and the region wait for the next complete change, and a

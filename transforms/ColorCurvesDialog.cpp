@@ -46,6 +46,24 @@ static ErrorCode ColorCurvesOptionsWrite(FileHandle file, const void *settings)
 
 static void ColorCurvesShow(WindowHandle dialog, void *settings);
 
+// The foreign curve files, whose three curves are those of RGB.
+static ErrorCode ColorCurvesReadAcv(FileHandle file, void *settings)
+{
+    ColorCurvesSettings *curves = (ColorCurvesSettings *)settings;
+    return ReadAcvFile(file, &curves->colorSpace, curves->curves);
+}
+
+static ErrorCode ColorCurvesReadAmp(FileHandle file, void *settings)
+{
+    ColorCurvesSettings *curves = (ColorCurvesSettings *)settings;
+    return ReadAmpFile(file, &curves->colorSpace, curves->curves);
+}
+
+static const SettingsForeignFile COLOR_CURVES_FOREIGN[2] = {
+    {"Photoshop Curve Files", "*.acv", ColorCurvesReadAcv},
+    {"Photoshop Map Files", "*.amp", ColorCurvesReadAmp},
+};
+
 static const SettingsOptions COLOR_CURVES_OPTIONS = {SETTINGS_KIND_COLOR_CURVES,
                                                      FOLDER_COLOR_CURVES,
                                                      "Color Curve Files",
@@ -57,7 +75,9 @@ static const SettingsOptions COLOR_CURVES_OPTIONS = {SETTINGS_KIND_COLOR_CURVES,
                                                      ColorCurvesOptionsRead,
                                                      ColorCurvesOptionsWrite,
                                                      ColorCurvesShow,
-                                                     0};
+                                                     0,
+                                                     COLOR_CURVES_FOREIGN,
+                                                     2};
 
 // The histogram of the component in view.
 static void ColorCurvesHistogram(WindowHandle dialog, ColorCurvesState *state)

@@ -69,19 +69,38 @@ int SettingsOptionsCommand(WindowHandle dialog, uintptr_t wParam, const Settings
     return 1;
 }
 
-// The filter list of the file dialogs: the description's label and pattern, ended by an
-// empty string. Cut to the buffer, which no real label comes near.
-static void OptionsFilters(const SettingsOptions *options, char *filters)
+// The filter list of the file dialogs: the description's label and pattern, and for Load
+// the foreign files' after it, ended by an empty string. Cut to the buffer, which no real
+// label comes near.
+static void OptionsFilters(const SettingsOptions *options, char *filters, int withForeign)
 {
-    int labelLength = (int)strlen(options->filterLabel);
-    int patternLength = (int)strlen(options->filterPattern);
-    if (labelLength > FILTERS_CAPACITY / 2 - 1) labelLength = FILTERS_CAPACITY / 2 - 1;
-    if (patternLength > FILTERS_CAPACITY / 2 - 2) patternLength = FILTERS_CAPACITY / 2 - 2;
-    memcpy(filters, options->filterLabel, (size_t)labelLength);
-    filters[labelLength] = 0;
-    memcpy(filters + labelLength + 1, options->filterPattern, (size_t)patternLength);
-    filters[labelLength + 1 + patternLength] = 0;
-    filters[labelLength + 2 + patternLength] = 0;
+    int used = 0;
+    int count = withForeign ? 1 + options->foreignCount : 1;
+    for (int i = 0; i < count; i++) {
+        const char *pair[2] = {i == 0 ? options->filterLabel : options->foreign[i - 1].label,
+                               i == 0 ? options->filterPattern : options->foreign[i - 1].pattern};
+        for (const char *text : pair) {
+            int length = (int)strlen(text);
+            if (used + length + 2 >= FILTERS_CAPACITY) length = FILTERS_CAPACITY - used - 3;
+            if (length < 0) length = 0;
+            memcpy(filters + used, text, (size_t)length);
+            used += length;
+            filters[used++] = 0;
+        }
+    }
+    filters[used] = 0;
+}
+
+// Reads path with a foreign file's reader into settings; the codes of the file and reader.
+static ErrorCode OptionsReadForeign(const SettingsForeignFile *foreign, const char *path,
+                                    void *settings)
+{
+    FileHandle file = FILE_HANDLE_NONE;
+    ErrorCode result = FileOpenRead(path, &file);
+    if (result != ERROR_NONE) return ERROR_OPEN_FILE;
+    result = foreign->read(file, settings);
+    FileClose(&file);
+    return result;
 }
 
 static void OptionsReset(WindowHandle dialog, const SettingsOptions *options, void *settings)
@@ -103,13 +122,15 @@ static void OptionsLoad(WindowHandle dialog, const SettingsOptions *options, voi
     FileDialogResult chosen;
     void *read = nullptr;
     int ok;
+    int filter = 0;
 
     RememberedFolderGet(options->folder, folder, sizeof folder);
-    OptionsFilters(options, filters);
+    OptionsFilters(options, filters, 1);
     FileDialogRequest request = {FILE_DIALOG_OPEN, options->loadTitle, filters, 0, folder, ""};
     EditorOpenQueueHold();
     ok = PlatformFileDialog(&request, &chosen);
     if (ok) StrCopyLimit(chosen.paths, path, PATH_LENGTH - 1);
+    if (ok) filter = chosen.filter;
     EditorOpenQueueRelease();
     if (!ok) goto done;
     RememberedFolderSet(options->folder, path);
@@ -120,7 +141,10 @@ static void OptionsLoad(WindowHandle dialog, const SettingsOptions *options, voi
         goto done;
     }
     options->setDefaults(read);
-    result = SettingsFileLoad(path, options->reader, read);
+    if (filter >= 1 && filter <= options->foreignCount)
+        result = OptionsReadForeign(&options->foreign[filter - 1], path, read);
+    else
+        result = SettingsFileLoad(path, options->reader, read);
     if (result == ERROR_NONE) {
         memcpy(settings, read, (size_t)options->settingsSize);
         options->refresh(dialog, settings);
@@ -168,7 +192,7 @@ static void OptionsSave(const SettingsOptions *options, const void *settings)
 {
     char filters[FILTERS_CAPACITY];
     char path[PATH_LENGTH];
-    OptionsFilters(options, filters);
+    OptionsFilters(options, filters, 0);
     if (!SettingsSavePathAsk(options->saveTitle, filters, "", options->kind, options->folder,
                              path)) {
         // Some dialogs have always answered a cancelled save this way, and their users

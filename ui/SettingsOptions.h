@@ -32,6 +32,15 @@ typedef void (*SettingsDefaultFunction)(void *settings);
 // Shows settings in the dialog's controls and refreshes its preview.
 typedef void (*SettingsRefreshFunction)(WindowHandle dialog, void *settings);
 
+// A further kind of file that "&Load ..." offers (the foreign curve files of Color Curves):
+// its filter and the reader that takes it, chosen by the filter in use, not by the file's
+// name.
+struct SettingsForeignFile {
+    const char *label;   // "Photoshop Curve Files"
+    const char *pattern; // "*.acv"
+    ErrorCode (*read)(FileHandle file, void *settings);
+};
+
 // The description of one dialog's settings.
 struct SettingsOptions {
     int32_t kind;              // SETTINGS_KIND_*: extension, illegal-file code, messages
@@ -45,8 +54,10 @@ struct SettingsOptions {
     SettingsReadFunction reader;
     SettingsWriteFunction writer;
     SettingsRefreshFunction refresh;
-    int32_t cancelSaveShowsError; // 1: cancelling Save As shows ERROR_CREATE_FILE, as the
-                                  // Channel Registration dialog and the curve controls do
+    int32_t cancelSaveShowsError;       // 1: cancelling Save As shows ERROR_CREATE_FILE, as the
+                                        // Channel Registration dialog and the curve controls do
+    const SettingsForeignFile *foreign; // the further filters of Load, or null
+    int32_t foreignCount;
 };
 
 // Opening: the built-in defaults, then default.<ext> or (with stickysettings) previous.<ext>

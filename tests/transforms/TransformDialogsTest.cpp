@@ -28,6 +28,7 @@
 #include "transforms/TransformDialogs.h"
 #include "ui/Controls.h"
 #include "ui/Display.h"
+#include "ui/SettingsOptions.h"
 #include "ui/Transform.h"
 
 namespace {
@@ -628,4 +629,38 @@ TEST_F(TransformDialogs, BrightnessCurveDragsItsPointsAndShowsTheHistogramOfItsS
     EXPECT_EQ(settings->curve.y[0], 0);
     HeadlessClick(DialogWindow, BUTTON_CANCEL);
     (void)gray;
+}
+
+// Color Curves' Load reads a foreign file by the filter in use: a one-curve .acv gives all
+// three RGB curves; Save As writes .cc only.
+TEST_F(TransformDialogs, ColorCurvesLoadsAPhotoshopCurveByItsFilter)
+{
+    MakePicture(TYPE_COLOR24, 30, 20);
+    Prefs.stickySettings = 0;
+    HeadlessChooseMenu(COMMAND_COLOR_CURVES);
+    ASSERT_NE(DialogWindow, nullptr);
+    // Version 4, one curve of two points, each output level before its input level:
+    // (x 0, y 0) and (x 255, y 128).
+    std::string acv = folder + "/half.acv";
+    TestWriteFile(acv, {0, 4, 0, 1, 0, 2, 0, 0, 0, 0, 0, 128, 0, 255});
+    HeadlessQueueFileDialog(acv.c_str(), 1);
+    HeadlessQueuePopupChoice(SETTINGS_OPTIONS_LOAD);
+    HeadlessClick(DialogWindow, SETTINGS_OPTIONS_BUTTON);
+    // The filters, zero-separated: ours, then the two foreign ones.
+    const char *filter = HeadlessLastFileDialog()->filters;
+    std::vector<std::string> filters;
+    for (; *filter != 0; filter += strlen(filter) + 1)
+        filters.push_back(filter);
+    EXPECT_EQ(filters,
+              (std::vector<std::string>{"Color Curve Files", "*.cc", "Photoshop Curve Files",
+                                        "*.acv", "Photoshop Map Files", "*.amp"}));
+    auto *settings = (ColorCurvesSettings *)PlatformGetWindowWord(DialogWindow, WORD_POINTER);
+    EXPECT_EQ(settings->colorSpace, CURVES_RGB);
+    for (const CurvePoints &curve : settings->curves) {
+        EXPECT_EQ(curve.x[1], 255);
+        EXPECT_EQ(curve.y[1], 128);
+    }
+    // The curve in view shows it too.
+    EXPECT_EQ(CurveControlCurve(DialogWindow, COLOR_CURVES_CURVE)->table[255], 128);
+    HeadlessClick(DialogWindow, BUTTON_CANCEL);
 }

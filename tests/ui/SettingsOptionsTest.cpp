@@ -75,6 +75,8 @@ static const SettingsOptions CURVE_OPTIONS = {
     .writer = TestCurveWrite,
     .refresh = TestCurveRefresh,
     .cancelSaveShowsError = 1,
+    .foreign = nullptr,
+    .foreignCount = 0,
 };
 
 static const SettingsOptions *Options = &CURVE_OPTIONS; // the open dialog's description

@@ -611,7 +611,8 @@ TEST_F(TransformDialogs, BrightnessCurveDragsItsPointsAndShowsTheHistogramOfItsS
     };
     menu(2); // Invert
     EXPECT_EQ(settings->curve.y[0], 255);
-    std::string saved = folder + "/inverted.crv";
+    // File dialog answers are lists: each path ends in a zero byte, the list in another.
+    std::string saved = folder + "/inverted.crv" + std::string(1, '\0');
     HeadlessQueueFileDialog(saved.c_str(), -1);
     menu(7); // Save As...
     menu(1); // Reset
@@ -622,6 +623,7 @@ TEST_F(TransformDialogs, BrightnessCurveDragsItsPointsAndShowsTheHistogramOfItsS
     EXPECT_EQ(curve->y[0], 255);
     std::string bad = folder + "/bad.crv";
     TestWriteFile(bad, std::vector<uint8_t>{'x', '\n'});
+    bad += std::string(1, '\0');
     HeadlessQueueFileDialog(bad.c_str(), -1);
     menu(6);
     ASSERT_NE(HeadlessLastMessage(), nullptr);
@@ -643,7 +645,7 @@ TEST_F(TransformDialogs, ColorCurvesLoadsAPhotoshopCurveByItsFilter)
     // (x 0, y 0) and (x 255, y 128).
     std::string acv = folder + "/half.acv";
     TestWriteFile(acv, {0, 4, 0, 1, 0, 2, 0, 0, 0, 0, 0, 128, 0, 255});
-    HeadlessQueueFileDialog(acv.c_str(), 1);
+    HeadlessQueueFileDialog((acv + std::string(1, '\0')).c_str(), 1);
     HeadlessQueuePopupChoice(SETTINGS_OPTIONS_LOAD);
     HeadlessClick(DialogWindow, SETTINGS_OPTIONS_BUTTON);
     // The filters, zero-separated: ours, then the two foreign ones.

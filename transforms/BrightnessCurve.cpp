@@ -174,15 +174,7 @@ static int BrightnessChangesNothing(const void *params, const Image *source, int
     const BrightnessCurveSettings *settings = (const BrightnessCurveSettings *)params;
     if (source == nullptr || ComputeOutputType(source->type, full) == TYPE_EMPTY) return 0;
     if (AmountIsAllZero(&settings->amount)) return 1;
-    uint8_t table[256];
-    const CurvePoints *curve = &settings->curve;
-    if (CurveTableFromPoints(curve->pointCount, curve->x, curve->y, curve->style, table) !=
-        ERROR_NONE)
-        return 0;
-    for (int i = 0; i < 256; i++)
-        if (table[i] != i) return 0;
-    // The 16-bit table of an identity spline is the identity too: each level is its own.
-    return 1;
+    return CurvePointsChangeNothing(&settings->curve);
 }
 
 ErrorCode BrightnessCurveLoad(const char *path, BrightnessCurveSettings *settings)

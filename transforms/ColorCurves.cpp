@@ -180,14 +180,8 @@ static int CurvesChangesNothing(const void *params, const Image *source, int ful
     if (AmountIsAllZero(&settings->amount)) return 1;
     if (source->type != TYPE_COLOR24 && source->type != TYPE_COLOR48) return 1;
     if (settings->colorSpace != CURVES_RGB) return 0;
-    for (const CurvePoints &curve : settings->curves) {
-        uint8_t table[256];
-        if (CurveTableFromPoints(curve.pointCount, curve.x, curve.y, curve.style, table) !=
-            ERROR_NONE)
-            return 0;
-        for (int i = 0; i < 256; i++)
-            if (table[i] != i) return 0;
-    }
+    for (const CurvePoints &curve : settings->curves)
+        if (!CurvePointsChangeNothing(&curve)) return 0;
     return 1;
 }
 

@@ -24,6 +24,17 @@ int CurvePointsValid(int pointCount, const int32_t *x, const int32_t *y)
     return 1;
 }
 
+int CurvePointsChangeNothing(const CurvePoints *points)
+{
+    uint8_t table[256];
+    if (CurveTableFromPoints(points->pointCount, points->x, points->y, points->style, table) !=
+        ERROR_NONE)
+        return 0;
+    for (int i = 0; i < 256; i++)
+        if (table[i] != i) return 0;
+    return 1;
+}
+
 void CurvePointsReset(CurvePoints *points)
 {
     points->pointCount = 2;

@@ -84,6 +84,10 @@ int CurvePointsValid(int pointCount, const int32_t *x, const int32_t *y);
 
 // The identity curve: (0, 0) and (255, 255), spline, no histogram expansion.
 void CurvePointsReset(CurvePoints *points);
+// 1 when the points make a curve whose table leaves every level as it is (all on the
+// diagonal, and not the stair step, which holds each step's start); then its 16-bit table
+// leaves every level as it is too.
+int CurvePointsChangeNothing(const CurvePoints *points);
 
 // Fills table (256 entries) or table16 (65536 entries) from the points in style. Returns
 // ERROR_SPLINE_CURVE, with the identity table, for points that make no curve.

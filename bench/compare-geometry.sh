@@ -21,32 +21,21 @@
 # user and system seconds) and /usr/bin/time (the peak resident memory).
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. bench/compare-common.sh
 build=${1:-build}
 runs=${2:-7}
 cli=$(realpath "$build/vistel-cli")
 [ -x "$cli" ] || { echo "no $cli: build first (scripts/build.sh $build)" >&2; exit 1; }
-if [ -d /dev/shm ] && [ -w /dev/shm ]; then
-    work=/dev/shm/vistel-compare-geometry
-else
-    work=/tmp/vistel-compare-geometry
-fi
-mkdir -p "$work"
-cd "$work"
+compare_work vistel-compare-geometry
 
-if [ ! -s photo48.tif ] || [ ! -s photo24.tif ] || [ ! -s small48.tif ] || [ ! -s small24.tif ]; then
-    echo "Making the 6000 x 4000 pictures in $work ..." >&2
-    convert -seed 7 -size 6000x4000 plasma:fractal -blur 0x2 -attenuate 0.15 +noise Gaussian \
-        -depth 16 photo48.ppm
-    convert photo48.ppm -depth 8 photo24.ppm
-    # The picture to enlarge: the same, a quarter the size.
-    convert photo48.ppm -filter Box -resize 1500x1000 -depth 16 small48.ppm
+compare_pictures
+# The picture to enlarge: the same, a quarter the size.
+if [ ! -s small48.tif ] || [ ! -s small24.tif ]; then
+    convert photo48.tif -filter Box -resize 1500x1000 -depth 16 small48.ppm
     convert small48.ppm -depth 8 small24.ppm
-    # pnmtotiff writes no SampleFormat, which every reader takes as unsigned integers.
-    pnmtotiff -truecolor photo48.ppm >photo48.tif 2>/dev/null
-    pnmtotiff -truecolor photo24.ppm >photo24.tif 2>/dev/null
     pnmtotiff -truecolor small48.ppm >small48.tif 2>/dev/null
     pnmtotiff -truecolor small24.ppm >small24.tif 2>/dev/null
-    rm -f photo48.ppm photo24.ppm small48.ppm small24.ppm
+    rm -f small48.ppm small24.ppm
 fi
 
 # The commands, by name; "@IN" stands for the 6000 x 4000 input, "@SMALL" for the 1500 x 1000
@@ -86,11 +75,6 @@ for ((run = 0; run < runs; run++)); do
     measure 48
 done
 
-# The median of column $2 (1 wall, 2 user, 3 sys, 4 kB, 5 user + sys) of a file.
-median() {
-    awk -v c="$2" '{ v = c == 5 ? $2 + $3 : $c; print v }' "$1" | sort -g |
-        awk '{ a[NR] = $1 } END { print NR % 2 ? a[(NR + 1) / 2] : (a[NR / 2] + a[NR / 2 + 1]) / 2 }'
-}
 
 echo "Medians of $runs runs taken in turn; 6000 x 4000 pixels, uncompressed TIFF in $work"
 for depth in 24 48; do
@@ -115,8 +99,8 @@ for depth in 24 48; do
             fi
         done
         awk -v n="$ours / $fastest (fastest peer)" -v ow="$(median "times-$depth-$ours.txt" 1)" \
-            -v tw="$best" -v oc="$(median "times-$depth-$ours.txt" 5)" \
-            -v tc="$(median "times-$depth-$fastest.txt" 5)" \
+            -v tw="$best" -v oc="$(median "times-$depth-$ours.txt" us)" \
+            -v tc="$(median "times-$depth-$fastest.txt" us)" \
             'BEGIN { printf "  %-34s wall %5.2f   user + sys %5.2f\n", n, ow / tw, oc / tc }'
     done
 done

@@ -20,6 +20,7 @@
 # too.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. bench/compare-common.sh
 build=${1:-build}
 runs=${2:-7}
 cli=$(realpath "$build/vistel-cli")
@@ -31,24 +32,9 @@ if [ -n "${3:-}" ]; then
 fi
 target=/usr/share/color/icc/compatibleWithAdobeRGB1998.icc
 [ -s "$target" ] || { echo "no $target: run scripts/install-deps.sh" >&2; exit 1; }
-if [ -d /dev/shm ] && [ -w /dev/shm ]; then
-    work=/dev/shm/vistel-compare-tiff
-else
-    work=/tmp/vistel-compare-tiff
-fi
-mkdir -p "$work"
-cd "$work"
+compare_work vistel-compare-tiff
 
-if [ ! -s photo48.tif ] || [ ! -s photo24.tif ]; then
-    echo "Making the 6000 x 4000 pictures in $work ..." >&2
-    convert -seed 7 -size 6000x4000 plasma:fractal -blur 0x2 -attenuate 0.15 +noise Gaussian \
-        -depth 16 photo48.ppm
-    convert photo48.ppm -depth 8 photo24.ppm
-    # pnmtotiff writes no SampleFormat, which every reader takes as unsigned integers.
-    pnmtotiff -truecolor photo48.ppm >photo48.tif 2>/dev/null
-    pnmtotiff -truecolor photo24.ppm >photo24.tif 2>/dev/null
-    rm -f photo48.ppm photo24.ppm
-fi
+compare_pictures
 
 # The commands, by name; "@IN" stands for the input file.
 names=(gamma1 gamma2 tiffcp profile tificc)
@@ -88,11 +74,6 @@ for ((run = 0; run < runs; run++)); do
     measure 48
 done
 
-# The median of column $2 (1 wall, 2 user, 3 sys, 4 kB, 5 faults, 6 user + sys) of a file.
-median() {
-    awk -v c="$2" '{ v = c == 6 ? $2 + $3 : $c; print v }' "$1" | sort -g |
-        awk '{ a[NR] = $1 } END { print NR % 2 ? a[(NR + 1) / 2] : (a[NR / 2] + a[NR / 2 + 1]) / 2 }'
-}
 # The smallest and largest system time of a file, as "min-max".
 spread() {
     sort -g -k3 "$1" | awk 'NR == 1 { low = $3 } { high = $3 } END { printf "%.3f-%.3f", low, high }'
@@ -113,8 +94,8 @@ for depth in 24 48; do
         theirs=${pair#*:}
         awk -v n="$ours / $theirs" -v ow="$(median "times-$depth-$ours.txt" 1)" \
             -v tw="$(median "times-$depth-$theirs.txt" 1)" \
-            -v oc="$(median "times-$depth-$ours.txt" 6)" \
-            -v tc="$(median "times-$depth-$theirs.txt" 6)" \
+            -v oc="$(median "times-$depth-$ours.txt" us)" \
+            -v tc="$(median "times-$depth-$theirs.txt" us)" \
             'BEGIN { printf "  %-25s wall %5.2f   user + sys %5.2f\n", n, ow / tw, oc / tc }'
     done
 done

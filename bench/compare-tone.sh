@@ -16,27 +16,14 @@
 # in names, its command in commands, and a pair "ours:reference" in ratios.
 set -euo pipefail
 cd "$(dirname "$0")/.."
+. bench/compare-common.sh
 build=${1:-build}
 runs=${2:-7}
 cli=$(realpath "$build/vistel-cli")
 [ -x "$cli" ] || { echo "no $cli: build first (scripts/build.sh $build)" >&2; exit 1; }
-if [ -d /dev/shm ] && [ -w /dev/shm ]; then
-    work=/dev/shm/vistel-compare-tone
-else
-    work=/tmp/vistel-compare-tone
-fi
-mkdir -p "$work"
-cd "$work"
+compare_work vistel-compare-tone
 
-if [ ! -s photo48.tif ] || [ ! -s photo24.tif ]; then
-    echo "Making the 6000 x 4000 pictures in $work ..." >&2
-    convert -seed 7 -size 6000x4000 plasma:fractal -blur 0x2 -attenuate 0.15 +noise Gaussian \
-        -depth 16 photo48.ppm
-    convert photo48.ppm -depth 8 photo24.ppm
-    pnmtotiff -truecolor photo48.ppm >photo48.tif 2>/dev/null
-    pnmtotiff -truecolor photo24.ppm >photo24.tif 2>/dev/null
-    rm -f photo48.ppm photo24.ppm
-fi
+compare_pictures
 
 # The settings files, and the curve's own table as a 256 x 1 picture for vips: the levels
 # 0..255 put through Brightness Curve.
@@ -102,23 +89,19 @@ for ((run = 0; run < runs; run++)); do
     measure 48
 done
 
-median() {
-    awk '{ print $1 }' "$1" | sort -g |
-        awk '{ a[NR] = $1 } END { print NR % 2 ? a[(NR + 1) / 2] : (a[NR / 2] + a[NR / 2 + 1]) / 2 }'
-}
 
 echo "Medians of $runs runs taken in turn; 6000 x 4000 pixels, uncompressed TIFF in $work"
 for depth in 24 48; do
     echo
     echo "$depth-bit, wall seconds"
     for name in "${names[@]}"; do
-        [ -s "times-$depth-$name.txt" ] && printf '  %-12s %7.3f\n' "$name" "$(median "times-$depth-$name.txt")"
+        [ -s "times-$depth-$name.txt" ] && printf '  %-12s %7.3f\n' "$name" "$(median "times-$depth-$name.txt" 1)"
     done
     for pair in "${ratios[@]}"; do
         ours=${pair%%:*}
         reference=${pair#*:}
         [ -s "times-$depth-$reference.txt" ] || continue
-        awk -v n="$ours / $reference" -v a="$(median "times-$depth-$ours.txt")" \
-            -v b="$(median "times-$depth-$reference.txt")" 'BEGIN { printf "  %-28s %5.2f\n", n, a / b }'
+        awk -v n="$ours / $reference" -v a="$(median "times-$depth-$ours.txt" 1)" \
+            -v b="$(median "times-$depth-$reference.txt" 1)" 'BEGIN { printf "  %-28s %5.2f\n", n, a / b }'
     done
 done

@@ -17,6 +17,7 @@
 #include "tests/color/ProfileTestSupport.h"
 #include "tests/support/TestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
+#include "transforms/AdvancedSharpen.h"
 #include "transforms/BrightnessCurve.h"
 #include "transforms/ChangeProfile.h"
 #include "transforms/ColorBalance.h"
@@ -191,6 +192,19 @@ static int ColorCorrectUnchanged(void *settings, int type)
     return 1;
 }
 
+// Noise Reduction alone, the current stage, so that its preview is its Apply.
+static void AdvancedSharpenPrepare(void *settings)
+{
+    ((AdvancedSharpenParams *)settings)->blurAmount = 0.8;
+}
+
+static int AdvancedSharpenUnchanged(void *settings, int type)
+{
+    (void)type;
+    AdvancedSharpenParamsDefault((AdvancedSharpenParams *)settings);
+    return 1;
+}
+
 static const TransformLine TRANSFORM_LINES[] = {
     {&NegativeTransform, nullptr, nullptr, NegativePreview16, nullptr, 1, nullptr},
     {&GammaTransform, GammaPrepare, GammaUnchanged, GammaPreview16, nullptr, 1, nullptr},
@@ -206,6 +220,8 @@ static const TransformLine TRANSFORM_LINES[] = {
      nullptr, 1, nullptr},
     {&ColorCorrectTransform, ColorCorrectPrepare, ColorCorrectUnchanged, nullptr, nullptr, 1,
      nullptr},
+    {&AdvancedSharpenTransform, AdvancedSharpenPrepare, AdvancedSharpenUnchanged, nullptr, nullptr,
+     1, "Noise Reduction"},
 };
 
 static const int REDUCED_ZOOM = -3;

@@ -25,7 +25,7 @@
 #include "ui/Transform.h"
 #include "ui/UiState.h"
 
-static const int SHARPEN_CONTENT_WIDTH = 2 * SHARPEN_PLOT_LEFT + SHARPEN_PLOT_WIDTH + 60;
+static const int SHARPEN_CONTENT_WIDTH = 400; // room for the row of views and the probe
 static const int SHARPEN_TAB_HEIGHT = 22; // pixels of the folders' row
 static const char *const SHARPEN_FILTERS = "Advanced Sharpen Files\0*.as\0";
 static const char *const SHARPEN_TAB_LABELS[SHARPEN_STAGE_COUNT] = {"Noise Reduction",

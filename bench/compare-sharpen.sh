@@ -5,7 +5,8 @@
 #
 #   sharpen      the Sharpen stage alone, radius 2, amount 100 %, thresholds 0 and 0
 #   all-stages   Noise Reduction (radius 1, amount 50 %, thresholds 0..20), Speck Removal
-#                (3x3, light and dark, ring range under 40) and the Sharpen above
+#                (3x3, light and dark, a ring range under 40, a speck 40 levels from the
+#                ring's mean) and the Sharpen above
 #   vips         vips sharpen with its defaults
 #   magick       convert -unsharp 0x2
 #
@@ -25,7 +26,7 @@ compare_work vistel-compare-sharpen
 compare_pictures
 
 printf 'AdvancedSharpen 1.0\r\nsharpenradius 2.0000\r\nsharpenamt 1.0000\r\nsharpenthresh 0 0\r\nend\r\n' >sharpen.as
-printf 'AdvancedSharpen 1.0\r\nblurradius 1.0000\r\nbluramt 0.5000\r\nblurthresh 0 20\r\nspeckradius 2\r\nspeckthresh 40\r\nremovewhitespecks 1\r\nremoveblackspecks 1\r\nsharpenradius 2.0000\r\nsharpenamt 1.0000\r\nsharpenthresh 0 0\r\nend\r\n' >all.as
+printf 'AdvancedSharpen 1.0\r\nblurradius 1.0000\r\nbluramt 0.5000\r\nblurthresh 0 20\r\nspeckradius 2\r\nspeckthresh 40\r\nspeckdiffthresh 215\r\nremovewhitespecks 1\r\nremoveblackspecks 1\r\nsharpenradius 2.0000\r\nsharpenamt 1.0000\r\nsharpenthresh 0 0\r\nend\r\n' >all.as
 
 names=(sharpen all-stages vips magick)
 declare -A commands=(

@@ -260,6 +260,9 @@ struct KernelRun {
     int32_t limit;        // hard cut: the threshold on the 0..255 scale
     int32_t limit16;      // the same limit for a difference of 16-bit samples
     int32_t wide64;       // 1 when the sums of 16-bit samples need 64 bits
+    int32_t rampLow;      // Noise Reduction's thresholds
+    int32_t rampHigh;
+    uint32_t rampScale; // ceil(255 x 65536 / (high - low)) for a ramp
 };
 
 // The largest 16-bit difference that Depth16To8 takes to at most level.
@@ -301,6 +304,9 @@ static ErrorCode KernelRunOpen(KernelRun *run, const int32_t *kernel, int k, int
             absolute += weight < 0 ? -weight : weight;
         }
     run->wide64 = absolute * 65535 > INT32_MAX;
+    run->rampLow = lo;
+    run->rampHigh = hi;
+    run->rampScale = hi > lo ? (uint32_t)((255 * 65536 + (hi - lo) - 1) / (hi - lo)) : 0;
     run->weightAt = (int32_t *)MemoryAlloc(sizeof(int32_t) * 256 * (size_t)run->count + 1);
     if (run->weightAt == nullptr) return ERROR_NO_MEMORY;
     for (int t = 0; t < run->count; t++) {
@@ -494,18 +500,33 @@ static void KernelChroma(const KernelRun *run, const int32_t *kernelWeights, int
     out[2] = (T)rgb[0];
 }
 
-// The interior of a row at full resolution with a hard cut: samples from first to last
-// (exclusive) of the flat row, every tap run over a chunk of them in turn. Exactly the sums
-// of KernelSample, since there each tap adds its whole weight or nothing.
-template <typename T, typename Acc>
-VECTOR_CLONES static void KernelRowHard(const KernelRun *run, const T *const *band, int channels,
-                                        int first, int last, T *out)
+// How the fast row loop weighs a tap: a hard cut that counts differences up to the limit
+// (Noise Reduction) or above it (Sharpen); Noise Reduction's ramp worked out in integers;
+// or the tap's table of weights by difference (Sharpen's ramp at 8 bits).
+enum : int32_t { TAPS_BELOW = 0, TAPS_ABOVE = 1, TAPS_TABLE = 2, TAPS_RAMP = 3 };
+
+// Depth16To8 of a difference of 16-bit samples, worked out rather than looked up so that a
+// row of them goes at once: (x 255 + 32767) / 65535, with t / 65535 taken as
+// (t + (t >> 16) + 1) >> 16, which holds for every t this gives (checked for all 65536 x).
+static inline uint32_t Narrow16(uint32_t x)
 {
+    uint32_t t = x * 255 + 32767;
+    return (t + (t >> 16) + 1) >> 16;
+}
+
+// The interior of a row at full resolution: samples from first to last (exclusive) of the
+// flat row, every tap run over a chunk of them in turn, so that the compiler runs many
+// samples at once. Exactly the sums of KernelSample, tap for tap.
+template <typename T, typename Acc, int MODE>
+VECTOR_CLONES static void KernelRowFast(const KernelRun *run, const void *const *rows, int channels,
+                                        int first, int last, void *row)
+{
+    const T *const *band = (const T *const *)rows;
+    T *out = (T *)row;
     Acc sums[ROW_CHUNK];
     Acc totals[ROW_CHUNK];
     const T *centers = band[run->k];
     const int limit = sizeof(T) == 2 ? run->limit16 : run->limit;
-    const int above = run->above;
     for (int start = first; start < last; start += ROW_CHUNK) {
         int n = last - start < ROW_CHUNK ? last - start : ROW_CHUNK;
         const T *c = centers + start;
@@ -523,19 +544,63 @@ VECTOR_CLONES static void KernelRowHard(const KernelRun *run, const T *const *ba
                 }
                 continue;
             }
-            for (int s = 0; s < n; s++) {
-                int d = (int)v[s] - (int)c[s];
-                d = d < 0 ? -d : d;
-                int counts = above ? d > limit : d <= limit;
-                Acc taken = counts ? w : 0;
-                sums[s] += taken * (Acc)v[s];
-                totals[s] += taken;
+            if (MODE == TAPS_RAMP) {
+                // 255 below low, falling to 0 at high: 255 - (d - low) 255 / (high - low),
+                // the division as a multiplication by rampScale and a shift by 16, exact for
+                // every d and every span of 1..255; then (ramp w) / 255, w 0..255, as
+                // (x + 1 + (x >> 8)) >> 8, exact below 65535.
+                const uint32_t lo = (uint32_t)run->rampLow, hi = (uint32_t)run->rampHigh;
+                const uint32_t scale = run->rampScale, weight = (uint32_t)run->weight[t];
+                Acc *__restrict sum = sums;
+                Acc *__restrict total = totals;
+                for (int s = 0; s < n; s++) {
+                    int d = (int)v[s] - (int)c[s];
+                    uint32_t d8 = (uint32_t)(d < 0 ? -d : d);
+                    if (sizeof(T) == 2) d8 = Narrow16(d8);
+                    uint32_t ramp =
+                        d8 < lo ? 255 : (d8 < hi ? 255 - (((d8 - lo) * scale) >> 16) : 0);
+                    uint32_t x = ramp * weight;
+                    Acc taken = (Acc)((x + 1 + (x >> 8)) >> 8);
+                    sum[s] += taken * (Acc)v[s];
+                    total[s] += taken;
+                }
+            } else if (MODE == TAPS_TABLE) {
+                const int32_t *__restrict at = run->weightAt + 256 * t;
+                Acc *__restrict sum = sums;
+                Acc *__restrict total = totals;
+                for (int s = 0; s < n; s++) {
+                    int d = (int)v[s] - (int)c[s];
+                    Acc taken = at[d < 0 ? -d : d];
+                    sum[s] += taken * (Acc)v[s];
+                    total[s] += taken;
+                }
+            } else {
+                for (int s = 0; s < n; s++) {
+                    int d = (int)v[s] - (int)c[s];
+                    d = d < 0 ? -d : d;
+                    Acc taken = (MODE == TAPS_ABOVE ? d > limit : d <= limit) ? w : 0;
+                    sums[s] += taken * (Acc)v[s];
+                    totals[s] += taken;
+                }
             }
         }
         for (int s = 0; s < n; s++)
             out[start + s] =
                 totals[s] < 1 ? c[s] : (T)SampleClamp<T>((int64_t)(sums[s] / totals[s]));
     }
+}
+
+typedef void (*KernelRowFunction)(const KernelRun *run, const void *const *band, int channels,
+                                  int first, int last, void *out);
+
+// The row loop for run at this sample type, or null where only the pixel loop serves.
+template <typename T, typename Acc> static KernelRowFunction KernelRowChoose(const KernelRun *run)
+{
+    if (run->hardCut && run->above) return KernelRowFast<T, Acc, TAPS_ABOVE>;
+    if (run->hardCut) return KernelRowFast<T, Acc, TAPS_BELOW>;
+    if (!run->above) return KernelRowFast<T, Acc, TAPS_RAMP>;
+    if (sizeof(T) == 1) return KernelRowFast<T, Acc, TAPS_TABLE>;
+    return nullptr;
 }
 
 // One row of a kernel stage: the sampled pixels of row y of input into result.
@@ -549,13 +614,14 @@ static void KernelRow(const AdvancedSharpenParams *params, const KernelRun *run,
     BandRows<T>(input, y, run->k, band);
     T *out = (T *)result->rows[y];
     int fastFirst = 0, fastLast = 0; // columns done by the row loop, exclusive
-    if (part->step == 1 && run->hardCut && !chroma && !value) {
+    KernelRowFunction fast = KernelRowChoose<T, Acc>(run);
+    if (part->step == 1 && fast != nullptr && !chroma && !value) {
         fastFirst = part->x0 > run->k ? part->x0 : run->k;
         fastLast = part->x0 + part->width < input->width - run->k ? part->x0 + part->width
                                                                   : input->width - run->k;
         if (fastLast > fastFirst)
-            KernelRowHard<T, Acc>(run, band, channels, fastFirst * channels, fastLast * channels,
-                                  out);
+            fast(run, (const void *const *)band, channels, fastFirst * channels,
+                 fastLast * channels, (void *)out);
         else
             fastFirst = fastLast = 0;
     }
@@ -664,8 +730,12 @@ static ErrorCode SharpenWork(AdvancedSharpenParams *params, const Image *input, 
     return KernelStage(params, 1, input, result, part);
 }
 
-// Speck Removal of one channel at x, y: when the ring around the inner box is flat and the
-// centre stands out from its mean, the box's samples past the mean take the mean.
+template <typename T>
+static void SpeckDecide(const AdvancedSharpenParams *params, const Image *input, Image *result,
+                        int x, int y, int c, int channels, int minimum, int maximum, int64_t sum,
+                        int count);
+
+// Speck Removal of one channel at x, y, its ring read pixel by pixel.
 template <typename T>
 static void SpeckChannel(const AdvancedSharpenParams *params, const Image *input, Image *result,
                          int x, int y, int c, int channels)
@@ -698,21 +768,204 @@ static void SpeckChannel(const AdvancedSharpenParams *params, const Image *input
     for (int dy = i + 1; dy <= o; dy++)
         take(dy, outerLow, o - 1);
 
+    SpeckDecide<T>(params, input, result, x, y, c, channels, minimum, maximum, sum, count);
+}
+
+// The tests of Speck Removal at x, y, channel c, from its ring's minimum (from 255 down, as
+// these thresholds always have at either depth), maximum, sum and count: when the ring is
+// flat and the centre stands out from its mean, the inner box's samples past the mean take
+// the mean.
+template <typename T>
+static void SpeckDecide(const AdvancedSharpenParams *params, const Image *input, Image *result,
+                        int x, int y, int c, int channels, int minimum, int maximum, int64_t sum,
+                        int count)
+{
+    int p = (params->speckRadius + 1) & 1;
+    int i = (params->speckRadius + 1) / 2;
+    int innerLow = p ? -i : 1 - i;
     if (SampleDifference<T>(maximum, minimum) > params->speckThreshold) return;
     int mean = (int)(sum / count);
     int center = ((const T *)input->rows[y])[x * channels + c];
     if (SampleDifference<T>(center, mean) < 255 - params->speckDiffThreshold) return;
     if (center > mean && !params->removeLight) return;
     if (center < mean && !params->removeDark) return;
+    // Locals, which the stores below cannot be taken to change.
+    const int light = params->removeLight, dark = params->removeDark;
+    uint8_t *const *inRows = input->rows;
+    uint8_t *const *outRows = result->rows;
     for (int dy = innerLow; dy <= i; dy++) {
-        const T *from = (const T *)input->rows[y + dy];
-        T *to = (T *)result->rows[y + dy];
+        const T *from = (const T *)inRows[y + dy] + c;
+        T *to = (T *)outRows[y + dy] + c;
         for (int dx = innerLow; dx <= i; dx++) {
-            int at = (x + dx) * channels + c;
+            int at = (x + dx) * channels;
             int v = from[at];
-            if ((params->removeLight && v > mean) || (params->removeDark && v < mean))
-                to[at] = (T)mean;
+            // Written whether or not it changes, so that no branch guesses at it.
+            int taken = (light & (v > mean)) | (dark & (v < mean));
+            to[at] = taken ? (T)mean : to[at];
         }
+    }
+}
+
+// The column statistics of a row of full resolution: for each of the ring's three bands of
+// rows (above the inner box, beside it, below it) the minimum, maximum and sum of each sample's
+// column, and then the ring's own for each sample from those, column strip by column strip.
+struct SpeckRows {
+    int32_t *minimum[3], *maximum[3], *sum[3]; // a band's, over the whole row of samples
+    int32_t *prefix[3]; // a band's sums from the row's start, channel by channel, shifted by
+                        // one pixel so that prefix[b][s + channels] covers columns up to s's
+};
+
+static void SpeckRowsFree(SpeckRows *rows)
+{
+    for (int b = 0; b < 3; b++) {
+        MemoryRelease(&rows->minimum[b]);
+        MemoryRelease(&rows->maximum[b]);
+        MemoryRelease(&rows->sum[b]);
+    }
+    for (int b = 0; b < 3; b++)
+        MemoryRelease(&rows->prefix[b]);
+}
+
+static ErrorCode SpeckRowsAlloc(SpeckRows *rows, int samples)
+{
+    for (int b = 0; b < 3; b++) {
+        int32_t **all[4] = {&rows->minimum[b], &rows->maximum[b], &rows->sum[b], &rows->prefix[b]};
+        for (int32_t **one : all) {
+            // The prefix holds one pixel more, of at most three samples.
+            *one = (int32_t *)MemoryAlloc(sizeof(int32_t) * ((size_t)samples + 3));
+            if (*one == nullptr) return ERROR_NO_MEMORY;
+        }
+    }
+    return ERROR_NONE;
+}
+
+// Minimum, maximum and sum of rows y0..y1 of every sample of the row.
+template <typename T>
+VECTOR_CLONES static void SpeckBand(const Image *input, int y0, int y1, int samples,
+                                    int32_t *__restrict minimum, int32_t *__restrict maximum,
+                                    int32_t *__restrict sum)
+{
+    const T *first = (const T *)input->rows[y0];
+    for (int s = 0; s < samples; s++)
+        minimum[s] = maximum[s] = sum[s] = first[s];
+    for (int y = y0 + 1; y <= y1; y++) {
+        const T *row = (const T *)input->rows[y];
+        for (int s = 0; s < samples; s++) {
+            int v = row[s];
+            minimum[s] = v < minimum[s] ? v : minimum[s];
+            maximum[s] = v > maximum[s] ? v : maximum[s];
+            sum[s] += v;
+        }
+    }
+}
+
+// The minimum and maximum of columns dx0..dx1 of a band around sample s.
+static inline void SpeckStrip(const SpeckRows *rows, int band, int s, int dx0, int dx1,
+                              int channels, int *minimum, int *maximum)
+{
+    const int32_t *low = rows->minimum[band] + s, *high = rows->maximum[band] + s;
+    for (int dx = dx0; dx <= dx1; dx++) {
+        int at = dx * channels;
+        *minimum = low[at] < *minimum ? low[at] : *minimum;
+        *maximum = high[at] > *maximum ? high[at] : *maximum;
+    }
+}
+
+// What the tests of a whole row that need no minimum or maximum take.
+struct SpeckMean {
+    int32_t top[2];   // the top and bottom strips' columns in the prefix sums: start, end
+    int32_t left[2];  // the left strip's
+    int32_t right[2]; // the right strip's
+    uint32_t multiplier;
+    int32_t shift;
+    int32_t difference; // 255 - speckDiffThreshold
+    int32_t light, dark;
+};
+
+// The ring's sum of each sample first..last (exclusive) from the bands' prefix sums, and 1 in
+// candidates where the centre stands far enough from the ring's mean, in a direction that is
+// removed: the tests that need no minimum or maximum, for a whole row at once.
+template <typename T>
+VECTOR_CLONES static void SpeckCandidates(const SpeckRows *rows, const SpeckMean *mean,
+                                          const T *centers, int first, int last,
+                                          int32_t *__restrict sums, int32_t *__restrict candidates)
+{
+    const int32_t *p0 = rows->prefix[0], *p1 = rows->prefix[1], *p2 = rows->prefix[2];
+    const int t0 = mean->top[0], t1 = mean->top[1], l0 = mean->left[0], l1 = mean->left[1];
+    const int r0 = mean->right[0], r1 = mean->right[1], shift = mean->shift;
+    const uint64_t multiplier = mean->multiplier;
+    const int difference = mean->difference, light = mean->light, dark = mean->dark;
+    for (int s = first; s < last; s++) {
+        int sum = p0[s + t1] - p0[s + t0] + p2[s + t1] - p2[s + t0] + p1[s + l1] - p1[s + l0] +
+                  p1[s + r1] - p1[s + r0];
+        int m = (int)(((uint64_t)(uint32_t)sum * multiplier) >> shift);
+        int center = centers[s];
+        int d = center > m ? center - m : m - center;
+        if (sizeof(T) == 2) d = (int)Narrow16((uint32_t)d);
+        int direction = center > m ? light : (center < m ? dark : 1);
+        sums[s] = sum;
+        candidates[s] = (d >= difference) & direction;
+    }
+}
+
+// Speck Removal of row y at full resolution, columns x0..x1: the same ring as SpeckChannel
+// reads, in its strips, from the bands' column statistics. The ring's sum comes from the
+// prefix sums; its minimum and maximum, dearer, only where the mean lets the pixel be a
+// speck, since every test must pass before anything is written.
+template <typename T>
+static void SpeckRowFast(const AdvancedSharpenParams *params, SpeckRows *rows, const Image *input,
+                         Image *result, int y, int x0, int x1)
+{
+    int p = (params->speckRadius + 1) & 1;
+    int i = (params->speckRadius + 1) / 2;
+    int o = 2 * i + 1;
+    int innerLow = p ? -i : 1 - i;
+    int outerLow = p ? -o : 1 - o;
+    int channels = TypeChannels(input->type);
+    int samples = input->width * channels;
+    int bandRows[3][2] = {
+        {y + outerLow, y + innerLow - 1}, {y + innerLow, y + i}, {y + i + 1, y + o}};
+    for (int b = 0; b < 3; b++) {
+        SpeckBand<T>(input, bandRows[b][0], bandRows[b][1], samples, rows->minimum[b],
+                     rows->maximum[b], rows->sum[b]);
+        int32_t *prefix = rows->prefix[b];
+        for (int c = 0; c < channels; c++)
+            prefix[c] = 0;
+        for (int s = 0; s < samples; s++)
+            prefix[s + channels] = prefix[s] + rows->sum[b][s];
+    }
+    int count = 2 * (innerLow - outerLow) * (o - outerLow) +
+                (i - innerLow + 1) * (innerLow - outerLow + o - i);
+    SpeckMean mean = {};
+    // Where each strip starts and ends in the prefix sums, from a sample's place.
+    mean.top[0] = outerLow * channels;
+    mean.top[1] = o * channels;
+    mean.left[0] = outerLow * channels;
+    mean.left[1] = innerLow * channels;
+    mean.right[0] = (i + 1) * channels;
+    mean.right[1] = (o + 1) * channels;
+    // sum / count as a multiplication and a shift: exact for every sum up to count x full
+    // once 2^shift exceeds count^2 x full, and the multiplier then stays below 2^32.
+    int64_t full = sizeof(T) == 2 ? 65535 : 255;
+    mean.shift = 1;
+    while (((int64_t)1 << mean.shift) <= (int64_t)count * count * full)
+        mean.shift++;
+    mean.multiplier = (uint32_t)((((uint64_t)1 << mean.shift) / (uint64_t)count) + 1);
+    mean.difference = 255 - params->speckDiffThreshold;
+    mean.light = params->removeLight;
+    mean.dark = params->removeDark;
+    int32_t *sums = rows->sum[0], *candidates = rows->sum[1]; // free once the prefixes are made
+    int first = x0 * channels, last = (x1 + 1) * channels;
+    SpeckCandidates<T>(rows, &mean, (const T *)input->rows[y], first, last, sums, candidates);
+    for (int s = first; s < last; s++) {
+        if (!candidates[s]) continue;
+        int minimum = 255, maximum = 0; // where the minimum has always started
+        SpeckStrip(rows, 0, s, outerLow, o - 1, channels, &minimum, &maximum);
+        SpeckStrip(rows, 2, s, outerLow, o - 1, channels, &minimum, &maximum);
+        SpeckStrip(rows, 1, s, outerLow, innerLow - 1, channels, &minimum, &maximum);
+        SpeckStrip(rows, 1, s, i + 1, o, channels, &minimum, &maximum);
+        SpeckDecide<T>(params, input, result, s / channels, y, s % channels, channels, minimum,
+                       maximum, sums[s], count);
     }
 }
 
@@ -720,13 +973,30 @@ static ErrorCode SpeckWork(AdvancedSharpenParams *params, const Image *input, Im
                            const StagePart *part)
 {
     ErrorCode code = ERROR_NONE;
+    SpeckRows rows = {};
     int o = 2 * ((params->speckRadius + 1) / 2) + 1;
     int channels = TypeChannels(input->type);
+    // At full resolution whole rows of column statistics serve; a reduced preview reads only
+    // the rings of the pixels it shows.
+    int fast = part->step == 1;
+    int x0 = part->x0 > o ? part->x0 : o;
+    int x1 = part->x0 + part->width - 1 < input->width - 1 - o ? part->x0 + part->width - 1
+                                                               : input->width - 1 - o;
+    if (fast) code = SpeckRowsAlloc(&rows, input->width * channels);
+    if (code != ERROR_NONE) {
+        SpeckRowsFree(&rows);
+        return code;
+    }
     StageCopy(input, result, part);
     int shown = StageProgressOpen(part, STAGE_TITLES[SHARPEN_STAGE_SPECK], 1);
     for (int j = 0; j < part->height; j++) {
         int y = PartRow(part, input, j);
-        if (y >= o && y < input->height - 1 - o) {
+        if (fast && y >= o && y < input->height - 1 - o && x0 <= x1) {
+            if (TypeWide(input->type))
+                SpeckRowFast<uint16_t>(params, &rows, input, result, y, x0, x1);
+            else
+                SpeckRowFast<uint8_t>(params, &rows, input, result, y, x0, x1);
+        } else if (!fast && y >= o && y < input->height - 1 - o) {
             for (int n = 0; n < part->width; n++) {
                 int x = part->x0 + n * part->step;
                 if (x < o || x > input->width - 1 - o) continue;
@@ -741,6 +1011,7 @@ static ErrorCode SpeckWork(AdvancedSharpenParams *params, const Image *input, Im
         if (shown && (code = ProgressStep(j)) != ERROR_NONE) break;
     }
     StageProgressClose(shown);
+    SpeckRowsFree(&rows);
     return code;
 }
 

@@ -192,10 +192,14 @@ static int ColorCorrectUnchanged(void *settings, int type)
     return 1;
 }
 
-// Noise Reduction alone, the current stage, so that its preview is its Apply.
+// Noise Reduction alone, the current stage, so that its preview is its Apply; a ramp between
+// the thresholds, so that the row loop of a whole preview meets the pixel loop of a reduced one.
 static void AdvancedSharpenPrepare(void *settings)
 {
-    ((AdvancedSharpenParams *)settings)->blurAmount = 0.8;
+    AdvancedSharpenParams *params = (AdvancedSharpenParams *)settings;
+    params->blurAmount = 0.8;
+    params->blurThresholdLow = 10;
+    params->blurThresholdHigh = 120;
 }
 
 static int AdvancedSharpenUnchanged(void *settings, int type)

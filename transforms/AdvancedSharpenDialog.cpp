@@ -26,7 +26,7 @@
 #include "ui/UiState.h"
 
 static const int SHARPEN_CONTENT_WIDTH = 400; // room for the row of views and the probe
-static const int SHARPEN_TAB_HEIGHT = 22; // pixels of the folders' row
+static const int SHARPEN_TAB_HEIGHT = 22;     // pixels of the folders' row
 static const char *const SHARPEN_FILTERS = "Advanced Sharpen Files\0*.as\0";
 static const char *const SHARPEN_TAB_LABELS[SHARPEN_STAGE_COUNT] = {"Noise Reduction",
                                                                     "Speck Removal", "Sharpen"};
@@ -156,6 +156,25 @@ static void SharpenHistogram(WindowHandle dialog, AdvancedSharpenParams *p)
     if (p->source != nullptr) ShowError(AdvancedSharpenHistogram(p));
     WindowHandle control = PlatformControl(dialog, SHARPEN_HISTOGRAM);
     if (control != nullptr) PlatformInvalidate(control, nullptr);
+}
+
+// The stages before the current folder run again over the whole picture: its input changed,
+// or a file or "&Reset" changed their settings too. Failures are shown; the current stage is
+// stale either way.
+static void SharpenEarlierStages(AdvancedSharpenParams *p)
+{
+    static ErrorCode (*const FULL[SHARPEN_STAGE_COUNT])(AdvancedSharpenParams *) = {
+        NoiseStageFull, SpeckStageFull, SharpenStageFull};
+    p->doneWidth = 0;
+    p->doneWhole = 0;
+    for (int stage = 0; stage < p->stage && p->source != nullptr; stage++) {
+        ErrorCode result = FULL[stage](p);
+        if (result != ERROR_NONE) {
+            ShowError(result);
+            break;
+        }
+    }
+    p->stale = 1;
 }
 
 // A setting of the current stage changed: it computes again, and the preview shows it.
@@ -426,6 +445,7 @@ static void SharpenLoad(WindowHandle dialog, SharpenDialogState *state)
     ShowError(result);
     if (result == ERROR_OPEN_FILE) return;
     if (result != ERROR_NONE) AdvancedSharpenReset(p);
+    SharpenEarlierStages(p);
     SharpenChanged(dialog, state, 1);
 }
 
@@ -464,6 +484,7 @@ static void SharpenOptions(WindowHandle dialog, SharpenDialogState *state)
     switch (item) {
     case SETTINGS_OPTIONS_RESET:
         AdvancedSharpenReset(p);
+        SharpenEarlierStages(p);
         SharpenChanged(dialog, state, 1);
         break;
     case SETTINGS_OPTIONS_LOAD: SharpenLoad(dialog, state); break;
@@ -599,19 +620,7 @@ static void SharpenInputTaken(WindowHandle dialog, void *stateRecord)
     const ImageWindow *input = InputWindow != nullptr ? WindowRecord(InputWindow) : nullptr;
     if (input == nullptr) return;
     p->source = &input->picture.image;
-    p->stale = 1;
-    p->doneWidth = 0;
-    p->doneWhole = 0;
-    static ErrorCode (*const FULL[SHARPEN_STAGE_COUNT])(AdvancedSharpenParams *) = {
-        NoiseStageFull, SpeckStageFull, SharpenStageFull};
-    for (int stage = 0; stage < p->stage; stage++) {
-        ErrorCode result = FULL[stage](p);
-        if (result != ERROR_NONE) {
-            ShowError(result);
-            break;
-        }
-    }
-    p->stale = 1;
+    SharpenEarlierStages(p);
     SharpenHistogram(dialog, p);
     TransformAmountInputTaken(dialog, SHARPEN_AMOUNT);
 }

@@ -20,7 +20,7 @@ static const uint32_t CURVE_PROBE_RGB[3] = {0xD00000, 0x00A000, 0x0000E0};
 
 static const int CURVE_PROBE_SIZES = 5; // "1x1 Probe" to "9x9 Probe"
 static const int CURVE_GRIDS[3] = {4, 8, 10};
-enum : int32_t { CURVE_MENU_PROBE = 8, CURVE_MENU_GRID = 13 };
+enum : int32_t { CURVE_MENU_PROBE = 8, CURVE_MENU_GRID = 13, CURVE_MENU_VIEW = 16 };
 
 struct CurveControl {
     int32_t id;
@@ -46,6 +46,44 @@ static void CurveDrawHistograms(DrawContext *context, const GrayCurve *curve, in
     }
 }
 
+// The histogram view: the input's histogram in the lower half with each point's input level
+// marked on its upper edge, the output's in the upper half with each point's output level on
+// its lower edge, and a line from each input mark to its output, so that one sees where each
+// band of tones goes.
+static void CurveDrawHistogramView(DrawContext *context, const GrayCurve *curve, int width,
+                                   int height)
+{
+    int middle = height / 2;
+    int band = height / 16; // between the halves, where the lines run from input to output
+    const int32_t *counts[2] = {curve->inputHistogram, curve->outputHistogram};
+    const int32_t maxima[2] = {curve->inputMaximum, curve->outputMaximum};
+    const uint32_t colors[2] = {CURVE_HISTOGRAM_IN, CURVE_HISTOGRAM_OUT};
+    const int bottoms[2] = {height - 1, middle - band - 6};
+    int room = middle - band - 8;
+    for (int which = 0; which < 2 && curve->histogramMode != CURVE_HISTOGRAM_NONE; which++) {
+        for (int level = 0; level < 256; level++) {
+            double fraction =
+                CurveHistogramFraction(counts[which][level], maxima[which], curve->histExpand);
+            int bar = (int)(fraction * room);
+            int x = CurveColumnOfLevel(level, width);
+            if (bar > 0)
+                PlatformDrawLine(context, x, bottoms[which], x, bottoms[which] - bar,
+                                 colors[which]);
+        }
+    }
+    PlatformDrawLine(context, 0, middle + band, width - 1, middle + band, CURVE_GRID);
+    PlatformDrawLine(context, 0, middle - band, width - 1, middle - band, CURVE_GRID);
+    for (int i = 0; i < curve->pointCount; i++) {
+        int in = CurveColumnOfLevel(curve->x[i], width);
+        int out = CurveColumnOfLevel(curve->y[i], width);
+        PlatformDrawLine(context, in, middle + band, out, middle - band, CURVE_INK);
+        Rect low = {in - 2, middle + band, in + 3, middle + band + 5};
+        Rect high = {out - 2, middle - band - 5, out + 3, middle - band};
+        PlatformFillRect(context, &low, CURVE_POINT);
+        PlatformFillRect(context, &high, CURVE_POINT);
+    }
+}
+
 static void CurveDraw(WindowHandle window, DrawContext *context, const GrayCurve *curve)
 {
     Rect client;
@@ -53,6 +91,11 @@ static void CurveDraw(WindowHandle window, DrawContext *context, const GrayCurve
     int width = client.right;
     int height = client.bottom;
     PlatformFillRect(context, &client, CURVE_PAPER);
+    if (curve->viewMode == CURVE_VIEW_HISTOGRAM) {
+        CurveDrawHistogramView(context, curve, width, height);
+        PlatformFrameRect(context, &client, CURVE_INK);
+        return;
+    }
     CurveDrawHistograms(context, curve, width, height);
     int grid = curve->gridCount > 0 ? curve->gridCount : 4;
     for (int i = 1; i < grid; i++) {
@@ -188,8 +231,12 @@ int CurveControlMenu(WindowHandle parent, int id, int x, int y, int files)
     static const char *const GRIDS[3] = {"4x4 Grid", "8x8 Grid", "10x10 Grid"};
     GrayCurve *curve = CurveControlCurve(parent, id);
     if (curve == nullptr) return CURVE_MENU_NONE;
-    MenuItem items[24];
+    MenuItem items[28];
     int count = 0;
+    items[count++] = {CURVE_MENU_VIEW, "Show Curve", 1, curve->viewMode == CURVE_VIEW_CURVE};
+    items[count++] = {CURVE_MENU_VIEW + 1, "Show Histograms", 1,
+                      curve->viewMode == CURVE_VIEW_HISTOGRAM};
+    items[count++] = {0, "", 1};
     items[count++] = {1, "&Reset", 1};
     items[count++] = {2, "&Invert", 1};
     if (files) {
@@ -223,6 +270,8 @@ int CurveControlMenu(WindowHandle parent, int id, int x, int y, int files)
         curve->probeSize = chosen - CURVE_MENU_PROBE;
     } else if (chosen >= CURVE_MENU_GRID && chosen < CURVE_MENU_GRID + 3) {
         curve->gridCount = CURVE_GRIDS[chosen - CURVE_MENU_GRID];
+    } else if (chosen == CURVE_MENU_VIEW || chosen == CURVE_MENU_VIEW + 1) {
+        curve->viewMode = chosen == CURVE_MENU_VIEW ? CURVE_VIEW_CURVE : CURVE_VIEW_HISTOGRAM;
     }
     CurveControlRefresh(parent, id);
     return result;

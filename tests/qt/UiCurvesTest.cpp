@@ -48,6 +48,12 @@ static void LiftTheMiddle(QMainWindow *main, WindowHandle input, int command, in
     PlatformSendMessage(dialog, MSG_COMMAND, BUTTON_PREVIEW, 0);
     UiSettle(150);
     UiSaveScreenshot(QtPlatformFrameWidget(dialog)->grab().toImage(), name + "-dialog");
+    // The same curve in the histogram view, as "Show Histograms" shows it.
+    CurveControlCurve(dialog, curveId)->viewMode = CURVE_VIEW_HISTOGRAM;
+    CurveControlRefresh(dialog, curveId);
+    UiSettle(50);
+    UiSaveScreenshot(plot->grab().toImage(), name + "-histograms");
+    CurveControlCurve(dialog, curveId)->viewMode = CURVE_VIEW_CURVE;
     PlatformSendMessage(dialog, MSG_COMMAND, BUTTON_OK, 0);
     UiSettle(200);
     WindowHandle result = LastOutput;

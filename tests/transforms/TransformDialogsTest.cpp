@@ -618,7 +618,8 @@ TEST_F(TransformDialogs, BrightnessCurveDragsItsPointsAndShowsTheHistogramOfItsS
     const MenuItem *items = nullptr;
     int count = HeadlessLastPopup(&items);
     for (int i = 0; i < count; i++)
-        EXPECT_EQ(items[i].checked, items[i].id == 3 || items[i].id == 10 || items[i].id == 13)
+        EXPECT_EQ(items[i].checked,
+                  items[i].id == 16 || items[i].id == 3 || items[i].id == 10 || items[i].id == 13)
             << items[i].id;
     EXPECT_EQ(curve->gridCount, 4);
     ASSERT_EQ(ToolTarget, DialogWindow);
@@ -640,6 +641,17 @@ TEST_F(TransformDialogs, BrightnessCurveDragsItsPointsAndShowsTheHistogramOfItsS
     int h, sat, v;
     RgbToHsv8(rgb[0], rgb[1], rgb[2], &h, &sat, &v);
     EXPECT_EQ(curve->probeLevels[0], FromFixed[v]);
+
+    // "Show Histograms": the lower half moves a point's input level, here the upper end's
+    // from 255 to 200; "Show Curve" goes back.
+    menu(17);
+    ASSERT_EQ(curve->viewMode, CURVE_VIEW_HISTOGRAM);
+    HeadlessMouse(plot, MSG_LBUTTON_DOWN, CurveColumnOfLevel(255, 256), 250, 0);
+    HeadlessMouse(plot, MSG_MOUSE_MOVE, CurveColumnOfLevel(200, 256), 250, 0);
+    HeadlessMouse(plot, MSG_LBUTTON_UP, CurveColumnOfLevel(200, 256), 250, 0);
+    EXPECT_EQ(settings->curve.x[1], 200);
+    menu(16);
+    EXPECT_EQ(curve->viewMode, CURVE_VIEW_CURVE);
 
     menu(2); // Invert
     EXPECT_EQ(settings->curve.y[0], 255);

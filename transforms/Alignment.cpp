@@ -386,11 +386,23 @@ static int FringeCoverage(double x, double y, int width, int height)
     return Round(lower + (upper - lower) * fy);
 }
 
+// Lerp8 and Lerp16 without the table and the branch, which a picture's samples would make
+// unpredictable: Lerp8(a, b, w) is (a (255 - w) + b w + 127) / 255 for all bytes, and t / 255
+// is (t + 1 + (t >> 8)) >> 8 for every t below 65535.
+template <typename Sample> static inline int LerpInside(int a, int b, int w)
+{
+    if constexpr (sizeof(Sample) == 1) {
+        int t = a * (255 - w) + b * w + 127;
+        return (t + 1 + (t >> 8)) >> 8;
+    }
+    return Lerp16(a, b, w);
+}
+
 // The bilinear sample of an 8 or 16-bit picture with channels samples a pixel at column x,
 // row index y, both inside the picture: the arithmetic of the core's samplers, written for a
 // row so that the position is found once for all channels.
-template <typename Sample>
-static void SampleInside(const Image *image, int channels, double x, double y, Sample *out)
+template <typename Sample, int channels>
+static inline void SampleInside(const Image *image, double x, double y, Sample *out)
 {
     int w = image->width, h = image->height;
     int ix = (int)x, iy = (int)y;
@@ -418,26 +430,19 @@ static void SampleInside(const Image *image, int channels, double x, double y, S
     const Sample *high = (const Sample *)image->rows[iy1];
     size_t left = (size_t)ix * channels, right = (size_t)ix1 * channels;
     for (int c = 0; c < channels; c++) {
-        if (sizeof(Sample) == 1) {
-            int lower = Lerp8(low[left + c], low[right + c], fx);
-            int upper = Lerp8(high[left + c], high[right + c], fx);
-            out[c] = (Sample)Lerp8(lower, upper, fy);
-        } else {
-            int lower = Lerp16(low[left + c], low[right + c], fx);
-            int upper = Lerp16(high[left + c], high[right + c], fx);
-            out[c] = (Sample)Lerp16(lower, upper, fy);
-        }
+        int lower = LerpInside<Sample>(low[left + c], low[right + c], fx);
+        int upper = LerpInside<Sample>(high[left + c], high[right + c], fx);
+        out[c] = (Sample)LerpInside<Sample>(lower, upper, fy);
     }
 }
 
 // Maps output pixels first..count-1 of a row and samples the overlay at each, Sample and
 // channels fixed for the whole row.
-template <typename Sample>
+template <typename Sample, int channels>
 static void AlignedRowOf(const Image *overlay, const AlignmentSettings *settings,
                          const AlignmentMap *map, double x0, double xStep, double y, int count,
                          Sample *samples, uint8_t *coverage, int *first, int *last)
 {
-    int channels = overlay->type == TYPE_COLOR24 || overlay->type == TYPE_COLOR48 ? 3 : 1;
     int binary = overlay->type == TYPE_BINARY;
     int width = overlay->width, height = overlay->height;
     double right = width - 1, top = height - 1;
@@ -486,7 +491,7 @@ static void AlignedRowOf(const Image *overlay, const AlignmentSettings *settings
         if (binary)
             out[0] = (Sample)SampleBinary(overlay, mappedX, rowIndex, 0);
         else
-            SampleInside<Sample>(overlay, channels, mappedX, rowIndex, out);
+            SampleInside<Sample, channels>(overlay, mappedX, rowIndex, out);
     }
 }
 
@@ -494,12 +499,25 @@ void AlignedOverlayRow(const Image *overlay, const AlignmentSettings *settings,
                        const AlignmentMap *map, double x0, double xStep, double y, int count,
                        uint8_t *samples, uint8_t *coverage, int *first, int *last)
 {
-    if (overlay->type == TYPE_GRAY16 || overlay->type == TYPE_COLOR48)
-        AlignedRowOf<uint16_t>(overlay, settings, map, x0, xStep, y, count, (uint16_t *)samples,
-                               coverage, first, last);
-    else
-        AlignedRowOf<uint8_t>(overlay, settings, map, x0, xStep, y, count, samples, coverage, first,
-                              last);
+    uint16_t *wide = (uint16_t *)samples;
+    switch (overlay->type) {
+    case TYPE_COLOR48:
+        AlignedRowOf<uint16_t, 3>(overlay, settings, map, x0, xStep, y, count, wide, coverage,
+                                  first, last);
+        break;
+    case TYPE_GRAY16:
+        AlignedRowOf<uint16_t, 1>(overlay, settings, map, x0, xStep, y, count, wide, coverage,
+                                  first, last);
+        break;
+    case TYPE_COLOR24:
+        AlignedRowOf<uint8_t, 3>(overlay, settings, map, x0, xStep, y, count, samples, coverage,
+                                 first, last);
+        break;
+    default:
+        AlignedRowOf<uint8_t, 1>(overlay, settings, map, x0, xStep, y, count, samples, coverage,
+                                 first, last);
+        break;
+    }
 }
 
 int AlignmentAddPair(AlignmentSettings *settings, const AlignmentMap *map, double x, double y)

@@ -379,6 +379,25 @@ TEST_F(Composite, VerbMatchesApplyAndRefusesBadPoints)
     ASSERT_EQ(ReadTiffFile(out.c_str(), &written, 0, &damage), ERROR_NONE);
     ExpectImagesNear(expected, written, 0);
 
+    // A gray background under a colored overlay at a quarter: color, made aside.
+    Image gray, grayExpected = {}, grayWritten = {};
+    PictureMake(&gray, TYPE_GRAY8, 40, 30, 8);
+    std::string grayIn = folder + "/gray.tif";
+    ASSERT_EQ(SaveTiffFile(grayIn.c_str(), &gray), ERROR_NONE);
+    ASSERT_EQ(TestRun(TestCliPath() + " composite --operation 5 --color 10,200,90 " +
+                      "--overlay-amount 25 '" + grayIn + "' '" + out + "'"),
+              0);
+    CompositeParamsDefault(&params);
+    params.operation = COMPOSITE_SOFT_LIGHT;
+    params.overlayRed = 10, params.overlayGreen = 200, params.overlayBlue = 90;
+    params.overlayAmount.low = 256;
+    ASSERT_EQ(ApplyRun(CompositeCompute, &params, gray, &grayExpected), ERROR_NONE);
+    ASSERT_EQ(ReadTiffFile(out.c_str(), &grayWritten, 0, &damage), ERROR_NONE);
+    EXPECT_EQ(grayWritten.type, TYPE_COLOR24);
+    ExpectImagesNear(grayExpected, grayWritten, 0);
+    for (Image *image : {&gray, &grayExpected, &grayWritten})
+        ImageFree(image);
+
     struct Case {
         std::string arguments;
         const char *message;

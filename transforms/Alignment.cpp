@@ -398,18 +398,21 @@ template <typename Sample> static inline int LerpInside(int a, int b, int w)
     return Lerp16(a, b, w);
 }
 
-// The bilinear sample of an 8 or 16-bit picture with channels samples a pixel at column x,
-// row index y, both inside the picture: the arithmetic of the core's samplers, written for a
-// row so that the position is found once for all channels.
+// The bilinear sample of an 8 or 16-bit picture (rows, w x h) with channels samples a pixel at
+// column x, row index y, both inside the picture: the arithmetic of the core's samplers, with
+// the position found once for all channels. The picture comes as plain values, which the
+// stores of the row, as bytes that may alias anything, cannot make the compiler read again.
 template <typename Sample, int channels>
-static inline void SampleInside(const Image *image, double x, double y, Sample *out)
+static inline void SampleInside(uint8_t *const *rows, int w, int h, double x, double y,
+                                Sample *out)
 {
-    int w = image->width, h = image->height;
-    int ix = (int)x, iy = (int)y;
-    int fx = (int)((x - ix) * 256.0);
-    int fy = (int)((y - iy) * 256.0);
+    // (x - (int)x) * 256 is exact for x >= 0, so one conversion gives the column and the
+    // weight the samplers work out in two.
+    int px = (int)(x * 256.0), py = (int)(y * 256.0);
+    int ix = px >> 8, iy = py >> 8;
+    int fx = px & 255, fy = py & 255;
     if (fx == 0 && fy == 0) {
-        const Sample *pixel = (const Sample *)image->rows[iy] + (size_t)ix * channels;
+        const Sample *pixel = (const Sample *)rows[iy] + (size_t)ix * channels;
         for (int c = 0; c < channels; c++)
             out[c] = pixel[c];
         return;
@@ -426,17 +429,19 @@ static inline void SampleInside(const Image *image, double x, double y, Sample *
     if (iy < 0) iy = 0;
     int ix1 = ix + 1 < w ? ix + 1 : w - 1;
     int iy1 = iy + 1 < h ? iy + 1 : h - 1;
-    const Sample *low = (const Sample *)image->rows[iy];
-    const Sample *high = (const Sample *)image->rows[iy1];
+    const Sample *low = (const Sample *)rows[iy];
+    const Sample *high = (const Sample *)rows[iy1];
     size_t left = (size_t)ix * channels, right = (size_t)ix1 * channels;
+    int lower[channels], upper[channels];
     for (int c = 0; c < channels; c++) {
-        int lower = LerpInside<Sample>(low[left + c], low[right + c], fx);
-        int upper = LerpInside<Sample>(high[left + c], high[right + c], fx);
-        out[c] = (Sample)LerpInside<Sample>(lower, upper, fy);
+        lower[c] = LerpInside<Sample>(low[left + c], low[right + c], fx);
+        upper[c] = LerpInside<Sample>(high[left + c], high[right + c], fx);
     }
+    for (int c = 0; c < channels; c++)
+        out[c] = (Sample)LerpInside<Sample>(lower[c], upper[c], fy);
 }
 
-// Maps output pixels first..count-1 of a row and samples the overlay at each, Sample and
+// Maps output pixels 0..count-1 of a row and samples the overlay at each, Sample and
 // channels fixed for the whole row.
 template <typename Sample, int channels>
 static void AlignedRowOf(const Image *overlay, const AlignmentSettings *settings,
@@ -444,21 +449,22 @@ static void AlignedRowOf(const Image *overlay, const AlignmentSettings *settings
                          Sample *samples, uint8_t *coverage, int *first, int *last)
 {
     int binary = overlay->type == TYPE_BINARY;
-    int width = overlay->width, height = overlay->height;
-    double right = width - 1, top = height - 1;
-    int mode = settings->mode;
+    uint8_t *const *rows = overlay->rows;
+    const int width = overlay->width, height = overlay->height;
+    const double right = width - 1, top = height - 1;
+    const int mode = settings->mode;
+    const double a = map->a, d = map->d, g = map->g;
     // The parts of the numerators that stay the same along the row.
-    double rowX = map->b * y + map->c;
-    double rowY = map->e * y + map->f;
-    double rowDenominator = map->h * y + 1.0;
-    *first = -1;
-    *last = -1;
+    const double rowX = map->b * y + map->c;
+    const double rowY = map->e * y + map->f;
+    const double rowDenominator = map->h * y + 1.0;
+    int firstCovered = -1, lastCovered = -1;
     for (int i = 0; i < count; i++) {
         double x = x0 + i * xStep;
-        double mappedX = map->a * x + rowX;
-        double mappedY = map->d * x + rowY;
+        double mappedX = a * x + rowX;
+        double mappedY = d * x + rowY;
         if (mode == ALIGN_PERSPECTIVE) {
-            double inverse = 1.0 / (map->g * x + rowDenominator);
+            double inverse = 1.0 / (g * x + rowDenominator);
             mappedX *= inverse;
             mappedY *= inverse;
         } else if (mode == ALIGN_MULTI_POINT) {
@@ -483,16 +489,18 @@ static void AlignedRowOf(const Image *overlay, const AlignmentSettings *settings
         }
         coverage[i] = (uint8_t)cover;
         if (cover > 0) {
-            if (*first < 0) *first = i;
-            *last = i;
+            if (firstCovered < 0) firstCovered = i;
+            lastCovered = i;
         }
         // Ruler rows count down from the top; the picture's rows up from the bottom.
         double rowIndex = top - mappedY;
         if (binary)
             out[0] = (Sample)SampleBinary(overlay, mappedX, rowIndex, 0);
         else
-            SampleInside<Sample, channels>(overlay, mappedX, rowIndex, out);
+            SampleInside<Sample, channels>(rows, width, height, mappedX, rowIndex, out);
     }
+    *first = firstCovered;
+    *last = lastCovered;
 }
 
 void AlignedOverlayRow(const Image *overlay, const AlignmentSettings *settings,

@@ -301,6 +301,52 @@ TEST(Alignment, AlignedRowCoversWhatTheOverlayReaches)
     ImageFree(&overlay);
 }
 
+// Inside the overlay, an aligned sample is the core's sampler at the mapped point (a map of
+// halves and quarters, so that the point is exact however it is summed).
+TEST(Alignment, AlignedSamplesAreTheSamplersAtEveryDepth)
+{
+    AlignmentSettings settings;
+    AlignmentSettingsDefault(&settings);
+    settings.mode = ALIGN_AFFINE;
+    const AlignmentMap map = {0.75, 0.5, 0.25, -0.5, 0.75, 2.0, 0, 0};
+    for (int type : {TYPE_GRAY8, TYPE_COLOR24, TYPE_GRAY16, TYPE_COLOR48}) {
+        SCOPED_TRACE(type);
+        Image overlay;
+        PictureMake(&overlay, type, 13, 11, type);
+        uint16_t samples[3 * 16];
+        uint8_t coverage[16];
+        int first, last, inside = 0;
+        for (int y = 0; y < 12; y++) {
+            AlignedOverlayRow(&overlay, &settings, &map, 0.0, 1.0, y, 16, (uint8_t *)samples,
+                              coverage, &first, &last);
+            for (int x = 0; x < 16; x++) {
+                double X, Y;
+                MapPoint(&map, x, y, &X, &Y);
+                if (coverage[x] != 255) continue;
+                inside++;
+                int red, green, blue, want[3];
+                double row = overlay.height - 1 - Y;
+                if (type == TYPE_GRAY8) want[0] = SampleGray8(&overlay, X, row, 0);
+                if (type == TYPE_GRAY16) want[0] = SampleGray16(&overlay, X, row, 0);
+                if (type == TYPE_COLOR24)
+                    SampleColor24(&overlay, X, row, &red, &green, &blue, 0, 0, 0);
+                if (type == TYPE_COLOR48)
+                    SampleColor48(&overlay, X, row, &red, &green, &blue, 0, 0, 0);
+                want[0] = PictureChannels(type) == 3 ? blue : want[0];
+                want[1] = green, want[2] = red;
+                for (int c = 0; c < PictureChannels(type); c++) {
+                    int at = PictureChannels(type) * x + c;
+                    int wide = type == TYPE_GRAY16 || type == TYPE_COLOR48;
+                    int got = wide ? samples[at] : ((uint8_t *)samples)[at];
+                    EXPECT_EQ(got, want[c]) << x << "," << y << " channel " << c;
+                }
+            }
+        }
+        EXPECT_GT(inside, 40);
+        ImageFree(&overlay);
+    }
+}
+
 TEST_F(Composite, RefineFindsAOnePixelShift)
 {
     // A smooth random picture and the same picture one column to the left as the overlay.

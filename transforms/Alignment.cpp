@@ -403,11 +403,16 @@ template <typename Sample> static inline int LerpInside(int a, int b, int w)
 }
 
 #if defined(__SSE2__)
-// One 24-bit pixel's three bytes in the low lanes of a register, read without touching the
-// byte after them, which may lie past the end of the row.
-static inline __m128i PixelLoad24(const uint8_t *pixel)
+// One 24-bit pixel's three bytes in the low lanes of a register, with the next byte when it
+// still lies in the row (wide), which a lane of its own keeps apart from them.
+static inline __m128i PixelLoad24(const uint8_t *pixel, int wide)
 {
-    return _mm_cvtsi32_si128(pixel[0] | pixel[1] << 8 | pixel[2] << 16);
+    int32_t word;
+    if (wide)
+        memcpy(&word, pixel, 4);
+    else
+        word = pixel[0] | pixel[1] << 8 | pixel[2] << 16;
+    return _mm_cvtsi32_si128(word);
 }
 
 // LerpInside on eight 16-bit lanes at once: a toward b by w, every lane below 65536 all the
@@ -424,14 +429,14 @@ static inline __m128i LerpLanes(__m128i a, __m128i b, int w)
 // The bilinear blend of a 24-bit pixel's four neighbours, both rows' horizontal steps in one
 // register: the same numbers as the scalar path, three channels at a time.
 static inline void BlendColor24(const uint8_t *lowLeft, const uint8_t *lowRight,
-                                const uint8_t *highLeft, const uint8_t *highRight, int fx, int fy,
-                                uint8_t *out)
+                                const uint8_t *highLeft, const uint8_t *highRight, int wide, int fx,
+                                int fy, uint8_t *out)
 {
     __m128i zero = _mm_setzero_si128();
-    __m128i left =
-        _mm_unpacklo_epi8(_mm_unpacklo_epi32(PixelLoad24(lowLeft), PixelLoad24(highLeft)), zero);
-    __m128i right =
-        _mm_unpacklo_epi8(_mm_unpacklo_epi32(PixelLoad24(lowRight), PixelLoad24(highRight)), zero);
+    __m128i left = _mm_unpacklo_epi8(
+        _mm_unpacklo_epi32(PixelLoad24(lowLeft, 1), PixelLoad24(highLeft, 1)), zero);
+    __m128i right = _mm_unpacklo_epi8(
+        _mm_unpacklo_epi32(PixelLoad24(lowRight, wide), PixelLoad24(highRight, wide)), zero);
     __m128i rows = LerpLanes(left, right, fx); // the lower row's lanes, then the upper's
     __m128i blended = LerpLanes(rows, _mm_srli_si128(rows, 8), fy);
     uint32_t pixel = (uint32_t)_mm_cvtsi128_si32(_mm_packus_epi16(blended, blended));
@@ -446,7 +451,8 @@ static inline void BlendColor24(const uint8_t *lowLeft, const uint8_t *lowRight,
 // the position found once for all channels. The picture comes as plain values, which the
 // stores of the row, as bytes that may alias anything, cannot make the compiler read again.
 template <typename Sample, int channels>
-static inline void SampleInside(uint8_t *const *rows, int w, int h, double x, double y, Sample *out)
+static inline void SampleInside(uint8_t *const *rows, int w, int h, int rowBytes, double x,
+                                double y, Sample *out)
 {
     // (x - (int)x) * 256 is exact for x >= 0, so one conversion gives the column and the
     // weight the samplers work out in two.
@@ -476,7 +482,9 @@ static inline void SampleInside(uint8_t *const *rows, int w, int h, double x, do
     size_t left = (size_t)ix * channels, right = (size_t)ix1 * channels;
 #if defined(__SSE2__)
     if constexpr (sizeof(Sample) == 1 && channels == 3) {
-        BlendColor24(low + left, low + right, high + left, high + right, fx, fy, out);
+        // The left pixel always has a byte after it in the row: the right one's.
+        int wide = (int)right + 4 <= rowBytes;
+        BlendColor24(low + left, low + right, high + left, high + right, wide, fx, fy, out);
         return;
     }
 #endif
@@ -500,7 +508,7 @@ static void AlignedRowOf(const Image *overlay, const AlignmentSettings *settings
 {
     int binary = overlay->type == TYPE_BINARY;
     uint8_t *const *rows = overlay->rows;
-    const int width = overlay->width, height = overlay->height;
+    const int width = overlay->width, height = overlay->height, rowBytes = overlay->rowBytes;
     const double right = width - 1, top = height - 1;
     const int mode = settings->mode;
     const double a = map->a, d = map->d, g = map->g;
@@ -563,7 +571,8 @@ static void AlignedRowOf(const Image *overlay, const AlignmentSettings *settings
             if (binary)
                 out[0] = (Sample)SampleBinary(overlay, mappedX, rowIndex, 0);
             else
-                SampleInside<Sample, channels>(rows, width, height, mappedX, rowIndex, out);
+                SampleInside<Sample, channels>(rows, width, height, rowBytes, mappedX, rowIndex,
+                                               out);
         }
     }
     *first = firstCovered;

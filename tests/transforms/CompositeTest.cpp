@@ -239,6 +239,36 @@ TEST(Alignment, EveryMultiPointMethodPassesThroughItsPairs)
     }
 }
 
+// A reduced preview of an aligned overlay, with its mask, samples the same points as Apply.
+TEST_F(Composite, AlignedPreviewIsApplySubsampled)
+{
+    Image background, overlay, mask, applied = {}, expected = {};
+    PictureMake(&background, TYPE_COLOR24, 21, 17, 1);
+    PictureMake(&overlay, TYPE_GRAY8, 15, 19, 2);
+    PictureMake(&mask, TYPE_GRAY8, 15, 19, 3);
+    params.overlay = &overlay;
+    params.operation = COMPOSITE_HARD_LIGHT;
+    params.overlayAmount.maskImage = &mask;
+    params.overlayAmount.low = 100;
+    params.overlayAmount.high = 900;
+    params.align.mode = ALIGN_ROTATE;
+    params.align.pointCount = 2;
+    const double points[2][4] = {{2, 3, 1.5, 2}, {18, 12, 13, 15.25}};
+    for (int i = 0; i < 2; i++) {
+        params.align.backgroundX[i] = points[i][0], params.align.backgroundY[i] = points[i][1];
+        params.align.overlayX[i] = points[i][2], params.align.overlayY[i] = points[i][3];
+    }
+    ASSERT_EQ(ApplyRun(CompositeCompute, &params, background, &applied), ERROR_NONE);
+    ImageWindow window;
+    PreviewWindowSetUp(&window, background, -2, 1, 2, 10, 7);
+    ASSERT_EQ(PreviewRun(CompositeCompute, &params, background, &window, 0, 0, 9, 6), ERROR_NONE);
+    PictureSubsample(applied, 1, 2, 2, 10, 7, &expected);
+    ExpectImagesNear(expected, window.view, 0);
+    for (Image *image : {&background, &overlay, &mask, &applied, &expected})
+        ImageFree(image);
+    PreviewWindowFree(&window);
+}
+
 TEST_F(Composite, CoincidentPointsAreErrorSixtyOne)
 {
     Image background, result = {};

@@ -168,6 +168,7 @@ TEST_F(Composite, NegativeRegisterAndTheAmountsAtTheEdges)
 // Background points and a known mapping of each mode; the overlay points are the mapped ones.
 TEST(Alignment, EachMappingIsRecoveredFromExactPoints)
 {
+    TestStart();
     const double x[4] = {10, 90, 30, 80}, y[4] = {20, 15, 70, 85};
     const double angle = 0.3, cosine = cos(angle), sine = sin(angle);
     struct Case {
@@ -205,6 +206,7 @@ TEST(Alignment, EachMappingIsRecoveredFromExactPoints)
 
 TEST(Alignment, EveryMultiPointMethodPassesThroughItsPairs)
 {
+    TestStart();
     AlignmentSettings settings;
     AlignmentSettingsDefault(&settings);
     settings.mode = ALIGN_MULTI_POINT;
@@ -293,6 +295,7 @@ TEST_F(Composite, CoincidentPointsAreErrorSixtyOne)
 
 TEST(Alignment, AlignedRowCoversWhatTheOverlayReaches)
 {
+    TestStart();
     Image overlay;
     PictureMake(&overlay, TYPE_GRAY8, 10, 6, 4);
     AlignmentSettings settings;
@@ -335,6 +338,7 @@ TEST(Alignment, AlignedRowCoversWhatTheOverlayReaches)
 // halves and quarters, so that the point is exact however it is summed).
 TEST(Alignment, AlignedSamplesAreTheSamplersAtEveryDepth)
 {
+    TestStart();
     AlignmentSettings settings;
     AlignmentSettingsDefault(&settings);
     settings.mode = ALIGN_AFFINE;

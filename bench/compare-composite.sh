@@ -5,6 +5,7 @@
 #
 #   copy          vistel-cli convert without --to: the background read and written again,
 #                 the floor of any verb that reads and writes the file
+#   tiffcp        libtiff's tiffcp of the background, the same copy by the library's tools
 #   blend         Composite "Blend" of a second picture of the same size, no alignment
 #   perspective   the same with a 4-point perspective alignment (every pixel mapped, one
 #                 divide a pixel, bilinear samples)
@@ -38,16 +39,17 @@ cat >perspective.txt <<'END'
 5999 3999 5990 3930
 END
 
-names=(copy blend perspective multiply vips magick)
+names=(copy tiffcp blend perspective multiply vips magick)
 declare -A commands=(
     [copy]="$cli convert photo24.tif out-copy.tif"
+    [tiffcp]="tiffcp photo24.tif out-tiffcp.tif"
     [blend]="$cli composite --operation 0 --overlay overlay24.tif photo24.tif out-blend.tif"
     [perspective]="$cli composite --operation 0 --overlay overlay24.tif --alignment 5 --points perspective.txt photo24.tif out-perspective.tif"
     [multiply]="$cli composite --operation 3 --overlay overlay24.tif photo24.tif out-multiply.tif"
     [vips]="env VIPS_CONCURRENCY=1 vips composite2 photo24.tif overlay24.tif out-vips.tif over"
     [magick]="composite -limit thread 1 overlay24.tif photo24.tif out-magick.tif"
 )
-ratios=(blend:copy perspective:blend multiply:blend blend:vips blend:magick)
+ratios=(blend:copy blend:tiffcp perspective:blend multiply:blend blend:vips blend:magick)
 
 TIMEFORMAT='%3R %3U %3S'
 rm -f times-*.txt

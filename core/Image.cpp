@@ -533,3 +533,32 @@ ErrorCode BuildLerpTable(void)
             LerpTable[d][w] = (uint8_t)((d * w + 127) / 255);
     return ERROR_NONE;
 }
+
+void ImageProbeColor(const Image *image, int x, int y, int half, uint8_t rgb[3])
+{
+    int wide = image->type == TYPE_COLOR48 || image->type == TYPE_GRAY16;
+    int channels = image->type == TYPE_COLOR24 || image->type == TYPE_COLOR48 ? 3 : 1;
+    int64_t sums[3] = {0, 0, 0};
+    int64_t count = 0;
+    for (int row = y - half; row <= y + half; row++) {
+        if (row < 0 || row >= image->height) continue;
+        const uint8_t *line = image->rows[row];
+        for (int column = x - half; column <= x + half; column++) {
+            if (column < 0 || column >= image->width) continue;
+            for (int c = 0; c < channels; c++) {
+                int at = column * channels + c;
+                if (image->type == TYPE_BINARY)
+                    sums[c] += BitTest(line, column) ? 255 : 0;
+                else
+                    sums[c] += wide ? ((const uint16_t *)line)[at] : line[at];
+            }
+            count++;
+        }
+    }
+    for (int c = 0; c < 3; c++) {
+        // Pixels lie blue first: channel 0 in memory is blue.
+        int64_t sum = sums[channels == 3 ? 2 - c : 0];
+        int mean = count > 0 ? (int)((sum + count / 2) / count) : 0;
+        rgb[c] = wide ? Depth16To8[mean] : (uint8_t)mean;
+    }
+}

@@ -87,9 +87,14 @@ void SampleColor48(const Image *image, double x, double y, int *red, int *green,
 void SamplePixel(const Image *image, double x, double y, int *red, int *green, int *blue,
                  int backgroundRed, int backgroundGreen, int backgroundBlue);
 
+// The color a probe reads at column x, row index y of any picture: the rounded mean of the
+// square of 2 half + 1 pixels a side around it, of the part that lies inside the picture,
+// taken at the picture's own depth and then brought to 0..255; red first, gray in all three.
+void ImageProbeColor(const Image *image, int x, int y, int half, uint8_t rgb[3]);
+
 // The only conversions between sample depths, and the blend table; built once at start-up.
-extern uint16_t Depth8To16[256];   // (i * 65535 + 127) / 255
-extern uint8_t Depth16To8[65536];  // (i * 255 + 32767) / 65535
+extern uint16_t Depth8To16[256];    // (i * 65535 + 127) / 255
+extern uint8_t Depth16To8[65536];   // (i * 255 + 32767) / 65535
 extern uint8_t LerpTable[256][256]; // [d][w] = (d * w + 127) / 255
 
 void BuildDepthTables(void);

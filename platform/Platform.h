@@ -194,7 +194,6 @@ enum : uint32_t {
     KEY_DELETE = 0x2E,
 };
 
-
 // Packing of positions and sizes into lParam, 16 signed bits each.
 inline intptr_t MakeParam(int low, int high)
 {
@@ -415,10 +414,12 @@ void PlatformEndDraw(WindowHandle window, DrawContext *context);
 // before a menu opens and MSG_COMMAND with the item's id when one is chosen.
 
 struct MenuItem {
-    int32_t id;        // the command; 0 for a separator, -1 for a submenu's title
-    const char *label; // with & before the access key; "\t" and the shortcut text after it,
-                       // and after a second "\t" another key for the item, not shown
-    int32_t depth;     // 0 for the menu bar's titles, 1 for their items, 2 for a submenu's
+    int32_t id;          // the command; 0 for a separator, -1 for a submenu's title
+    const char *label;   // with & before the access key; "\t" and the shortcut text after it,
+                         // and after a second "\t" another key for the item, not shown
+    int32_t depth;       // 0 for the menu bar's titles, 1 for their items, 2 for a submenu's
+    int32_t checked = 0; // a pop-up menu's item shows a check mark (the frame's menu has
+                         // PlatformCheckMenuItem)
 };
 
 // Builds the frame's menu from items, ended by an item of id 0 and null label.

@@ -94,6 +94,7 @@ static void BrightnessHistograms(WindowHandle dialog, BrightnessState *state)
     const int32_t *first = filled == 3 && !three ? state->histograms[2] : state->histograms[0];
     const int32_t *sources[3] = {first, state->histograms[1], state->histograms[2]};
     GrayCurveSetHistograms(curve, three ? CURVE_HISTOGRAM_THREE : CURVE_HISTOGRAM_ONE, sources);
+    curve->probeCount = 0; // a probe's levels were those of the space before
     CurveControlRefresh(dialog, BRIGHTNESS_CURVE);
 }
 
@@ -156,14 +157,24 @@ static void BrightnessCommand(WindowHandle dialog, void *stateRecord, uintptr_t 
     }
 }
 
-// The right button over the curve opens its menu.
+// The right button over the curve opens its menu. A click on a picture marks its level on
+// the curve: the value or the lightness, or the three channels of RGB.
 static int BrightnessMessage(WindowHandle dialog, void *stateRecord, uint32_t message,
                              uintptr_t wParam, intptr_t lParam)
 {
-    (void)wParam;
-    if (message != MSG_CURVE_MENU) return 0;
-    BrightnessMenu(dialog, (BrightnessState *)stateRecord, ParamLow(lParam), ParamHigh(lParam));
-    return 1;
+    BrightnessState *state = (BrightnessState *)stateRecord;
+    switch (message) {
+    case MSG_CURVE_MENU:
+        BrightnessMenu(dialog, state, ParamLow(lParam), ParamHigh(lParam));
+        return 1;
+    case MSG_CLICK: {
+        int space = state->settings.colorSpace;
+        CurveControlProbe(dialog, BRIGHTNESS_CURVE, (WindowHandle)wParam, lParam, space,
+                          space == CURVES_RGB ? -1 : 2);
+        return 1;
+    }
+    default: return 0;
+    }
 }
 
 static void BrightnessInputTaken(WindowHandle dialog, void *stateRecord)
@@ -202,6 +213,7 @@ static int BrightnessControls(WindowHandle dialog, void *stateRecord, int x, int
     y += ButtonHeight + Margin;
     y = TransformAmountCreate(dialog, BRIGHTNESS_AMOUNT, &settings->amount, x, y, width);
     BrightnessInputTaken(dialog, state);
+    ToolTarget = dialog; // clicks on pictures probe their levels
     return y;
 }
 

@@ -259,28 +259,6 @@ void ColorBalanceSetMidtoneRemove(ColorBalanceSettings *settings, const uint8_t 
     settings->midtoneEnabled = 1;
 }
 
-void ColorBalanceProbeRead(const Image *image, int x, int y, int probeSize, uint8_t *color)
-{
-    int64_t sums[3] = {0, 0, 0};
-    int64_t count = 0;
-    int wide = image->type == TYPE_COLOR48;
-    for (int row = y - probeSize; row <= y + probeSize; row++) {
-        if (row < 0 || row >= image->height) continue;
-        for (int column = x - probeSize; column <= x + probeSize; column++) {
-            if (column < 0 || column >= image->width) continue;
-            for (int c = 0; c < 3; c++) {
-                // Memory holds blue first: channel c of red-first order is sample 2 - c.
-                int at = 3 * column + 2 - c;
-                sums[c] += wide ? Depth16To8[((const uint16_t *)image->rows[row])[at]]
-                                : image->rows[row][at];
-            }
-            count++;
-        }
-    }
-    for (int c = 0; c < 3; c++)
-        color[c] = count == 0 ? 0 : (uint8_t)((sums[c] + count / 2) / count);
-}
-
 void ColorBalanceProbe(ColorBalanceSettings *settings, const uint8_t *color)
 {
     switch (settings->probeTarget) {

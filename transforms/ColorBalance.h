@@ -105,11 +105,6 @@ void ColorBalanceSetHighlightRemove(ColorBalanceSettings *settings, const uint8_
 void ColorBalanceSetShadowRemove(ColorBalanceSettings *settings, const uint8_t *color);
 void ColorBalanceSetMidtoneRemove(ColorBalanceSettings *settings, const uint8_t *color);
 
-// The color a probe of probeSize (0..4: 1x1 to 9x9 pixels) reads at column x, row index y
-// (from the bottom) of a 24 or 48-bit picture: the rounded mean of the square around it that
-// lies inside the picture, 16-bit samples through Depth16To8 first; red first.
-void ColorBalanceProbeRead(const Image *image, int x, int y, int probeSize, uint8_t *color);
-
 // A probe's color for the probe target: the matching remove color under the constraints
 // above, and the matching add color the neutral gray of what was kept.
 void ColorBalanceProbe(ColorBalanceSettings *settings, const uint8_t *color);

@@ -393,7 +393,7 @@ static int BalanceMessage(WindowHandle dialog, void *state, uint32_t message, ui
     int x, y;
     ClientToPicture(window, record, ParamLow(lParam), ParamHigh(lParam), &x, &y);
     uint8_t color[3];
-    ColorBalanceProbeRead(image, x, y, settings->probeSize, color);
+    ImageProbeColor(image, x, y, settings->probeSize, color);
     ColorBalanceProbe(settings, color);
     BalanceShow(dialog, settings);
     RefreshPreview(settings, &ColorBalanceDialog);
@@ -494,7 +494,7 @@ static void BalanceOptions(WindowHandle dialog, ColorBalanceSettings *settings)
     };
     int count = 6;
     for (int i = 0; i < BALANCE_PROBE_SIZES; i++)
-        items[count++] = {BALANCE_MENU_PROBE + i, PROBE_LABELS[i], 1};
+        items[count++] = {BALANCE_MENU_PROBE + i, PROBE_LABELS[i], 1, settings->probeSize == i};
     items[count] = {0, nullptr, 0};
     int x = 0, y = 0;
     WindowHandle button = PlatformControl(dialog, SETTINGS_OPTIONS_BUTTON);
@@ -646,7 +646,6 @@ static void BalanceForget(void *state, void *saved)
     (void)saved;
     BalanceDialogState *dialogState = (BalanceDialogState *)state;
     BalanceColorsClose(dialogState);
-    if (ToolTarget == dialogState->dialog) ToolTarget = nullptr;
 }
 
 const TransformDialogKind ColorBalanceDialog = {&ColorBalanceTransform,

@@ -500,7 +500,7 @@ static void ColorCorrectProbeClick(WindowHandle dialog, ColorCorrectDialogState 
     int x, y;
     uint8_t rgb[3];
     ClientToPicture(window, record, ParamLow(point), ParamHigh(point), &x, &y);
-    ColorCorrectProbe(picture, x, y, state->settings.probeSize, rgb);
+    ImageProbeColor(picture, x, y, state->settings.probeSize, rgb);
     if (!ColorCorrectPointAdd(&state->settings, rgb)) {
         PlatformBeep();
         return;
@@ -517,7 +517,6 @@ static int ColorCorrectMessage(WindowHandle dialog, void *params, uint32_t messa
 {
     ColorCorrectDialogState *state = (ColorCorrectDialogState *)params;
     ColorCorrectSettings *settings = &state->settings;
-    if (message == MSG_DESTROY && ToolTarget == dialog) ToolTarget = nullptr;
     if (message == MSG_CLICK) {
         ColorCorrectProbeClick(dialog, state, (WindowHandle)wParam, lParam);
         return 1;

@@ -291,32 +291,6 @@ int WheelScroll(ColorCorrectSettings *settings, int vertical, int code, int thum
     return 1;
 }
 
-void ColorCorrectProbe(const Image *picture, int x, int y, int probeSize, uint8_t rgb[3])
-{
-    int wide = picture->type == TYPE_COLOR48 || picture->type == TYPE_GRAY16;
-    int channels = picture->type == TYPE_COLOR24 || picture->type == TYPE_COLOR48 ? 3 : 1;
-    int64_t sums[3] = {0, 0, 0};
-    int64_t count = 0;
-    for (int row = y - probeSize; row <= y + probeSize; row++) {
-        if (row < 0 || row >= picture->height) continue;
-        for (int column = x - probeSize; column <= x + probeSize; column++) {
-            if (column < 0 || column >= picture->width) continue;
-            for (int c = 0; c < channels; c++) {
-                int index = column * channels + c;
-                sums[c] += wide ? ((const uint16_t *)picture->rows[row])[index]
-                                : picture->rows[row][index];
-            }
-            count++;
-        }
-    }
-    for (int c = 0; c < 3; c++) {
-        // Pixels lie blue first: channel 0 in memory is blue.
-        int64_t sum = sums[channels == 3 ? 2 - c : 0];
-        int mean = count > 0 ? (int)((sum + count / 2) / count) : 0;
-        rgb[c] = wide ? Depth16To8[mean] : (uint8_t)mean;
-    }
-}
-
 void WheelHueText(const ColorCorrectSettings *settings, int screenX, int screenY, int left, int top,
                   char *text, int size)
 {

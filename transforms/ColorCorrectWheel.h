@@ -119,11 +119,6 @@ enum : int32_t {
 // page. Returns 1 when the center moved.
 int WheelScroll(ColorCorrectSettings *settings, int vertical, int code, int thumb);
 
-// The probe's color at column x, row index y of a picture (24 or 48-bit color, or 8 or
-// 16-bit gray): the mean of each channel over the square of 2 probeSize + 1 pixels a side
-// around it, cut to the picture, rounded, and brought to 8 bits by Depth16To8. Into rgb.
-void ColorCorrectProbe(const Image *picture, int x, int y, int probeSize, uint8_t rgb[3]);
-
 // What the wheel says of the color under pixel (screenX, screenY) of a wheel at left, top:
 // "Hue: %1f%%, Sat: %1f%%" with its hue and saturation of 0..4096 divided by 40.96, or
 // nothing outside the hexagon. Into text of size bytes.

@@ -90,6 +90,7 @@ static void ColorCurvesHistogram(WindowHandle dialog, ColorCurvesState *state)
     const int32_t *sources[3] = {state->histograms[component >= 0 && component < 3 ? component : 0],
                                  nullptr, nullptr};
     GrayCurveSetHistograms(curve, CURVE_HISTOGRAM_ONE, sources);
+    curve->probeCount = 0; // a probe's level was that of another component
     CurveControlRefresh(dialog, COLOR_CURVES_CURVE);
 }
 
@@ -152,13 +153,19 @@ static void ColorCurvesCommand(WindowHandle dialog, void *stateRecord, uintptr_t
 static int ColorCurvesMessage(WindowHandle dialog, void *stateRecord, uint32_t message,
                               uintptr_t wParam, intptr_t lParam)
 {
-    (void)wParam;
-    if (message != MSG_CURVE_MENU) return 0;
     ColorCurvesState *state = (ColorCurvesState *)stateRecord;
-    if (CurveControlMenu(dialog, COLOR_CURVES_CURVE, ParamLow(lParam), ParamHigh(lParam), 0) ==
-        CURVE_MENU_CHANGED)
-        ColorCurvesTaken(dialog, state);
-    return 1;
+    switch (message) {
+    case MSG_CURVE_MENU:
+        if (CurveControlMenu(dialog, COLOR_CURVES_CURVE, ParamLow(lParam), ParamHigh(lParam), 0) ==
+            CURVE_MENU_CHANGED)
+            ColorCurvesTaken(dialog, state);
+        return 1;
+    case MSG_CLICK: // a click on a picture marks its level of the component in view
+        CurveControlProbe(dialog, COLOR_CURVES_CURVE, (WindowHandle)wParam, lParam,
+                          state->settings.colorSpace, state->settings.component);
+        return 1;
+    default: return 0;
+    }
 }
 
 static void ColorCurvesInputTaken(WindowHandle dialog, void *stateRecord)
@@ -196,6 +203,7 @@ static int ColorCurvesControls(WindowHandle dialog, void *stateRecord, int x, in
     y = TransformAmountCreate(dialog, COLOR_CURVES_AMOUNT, &settings->amount, x, y, width);
     ColorCurvesShow(dialog, state);
     TransformAmountInputTaken(dialog, COLOR_CURVES_AMOUNT);
+    ToolTarget = dialog; // clicks on pictures probe their levels
     return y;
 }
 

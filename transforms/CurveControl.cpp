@@ -7,6 +7,7 @@
 #include "color/ColorSpace.h"
 #include "core/Memory.h"
 #include "transforms/BrightnessCurve.h"
+#include "ui/Display.h"
 
 static const uint32_t CURVE_PAPER = 0xFFFFFF;
 static const uint32_t CURVE_GRID = 0xD0D0D0;
@@ -14,6 +15,12 @@ static const uint32_t CURVE_HISTOGRAM_IN = 0xC8C8C8;
 static const uint32_t CURVE_HISTOGRAM_OUT = 0x9CB4D8;
 static const uint32_t CURVE_INK = 0x000000;
 static const uint32_t CURVE_POINT = 0xC00000;
+static const uint32_t CURVE_PROBE = 0x0050C0;
+static const uint32_t CURVE_PROBE_RGB[3] = {0xD00000, 0x00A000, 0x0000E0};
+
+static const int CURVE_PROBE_SIZES = 5; // "1x1 Probe" to "9x9 Probe"
+static const int CURVE_GRIDS[3] = {4, 8, 10};
+enum : int32_t { CURVE_MENU_PROBE = 8, CURVE_MENU_GRID = 13, CURVE_MENU_VIEW = 16 };
 
 struct CurveControl {
     int32_t id;
@@ -39,6 +46,44 @@ static void CurveDrawHistograms(DrawContext *context, const GrayCurve *curve, in
     }
 }
 
+// The histogram view: the input's histogram in the lower half with each point's input level
+// marked on its upper edge, the output's in the upper half with each point's output level on
+// its lower edge, and a line from each input mark to its output, so that one sees where each
+// band of tones goes.
+static void CurveDrawHistogramView(DrawContext *context, const GrayCurve *curve, int width,
+                                   int height)
+{
+    int middle = height / 2;
+    int band = height / 16; // between the halves, where the lines run from input to output
+    const int32_t *counts[2] = {curve->inputHistogram, curve->outputHistogram};
+    const int32_t maxima[2] = {curve->inputMaximum, curve->outputMaximum};
+    const uint32_t colors[2] = {CURVE_HISTOGRAM_IN, CURVE_HISTOGRAM_OUT};
+    const int bottoms[2] = {height - 1, middle - band - 6};
+    int room = middle - band - 8;
+    for (int which = 0; which < 2 && curve->histogramMode != CURVE_HISTOGRAM_NONE; which++) {
+        for (int level = 0; level < 256; level++) {
+            double fraction =
+                CurveHistogramFraction(counts[which][level], maxima[which], curve->histExpand);
+            int bar = (int)(fraction * room);
+            int x = CurveColumnOfLevel(level, width);
+            if (bar > 0)
+                PlatformDrawLine(context, x, bottoms[which], x, bottoms[which] - bar,
+                                 colors[which]);
+        }
+    }
+    PlatformDrawLine(context, 0, middle + band, width - 1, middle + band, CURVE_GRID);
+    PlatformDrawLine(context, 0, middle - band, width - 1, middle - band, CURVE_GRID);
+    for (int i = 0; i < curve->pointCount; i++) {
+        int in = CurveColumnOfLevel(curve->x[i], width);
+        int out = CurveColumnOfLevel(curve->y[i], width);
+        PlatformDrawLine(context, in, middle + band, out, middle - band, CURVE_INK);
+        Rect low = {in - 2, middle + band, in + 3, middle + band + 5};
+        Rect high = {out - 2, middle - band - 5, out + 3, middle - band};
+        PlatformFillRect(context, &low, CURVE_POINT);
+        PlatformFillRect(context, &high, CURVE_POINT);
+    }
+}
+
 static void CurveDraw(WindowHandle window, DrawContext *context, const GrayCurve *curve)
 {
     Rect client;
@@ -46,6 +91,11 @@ static void CurveDraw(WindowHandle window, DrawContext *context, const GrayCurve
     int width = client.right;
     int height = client.bottom;
     PlatformFillRect(context, &client, CURVE_PAPER);
+    if (curve->viewMode == CURVE_VIEW_HISTOGRAM) {
+        CurveDrawHistogramView(context, curve, width, height);
+        PlatformFrameRect(context, &client, CURVE_INK);
+        return;
+    }
     CurveDrawHistograms(context, curve, width, height);
     int grid = curve->gridCount > 0 ? curve->gridCount : 4;
     for (int i = 1; i < grid; i++) {
@@ -63,6 +113,15 @@ static void CurveDraw(WindowHandle window, DrawContext *context, const GrayCurve
         PlatformDrawLine(context, lastX, lastY, x, y, CURVE_INK);
         lastX = x;
         lastY = y;
+    }
+    // A probed level: up from the bottom to the curve, and across to the output's axis.
+    for (int i = 0; i < curve->probeCount && i < 3; i++) {
+        int level = curve->probeLevels[i] & 255;
+        uint32_t color = curve->probeCount == 3 ? CURVE_PROBE_RGB[i] : CURVE_PROBE;
+        int x = CurveColumnOfLevel(level, width);
+        int y = CurveRowOfLevel(curve->table[level], height);
+        PlatformDrawLine(context, x, height - 1, x, y, color);
+        PlatformDrawLine(context, x, y, 0, y, color);
     }
     for (int i = 0; i < curve->pointCount; i++) {
         int x = CurveColumnOfLevel(curve->x[i], width);
@@ -167,48 +226,101 @@ void CurveControlRefresh(WindowHandle parent, int id)
 
 int CurveControlMenu(WindowHandle parent, int id, int x, int y, int files)
 {
-    static const MenuItem ITEMS[] = {
-        {1, "&Reset", 1},
-        {2, "&Invert", 1},
-        {CURVE_MENU_LOAD, "Load...", 1},
-        {CURVE_MENU_SAVE, "Save As...", 1},
-        {0, "", 1},
-        {3, "Linear Histogram", 1},
-        {4, "Medium Histogram Expansion", 1},
-        {5, "High Histogram Expansion", 1},
-        {0, nullptr, 0},
-    };
-    static const MenuItem NO_FILES[] = {
-        {1, "&Reset", 1},
-        {2, "&Invert", 1},
-        {0, "", 1},
-        {3, "Linear Histogram", 1},
-        {4, "Medium Histogram Expansion", 1},
-        {5, "High Histogram Expansion", 1},
-        {0, nullptr, 0},
-    };
+    static const char *const PROBES[CURVE_PROBE_SIZES] = {"1x1 Probe", "3x3 Probe", "5x5 Probe",
+                                                          "7x7 Probe", "9x9 Probe"};
+    static const char *const GRIDS[3] = {"4x4 Grid", "8x8 Grid", "10x10 Grid"};
     GrayCurve *curve = CurveControlCurve(parent, id);
     if (curve == nullptr) return CURVE_MENU_NONE;
-    int chosen = PlatformPopupMenu(PlatformControl(parent, id), files ? ITEMS : NO_FILES, x, y);
+    MenuItem items[28];
+    int count = 0;
+    items[count++] = {CURVE_MENU_VIEW, "Show Curve", 1, curve->viewMode == CURVE_VIEW_CURVE};
+    items[count++] = {CURVE_MENU_VIEW + 1, "Show Histograms", 1,
+                      curve->viewMode == CURVE_VIEW_HISTOGRAM};
+    items[count++] = {0, "", 1};
+    items[count++] = {1, "&Reset", 1};
+    items[count++] = {2, "&Invert", 1};
+    if (files) {
+        items[count++] = {CURVE_MENU_LOAD, "Load...", 1};
+        items[count++] = {CURVE_MENU_SAVE, "Save As...", 1};
+    }
+    items[count++] = {0, "", 1};
+    items[count++] = {3, "Linear Histogram", 1, curve->histExpand == CURVE_EXPAND_LINEAR};
+    items[count++] = {4, "Medium Histogram Expansion", 1, curve->histExpand == CURVE_EXPAND_MEDIUM};
+    items[count++] = {5, "High Histogram Expansion", 1, curve->histExpand == CURVE_EXPAND_HIGH};
+    items[count++] = {0, "", 1};
+    for (int i = 0; i < CURVE_PROBE_SIZES; i++)
+        items[count++] = {CURVE_MENU_PROBE + i, PROBES[i], 1, curve->probeSize == i};
+    items[count++] = {0, "", 1};
+    for (int i = 0; i < 3; i++)
+        items[count++] = {CURVE_MENU_GRID + i, GRIDS[i], 1, curve->gridCount == CURVE_GRIDS[i]};
+    items[count] = {0, nullptr, 0};
+    int chosen = PlatformPopupMenu(PlatformControl(parent, id), items, x, y);
     int result = CURVE_MENU_NONE;
-    switch (chosen) {
-    case 1:
+    if (chosen == 1) {
         GrayCurveReset(curve);
         result = CURVE_MENU_CHANGED;
-        break;
-    case 2:
+    } else if (chosen == 2) {
         GrayCurveInvert(curve);
         result = CURVE_MENU_CHANGED;
-        break;
-    case 3:
-    case 4:
-    case 5: curve->histExpand = chosen - 3; break;
-    case CURVE_MENU_LOAD:
-    case CURVE_MENU_SAVE: return chosen;
-    default: break;
+    } else if (chosen >= 3 && chosen <= 5) {
+        curve->histExpand = chosen - 3;
+    } else if (chosen == CURVE_MENU_LOAD || chosen == CURVE_MENU_SAVE) {
+        return chosen;
+    } else if (chosen >= CURVE_MENU_PROBE && chosen < CURVE_MENU_PROBE + CURVE_PROBE_SIZES) {
+        curve->probeSize = chosen - CURVE_MENU_PROBE;
+    } else if (chosen >= CURVE_MENU_GRID && chosen < CURVE_MENU_GRID + 3) {
+        curve->gridCount = CURVE_GRIDS[chosen - CURVE_MENU_GRID];
+    } else if (chosen == CURVE_MENU_VIEW || chosen == CURVE_MENU_VIEW + 1) {
+        curve->viewMode = chosen == CURVE_MENU_VIEW ? CURVE_VIEW_CURVE : CURVE_VIEW_HISTOGRAM;
     }
     CurveControlRefresh(parent, id);
     return result;
+}
+
+// The components of a color in the curves' space, hue and saturation brought to 0..255.
+static void CurveLevelsOf(int r, int g, int b, int space, int levels[3])
+{
+    levels[0] = r, levels[1] = g, levels[2] = b;
+    if (space == CURVES_RGB) return;
+    int h, s, v;
+    if (space == CURVES_HSV)
+        RgbToHsv8(r, g, b, &h, &s, &v);
+    else
+        RgbToHsl8(r, g, b, &h, &s, &v);
+    levels[0] = FromFixed[h], levels[1] = FromFixed[s], levels[2] = FromFixed[v];
+}
+
+void CurveProbeLevels(const Image *image, int x, int y, int probeSize, int space, int levels[3])
+{
+    uint8_t rgb[3];
+    ImageProbeColor(image, x, y, probeSize, rgb);
+    if (image->type == TYPE_COLOR24 || image->type == TYPE_COLOR48)
+        CurveLevelsOf(rgb[0], rgb[1], rgb[2], space, levels);
+    else
+        levels[0] = levels[1] = levels[2] = rgb[0];
+}
+
+int CurveControlProbe(WindowHandle parent, int id, WindowHandle picture, intptr_t lParam, int space,
+                      int component)
+{
+    GrayCurve *curve = CurveControlCurve(parent, id);
+    const ImageWindow *record = WindowRecord(picture);
+    if (curve == nullptr || record == nullptr) return 0;
+    const Image *image = &record->picture.image;
+    int x, y, levels[3];
+    ClientToPicture(picture, record, ParamLow(lParam), ParamHigh(lParam), &x, &y);
+    CurveProbeLevels(image, x, y, curve->probeSize, space, levels);
+    int color = image->type == TYPE_COLOR24 || image->type == TYPE_COLOR48;
+    if (component < 0 && color) {
+        curve->probeCount = 3;
+        for (int i = 0; i < 3; i++)
+            curve->probeLevels[i] = levels[i];
+    } else {
+        curve->probeCount = 1;
+        curve->probeLevels[0] = levels[color ? component : 0];
+    }
+    CurveControlRefresh(parent, id);
+    return 1;
 }
 
 int CurveHistogramsOf(const Image *image, int space, int32_t histograms[3][257])
@@ -236,15 +348,8 @@ int CurveHistogramsOf(const Image *image, int space, int32_t histograms[3][257])
                 break;
             }
             }
-            int levels[3] = {r, g, b};
-            if (color && space != CURVES_RGB) {
-                int h, s, v;
-                if (space == CURVES_HSV)
-                    RgbToHsv8(r, g, b, &h, &s, &v);
-                else
-                    RgbToHsl8(r, g, b, &h, &s, &v);
-                levels[0] = FromFixed[h], levels[1] = FromFixed[s], levels[2] = FromFixed[v];
-            }
+            int levels[3];
+            CurveLevelsOf(r, g, b, color ? space : CURVES_RGB, levels);
             for (int c = 0; c < (color ? 3 : 1); c++)
                 histograms[c][1 + levels[c]]++;
         }

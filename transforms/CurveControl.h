@@ -21,6 +21,17 @@ enum : int32_t {
 };
 int CurveControlMenu(WindowHandle parent, int id, int x, int y, int files);
 
+// The levels a probe of probeSize (0..4: 1x1 to 9x9 pixels) reads at column x, row index y
+// of image in the components of space (as CurveHistogramsOf counts them); a gray or binary
+// picture gives its level three times.
+void CurveProbeLevels(const Image *image, int x, int y, int probeSize, int space, int levels[3]);
+
+// A click on picture (lParam the point in its client area) while a curve dialog is open:
+// the control marks the level probed there, of component 0..2 in space, or, with component
+// -1, the three of a color picture (a gray one marks its level). Returns 1 when it did.
+int CurveControlProbe(WindowHandle parent, int id, WindowHandle picture, intptr_t lParam, int space,
+                      int component);
+
 // The histograms of a picture's components in a color space (CURVES_HSV, CURVES_HSL,
 // CURVES_RGB; hue and saturation brought to 0..255), each a maximum and 256 counts, from at
 // most a million pixels spread evenly over it. A gray or binary picture fills the first with

@@ -235,6 +235,7 @@ void GrayCurveReset(GrayCurve *curve)
     curve->histExpand = CURVE_EXPAND_LINEAR;
     curve->probeSize = 1;
     curve->gridCount = 10;
+    curve->probeCount = 0;
     curve->viewMode = CURVE_VIEW_CURVE;
     curve->drag = CURVE_DRAG_NONE;
     curve->pressed = 0;

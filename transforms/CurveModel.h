@@ -68,6 +68,8 @@ struct GrayCurve {
     uint8_t table[256];          // the 8-bit lookup table, always current
     int32_t gridCount;           // grid divisions: 4, 8 or 10
     int32_t probeSize;           // 0..4 for "1x1 Probe" to "9x9 Probe"
+    int32_t probeCount;          // levels a probe of the picture marks on the plot: 0, 1 or 3
+    int32_t probeLevels[3];      // one level, or red, green and blue
     int32_t histogramMode;       // CURVE_HISTOGRAM_*
     int32_t inputHistogram[256]; // what the control draws as input
     int32_t inputMaximum;

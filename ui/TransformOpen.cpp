@@ -84,6 +84,8 @@ MessageResult TransformDialogProcedure(WindowHandle dialog, uint32_t message, ui
             kind->command(dialog, state, (wParam & 0xffff) | (((uintptr_t)lParam & 0xffff) << 16));
         return 0;
     case MSG_DESTROY:
+        // A dialog that waited for clicks on pictures (a probe) waits no more.
+        if (ToolTarget == dialog) ToolTarget = nullptr;
         if (state != nullptr) {
             memcpy(kind->memory->saved, state, kind->descriptor->settingsSize);
             if (kind->forget != nullptr) kind->forget(state, kind->memory->saved);

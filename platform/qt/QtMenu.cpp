@@ -181,6 +181,10 @@ static void PopupFill(QMenu *menu, const MenuItem *items, int *index, int depth)
         } else {
             QAction *action = menu->addAction(QtText(item->label));
             action->setData(item->id);
+            if (item->checked) {
+                action->setCheckable(true);
+                action->setChecked(true);
+            }
         }
     }
 }

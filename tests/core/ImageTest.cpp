@@ -10,6 +10,7 @@
 #include "core/Image.h"
 #include "platform/headless/Headless.h"
 #include "tests/support/TestSupport.h"
+#include "tests/transforms/PictureTestSupport.h"
 
 // Bytes the allocator really set aside for a block: at least what was asked, and far less
 // than a full block when the block was cut.
@@ -807,4 +808,40 @@ TEST(ImageAlloc, BigPicturesCarveTheirBlocksFromOneRegion)
     ASSERT_EQ(ImageAlloc(&image, TYPE_GRAY8, 1000, 1025, 72.0), ERROR_NONE);
     EXPECT_GE(BlockBytes(image.chunks[2]), 1000u);
     ImageFree(&image);
+}
+
+TEST(ImageProbe, ReadsTheRoundedMeanOfItsSquareInsideThePicture)
+{
+    TestStart();
+    for (int type : {TYPE_COLOR24, TYPE_COLOR48}) {
+        SCOPED_TRACE(type);
+        int scale = type == TYPE_COLOR48 ? 257 : 1;
+        // Red of pixel (x, y) is 10 x + y, green 100, blue 3 y.
+        Image image = {};
+        ASSERT_EQ(ImageAlloc(&image, type, 4, 3, 72.0), ERROR_NONE);
+        for (int y = 0; y < 3; y++)
+            for (int x = 0; x < 4; x++) {
+                PictureSetSample(&image, x, y, 2, (10 * x + y) * scale);
+                PictureSetSample(&image, x, y, 1, 100 * scale);
+                PictureSetSample(&image, x, y, 0, 3 * y * scale);
+            }
+        uint8_t color[3];
+        // 1x1: the pixel itself.
+        ImageProbeColor(&image, 2, 1, 0, color);
+        EXPECT_EQ(color[0], 21);
+        EXPECT_EQ(color[2], 3);
+        // 3x3 around (1, 1): red (0 + 10 + 20) * 3 + (0 + 1 + 2) * 3 = 99, / 9 = 11.
+        ImageProbeColor(&image, 1, 1, 1, color);
+        EXPECT_EQ(color[0], 11);
+        EXPECT_EQ(color[1], 100);
+        // 5x5 at the corner (0, 0) keeps the 3 x 3 inside: red (0 + 10 + 20) * 3 + 3 * 3 = 99
+        // over 9 is 11; blue (0 + 3 + 6) * 3 / 9 = 3.
+        ImageProbeColor(&image, 0, 0, 2, color);
+        EXPECT_EQ(color[0], 11);
+        EXPECT_EQ(color[2], 3);
+        // 3x3 at (3, 2): red (20 + 30) * 2 + (1 + 2) * 2 = 106 over 4 is 26.5, rounded 27.
+        ImageProbeColor(&image, 3, 2, 1, color);
+        EXPECT_EQ(color[0], 27);
+        ImageFree(&image);
+    }
 }

@@ -38,9 +38,22 @@ static void LiftTheMiddle(QMainWindow *main, WindowHandle input, int command, in
     ASSERT_NE(curve, nullptr);
     ASSERT_EQ(curve->pointCount, 3);
     EXPECT_EQ(curve->table[100], 180);
+    // A click on the picture marks its level on the curve.
+    QWidget *picture = QtPlatformWidget(input);
+    ASSERT_NE(picture, nullptr);
+    QTest::mouseClick(window->windowHandle(), Qt::LeftButton, Qt::NoModifier,
+                      picture->mapTo(window, picture->rect().center()));
+    UiSettle(100);
+    EXPECT_GT(curve->probeCount, 0);
     PlatformSendMessage(dialog, MSG_COMMAND, BUTTON_PREVIEW, 0);
     UiSettle(150);
     UiSaveScreenshot(QtPlatformFrameWidget(dialog)->grab().toImage(), name + "-dialog");
+    // The same curve in the histogram view, as "Show Histograms" shows it.
+    CurveControlCurve(dialog, curveId)->viewMode = CURVE_VIEW_HISTOGRAM;
+    CurveControlRefresh(dialog, curveId);
+    UiSettle(50);
+    UiSaveScreenshot(plot->grab().toImage(), name + "-histograms");
+    CurveControlCurve(dialog, curveId)->viewMode = CURVE_VIEW_CURVE;
     PlatformSendMessage(dialog, MSG_COMMAND, BUTTON_OK, 0);
     UiSettle(200);
     WindowHandle result = LastOutput;

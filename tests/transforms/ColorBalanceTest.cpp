@@ -276,42 +276,6 @@ TEST(ColorBalance, EditsKeepTheRemoveColorsInOrder)
     EXPECT_EQ(settings.shadowAdd[BALANCE_GREEN], 54);
 }
 
-TEST(ColorBalance, ProbesReadTheRoundedMeanOfTheirSquareInsideThePicture)
-{
-    TestStart();
-    for (int type : {TYPE_COLOR24, TYPE_COLOR48}) {
-        SCOPED_TRACE(type);
-        int scale = type == TYPE_COLOR48 ? 257 : 1;
-        // Red of pixel (x, y) is 10 x + y, green 100, blue 3 y.
-        Image image = {};
-        ASSERT_EQ(ImageAlloc(&image, type, 4, 3, 72.0), ERROR_NONE);
-        for (int y = 0; y < 3; y++)
-            for (int x = 0; x < 4; x++) {
-                PictureSetSample(&image, x, y, 2, (10 * x + y) * scale);
-                PictureSetSample(&image, x, y, 1, 100 * scale);
-                PictureSetSample(&image, x, y, 0, 3 * y * scale);
-            }
-        uint8_t color[3];
-        // 1x1: the pixel itself.
-        ColorBalanceProbeRead(&image, 2, 1, 0, color);
-        EXPECT_EQ(color[BALANCE_RED], 21);
-        EXPECT_EQ(color[BALANCE_BLUE], 3);
-        // 3x3 around (1, 1): red (0 + 10 + 20) * 3 + (0 + 1 + 2) * 3 = 99, / 9 = 11.
-        ColorBalanceProbeRead(&image, 1, 1, 1, color);
-        EXPECT_EQ(color[BALANCE_RED], 11);
-        EXPECT_EQ(color[BALANCE_GREEN], 100);
-        // 5x5 at the corner (0, 0) keeps the 3 x 3 inside: red (0 + 10 + 20) * 3 + 3 * 3 = 99
-        // over 9 is 11; blue (0 + 3 + 6) * 3 / 9 = 3.
-        ColorBalanceProbeRead(&image, 0, 0, 2, color);
-        EXPECT_EQ(color[BALANCE_RED], 11);
-        EXPECT_EQ(color[BALANCE_BLUE], 3);
-        // 3x3 at (3, 2): red (20 + 30) * 2 + (1 + 2) * 2 = 106 over 4 is 26.5, rounded 27.
-        ColorBalanceProbeRead(&image, 3, 2, 1, color);
-        EXPECT_EQ(color[BALANCE_RED], 27);
-        ImageFree(&image);
-    }
-}
-
 class ColorBalanceFile : public ::testing::Test {
   protected:
     std::string folder;

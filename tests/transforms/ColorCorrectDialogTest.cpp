@@ -255,7 +255,7 @@ TEST_F(ColorCorrectDialogTest, ProbeAddsTheClickedColorAsASelectedPoint)
     const ImageWindow *record = WindowRecord(input);
     ClientToPicture(input, record, 30, 20, &x, &y);
     uint8_t rgb[3];
-    ColorCorrectProbe(&record->picture.image, x, y, 0, rgb);
+    ImageProbeColor(&record->picture.image, x, y, 0, rgb);
     int v = Max3(rgb[0], rgb[1], rgb[2]);
     for (int c = 0; c < 3; c++)
         EXPECT_EQ(settings->sourceColor[7][c], v == 0 ? 255 : rgb[c] * 255 / v) << c;

@@ -182,42 +182,6 @@ TEST(ColorCorrectWheel, ZoomStepsFromOneToFourAroundTheSelectedPointAndScrolls)
     EXPECT_EQ(settings.wheelCenterY, 0);
 }
 
-TEST(ColorCorrectWheel, ProbeTakesTheRoundedMeanOfItsSquareInsideThePicture)
-{
-    TestStart();
-    Image picture = {};
-    ASSERT_EQ(ImageAlloc(&picture, TYPE_COLOR24, 4, 3, 72.0), ERROR_NONE);
-    // Red runs 0, 10, 20, 30 along each row; green 100 in row 0, 101 in row 1, 105 in row 2;
-    // blue 7 everywhere (blue first in memory).
-    for (int y = 0; y < 3; y++)
-        for (int x = 0; x < 4; x++) {
-            uint8_t *pixel = picture.rows[y] + 3 * x;
-            pixel[0] = 7;
-            pixel[1] = (uint8_t)(y == 0 ? 100 : (y == 1 ? 101 : 105));
-            pixel[2] = (uint8_t)(10 * x);
-        }
-    struct Case {
-        int x, y, size;
-        uint8_t rgb[3];
-    } cases[] = {
-        {2, 1, 0, {20, 101, 7}},
-        // 3x3 around (1, 1): red (0 + 10 + 20) / 3 = 10; green (300 + 303 + 315) / 9 = 102.
-        {1, 1, 1, {10, 102, 7}},
-        // At the corner only 2 x 2 pixels lie inside: red 25, green (200 + 202) / 4 = 100.5,
-        // rounded to 101.
-        {3, 0, 1, {25, 101, 7}},
-    };
-    for (const Case &c : cases) {
-        SCOPED_TRACE(testing::Message() << c.x << ", " << c.y << " size " << c.size);
-        uint8_t rgb[3];
-        ColorCorrectProbe(&picture, c.x, c.y, c.size, rgb);
-        EXPECT_EQ(rgb[0], c.rgb[0]);
-        EXPECT_EQ(rgb[1], c.rgb[1]);
-        EXPECT_EQ(rgb[2], c.rgb[2]);
-    }
-    ImageFree(&picture);
-}
-
 TEST(ColorCorrectWheel, HueTextNamesTheColorUnderThePointer)
 {
     TestStart();

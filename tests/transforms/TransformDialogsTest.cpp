@@ -7,6 +7,7 @@
 #include <string>
 
 #include "color/ColorSettings.h"
+#include "color/ColorSpace.h"
 #include "color/Profiles.h"
 #include "core/Helpers.h"
 #include "core/Preferences.h"
@@ -592,7 +593,7 @@ TEST_F(TransformDialogs, BrightnessCurveDragsItsPointsAndShowsTheHistogramOfItsS
     HeadlessClick(DialogWindow, BUTTON_CANCEL);
 
     // A color picture offers the space, and RGB shows three histograms.
-    MakePicture(TYPE_COLOR24, 40, 30);
+    WindowHandle color = MakePicture(TYPE_COLOR24, 40, 30);
     HeadlessChooseMenu(COMMAND_BRIGHTNESS_CURVE);
     EXPECT_NE(PlatformWindowState(PlatformControl(DialogWindow, BRIGHTNESS_SPACE)), SHOW_HIDE);
     curve = CurveControlCurve(DialogWindow, BRIGHTNESS_CURVE);
@@ -609,6 +610,49 @@ TEST_F(TransformDialogs, BrightnessCurveDragsItsPointsAndShowsTheHistogramOfItsS
         HeadlessQueuePopupChoice(item);
         HeadlessMouse(plot, MSG_RBUTTON_DOWN, 10, 10, 0);
     };
+    // The probe's size and the grid, each checked in the menu; in RGB a click on the picture
+    // marks its three channels, in HSV its value.
+    menu(10); // "5x5 Probe"
+    menu(13); // "4x4 Grid"
+    menu(0);  // shown again, and left
+    const MenuItem *items = nullptr;
+    int count = HeadlessLastPopup(&items);
+    for (int i = 0; i < count; i++)
+        EXPECT_EQ(items[i].checked,
+                  items[i].id == 16 || items[i].id == 3 || items[i].id == 10 || items[i].id == 13)
+            << items[i].id;
+    EXPECT_EQ(curve->gridCount, 4);
+    ASSERT_EQ(ToolTarget, DialogWindow);
+    int px, py;
+    uint8_t rgb[3];
+    const ImageWindow *record = WindowRecord(color);
+    ClientToPicture(color, record, 20, 15, &px, &py);
+    ImageProbeColor(&record->picture.image, px, py, 2, rgb);
+    HeadlessChoose(DialogWindow, BRIGHTNESS_SPACE, CURVES_RGB);
+    HeadlessMouse(color, MSG_LBUTTON_DOWN, 20, 15, BUTTON_LEFT);
+    HeadlessMouse(color, MSG_LBUTTON_UP, 20, 15, 0);
+    ASSERT_EQ(curve->probeCount, 3);
+    for (int c = 0; c < 3; c++)
+        EXPECT_EQ(curve->probeLevels[c], rgb[c]);
+    HeadlessChoose(DialogWindow, BRIGHTNESS_SPACE, CURVES_HSV);
+    EXPECT_EQ(curve->probeCount, 0);
+    HeadlessMouse(color, MSG_LBUTTON_DOWN, 20, 15, BUTTON_LEFT);
+    ASSERT_EQ(curve->probeCount, 1);
+    int h, sat, v;
+    RgbToHsv8(rgb[0], rgb[1], rgb[2], &h, &sat, &v);
+    EXPECT_EQ(curve->probeLevels[0], FromFixed[v]);
+
+    // "Show Histograms": the lower half moves a point's input level, here the upper end's
+    // from 255 to 200; "Show Curve" goes back.
+    menu(17);
+    ASSERT_EQ(curve->viewMode, CURVE_VIEW_HISTOGRAM);
+    HeadlessMouse(plot, MSG_LBUTTON_DOWN, CurveColumnOfLevel(255, 256), 250, 0);
+    HeadlessMouse(plot, MSG_MOUSE_MOVE, CurveColumnOfLevel(200, 256), 250, 0);
+    HeadlessMouse(plot, MSG_LBUTTON_UP, CurveColumnOfLevel(200, 256), 250, 0);
+    EXPECT_EQ(settings->curve.x[1], 200);
+    menu(16);
+    EXPECT_EQ(curve->viewMode, CURVE_VIEW_CURVE);
+
     menu(2); // Invert
     EXPECT_EQ(settings->curve.y[0], 255);
     // File dialog answers are lists: each path ends in a zero byte, the list in another.

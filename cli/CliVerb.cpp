@@ -25,7 +25,8 @@ struct CliVerbLine {
     double amountLow;     // --amount P or LOW:HIGH, percent; -1 when not given
     double amountHigh;
     const char *maskPath;               // --mask FILE, or null
-    const char *paths[CLI_OPTIONS_MAX]; // the paths of OPTION_FILE options, by option index
+    const char *paths[CLI_OPTIONS_MAX]; // the values of OPTION_FILE, OPTION_PICTURE and
+                                        // OPTION_PARSED options, by option index
 };
 
 // The files a verb takes: IN and OUT, after its settings file when it has one.
@@ -153,7 +154,9 @@ static int CliOptionValue(const TransformOption *option, int i, const char *text
         *(int32_t *)at = choice;
         return 1;
     }
-    case OPTION_FILE: line->paths[i] = text; return 1;
+    case OPTION_FILE:
+    case OPTION_PICTURE:
+    case OPTION_PARSED: line->paths[i] = text; return 1;
     case OPTION_INTEGER:
         if (!CliNumber(option, text, &number)) return 0;
         *(int32_t *)at = (int32_t)number;
@@ -269,15 +272,41 @@ static void CliVerbRelease(const TransformDescriptor *transform, void *settings)
             MemoryRelease((uint8_t **)((uint8_t *)settings + transform->options[i].offset));
 }
 
+// Opens the pictures that options name, as the input is opened, and points the settings at
+// them; then runs the parse functions in the order of the table. Returns 0, or the exit
+// status after a message.
+static int CliVerbTakeOptions(const TransformDescriptor *transform, const CliVerbLine *line,
+                              void *settings, Picture *pictures)
+{
+    for (int i = 0; i < transform->optionCount; i++) {
+        const TransformOption *option = &transform->options[i];
+        if (option->kind != OPTION_PICTURE || line->paths[i] == nullptr) continue;
+        ErrorCode result = CliOpen(line->paths[i], &pictures[i]);
+        if (result != ERROR_NONE) return CliFailFile(result, line->paths[i]);
+        *(const Image **)((uint8_t *)settings + option->offset) = &pictures[i].image;
+    }
+    for (int i = 0; i < transform->optionCount; i++) {
+        const TransformOption *option = &transform->options[i];
+        char problem[512];
+        if (option->kind != OPTION_PARSED) continue;
+        if (!option->parse(line->paths[i], settings, problem, (int)sizeof problem)) {
+            fprintf(stderr, "vistel-cli: %s\n", problem);
+            return CLI_EXIT_FAILED;
+        }
+    }
+    return 0;
+}
+
 int CliVerb(const TransformDescriptor *transform, int argc, char **argv)
 {
     ErrorCode result = ERROR_NONE;
     CliVerbLine line = {};
     Picture input;
     Picture output;
-    Picture mask;                     // --mask FILE
-    Picture *saved = &input;          // what goes to the output file
-    const char *failedPath = nullptr; // the file a failure is about, when it names one
+    Picture mask;                      // --mask FILE
+    Picture pictures[CLI_OPTIONS_MAX]; // the OPTION_PICTURE options' pictures, by index
+    Picture *saved = &input;           // what goes to the output file
+    const char *failedPath = nullptr;  // the file a failure is about, when it names one
     void *settings = nullptr;
     int status = 0;
     int saveNumber;
@@ -288,6 +317,8 @@ int CliVerb(const TransformDescriptor *transform, int argc, char **argv)
     PictureReset(&input);
     PictureReset(&output);
     PictureReset(&mask);
+    for (Picture &picture : pictures)
+        PictureReset(&picture);
     line.amountLow = line.amountHigh = -1.0;
     assert(transform->optionCount <= CLI_OPTIONS_MAX);
     settings = MemoryAllocZero(transform->settingsSize > 0 ? transform->settingsSize : 1);
@@ -327,6 +358,8 @@ int CliVerb(const TransformDescriptor *transform, int argc, char **argv)
     }
     result = CliVerbReadFiles(transform, &line, settings, &failedPath);
     if (result != ERROR_NONE) goto done;
+    status = CliVerbTakeOptions(transform, &line, settings, pictures);
+    if (status != 0) goto done;
     result = CliOpen(inputPath, &input);
     if (result != ERROR_NONE) goto done;
     if (line.maskPath != nullptr) {
@@ -362,6 +395,8 @@ done:
     PictureFree(&output);
     PictureFree(&input);
     PictureFree(&mask);
+    for (Picture &picture : pictures)
+        PictureFree(&picture);
     CliVerbRelease(transform, settings);
     MemoryFree(settings);
     if (status != 0) return status;

@@ -24,6 +24,9 @@ enum : int32_t {
     OPTION_CHOICE = 2,  // one of the names, case aside; lands as its index (an int32_t)
     OPTION_PERCENT = 3, // a percentage; lands as a double
     OPTION_FILE = 4,    // a file read by the option's read function; lands as bytes and length
+    OPTION_PICTURE = 5, // a picture file opened as the verb's input is; lands as a const
+                        // Image * that stays valid until the run ends
+    OPTION_PARSED = 6,  // a value the option's parse function puts into the settings
 };
 
 // Flags of an option.
@@ -49,6 +52,11 @@ struct TransformOption {
     const char *problem; // the usage message for a value it refuses
     // OPTION_FILE: reads the file at path into bytes owned by the caller (MemoryFree).
     ErrorCode (*read)(const char *path, uint8_t **bytes, int *length);
+    // OPTION_PARSED: puts text into settings, or checks what the option's absence means when
+    // text is null. It runs once the whole line is read and the pictures are open, in the
+    // order of the table, so that it may look at the options before it. Returns 1 when
+    // fine, else 0 with a message in problem.
+    int (*parse)(const char *text, void *settings, char *problem, int capacity) = nullptr;
 };
 
 // How the result of Apply gets its profile.
@@ -77,7 +85,7 @@ struct TransformDescriptor {
     int32_t kind;          // the operation code, which is also its dialog's window kind; -1
                            // for one without a dialog
     ComputeFunction compute;
-    int (*accepts)(int type);      // 1 for a picture type it takes
+    int (*accepts)(int type); // 1 for a picture type it takes
     // Its settings files' extensions, without the dot, the first its own and any others it
     // reads after a space ("cc acv amp"); null for none.
     const char *settingsExtension;

@@ -22,6 +22,7 @@
 #include "transforms/ColorBalance.h"
 #include "transforms/ColorCorrect.h"
 #include "transforms/ColorCurves.h"
+#include "transforms/Composite.h"
 #include "transforms/Convert.h"
 #include "transforms/GammaAdjust.h"
 #include "transforms/MirrorRotate.h"
@@ -191,6 +192,26 @@ static int ColorCorrectUnchanged(void *settings, int type)
     return 1;
 }
 
+// A solid gray 100 subtracted: gray stays gray, and each sample is mapped alone.
+static void CompositePrepare(void *settings)
+{
+    CompositeParams *composite = (CompositeParams *)settings;
+    composite->operation = COMPOSITE_SUBTRACT;
+    composite->overlayRed = composite->overlayGreen = composite->overlayBlue = 100;
+}
+
+static int CompositePreview16(int sample)
+{
+    return Depth16To8[sample] > 100 ? Depth16To8[sample] - 100 : 0;
+}
+
+static int CompositeUnchanged(void *settings, int type)
+{
+    (void)type;
+    ((CompositeParams *)settings)->amount.low = 0;
+    return 1;
+}
+
 static const TransformLine TRANSFORM_LINES[] = {
     {&NegativeTransform, nullptr, nullptr, NegativePreview16, nullptr, 1, nullptr},
     {&GammaTransform, GammaPrepare, GammaUnchanged, GammaPreview16, nullptr, 1, nullptr},
@@ -205,6 +226,8 @@ static const TransformLine TRANSFORM_LINES[] = {
     {&ColorBalanceTransform, ColorBalancePrepare, ColorBalanceUnchanged, ColorBalancePreview16,
      nullptr, 1, nullptr},
     {&ColorCorrectTransform, ColorCorrectPrepare, ColorCorrectUnchanged, nullptr, nullptr, 1,
+     nullptr},
+    {&CompositeTransform, CompositePrepare, CompositeUnchanged, CompositePreview16, nullptr, 1,
      nullptr},
 };
 

@@ -804,7 +804,7 @@ const TransformDescriptor CompositeTransform = {
     "composite",
     "an overlay picture or color laid over the input by one of twelve operations",
     "C&omposite...",
-    MENU_NONE,
+    MENU_IMAGE_DIALOG,
     COMMAND_COMPOSITE,
     KIND_COMPOSITE,
     CompositeCompute,

@@ -39,9 +39,6 @@ struct CompositeDialogState {
     int32_t dragOverlay; // 1 when the dragged point is the overlay's
 };
 
-// Declared here as well, since the dialog refers to itself before the table's line names it.
-extern const TransformDialogKind CompositeDialog;
-
 static CompositeParams CompositeSaved;
 static TransformDialogMemory CompositeMemory = {&CompositeSaved, {}, 1};
 
@@ -685,9 +682,11 @@ static int CompositeControls(WindowHandle dialog, void *opaque, int x, int y, in
     state->dragWindow = nullptr;
     const ImageWindow *background = WindowRecord(InputWindow);
     // A kept record is taken up again only by a background of the size its points were
-    // made for.
-    if (background != nullptr && (params->backgroundWidth != background->picture.image.width ||
-                                  params->backgroundHeight != background->picture.image.height))
+    // made for; otherwise both pictures' points start again from their corners.
+    int kept = background != nullptr &&
+               params->backgroundWidth == background->picture.image.width &&
+               params->backgroundHeight == background->picture.image.height;
+    if (background != nullptr && !kept)
         CompositeSetBackgroundPoints(params, background->picture.image.width,
                                      background->picture.image.height);
     WindowHandle overlay = CompositeOverlayFind(params);
@@ -725,7 +724,7 @@ static int CompositeControls(WindowHandle dialog, void *opaque, int x, int y, in
     y += SliderHeight + Margin;
     y = TransformAmountCreate(dialog, COMPOSITE_AMOUNT, &params->amount, x, y, width);
 
-    CompositeOverlaySet(dialog, state, overlay, 1);
+    CompositeOverlaySet(dialog, state, overlay, kept);
     WindowHandle amount = PlatformControl(dialog, COMPOSITE_OVERLAY_AMOUNT);
     if (amount != nullptr && overlay != nullptr) {
         AmountSet(amount, &keptOverlayAmount);

@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#include "ui/UiLayer.h"
+
 // The dialog's own controls, from 101 on as every dialog's.
 enum : int32_t {
     COMPOSITE_INPUT = 101,   // the background: the shared input chooser

@@ -63,8 +63,7 @@ TEST_F(UiComposite, PointsOnBothPicturesAndTheDialog)
     PlatformSendMessage(FrameWindow, MSG_COMMAND, COMMAND_COMPOSITE, 0);
     UiSettle(200);
     WindowHandle dialog = DialogWindow;
-    ASSERT_NE(dialog, nullptr);
-    EXPECT_EQ(CurrentOperation, KIND_COMPOSITE);
+    ASSERT_EQ(CurrentOperation, KIND_COMPOSITE);
     CompositeParams *params = (CompositeParams *)PlatformGetWindowWord(dialog, WORD_POINTER);
     ASSERT_NE(params, nullptr);
 
@@ -99,7 +98,6 @@ TEST_F(UiComposite, PointsOnBothPicturesAndTheDialog)
     QPoint from = other->mapTo(main, ScreenPoint(overlay, 0, 0));
     QPoint to = other->mapTo(main, ScreenPoint(overlay, width / 5, height / 6));
     QTest::mousePress(screen, Qt::LeftButton, Qt::NoModifier, from);
-    QTest::mouseMove(screen, (from + to) / 2);
     QTest::mouseMove(screen, to);
     QTest::mouseRelease(screen, Qt::LeftButton, Qt::NoModifier, to);
     UiSettle(100);
@@ -128,7 +126,6 @@ TEST_F(UiComposite, PointsOnBothPicturesAndTheDialog)
     UiSaveScreenshot(QtPlatformFrameWidget(dialog)->grab().toImage(), "composite-dialog");
     UiSaveScreenshot(QtPlatformFrameWidget(background)->grab().toImage(),
                      "composite-background-points");
-    UiSaveScreenshot(QtPlatformFrameWidget(overlay)->grab().toImage(), "composite-overlay-points");
     UiSaveScreenshot(main->grab().toImage(), "composite-workspace");
 
     PlatformSendMessage(dialog, MSG_COMMAND, BUTTON_CANCEL, 0);

@@ -254,6 +254,7 @@ static const char *const OVERLAY_COLOR_LABEL = "Overlay Color";
 static const char *const OVERLAY_NONE = "None";
 static const int OVERLAY_CANDIDATES_MAX = 256;
 static const uint32_t OVERLAY_FIELD = 0xFFFFFF;
+static const int OVERLAY_ARROW_WIDTH = 9; // pixels of the chooser's drop-down arrow
 
 static void OverlayControlDraw(WindowHandle window, DrawContext *context,
                                const CompositeOverlayControl *record)
@@ -280,6 +281,13 @@ static void OverlayControlDraw(WindowHandle window, DrawContext *context,
     }
     PlatformFillRect(context, &field, OVERLAY_FIELD);
     PlatformFrameRect(context, &field, COLOR_CONTROL_SHADOW);
+    // The drop-down arrow, rows narrowing by a pixel on each side, as the input chooser's.
+    int arrowLeft = field.right - OVERLAY_ARROW_WIDTH - 5;
+    int arrowTop = (client.bottom - OVERLAY_ARROW_WIDTH / 2) / 2;
+    for (int row = 0; row <= OVERLAY_ARROW_WIDTH / 2; row++)
+        PlatformDrawLine(context, arrowLeft + row, arrowTop + row,
+                         arrowLeft + OVERLAY_ARROW_WIDTH - 1 - row, arrowTop + row,
+                         COLOR_CONTROL_DARK);
     char title[PATH_LENGTH + 32];
     if (params->overlay != nullptr && PlatformWindowExists(params->overlayWindow))
         WindowTitle(params->overlayWindow, title, sizeof title);
@@ -304,6 +312,16 @@ static void OverlayChooserPress(WindowHandle window, CompositeOverlayControl *re
                         (uintptr_t)record->id | (uintptr_t)NOTIFY_CHANGED << 16, (intptr_t)window);
 }
 
+// A press: the chooser lists the pictures, the swatch asks for its color window.
+static void OverlayControlPress(WindowHandle window, CompositeOverlayControl *record)
+{
+    if (record->part == OVERLAY_PART_CHOOSER)
+        OverlayChooserPress(window, record);
+    else
+        PlatformSendMessage(PlatformWindowParent(window), MSG_COMMAND, (uintptr_t)record->id,
+                            (intptr_t)window);
+}
+
 static MessageResult OverlayControlProcedure(WindowHandle window, uint32_t message,
                                              uintptr_t wParam, intptr_t lParam)
 {
@@ -319,12 +337,13 @@ static MessageResult OverlayControlProcedure(WindowHandle window, uint32_t messa
         PlatformSetWindowWord(window, WORD_POINTER, 0);
         return 0;
     case MSG_PAINT: OverlayControlDraw(window, (DrawContext *)wParam, record); return 0;
-    case MSG_LBUTTON_DOWN:
-        if (record->part == OVERLAY_PART_CHOOSER)
-            OverlayChooserPress(window, record);
-        else
-            PlatformSendMessage(PlatformWindowParent(window), MSG_COMMAND, (uintptr_t)record->id,
-                                (intptr_t)window);
+    case MSG_LBUTTON_DOWN: OverlayControlPress(window, record); return 0;
+    case MSG_KEY_DOWN:
+        // From the keyboard as a drop-down list opens.
+        if (wParam == KEY_DOWN) OverlayControlPress(window, record);
+        return 0;
+    case MSG_CHAR:
+        if (wParam == ' ') OverlayControlPress(window, record);
         return 0;
     default: return PlatformDefaultProcedure(window, message, wParam, lParam);
     }

@@ -133,7 +133,7 @@ TEST_F(CompositeDialogs, PointsAreDrawnAndDraggedOnBothPictures)
     EXPECT_STREQ(HeadlessTextAt(0, nullptr, nullptr, nullptr), "1");
 
     // Grabbed within 4 pixels, it follows the mouse; the preview waits for the release. A
-    // press far from it is the picture's own.
+    // press far from it, or with Alt, is the picture's own.
     MouseAt(background, MSG_LBUTTON_DOWN, 3, 2);
     MouseAt(background, MSG_MOUSE_MOVE, 6, 4);
     EXPECT_EQ(Params()->align.backgroundX[0], 6.0);
@@ -142,9 +142,11 @@ TEST_F(CompositeDialogs, PointsAreDrawnAndDraggedOnBothPictures)
     MouseAt(background, MSG_LBUTTON_UP, 7, 5);
     EXPECT_EQ(HeadlessCapture(), nullptr);
     ExpectPreviewIsCompute();
-    MouseAt(background, MSG_LBUTTON_DOWN, 20, 20);
-    EXPECT_EQ(ToolDown, 1);
-    MouseAt(background, MSG_LBUTTON_UP, 20, 20);
+    for (uint32_t keys : {0u, (uint32_t)KEYS_ALT}) {
+        MouseAt(background, MSG_LBUTTON_DOWN, keys ? 7 : 20, 5, keys);
+        EXPECT_EQ(ToolDown, 1);
+        MouseAt(background, MSG_LBUTTON_UP, 20, 20, keys);
+    }
     EXPECT_EQ(Params()->align.backgroundX[0], 7.0);
 
     // The overlay's end is dragged on the overlay; without labels nothing is written.

@@ -7,6 +7,10 @@
 
 #include "core/Helpers.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 const char *const ALIGN_MODE_LABELS[ALIGN_MODE_COUNT] = {
     "none",
     "1-point (shift)",
@@ -386,18 +390,77 @@ static int FringeCoverage(double x, double y, int width, int height)
     return Round(lower + (upper - lower) * fy);
 }
 
-// The bilinear sample of an 8 or 16-bit picture with channels samples a pixel at column x,
-// row index y, both inside the picture: the arithmetic of the core's samplers, written for a
-// row so that the position is found once for all channels.
-template <typename Sample>
-static void SampleInside(const Image *image, int channels, double x, double y, Sample *out)
+// Lerp8 and Lerp16 without the table and the branch, which a picture's samples would make
+// unpredictable: Lerp8(a, b, w) is (a (255 - w) + b w + 127) / 255 for all bytes, and t / 255
+// is (t + 1 + (t >> 8)) >> 8 for every t below 65535.
+template <typename Sample> static inline int LerpInside(int a, int b, int w)
 {
-    int w = image->width, h = image->height;
-    int ix = (int)x, iy = (int)y;
-    int fx = (int)((x - ix) * 256.0);
-    int fy = (int)((y - iy) * 256.0);
+    if constexpr (sizeof(Sample) == 1) {
+        int t = a * (255 - w) + b * w + 127;
+        return (t + 1 + (t >> 8)) >> 8;
+    }
+    return Lerp16(a, b, w);
+}
+
+#if defined(__SSE2__)
+// One 24-bit pixel's three bytes in the low lanes of a register, with the next byte when it
+// still lies in the row (wide), which a lane of its own keeps apart from them.
+static inline __m128i PixelLoad24(const uint8_t *pixel, int wide)
+{
+    int32_t word;
+    if (wide)
+        memcpy(&word, pixel, 4);
+    else
+        word = pixel[0] | pixel[1] << 8 | pixel[2] << 16;
+    return _mm_cvtsi32_si128(word);
+}
+
+// LerpInside on eight 16-bit lanes at once: a toward b by w, every lane below 65536 all the
+// way through.
+static inline __m128i LerpLanes(__m128i a, __m128i b, int w)
+{
+    __m128i t = _mm_add_epi16(_mm_add_epi16(_mm_mullo_epi16(a, _mm_set1_epi16((short)(255 - w))),
+                                            _mm_mullo_epi16(b, _mm_set1_epi16((short)w))),
+                              _mm_set1_epi16(127));
+    t = _mm_add_epi16(_mm_add_epi16(t, _mm_set1_epi16(1)), _mm_srli_epi16(t, 8));
+    return _mm_srli_epi16(t, 8);
+}
+
+// The bilinear blend of a 24-bit pixel's four neighbours, both rows' horizontal steps in one
+// register: the same numbers as the scalar path, three channels at a time.
+static inline void BlendColor24(const uint8_t *lowLeft, const uint8_t *lowRight,
+                                const uint8_t *highLeft, const uint8_t *highRight, int wide, int fx,
+                                int fy, uint8_t *out)
+{
+    __m128i zero = _mm_setzero_si128();
+    __m128i left = _mm_unpacklo_epi8(
+        _mm_unpacklo_epi32(PixelLoad24(lowLeft, 1), PixelLoad24(highLeft, 1)), zero);
+    __m128i right = _mm_unpacklo_epi8(
+        _mm_unpacklo_epi32(PixelLoad24(lowRight, wide), PixelLoad24(highRight, wide)), zero);
+    __m128i rows = LerpLanes(left, right, fx); // the lower row's lanes, then the upper's
+    __m128i blended = LerpLanes(rows, _mm_srli_si128(rows, 8), fy);
+    uint32_t pixel = (uint32_t)_mm_cvtsi128_si32(_mm_packus_epi16(blended, blended));
+    out[0] = (uint8_t)pixel;
+    out[1] = (uint8_t)(pixel >> 8);
+    out[2] = (uint8_t)(pixel >> 16);
+}
+#endif
+
+// The bilinear sample of an 8 or 16-bit picture (rows, w x h) with channels samples a pixel at
+// column x, row index y, both inside the picture: the arithmetic of the core's samplers, with
+// the position found once for all channels. The picture comes as plain values, which the
+// stores of the row, as bytes that may alias anything, cannot make the compiler read again.
+template <typename Sample, int channels>
+static inline void SampleInside(uint8_t *const *rows, int w, int h, int rowBytes, double x,
+                                double y, Sample *out)
+{
+    // (x - (int)x) * 256 is exact for x >= 0, so one conversion gives the column and the
+    // weight the samplers work out in two.
+    int px = (int)(x * 256.0), py = (int)(y * 256.0);
+    int ix = px >> 8, iy = py >> 8;
+    int fx = px & 255, fy = py & 255;
     if (fx == 0 && fy == 0) {
-        const Sample *pixel = (const Sample *)image->rows[iy] + (size_t)ix * channels;
+        const Sample *pixel = (const Sample *)rows[iy] + (size_t)ix * channels;
         for (int c = 0; c < channels; c++)
             out[c] = pixel[c];
         return;
@@ -414,92 +477,131 @@ static void SampleInside(const Image *image, int channels, double x, double y, S
     if (iy < 0) iy = 0;
     int ix1 = ix + 1 < w ? ix + 1 : w - 1;
     int iy1 = iy + 1 < h ? iy + 1 : h - 1;
-    const Sample *low = (const Sample *)image->rows[iy];
-    const Sample *high = (const Sample *)image->rows[iy1];
+    const Sample *low = (const Sample *)rows[iy];
+    const Sample *high = (const Sample *)rows[iy1];
     size_t left = (size_t)ix * channels, right = (size_t)ix1 * channels;
-    for (int c = 0; c < channels; c++) {
-        if (sizeof(Sample) == 1) {
-            int lower = Lerp8(low[left + c], low[right + c], fx);
-            int upper = Lerp8(high[left + c], high[right + c], fx);
-            out[c] = (Sample)Lerp8(lower, upper, fy);
-        } else {
-            int lower = Lerp16(low[left + c], low[right + c], fx);
-            int upper = Lerp16(high[left + c], high[right + c], fx);
-            out[c] = (Sample)Lerp16(lower, upper, fy);
-        }
+#if defined(__SSE2__)
+    if constexpr (sizeof(Sample) == 1 && channels == 3) {
+        // The left pixel always has a byte after it in the row: the right one's.
+        int wide = (int)right + 4 <= rowBytes;
+        BlendColor24(low + left, low + right, high + left, high + right, wide, fx, fy, out);
+        return;
     }
+#endif
+    int lower[channels], upper[channels];
+    for (int c = 0; c < channels; c++) {
+        lower[c] = LerpInside<Sample>(low[left + c], low[right + c], fx);
+        upper[c] = LerpInside<Sample>(high[left + c], high[right + c], fx);
+    }
+    for (int c = 0; c < channels; c++)
+        out[c] = (Sample)LerpInside<Sample>(lower[c], upper[c], fy);
 }
 
-// Maps output pixels first..count-1 of a row and samples the overlay at each, Sample and
+constexpr int ALIGN_MAP_STRETCH = 256; // pixels whose positions are worked out together
+
+// Maps output pixels 0..count-1 of a row and samples the overlay at each, Sample and
 // channels fixed for the whole row.
-template <typename Sample>
+template <typename Sample, int channels>
 static void AlignedRowOf(const Image *overlay, const AlignmentSettings *settings,
                          const AlignmentMap *map, double x0, double xStep, double y, int count,
                          Sample *samples, uint8_t *coverage, int *first, int *last)
 {
-    int channels = overlay->type == TYPE_COLOR24 || overlay->type == TYPE_COLOR48 ? 3 : 1;
     int binary = overlay->type == TYPE_BINARY;
-    int width = overlay->width, height = overlay->height;
-    double right = width - 1, top = height - 1;
-    int mode = settings->mode;
+    uint8_t *const *rows = overlay->rows;
+    const int width = overlay->width, height = overlay->height, rowBytes = overlay->rowBytes;
+    const double right = width - 1, top = height - 1;
+    const int mode = settings->mode;
+    const double a = map->a, d = map->d, g = map->g;
     // The parts of the numerators that stay the same along the row.
-    double rowX = map->b * y + map->c;
-    double rowY = map->e * y + map->f;
-    double rowDenominator = map->h * y + 1.0;
-    *first = -1;
-    *last = -1;
-    for (int i = 0; i < count; i++) {
-        double x = x0 + i * xStep;
-        double mappedX = map->a * x + rowX;
-        double mappedY = map->d * x + rowY;
+    const double rowX = map->b * y + map->c;
+    const double rowY = map->e * y + map->f;
+    const double rowDenominator = map->h * y + 1.0;
+    int firstCovered = -1, lastCovered = -1;
+    // The positions of a stretch of the row first, in a loop of plain arithmetic that the
+    // compiler runs two pixels at a time, then the samples.
+    double xs[ALIGN_MAP_STRETCH], ys[ALIGN_MAP_STRETCH];
+    for (int start = 0; start < count; start += ALIGN_MAP_STRETCH) {
+        int n = count - start < ALIGN_MAP_STRETCH ? count - start : ALIGN_MAP_STRETCH;
+        double stretchX = x0 + start * xStep;
         if (mode == ALIGN_PERSPECTIVE) {
-            double inverse = 1.0 / (map->g * x + rowDenominator);
-            mappedX *= inverse;
-            mappedY *= inverse;
-        } else if (mode == ALIGN_MULTI_POINT) {
-            double dx, dy;
-            WarpResidual(settings, x, y, &dx, &dy);
-            mappedX += dx;
-            mappedY += dy;
+            for (int k = 0; k < n; k++) {
+                double x = stretchX + k * xStep;
+                double inverse = 1.0 / (g * x + rowDenominator);
+                xs[k] = (a * x + rowX) * inverse;
+                ys[k] = (d * x + rowY) * inverse;
+            }
+        } else {
+            for (int k = 0; k < n; k++) {
+                double x = stretchX + k * xStep;
+                xs[k] = a * x + rowX;
+                ys[k] = d * x + rowY;
+            }
         }
-        Sample *out = samples + (size_t)i * channels;
-        // Written so that a NaN from a degenerate mapping counts as outside.
-        if (!(mappedX > -1.0 && mappedX < width && mappedY > -1.0 && mappedY < height)) {
-            coverage[i] = 0;
-            for (int c = 0; c < channels; c++)
-                out[c] = 0;
-            continue;
+        if (mode == ALIGN_MULTI_POINT)
+            for (int k = 0; k < n; k++) {
+                double dx, dy;
+                WarpResidual(settings, stretchX + k * xStep, y, &dx, &dy);
+                xs[k] += dx;
+                ys[k] += dy;
+            }
+        for (int k = 0; k < n; k++) {
+            int i = start + k;
+            double mappedX = xs[k], mappedY = ys[k];
+            Sample *out = samples + (size_t)i * channels;
+            // Written so that a NaN from a degenerate mapping counts as outside.
+            if (!(mappedX > -1.0 && mappedX < width && mappedY > -1.0 && mappedY < height)) {
+                coverage[i] = 0;
+                for (int c = 0; c < channels; c++)
+                    out[c] = 0;
+                continue;
+            }
+            int cover = 255;
+            if (mappedX < 0.0 || mappedX > right || mappedY < 0.0 || mappedY > top) {
+                cover = FringeCoverage(mappedX, mappedY, width, height);
+                mappedX = mappedX < 0.0 ? 0.0 : mappedX > right ? right : mappedX;
+                mappedY = mappedY < 0.0 ? 0.0 : mappedY > top ? top : mappedY;
+            }
+            coverage[i] = (uint8_t)cover;
+            if (cover > 0) {
+                if (firstCovered < 0) firstCovered = i;
+                lastCovered = i;
+            }
+            // Ruler rows count down from the top; the picture's rows up from the bottom.
+            double rowIndex = top - mappedY;
+            if (binary)
+                out[0] = (Sample)SampleBinary(overlay, mappedX, rowIndex, 0);
+            else
+                SampleInside<Sample, channels>(rows, width, height, rowBytes, mappedX, rowIndex,
+                                               out);
         }
-        int cover = 255;
-        if (mappedX < 0.0 || mappedX > right || mappedY < 0.0 || mappedY > top) {
-            cover = FringeCoverage(mappedX, mappedY, width, height);
-            mappedX = mappedX < 0.0 ? 0.0 : mappedX > right ? right : mappedX;
-            mappedY = mappedY < 0.0 ? 0.0 : mappedY > top ? top : mappedY;
-        }
-        coverage[i] = (uint8_t)cover;
-        if (cover > 0) {
-            if (*first < 0) *first = i;
-            *last = i;
-        }
-        // Ruler rows count down from the top; the picture's rows up from the bottom.
-        double rowIndex = top - mappedY;
-        if (binary)
-            out[0] = (Sample)SampleBinary(overlay, mappedX, rowIndex, 0);
-        else
-            SampleInside<Sample>(overlay, channels, mappedX, rowIndex, out);
     }
+    *first = firstCovered;
+    *last = lastCovered;
 }
 
 void AlignedOverlayRow(const Image *overlay, const AlignmentSettings *settings,
                        const AlignmentMap *map, double x0, double xStep, double y, int count,
                        uint8_t *samples, uint8_t *coverage, int *first, int *last)
 {
-    if (overlay->type == TYPE_GRAY16 || overlay->type == TYPE_COLOR48)
-        AlignedRowOf<uint16_t>(overlay, settings, map, x0, xStep, y, count, (uint16_t *)samples,
-                               coverage, first, last);
-    else
-        AlignedRowOf<uint8_t>(overlay, settings, map, x0, xStep, y, count, samples, coverage, first,
-                              last);
+    uint16_t *wide = (uint16_t *)samples;
+    switch (overlay->type) {
+    case TYPE_COLOR48:
+        AlignedRowOf<uint16_t, 3>(overlay, settings, map, x0, xStep, y, count, wide, coverage,
+                                  first, last);
+        break;
+    case TYPE_GRAY16:
+        AlignedRowOf<uint16_t, 1>(overlay, settings, map, x0, xStep, y, count, wide, coverage,
+                                  first, last);
+        break;
+    case TYPE_COLOR24:
+        AlignedRowOf<uint8_t, 3>(overlay, settings, map, x0, xStep, y, count, samples, coverage,
+                                 first, last);
+        break;
+    default:
+        AlignedRowOf<uint8_t, 1>(overlay, settings, map, x0, xStep, y, count, samples, coverage,
+                                 first, last);
+        break;
+    }
 }
 
 int AlignmentAddPair(AlignmentSettings *settings, const AlignmentMap *map, double x, double y)

@@ -116,6 +116,10 @@ template <typename Sample, int OPERATION> static inline Sample Operate(int b, in
 template <typename Sample, int OPERATION>
 static void OperateRow(const Sample *b, const Sample *o, Sample *out, int count)
 {
+    if (OPERATION == COMPOSITE_BLEND) {
+        if (out != o) memcpy(out, o, sizeof(Sample) * (size_t)count);
+        return;
+    }
     for (int i = 0; i < count; i++)
         out[i] = Operate<Sample, OPERATION>(b[i], o[i]);
 }
@@ -210,6 +214,8 @@ struct CompositeRun {
     uint8_t *maskCoverage;  // its coverage, unused beyond the fetch
     uint8_t *weights;       // the overlay's weight of each pixel
     uint8_t *amounts;       // the general amount of each pixel
+    uint8_t *inputCopy;     // the background row of a run in place, which the mixing reads
+                            // after the row is written
 };
 
 static void CompositeRunReset(CompositeRun *run)
@@ -229,9 +235,9 @@ static void CompositeRunClose(CompositeRun *run)
     RowReaderClose(&run->mask);
     RowReaderClose(&run->overlayMask);
     RowWriterClose(&run->writer);
-    uint8_t **buffers[] = {&run->backgroundRow, &run->black,    &run->overlayRow,
-                           &run->aligned,       &run->coverage, &run->alignedMask,
-                           &run->maskCoverage,  &run->weights,  &run->amounts};
+    uint8_t **buffers[] = {
+        &run->backgroundRow, &run->black,        &run->overlayRow, &run->aligned, &run->coverage,
+        &run->alignedMask,   &run->maskCoverage, &run->weights,    &run->amounts, &run->inputCopy};
     for (uint8_t **buffer : buffers)
         MemoryRelease(buffer);
 }
@@ -274,12 +280,13 @@ static void CompositeRowOf(const Sample *b, const Sample *o, Sample *out, int wi
                            const uint8_t *amounts)
 {
     size_t pixelBytes = sizeof(Sample) * (size_t)channels;
+    // In place, b may be the very row written: memmove keeps that harmless.
     if (first < 0) {
-        memcpy(out, b, pixelBytes * (size_t)width);
+        memmove(out, b, pixelBytes * (size_t)width);
     } else {
-        memcpy(out, b, pixelBytes * (size_t)first);
-        memcpy(out + (size_t)(last + 1) * channels, b + (size_t)(last + 1) * channels,
-               pixelBytes * (size_t)(width - 1 - last));
+        memmove(out, b, pixelBytes * (size_t)first);
+        memmove(out + (size_t)(last + 1) * channels, b + (size_t)(last + 1) * channels,
+                pixelBytes * (size_t)(width - 1 - last));
         size_t start = (size_t)first * channels;
         operate(b + start, o + start, out + start, (last - first + 1) * channels);
         if (weights != nullptr) MixRow<Sample>(b, out, weights, channels, first, last);
@@ -351,7 +358,22 @@ ErrorCode CompositeCompute(const Image *source, Image *destination, Picture *pic
     // Either control entirely off: the result is the background.
     copyOnly = AmountIsAllZero(&composite->amount) || AmountIsAllZero(&composite->overlayAmount);
     if (copyOnly && full) {
-        result = ImageCopy(source, destination, 1);
+        if (source != destination) result = ImageCopy(source, destination, 1);
+        goto done;
+    }
+    // Run in the background's own picture (vistel-cli does, to hold one picture less), a
+    // result of another type is made aside and then takes the picture's place.
+    if (source == destination && outputType != source->type) {
+        Image made;
+        ImageClear(&made);
+        result = CompositeCompute(source, &made, picture, params, full, destinationWidth,
+                                  destinationHeight, sourceX, sourceY, zoom, x0, y0, x1, y1, w, h);
+        if (result == ERROR_NONE) {
+            ImageFree(destination);
+            *destination = made;
+        } else {
+            ImageFree(&made);
+        }
         goto done;
     }
 
@@ -374,10 +396,12 @@ ErrorCode CompositeCompute(const Image *source, Image *destination, Picture *pic
     if (result == ERROR_NONE &&
         (overlay == nullptr || !SameLayout(overlayType, outputType) || !identity))
         result = AllocateRow(&run.overlayRow, rowBytes);
+    // An aligned overlay of the output's layout is fetched straight into the overlay row.
     if (result == ERROR_NONE && overlay != nullptr && !identity) {
         int overlayChannels = TypeIsColor(overlayType) ? 3 : 1;
-        result = AllocateRow(&run.aligned,
-                             (size_t)w * overlayChannels * (TypeIsWide(overlayType) ? 2 : 1));
+        if (!SameLayout(overlayType, outputType))
+            result = AllocateRow(&run.aligned,
+                                 (size_t)w * overlayChannels * (TypeIsWide(overlayType) ? 2 : 1));
         if (result == ERROR_NONE) result = AllocateRow(&run.coverage, (size_t)w);
     }
     if (result == ERROR_NONE && (overlayRule.mixing || !identity))
@@ -387,6 +411,9 @@ ErrorCode CompositeCompute(const Image *source, Image *destination, Picture *pic
         if (result == ERROR_NONE) result = AllocateRow(&run.maskCoverage, (size_t)w);
     }
     if (result == ERROR_NONE && general.mixing) result = AllocateRow(&run.amounts, (size_t)w);
+    if (result == ERROR_NONE && source == destination &&
+        (overlayRule.mixing || !identity || general.mixing))
+        result = AllocateRow(&run.inputCopy, rowBytes);
     if (result != ERROR_NONE) goto done;
     if (overlay != nullptr && identity) {
         result = RowReaderOpen(overlay, sourceX, sourceY, zoom, w, &run.overlay);
@@ -425,7 +452,11 @@ ErrorCode CompositeCompute(const Image *source, Image *destination, Picture *pic
             ConvertRow(in, backgroundType, run.backgroundRow, outputType, w);
             b = run.backgroundRow;
         }
-        if (run.black != nullptr) b = run.black;
+        if (run.inputCopy != nullptr) {
+            memcpy(run.inputCopy, b, rowBytes);
+            b = run.inputCopy;
+        }
+        if (run.black != nullptr && !copyOnly) b = run.black;
 
         // The overlay row and its covered span.
         const uint8_t *o = run.overlayRow;
@@ -444,9 +475,10 @@ ErrorCode CompositeCompute(const Image *source, Image *destination, Picture *pic
         if (rowIndex > source->height - 1) rowIndex = source->height - 1;
         double rulerY = source->height - 1 - rowIndex;
         if (overlay != nullptr && !identity) {
-            AlignedOverlayRow(overlay, alignment, &map, sourceX, step, rulerY, w, run.aligned,
+            uint8_t *fetched = run.aligned != nullptr ? run.aligned : run.overlayRow;
+            AlignedOverlayRow(overlay, alignment, &map, sourceX, step, rulerY, w, fetched,
                               run.coverage, &first, &last);
-            if (first >= 0)
+            if (first >= 0 && run.aligned != nullptr)
                 ConvertRow(run.aligned + (size_t)first * (TypeIsColor(overlayType) ? 3 : 1) *
                                              (TypeIsWide(overlayType) ? 2 : 1),
                            overlayType, run.overlayRow + (size_t)first * channels * (wide ? 2 : 1),
@@ -802,7 +834,7 @@ static const TransformOption COMPOSITE_OPTIONS[] = {
 const TransformDescriptor CompositeTransform = {
     "Composite",
     "composite",
-    "an overlay picture or color laid over the input by one of twelve operations",
+    "Lay an overlay picture or color over the input by one of twelve operations",
     "C&omposite...",
     MENU_IMAGE_DIALOG,
     COMMAND_COMPOSITE,
@@ -813,7 +845,7 @@ const TransformDescriptor CompositeTransform = {
     CompositeChangesNothing,
     nullptr,
     TRANSFORM_PROFILE_INHERIT,
-    0,
+    1,
     (int32_t)offsetof(CompositeParams, amount),
     sizeof(CompositeParams),
     CompositeDefaults,

@@ -168,6 +168,7 @@ TEST_F(Composite, NegativeRegisterAndTheAmountsAtTheEdges)
 // Background points and a known mapping of each mode; the overlay points are the mapped ones.
 TEST(Alignment, EachMappingIsRecoveredFromExactPoints)
 {
+    TestStart();
     const double x[4] = {10, 90, 30, 80}, y[4] = {20, 15, 70, 85};
     const double angle = 0.3, cosine = cos(angle), sine = sin(angle);
     struct Case {
@@ -205,6 +206,7 @@ TEST(Alignment, EachMappingIsRecoveredFromExactPoints)
 
 TEST(Alignment, EveryMultiPointMethodPassesThroughItsPairs)
 {
+    TestStart();
     AlignmentSettings settings;
     AlignmentSettingsDefault(&settings);
     settings.mode = ALIGN_MULTI_POINT;
@@ -239,6 +241,36 @@ TEST(Alignment, EveryMultiPointMethodPassesThroughItsPairs)
     }
 }
 
+// A reduced preview of an aligned overlay, with its mask, samples the same points as Apply.
+TEST_F(Composite, AlignedPreviewIsApplySubsampled)
+{
+    Image background, overlay, mask, applied = {}, expected = {};
+    PictureMake(&background, TYPE_COLOR24, 21, 17, 1);
+    PictureMake(&overlay, TYPE_GRAY8, 15, 19, 2);
+    PictureMake(&mask, TYPE_GRAY8, 15, 19, 3);
+    params.overlay = &overlay;
+    params.operation = COMPOSITE_HARD_LIGHT;
+    params.overlayAmount.maskImage = &mask;
+    params.overlayAmount.low = 100;
+    params.overlayAmount.high = 900;
+    params.align.mode = ALIGN_ROTATE;
+    params.align.pointCount = 2;
+    const double points[2][4] = {{2, 3, 1.5, 2}, {18, 12, 13, 15.25}};
+    for (int i = 0; i < 2; i++) {
+        params.align.backgroundX[i] = points[i][0], params.align.backgroundY[i] = points[i][1];
+        params.align.overlayX[i] = points[i][2], params.align.overlayY[i] = points[i][3];
+    }
+    ASSERT_EQ(ApplyRun(CompositeCompute, &params, background, &applied), ERROR_NONE);
+    ImageWindow window;
+    PreviewWindowSetUp(&window, background, -2, 1, 2, 10, 7);
+    ASSERT_EQ(PreviewRun(CompositeCompute, &params, background, &window, 0, 0, 9, 6), ERROR_NONE);
+    PictureSubsample(applied, 1, 2, 2, 10, 7, &expected);
+    ExpectImagesNear(expected, window.view, 0);
+    for (Image *image : {&background, &overlay, &mask, &applied, &expected})
+        ImageFree(image);
+    PreviewWindowFree(&window);
+}
+
 TEST_F(Composite, CoincidentPointsAreErrorSixtyOne)
 {
     Image background, result = {};
@@ -263,6 +295,7 @@ TEST_F(Composite, CoincidentPointsAreErrorSixtyOne)
 
 TEST(Alignment, AlignedRowCoversWhatTheOverlayReaches)
 {
+    TestStart();
     Image overlay;
     PictureMake(&overlay, TYPE_GRAY8, 10, 6, 4);
     AlignmentSettings settings;
@@ -299,6 +332,53 @@ TEST(Alignment, AlignedRowCoversWhatTheOverlayReaches)
         }
     }
     ImageFree(&overlay);
+}
+
+// Inside the overlay, an aligned sample is the core's sampler at the mapped point (a map of
+// halves and quarters, so that the point is exact however it is summed).
+TEST(Alignment, AlignedSamplesAreTheSamplersAtEveryDepth)
+{
+    TestStart();
+    AlignmentSettings settings;
+    AlignmentSettingsDefault(&settings);
+    settings.mode = ALIGN_AFFINE;
+    const AlignmentMap map = {0.75, 0.5, 0.25, -0.5, 0.75, 2.0, 0, 0};
+    for (int type : {TYPE_GRAY8, TYPE_COLOR24, TYPE_GRAY16, TYPE_COLOR48}) {
+        SCOPED_TRACE(type);
+        Image overlay;
+        PictureMake(&overlay, type, 13, 11, type);
+        uint16_t samples[3 * 16];
+        uint8_t coverage[16];
+        int first, last, inside = 0;
+        for (int y = 0; y < 12; y++) {
+            AlignedOverlayRow(&overlay, &settings, &map, 0.0, 1.0, y, 16, (uint8_t *)samples,
+                              coverage, &first, &last);
+            for (int x = 0; x < 16; x++) {
+                double X, Y;
+                MapPoint(&map, x, y, &X, &Y);
+                if (coverage[x] != 255) continue;
+                inside++;
+                int red, green, blue, want[3];
+                double row = overlay.height - 1 - Y;
+                if (type == TYPE_GRAY8) want[0] = SampleGray8(&overlay, X, row, 0);
+                if (type == TYPE_GRAY16) want[0] = SampleGray16(&overlay, X, row, 0);
+                if (type == TYPE_COLOR24)
+                    SampleColor24(&overlay, X, row, &red, &green, &blue, 0, 0, 0);
+                if (type == TYPE_COLOR48)
+                    SampleColor48(&overlay, X, row, &red, &green, &blue, 0, 0, 0);
+                want[0] = PictureChannels(type) == 3 ? blue : want[0];
+                want[1] = green, want[2] = red;
+                for (int c = 0; c < PictureChannels(type); c++) {
+                    int at = PictureChannels(type) * x + c;
+                    int wide = type == TYPE_GRAY16 || type == TYPE_COLOR48;
+                    int got = wide ? samples[at] : ((uint8_t *)samples)[at];
+                    EXPECT_EQ(got, want[c]) << x << "," << y << " channel " << c;
+                }
+            }
+        }
+        EXPECT_GT(inside, 40);
+        ImageFree(&overlay);
+    }
 }
 
 TEST_F(Composite, RefineFindsAOnePixelShift)
@@ -378,6 +458,25 @@ TEST_F(Composite, VerbMatchesApplyAndRefusesBadPoints)
     FileDamage damage = {};
     ASSERT_EQ(ReadTiffFile(out.c_str(), &written, 0, &damage), ERROR_NONE);
     ExpectImagesNear(expected, written, 0);
+
+    // A gray background under a colored overlay at a quarter: color, made aside.
+    Image gray, grayExpected = {}, grayWritten = {};
+    PictureMake(&gray, TYPE_GRAY8, 40, 30, 8);
+    std::string grayIn = folder + "/gray.tif";
+    ASSERT_EQ(SaveTiffFile(grayIn.c_str(), &gray), ERROR_NONE);
+    ASSERT_EQ(TestRun(TestCliPath() + " composite --operation 5 --color 10,200,90 " +
+                      "--overlay-amount 25 '" + grayIn + "' '" + out + "'"),
+              0);
+    CompositeParamsDefault(&params);
+    params.operation = COMPOSITE_SOFT_LIGHT;
+    params.overlayRed = 10, params.overlayGreen = 200, params.overlayBlue = 90;
+    params.overlayAmount.low = 256;
+    ASSERT_EQ(ApplyRun(CompositeCompute, &params, gray, &grayExpected), ERROR_NONE);
+    ASSERT_EQ(ReadTiffFile(out.c_str(), &grayWritten, 0, &damage), ERROR_NONE);
+    EXPECT_EQ(grayWritten.type, TYPE_COLOR24);
+    ExpectImagesNear(grayExpected, grayWritten, 0);
+    for (Image *image : {&gray, &grayExpected, &grayWritten})
+        ImageFree(image);
 
     struct Case {
         std::string arguments;

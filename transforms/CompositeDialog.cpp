@@ -583,18 +583,26 @@ static void CompositeRefine(CompositeDialogState *state)
 static void CompositeOptions(WindowHandle dialog, CompositeDialogState *state)
 {
     AlignmentSettings *align = &state->params.align;
+    static const int32_t RADII[3] = {ALIGN_SEARCH_6, ALIGN_SEARCH_2, ALIGN_SEARCH_1};
     // The platform's text is UTF-8: the plus-minus sign (0xB1) is written as its two bytes.
     MenuItem items[] = {
-        {COMPOSITE_MENU_METHOD + WARP_SHEPARD, WARP_METHOD_LABELS[WARP_SHEPARD], 1},
-        {COMPOSITE_MENU_METHOD + WARP_HARDY, WARP_METHOD_LABELS[WARP_HARDY], 1},
-        {COMPOSITE_MENU_METHOD + WARP_THIN_PLATE, WARP_METHOD_LABELS[WARP_THIN_PLATE], 1},
-        {COMPOSITE_MENU_METHOD + WARP_GAUSSIAN, WARP_METHOD_LABELS[WARP_GAUSSIAN], 1},
+        {COMPOSITE_MENU_METHOD + WARP_SHEPARD, WARP_METHOD_LABELS[WARP_SHEPARD], 1,
+         align->method == WARP_SHEPARD},
+        {COMPOSITE_MENU_METHOD + WARP_HARDY, WARP_METHOD_LABELS[WARP_HARDY], 1,
+         align->method == WARP_HARDY},
+        {COMPOSITE_MENU_METHOD + WARP_THIN_PLATE, WARP_METHOD_LABELS[WARP_THIN_PLATE], 1,
+         align->method == WARP_THIN_PLATE},
+        {COMPOSITE_MENU_METHOD + WARP_GAUSSIAN, WARP_METHOD_LABELS[WARP_GAUSSIAN], 1,
+         align->method == WARP_GAUSSIAN},
         {0, "", 1},
-        {COMPOSITE_MENU_SEARCH + 0, "&Search Radius \xC2\xB1 6 pixels", 1},
-        {COMPOSITE_MENU_SEARCH + 1, "&Search Radius \xC2\xB1 2 pixels", 1},
-        {COMPOSITE_MENU_SEARCH + 2, "&Search Radius \xC2\xB1 1 pixel", 1},
+        {COMPOSITE_MENU_SEARCH + 0, "&Search Radius \xC2\xB1 6 pixels", 1,
+         align->searchRadius == RADII[0]},
+        {COMPOSITE_MENU_SEARCH + 1, "&Search Radius \xC2\xB1 2 pixels", 1,
+         align->searchRadius == RADII[1]},
+        {COMPOSITE_MENU_SEARCH + 2, "&Search Radius \xC2\xB1 1 pixel", 1,
+         align->searchRadius == RADII[2]},
         {0, "", 1},
-        {COMPOSITE_MENU_LABELS, "&Label Alignment Points", 1},
+        {COMPOSITE_MENU_LABELS, "&Label Alignment Points", 1, align->labelPoints != 0},
         {0, nullptr, 0},
     };
     int x = 0, y = 0;
@@ -605,7 +613,6 @@ static void CompositeOptions(WindowHandle dialog, CompositeDialogState *state)
         x = rect.left;
         y = rect.bottom;
     }
-    static const int32_t RADII[3] = {ALIGN_SEARCH_6, ALIGN_SEARCH_2, ALIGN_SEARCH_1};
     int item = PlatformPopupMenu(dialog, items, x, y);
     if (item >= COMPOSITE_MENU_METHOD && item <= COMPOSITE_MENU_METHOD + WARP_GAUSSIAN) {
         align->method = item - COMPOSITE_MENU_METHOD;

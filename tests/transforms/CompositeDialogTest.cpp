@@ -189,6 +189,15 @@ TEST_F(CompositeDialogs, MultiPointPairsWithTheirBeepsAndMessages)
     HeadlessQueuePopupChoice(COMPOSITE_MENU_METHOD + WARP_HARDY);
     HeadlessClick(DialogWindow, SETTINGS_OPTIONS_BUTTON);
     EXPECT_EQ(PlatformWindowState(PlatformControl(DialogWindow, COMPOSITE_RADIUS)), SHOW_NORMAL);
+    // The menu, shown again, checks the method, the search radius and the labels in use.
+    HeadlessQueuePopupChoice(0);
+    HeadlessClick(DialogWindow, SETTINGS_OPTIONS_BUTTON);
+    const MenuItem *items = nullptr;
+    for (int i = 0, count = HeadlessLastPopup(&items); i < count; i++)
+        EXPECT_EQ(items[i].checked, items[i].id == COMPOSITE_MENU_METHOD + WARP_HARDY ||
+                                        items[i].id == COMPOSITE_MENU_SEARCH ||
+                                        items[i].id == COMPOSITE_MENU_LABELS)
+            << items[i].id;
     int messages = HeadlessMessageCount();
     HeadlessClick(DialogWindow, BUTTON_PREVIEW);
     ASSERT_EQ(HeadlessMessageCount(), messages + 1);

@@ -14,6 +14,7 @@
 #include "files/RasterInput.h"
 #include "platform/headless/Headless.h"
 #include "tests/files/FormatToolSupport.h"
+#include "tests/support/TestImage.h"
 
 class FileType : public FolderTest {};
 
@@ -526,15 +527,13 @@ TEST_F(FileType, AFileThatEndsEarlyGivesWhatItHoldsInEveryFormat)
 // FileDamageOrient names are exactly the black ones of the turned picture.
 TEST_F(FileType, TheMissingRowsTurnWithThePicture)
 {
-    Image source;
-    ImageClear(&source);
+    TestImage source;
     ASSERT_EQ(ImageAlloc(&source, TYPE_GRAY8, 4, 10, 72.0), ERROR_NONE);
     for (int y = 0; y < 10; y++)
         memset(source.rows[y], y < 4 ? 0 : 255, 4); // rows 6 to 9 from the top are black
     for (int code = 0; code < 8; code++) {
         SCOPED_TRACE(code);
-        Image turned;
-        ImageClear(&turned);
+        TestImage turned;
         ASSERT_EQ(OrientImageCode(&source, &turned, code, 0), ERROR_NONE);
         FileDamage damage;
         FileDamageClear(&damage);
@@ -547,7 +546,5 @@ TEST_F(FileType, TheMissingRowsTurnWithThePicture)
                 EXPECT_EQ(black, line >= damage.first && line <= damage.last) << x << ", " << top;
             }
         }
-        ImageFree(&turned);
     }
-    ImageFree(&source);
 }

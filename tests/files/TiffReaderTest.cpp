@@ -36,15 +36,10 @@ static uint32_t TestRandom(uint32_t *state)
 // Writes a PNM picture of random samples, 1 or 3 channels of 8 or 16 bits.
 static void PnmWrite(const std::string &path, int w, int h, int channels, int depth, uint32_t seed)
 {
-    std::string head = std::string(channels == 3 ? "P6" : "P5") + "\n" + std::to_string(w) + " " +
-                       std::to_string(h) + "\n" + (depth == 16 ? "65535" : "255") + "\n";
-    std::vector<uint8_t> bytes(head.begin(), head.end());
-    for (int i = 0; i < w * h * channels; i++) {
-        uint32_t value = TestRandom(&seed);
-        if (depth == 16) bytes.push_back((uint8_t)(value >> 8));
-        bytes.push_back((uint8_t)value);
-    }
-    TestWriteFile(path, bytes);
+    std::vector<int> samples((size_t)w * h * channels);
+    for (int &sample : samples)
+        sample = (int)(TestRandom(&seed) & (depth == 16 ? 0xFFFF : 0xFF));
+    PnmWriteSamples(path, w, h, channels, depth, samples);
 }
 
 // The picture a file gives, or its code.

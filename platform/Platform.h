@@ -404,6 +404,12 @@ void PlatformDrawImage(DrawContext *context, const struct Image *image, const Re
 // The exclusive-or rubber band of tools: drawing the same line twice leaves nothing.
 void PlatformDrawXorLine(DrawContext *context, int x0, int y0, int x1, int y1);
 void PlatformDrawXorRect(DrawContext *context, const Rect *rect);
+// Exclusive-or marks in a color of their own: each channel under the line or the text is
+// xored with the color's, so that a mark stays visible on any picture and drawing it twice
+// leaves nothing. The text is drawn without smoothing, so that both times hit the same pixels.
+void PlatformDrawXorColorLine(DrawContext *context, int x0, int y0, int x1, int y1, uint32_t color);
+void PlatformDrawXorText(DrawContext *context, int x, int y, const char *text, uint32_t color,
+                         int small);
 
 // A context for drawing outside MSG_PAINT (rubber bands during a drag).
 DrawContext *PlatformBeginDraw(WindowHandle window);

@@ -836,7 +836,7 @@ const TransformDescriptor CompositeTransform = {
     "composite",
     "Lay an overlay picture or color over the input by one of twelve operations",
     "C&omposite...",
-    MENU_NONE,
+    MENU_IMAGE_DIALOG,
     COMMAND_COMPOSITE,
     KIND_COMPOSITE,
     CompositeCompute,

@@ -82,6 +82,7 @@ MessageResult ChildProcedure(WindowHandle window, uint32_t message, uintptr_t wP
         // Nothing may keep a handle to a window that is gone.
         if (ActiveWindow == window) ActiveWindow = nullptr;
         if (ToolTarget == window) ToolTarget = nullptr;
+        if (PictureClient == window) PictureClient = nullptr;
         if (DialogWindow == window) {
             // However a transformation's dialog ends (OK, Cancel, the frame closing), the
             // files that waited for it may open now.
@@ -333,6 +334,38 @@ void ImageWindowKeyScroll(WindowHandle window, uint32_t key, uint32_t modifiers)
 // let go in between.
 static int DragTool;
 static WindowHandle DragWindow;
+// The picture window whose press the PictureClient took, until the release; null for none.
+static WindowHandle ClientDragWindow;
+
+// Offers the mouse to the PictureClient; 1 when it took the message. Alt keeps a press for
+// the picture's own panning.
+static int ImageWindowMouseToClient(WindowHandle window, uint32_t message, uintptr_t wParam,
+                                    intptr_t lParam)
+{
+    PictureMouse mouse = {message, ParamLow(lParam), ParamHigh(lParam), (uint32_t)wParam};
+    if (ClientDragWindow != nullptr) {
+        if (ClientDragWindow != window) return 1;
+        if (PictureClient != nullptr)
+            PlatformSendMessage(PictureClient, MSG_PICTURE_MOUSE, (uintptr_t)window,
+                                (intptr_t)&mouse);
+        if (message == MSG_LBUTTON_UP) {
+            ClientDragWindow = nullptr;
+            PlatformReleaseCapture();
+        }
+        return 1;
+    }
+    if (PictureClient == nullptr || ToolDown) return 0;
+    if (message == MSG_LBUTTON_DOWN && (mouse.keys & KEYS_ALT)) return 0;
+    if (message == MSG_LBUTTON_UP) return 0;
+    if (PlatformSendMessage(PictureClient, MSG_PICTURE_MOUSE, (uintptr_t)window,
+                            (intptr_t)&mouse) == 0)
+        return 0;
+    if (message == MSG_LBUTTON_DOWN && PictureClient != nullptr) {
+        ClientDragWindow = window;
+        PlatformSetCapture(window);
+    }
+    return 1;
+}
 
 static void ImageWindowMouse(WindowHandle window, uint32_t message, uintptr_t wParam,
                              intptr_t lParam)
@@ -341,6 +374,7 @@ static void ImageWindowMouse(WindowHandle window, uint32_t message, uintptr_t wP
     int y = ParamHigh(lParam);
     uint32_t keys = (uint32_t)wParam;
     int shift = (keys & KEYS_SHIFT) != 0;
+    if (ImageWindowMouseToClient(window, message, wParam, lParam)) return;
     switch (message) {
     case MSG_LBUTTON_DOWN:
         if (ToolTarget != nullptr) {
@@ -379,6 +413,10 @@ static void ImageWindowDestroy(WindowHandle window)
         // The button went down here and will never come up here.
         ToolDown = 0;
         DragWindow = nullptr;
+        PlatformReleaseCapture();
+    }
+    if (ClientDragWindow == window) {
+        ClientDragWindow = nullptr;
         PlatformReleaseCapture();
     }
     // A picture that showed this one as its mask overlay stops showing it.
@@ -422,6 +460,8 @@ MessageResult ImageWindowProcedure(WindowHandle window, uint32_t message, uintpt
         if (record == nullptr || PlatformWindowState(window) == SHOW_MINIMIZED) return 0;
         ToolCall(CurrentTool, window, 0, 0, TOOL_PHASE_OVERLAY);
         PaintImageWindow((DrawContext *)wParam, window, record, &record->picture.image);
+        if (PictureClient != nullptr)
+            PlatformSendMessage(PictureClient, MSG_PICTURE_PAINT, wParam, (intptr_t)window);
         ToolCall(CurrentTool, window, 0, 0, TOOL_PHASE_OVERLAY);
         return 0;
     case MSG_HSCROLL:

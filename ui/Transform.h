@@ -82,7 +82,7 @@ struct TransformDialogKind {
     TransformDialogMemory *memory;
     int32_t buttons; // DIALOG_BUTTONS_*
     // Any message before the shared handling hears it: 1 when the dialog took it whole, 0
-    // to let it go on. May be null.
+    // to let it go on (a MSG_PICTURE_MOUSE taken is answered 1, else 0). May be null.
     int (*message)(WindowHandle dialog, void *state, uint32_t message, uintptr_t wParam,
                    intptr_t lParam);
     // The name the input is marked in use under, when it is not the descriptor's (which is

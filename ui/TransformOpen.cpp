@@ -69,9 +69,11 @@ MessageResult TransformDialogProcedure(WindowHandle dialog, uint32_t message, ui
     if (state != nullptr && kind->inputTaken != nullptr &&
         (message == MSG_REFRESH || message == MSG_INPUT_CHANGED))
         kind->inputTaken(dialog, state);
+    // A picture's mouse taken by the dialog is answered as taken, so that its drag stays
+    // with the dialog.
     if (state != nullptr && kind->message != nullptr &&
         kind->message(dialog, state, message, wParam, lParam))
-        return 0;
+        return message == MSG_PICTURE_MOUSE ? 1 : 0;
     if (TransformDialogMessage(dialog, message, wParam, lParam, kind, state)) return 0;
     switch (message) {
     case MSG_COMMAND:

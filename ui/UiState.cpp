@@ -16,6 +16,7 @@ int CurrentTool;
 WindowHandle ToolTarget;
 int ToolDown;
 WindowHandle SplashWindow;
+WindowHandle PictureClient;
 
 static const int SLIDER_HEIGHT = 17; // pixels of the program's sliders
 

@@ -25,6 +25,13 @@ enum : uint32_t {
     MSG_INPUT_CHANGED = 0x802A,  // the picture a dialog uses changed
     // To the mask tool: the picture wParam is about to close; the answer 1 keeps it open.
     MSG_PICTURE_CLOSING = 0x8030,
+    // To the PictureClient: draw over a picture window that was just painted. wParam the
+    // DrawContext *, clipped to what was painted; lParam the picture's window.
+    MSG_PICTURE_PAINT = 0x8032,
+    // To the PictureClient: the mouse on a picture window, before its tool hears of it.
+    // wParam the picture's window, lParam const PictureMouse *. Answering 1 for a press
+    // takes the drag: the moves and the release go to the client alone.
+    MSG_PICTURE_MOUSE = 0x8033,
     MSG_DOCK_BROWSER = 0x803A,
     MSG_UNDOCK = 0x803B,
     MSG_OPEN_FROM_CLIPBOARD = 0x803E, // lParam: a command line handed over, freed by the frame
@@ -52,6 +59,17 @@ extern int CurrentTool;           // TOOL_*, 0 for no tool
 extern WindowHandle ToolTarget;   // a window waiting for a picture click, or null
 extern int ToolDown;              // 1 while the left button is down on a picture
 extern WindowHandle SplashWindow; // the splash while it shows, or null
+// A window (an open dialog) that draws over the picture windows and hears their mouse first
+// (MSG_PICTURE_PAINT, MSG_PICTURE_MOUSE), or null.
+extern WindowHandle PictureClient;
+
+// A mouse message on a picture window, as MSG_PICTURE_MOUSE passes it on.
+struct PictureMouse {
+    uint32_t message; // MSG_LBUTTON_DOWN, MSG_MOUSE_MOVE or MSG_LBUTTON_UP
+    int32_t x;        // client point of the picture's window
+    int32_t y;
+    uint32_t keys; // KEYS_* held
+};
 
 // Reads the metrics of the dialog font and the display into the globals above; at start-up
 // and when the display changes.

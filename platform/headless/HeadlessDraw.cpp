@@ -106,9 +106,9 @@ static void PutPixel(DrawContext *context, int x, int y, uint32_t color, int exc
     if (!Clip(context, &point)) return;
     uint8_t *pixel = CanvasPixel(context, x, y);
     if (exclusive) {
-        pixel[0] ^= 255;
-        pixel[1] ^= 255;
-        pixel[2] ^= 255;
+        pixel[0] ^= (uint8_t)color;
+        pixel[1] ^= (uint8_t)(color >> 8);
+        pixel[2] ^= (uint8_t)(color >> 16);
         return;
     }
     pixel[0] = (uint8_t)color;
@@ -203,7 +203,19 @@ void PlatformDrawImage(DrawContext *context, const Image *image, const Rect *sou
 
 void PlatformDrawXorLine(DrawContext *context, int x0, int y0, int x1, int y1)
 {
-    Line(context, x0, y0, x1, y1, 0, 1);
+    Line(context, x0, y0, x1, y1, 0xFFFFFF, 1); // white inverts every channel
+}
+
+void PlatformDrawXorColorLine(DrawContext *context, int x0, int y0, int x1, int y1, uint32_t color)
+{
+    Line(context, x0, y0, x1, y1, color, 1);
+}
+
+void PlatformDrawXorText(DrawContext *context, int x, int y, const char *text, uint32_t color,
+                         int small)
+{
+    // Texts are logged, not drawn, here; an exclusive-or text is one like any other.
+    PlatformDrawText(context, x, y, text, color, small);
 }
 
 void PlatformDrawXorRect(DrawContext *context, const Rect *rect)

@@ -186,6 +186,31 @@ void PlatformDrawXorLine(DrawContext *context, int x0, int y0, int x1, int y1)
     painter->setCompositionMode(QPainter::CompositionMode_SourceOver);
 }
 
+void PlatformDrawXorColorLine(DrawContext *context, int x0, int y0, int x1, int y1, uint32_t color)
+{
+    if (context == nullptr) return;
+    QPainter *painter = context->painter;
+    painter->setCompositionMode(QPainter::RasterOp_SourceXorDestination);
+    painter->setPen(QPen(ColorOf(color), 0));
+    painter->drawLine(x0, y0, x1, y1);
+    painter->setCompositionMode(QPainter::CompositionMode_SourceOver);
+}
+
+void PlatformDrawXorText(DrawContext *context, int x, int y, const char *text, uint32_t color,
+                         int small)
+{
+    if (context == nullptr || text == nullptr) return;
+    QPainter *painter = context->painter;
+    // A smoothed edge would be blended, not xored, and a second drawing would not take it away.
+    QFont font = small ? *QtSmallFont : *QtDialogFont;
+    font.setStyleStrategy(QFont::NoAntialias);
+    painter->setFont(font);
+    painter->setPen(ColorOf(color));
+    painter->setCompositionMode(QPainter::RasterOp_SourceXorDestination);
+    painter->drawText(x, y + QFontMetrics(font).ascent(), QtText(text));
+    painter->setCompositionMode(QPainter::CompositionMode_SourceOver);
+}
+
 void PlatformDrawXorRect(DrawContext *context, const Rect *rect)
 {
     if (context == nullptr) return;

@@ -8,6 +8,7 @@
 
 #include "core/Memory.h"
 #include "tests/color/ProfileTransformSupport.h"
+#include "tests/support/TestImage.h"
 
 TEST_F(ProfileTransformFixture, TransformRefusesProfilesThatCannotHoldRgbPixels)
 {
@@ -64,14 +65,14 @@ TEST_F(ProfileTransformFixture, ConversionEqualsTificcForEveryIntentAndDepth)
             SCOPED_TRACE(testing::Message() << "type " << c.type << " from '" << c.source << "' to "
                                             << c.target << " intent " << intent);
             ImageWindow *window = Window(c.type, 37, 23, c.source);
-            Image original = {};
+            TestImage original;
             ASSERT_EQ(ImageDuplicate(&window->picture.image, &original), ERROR_NONE);
             std::vector<uint8_t> target = TestReadFile(c.target);
             int modified = 0;
             ASSERT_EQ(ConvertImageToProfile(&window->picture, target.data(), (int)target.size(),
                                             intent, 0, &modified),
                       ERROR_NONE);
-            Image expected = {};
+            TestImage expected;
             std::string input = c.source.empty() ? "" : " '-i" + c.source + "'";
             Tificc(original, std::string(TIFICC_INTENTS[intent]) + input + " '-o" + c.target + "'",
                    folder, &expected);
@@ -81,8 +82,6 @@ TEST_F(ProfileTransformFixture, ConversionEqualsTificcForEveryIntentAndDepth)
                                            window->picture.profile + window->picture.profileSize),
                       target);
             EXPECT_EQ(modified, 1);
-            ImageFree(&original);
-            ImageFree(&expected);
         }
     }
 }
@@ -113,7 +112,7 @@ TEST_F(ProfileTransformFixture, ConversionThatChangesNothingLeavesAllAlone)
         SCOPED_TRACE(c.name);
         CurrentColorSettings.enabled = c.enabled;
         ImageWindow *window = Window(c.type, 20, 10, c.profile);
-        Image original = {};
+        TestImage original;
         ASSERT_EQ(ImageDuplicate(&window->picture.image, &original), ERROR_NONE);
         uint8_t *profileBefore = window->picture.profile;
         int modified = -1;
@@ -123,14 +122,13 @@ TEST_F(ProfileTransformFixture, ConversionThatChangesNothingLeavesAllAlone)
         ExpectImagesNear(original, window->picture.image, 0);
         EXPECT_EQ(window->picture.profile, profileBefore);
         EXPECT_EQ(modified, 0);
-        ImageFree(&original);
     }
     EXPECT_EQ(HeadlessProgressCount(), 0);
 }
 TEST_F(ProfileTransformFixture, FailedConversionLeavesPictureAndProfile)
 {
     ImageWindow *window = Window(TYPE_COLOR24, 20, 10, SYSTEM_ADOBE);
-    Image original = {};
+    TestImage original;
     ASSERT_EQ(ImageDuplicate(&window->picture.image, &original), ERROR_NONE);
     uint8_t *profileBefore = window->picture.profile;
     std::vector<uint8_t> garbage(400, 7);
@@ -144,7 +142,6 @@ TEST_F(ProfileTransformFixture, FailedConversionLeavesPictureAndProfile)
     EXPECT_EQ(modified, 0);
     ExpectImagesNear(original, window->picture.image, 0);
     EXPECT_EQ(window->picture.profile, profileBefore);
-    ImageFree(&original);
 }
 TEST_F(ProfileTransformFixture, ConversionSaysItModifiedAndShowsProgressWithoutCancel)
 {
@@ -279,7 +276,7 @@ TEST_F(ProfileTransformFixture, OpenCheckDecisions)
         CurrentColorSettings.onMismatch = c.onMismatch;
         Settings(working, "", "", c.withAssumed ? SYSTEM_BLUISH : "");
         ImageWindow *window = Window(TYPE_COLOR48, 9, 5, c.fileProfile);
-        Image original = {};
+        TestImage original;
         ASSERT_EQ(ImageDuplicate(&window->picture.image, &original), ERROR_NONE);
         int ask = -1;
         int modified = -1;
@@ -295,7 +292,7 @@ TEST_F(ProfileTransformFixture, OpenCheckDecisions)
         if (c.converted) {
             std::string from =
                 c.fileProfile.empty() && c.withAssumed ? SYSTEM_BLUISH : c.fileProfile;
-            Image expected = {};
+            TestImage expected;
             Tificc(original,
                    "-t0" + (from.empty() ? std::string() : " '-i" + from + "'") + " '-o" + working +
                        "'",
@@ -305,7 +302,6 @@ TEST_F(ProfileTransformFixture, OpenCheckDecisions)
         } else {
             ExpectImagesNear(original, window->picture.image, 0);
         }
-        ImageFree(&original);
     }
 }
 TEST_F(ProfileTransformFixture, OpenCheckDoesNothingWithoutAWorkingSpaceOrForGray)
@@ -332,7 +328,7 @@ TEST_F(ProfileTransformFixture, OpenDialogChoiceAssignsAndConverts)
     std::vector<uint8_t> wide = TestReadFile(SYSTEM_WIDE);
     ImageWindow *kept = Window(TYPE_COLOR24, 6, 6);
     ImageWindow *converted = Window(TYPE_COLOR24, 6, 6);
-    Image original = {};
+    TestImage original;
     ASSERT_EQ(ImageDuplicate(&kept->picture.image, &original), ERROR_NONE);
     int modified = -1;
     ASSERT_EQ(OpenProfileChoose(&kept->picture, wide.data(), (int)wide.size(), 0, 0, &modified),
@@ -347,12 +343,10 @@ TEST_F(ProfileTransformFixture, OpenDialogChoiceAssignsAndConverts)
         OpenProfileChoose(&converted->picture, wide.data(), (int)wide.size(), 1, 2, &modified),
         ERROR_NONE);
     EXPECT_EQ(modified, 1);
-    Image expected = {};
+    TestImage expected;
     Tificc(original, "-t1 '-i" + SYSTEM_WIDE + "' '-o" + SYSTEM_ADOBE + "'", folder, &expected);
     ExpectImagesNear(expected, converted->picture.image, 0);
     EXPECT_EQ(std::vector<uint8_t>(converted->picture.profile,
                                    converted->picture.profile + converted->picture.profileSize),
               TestReadFile(SYSTEM_ADOBE));
-    ImageFree(&expected);
-    ImageFree(&original);
 }

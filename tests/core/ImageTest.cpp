@@ -9,6 +9,7 @@
 #include "core/Helpers.h"
 #include "core/Image.h"
 #include "platform/headless/Headless.h"
+#include "tests/support/TestImage.h"
 #include "tests/support/TestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
 
@@ -62,7 +63,7 @@ TEST(ImageAlloc, RowBytesPadToFourForEveryType)
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(testing::Message() << "type " << c.type << " width " << c.width);
-        Image image = {};
+        TestImage image;
         ASSERT_EQ(ImageAlloc(&image, c.type, c.width, 3, 300.0), ERROR_NONE);
         EXPECT_EQ(image.rowBytes, c.rowBytes);
         EXPECT_EQ(ImageRowBytes(c.type, c.width), c.rowBytes);
@@ -71,7 +72,6 @@ TEST(ImageAlloc, RowBytesPadToFourForEveryType)
         EXPECT_EQ(image.height, 3);
         EXPECT_EQ(image.resolution, 300.0);
         ExpectRowsInBlocks(image, c.type == TYPE_COLOR || c.type == TYPE_HISTOGRAM ? 1 : 3);
-        ImageFree(&image);
     }
 }
 
@@ -95,7 +95,7 @@ TEST(ImageAlloc, BlocksHoldWholeRowsAndTheLastHoldsOnlyWhatIsLeft)
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(testing::Message() << c.type << " " << c.width << "x" << c.height);
-        Image image = {};
+        TestImage image;
         ASSERT_EQ(ImageAlloc(&image, c.type, c.width, c.height, 72.0), ERROR_NONE);
         EXPECT_EQ(image.rowsPerChunk, c.rowsPerChunk);
         ASSERT_EQ(image.chunkCount, c.chunkCount);
@@ -104,7 +104,6 @@ TEST(ImageAlloc, BlocksHoldWholeRowsAndTheLastHoldsOnlyWhatIsLeft)
             EXPECT_LT(BlockBytes(image.chunks[c.chunkCount - 1]), c.lastBelow);
         }
         ExpectRowsInBlocks(image, c.storedRows);
-        ImageFree(&image);
     }
 }
 
@@ -115,14 +114,13 @@ TEST(ImageAlloc, RowOf512004BytesIsTooWideAndClearsTheRecord)
         SCOPED_TRACE(type);
         // The smallest width whose row passes 512000 bytes for the type.
         int width = type == TYPE_GRAY8 ? 512001 : type == TYPE_COLOR24 ? 170667 : 85334;
-        Image image = {};
+        TestImage image;
         ASSERT_EQ(ImageAlloc(&image, TYPE_GRAY8, 10, 10, 72.0), ERROR_NONE);
         EXPECT_EQ(ImageAlloc(&image, type, width, 2, 72.0), ERROR_IMAGE_TOO_WIDE);
         ExpectCleared(image);
         // One pixel narrower still fits.
         EXPECT_EQ(ImageAlloc(&image, type, width - 1, 2, 72.0), ERROR_NONE);
         EXPECT_LE(image.rowBytes, 512000);
-        ImageFree(&image);
     }
 }
 
@@ -138,7 +136,7 @@ TEST(ImageAlloc, EmptyShapesRememberTheRequestWithoutStorage)
     };
     for (const Case &c : cases) {
         SCOPED_TRACE(testing::Message() << c.type << " " << c.width << "x" << c.height);
-        Image image = {};
+        TestImage image;
         ASSERT_EQ(ImageAlloc(&image, TYPE_COLOR24, 20, 20, 72.0), ERROR_NONE);
         EXPECT_EQ(ImageAlloc(&image, c.type, c.width, c.height, 150.0), ERROR_NONE);
         EXPECT_EQ(image.type, c.type);
@@ -148,14 +146,13 @@ TEST(ImageAlloc, EmptyShapesRememberTheRequestWithoutStorage)
         EXPECT_EQ(image.rows, nullptr);
         EXPECT_EQ(image.chunks, nullptr);
         EXPECT_EQ(image.chunkCount, 0);
-        ImageFree(&image);
     }
 }
 
 TEST(ImageAlloc, ImpossibleSizesAreRefusedBeforeAnyAllocation)
 {
     TestStart();
-    Image image = {};
+    TestImage image;
     // 20 GB of 48-bit rows, and negative sizes: out of memory, record cleared.
     EXPECT_EQ(ImageAlloc(&image, TYPE_COLOR48, 85000, 40000, 72.0), ERROR_NO_MEMORY);
     ExpectCleared(image);
@@ -168,10 +165,10 @@ TEST(ImageAlloc, ImpossibleSizesAreRefusedBeforeAnyAllocation)
 TEST(ImageAlloc, SameShapeKeepsPixelsAndChangesOnlyResolution)
 {
     TestStart();
-    Image image = {};
+    TestImage image;
     ASSERT_EQ(ImageAlloc(&image, TYPE_COLOR24, 50, 40, 72.0), ERROR_NONE);
     TestFillPattern(&image, 7);
-    Image before = {};
+    TestImage before;
     ASSERT_EQ(ImageDuplicate(&image, &before), ERROR_NONE);
     uint8_t **rows = image.rows;
     uint8_t *firstRow = image.rows[0];
@@ -186,8 +183,6 @@ TEST(ImageAlloc, SameShapeKeepsPixelsAndChangesOnlyResolution)
     ASSERT_EQ(ImageAlloc(&image, TYPE_COLOR24, 50, 41, 300.0), ERROR_NONE);
     EXPECT_EQ(image.height, 41);
     ExpectRowsInBlocks(image, 41);
-    ImageFree(&image);
-    ImageFree(&before);
 }
 
 TEST(ImageDuplicate, CopiesEveryPictureTypeIntoStorageOfItsOwn)
@@ -195,8 +190,8 @@ TEST(ImageDuplicate, CopiesEveryPictureTypeIntoStorageOfItsOwn)
     TestStart();
     for (int type : {TYPE_BINARY, TYPE_GRAY8, TYPE_COLOR24, TYPE_GRAY16, TYPE_COLOR48}) {
         SCOPED_TRACE(type);
-        Image source = {};
-        Image copy = {};
+        TestImage source;
+        TestImage copy;
         ASSERT_EQ(ImageAlloc(&source, type, 37, 1100, 240.0), ERROR_NONE);
         TestFillPattern(&source, type);
         ASSERT_EQ(ImageDuplicate(&source, &copy), ERROR_NONE);
@@ -204,8 +199,6 @@ TEST(ImageDuplicate, CopiesEveryPictureTypeIntoStorageOfItsOwn)
         ExpectImagesNear(source, copy, 0);
         EXPECT_NE(copy.rows[0], source.rows[0]);
         EXPECT_EQ(HeadlessProgressCount(), 0);
-        ImageFree(&source);
-        ImageFree(&copy);
     }
 }
 
@@ -213,11 +206,11 @@ TEST(ImageDuplicate, PassesOnTheAllocationError)
 {
     TestStart();
     // A record that claims a row too wide to exist: the copy cannot be allocated.
-    Image source = {};
+    TestImage source;
     source.type = TYPE_GRAY8;
     source.width = 512001;
     source.height = 1;
-    Image copy = {};
+    TestImage copy;
     EXPECT_EQ(ImageDuplicate(&source, &copy), ERROR_IMAGE_TOO_WIDE);
     EXPECT_EQ(ImageCopy(&source, &copy, 1), ERROR_IMAGE_TOO_WIDE);
     ExpectCleared(copy);
@@ -239,8 +232,8 @@ TEST(ImageCopy, ProgressFrom100000Pixels)
     for (const Case &c : cases) {
         SCOPED_TRACE(testing::Message() << c.width << "x" << c.height << " " << c.showProgress);
         HeadlessReset();
-        Image source = {};
-        Image copy = {};
+        TestImage source;
+        TestImage copy;
         ASSERT_EQ(ImageAlloc(&source, TYPE_GRAY8, c.width, c.height, 72.0), ERROR_NONE);
         TestFillPattern(&source, 3);
         ASSERT_EQ(ImageCopy(&source, &copy, c.showProgress), ERROR_NONE);
@@ -259,17 +252,15 @@ TEST(ImageCopy, ProgressFrom100000Pixels)
             EXPECT_GE(HeadlessWaitCursorCount(), 1);
         }
         EXPECT_EQ(HeadlessCursor(), CURSOR_ARROW);
-        ImageFree(&source);
-        ImageFree(&copy);
     }
 }
 
 TEST(ImageCopy, AbortKeepsTheRowsCopiedSoFar)
 {
     TestStart();
-    Image source = {};
-    Image copy = {};
-    Image before = {};
+    TestImage source;
+    TestImage copy;
+    TestImage before;
     ASSERT_EQ(ImageAlloc(&source, TYPE_COLOR24, 500, 300, 72.0), ERROR_NONE);
     ASSERT_EQ(ImageAlloc(&copy, TYPE_COLOR24, 500, 300, 72.0), ERROR_NONE);
     TestFillPattern(&source, 1);
@@ -283,9 +274,6 @@ TEST(ImageCopy, AbortKeepsTheRowsCopiedSoFar)
         ASSERT_EQ(memcmp(copy.rows[y], expected, 1500), 0) << "row " << y;
     }
     EXPECT_EQ(HeadlessProgressAt(0)->open, 0);
-    ImageFree(&source);
-    ImageFree(&copy);
-    ImageFree(&before);
 }
 
 TEST(ImageCopyRect, CopiesTheInclusiveRectangleOfEachType)
@@ -297,8 +285,8 @@ TEST(ImageCopyRect, CopiesTheInclusiveRectangleOfEachType)
                          : type == TYPE_COLOR24 ? 3
                          : type == TYPE_GRAY16  ? 2
                                                 : 6;
-        Image source = {};
-        Image part = {};
+        TestImage source;
+        TestImage part;
         ASSERT_EQ(ImageAlloc(&source, type, 20, 15, 200.0), ERROR_NONE);
         TestFillPattern(&source, 11);
         ASSERT_EQ(ImageCopyRect(&source, 3, 4, 19, 6, &part), ERROR_NONE);
@@ -311,16 +299,14 @@ TEST(ImageCopyRect, CopiesTheInclusiveRectangleOfEachType)
                 memcmp(part.rows[y], source.rows[y + 4] + 3 * pixelBytes, (size_t)17 * pixelBytes),
                 0)
                 << "row " << y;
-        ImageFree(&source);
-        ImageFree(&part);
     }
 }
 
 TEST(ImageCopyRect, BinaryFromColumn3StartsAtBit0)
 {
     TestStart();
-    Image source = {};
-    Image part = {};
+    TestImage source;
+    TestImage part;
     ASSERT_EQ(ImageAlloc(&source, TYPE_BINARY, 20, 2, 72.0), ERROR_NONE);
     // Row 1: bits 3, 4, 10 and 19 set; everything else clear.
     memset(source.rows[0], 0, 4);
@@ -335,22 +321,20 @@ TEST(ImageCopyRect, BinaryFromColumn3StartsAtBit0)
     EXPECT_EQ(part.rows[0][0], 0xC1);
     EXPECT_EQ(part.rows[0][1], 0x00);
     EXPECT_EQ(part.rows[0][2] & 0x80, 0x80);
-    ImageFree(&source);
-    ImageFree(&part);
 }
 
 TEST(ImageCopyRect, OtherTypesCopyNothingAndBadRectanglesAreRefused)
 {
     TestStart();
-    Image histogram = {};
-    Image part = {};
+    TestImage histogram;
+    TestImage part;
     ASSERT_EQ(ImageAlloc(&histogram, TYPE_HISTOGRAM, 257, 1, 0.0), ERROR_NONE);
     EXPECT_EQ(ImageCopyRect(&histogram, 0, 0, 9, 0, &part), ERROR_NONE);
     EXPECT_EQ(part.type, TYPE_HISTOGRAM);
     EXPECT_EQ(part.width, 10);
     EXPECT_EQ(part.height, 1);
 
-    Image source = {};
+    TestImage source;
     ASSERT_EQ(ImageAlloc(&source, TYPE_GRAY8, 10, 10, 72.0), ERROR_NONE);
     struct Case {
         int x0, y0, x1, y1;
@@ -361,9 +345,6 @@ TEST(ImageCopyRect, OtherTypesCopyNothingAndBadRectanglesAreRefused)
         EXPECT_EQ(ImageCopyRect(&source, c.x0, c.y0, c.x1, c.y1, &part), ERROR_INTERNAL_1);
         EXPECT_EQ(part.type, TYPE_HISTOGRAM); // untouched
     }
-    ImageFree(&histogram);
-    ImageFree(&source);
-    ImageFree(&part);
 }
 
 // A gray or color picture whose every sample is its column times 10 plus its channel.
@@ -383,8 +364,8 @@ TEST(ImageShift, SidewaysMovesPixelsOfGrayAndColorRows)
         int channels = type == TYPE_COLOR24 ? 3 : 1;
         for (int count : {1, 3, 6}) {
             SCOPED_TRACE(testing::Message() << "type " << type << " count " << count);
-            Image image = {};
-            Image before = {};
+            TestImage image;
+            TestImage before;
             ASSERT_EQ(ImageAlloc(&image, type, 9, 2, 72.0), ERROR_NONE);
             FillColumns(&image);
             ASSERT_EQ(ImageDuplicate(&image, &before), ERROR_NONE);
@@ -406,8 +387,6 @@ TEST(ImageShift, SidewaysMovesPixelsOfGrayAndColorRows)
                                   before.rows[y][(x - count) * channels + c])
                             << "right, x " << x;
             EXPECT_EQ(HeadlessCursor(), CURSOR_ARROW);
-            ImageFree(&image);
-            ImageFree(&before);
         }
     }
 }
@@ -415,7 +394,7 @@ TEST(ImageShift, SidewaysMovesPixelsOfGrayAndColorRows)
 TEST(ImageShift, SidewaysMovesBitsOfBinaryRows)
 {
     TestStart();
-    Image image = {};
+    TestImage image;
     ASSERT_EQ(ImageAlloc(&image, TYPE_BINARY, 20, 1, 72.0), ERROR_NONE);
     // Bits 0, 9 and 19 set.
     image.rows[0][0] = 0x80;
@@ -433,7 +412,6 @@ TEST(ImageShift, SidewaysMovesBitsOfBinaryRows)
     ImageShiftRight(&image, 5);
     for (int x = 5; x < 20; x++)
         EXPECT_EQ(BitTest(image.rows[0], x), x == 5) << "x " << x;
-    ImageFree(&image);
 }
 
 TEST(ImageShift, RowsMoveDownAndUpForAnyType)
@@ -441,8 +419,8 @@ TEST(ImageShift, RowsMoveDownAndUpForAnyType)
     TestStart();
     for (int type : {TYPE_BINARY, TYPE_GRAY8, TYPE_COLOR24, TYPE_GRAY16, TYPE_COLOR48}) {
         SCOPED_TRACE(type);
-        Image image = {};
-        Image before = {};
+        TestImage image;
+        TestImage before;
         ASSERT_EQ(ImageAlloc(&image, type, 13, 7, 72.0), ERROR_NONE);
         TestFillPattern(&image, 5);
         ASSERT_EQ(ImageDuplicate(&image, &before), ERROR_NONE);
@@ -458,16 +436,14 @@ TEST(ImageShift, RowsMoveDownAndUpForAnyType)
             EXPECT_EQ(memcmp(image.rows[i], before.rows[i - 3], (size_t)image.rowBytes), 0);
         for (int i = 0; i < 3; i++)
             EXPECT_EQ(memcmp(image.rows[i], before.rows[i], (size_t)image.rowBytes), 0);
-        ImageFree(&image);
-        ImageFree(&before);
     }
 }
 
 TEST(ImageShift, CountsThatAskForNothingChangeNothing)
 {
     TestStart();
-    Image image = {};
-    Image before = {};
+    TestImage image;
+    TestImage before;
     ASSERT_EQ(ImageAlloc(&image, TYPE_GRAY8, 10, 4, 72.0), ERROR_NONE);
     TestFillPattern(&image, 9);
     ASSERT_EQ(ImageDuplicate(&image, &before), ERROR_NONE);
@@ -488,13 +464,10 @@ TEST(ImageShift, CountsThatAskForNothingChangeNothing)
     ExpectImagesNear(before, image, 0);
 
     // A picture with rows but no columns has nothing to move.
-    Image empty = {};
+    TestImage empty;
     ASSERT_EQ(ImageAlloc(&empty, TYPE_GRAY8, 0, 5, 72.0), ERROR_NONE);
     ImageShiftLeft(&empty, 1);
     ImageShiftRowsUp(&empty, 1);
-    ImageFree(&empty);
-    ImageFree(&image);
-    ImageFree(&before);
 }
 
 // A 4 by 3 gray picture: row y, column x holds 20 * x + 50 * y.
@@ -509,7 +482,7 @@ static void MakeGray8(Image *image)
 TEST(SampleGray8, InsideBlendsBilinearlyThroughTheTable)
 {
     TestStart();
-    Image image = {};
+    TestImage image;
     MakeGray8(&image);
     struct Case {
         double x, y;
@@ -532,13 +505,12 @@ TEST(SampleGray8, InsideBlendsBilinearlyThroughTheTable)
         SCOPED_TRACE(testing::Message() << c.x << "," << c.y);
         EXPECT_EQ(SampleGray8(&image, c.x, c.y, 99), c.expected);
     }
-    ImageFree(&image);
 }
 
 TEST(SampleGray8, FringeFadesIntoTheBackgroundAndOutsideIsBackground)
 {
     TestStart();
-    Image image = {};
+    TestImage image;
     MakeGray8(&image);
     // (width - 0.5, 0): half of pixel (3, 0) = 60 and half of background 200:
     // 60 + (140 * 128 + 127) / 255 = 60 + 70, and no weight on the row above.
@@ -560,14 +532,13 @@ TEST(SampleGray8, FringeFadesIntoTheBackgroundAndOutsideIsBackground)
     // A background outside 0 to 255 is taken as its nearest end: 255 half toward 0.
     EXPECT_EQ(SampleGray8(&image, -0.5, 0.0, 1000), 127);
     EXPECT_EQ(SampleGray8(&image, 9.0, 0.0, -5), 0);
-    ImageFree(&image);
 }
 
 TEST(SampleGray8, OnePixelWideAndOneRowPicturesStayInsideTheRow)
 {
     TestStart();
     // Under AddressSanitizer a read before the row or past the last row fails here.
-    Image column = {};
+    TestImage column;
     ASSERT_EQ(ImageAlloc(&column, TYPE_GRAY8, 1, 3, 72.0), ERROR_NONE);
     for (int y = 0; y < 3; y++)
         column.rows[y][0] = (uint8_t)(40 * y + 10);
@@ -575,7 +546,7 @@ TEST(SampleGray8, OnePixelWideAndOneRowPicturesStayInsideTheRow)
     EXPECT_EQ(SampleGray8(&column, 0.0, 1.75, 0), 80); // 50 to 90 by 192: 50 + 30
     EXPECT_EQ(SampleGray8(&column, 0.5, 0.0, 0), 5);   // fringe, half background
 
-    Image row = {};
+    TestImage row;
     ASSERT_EQ(ImageAlloc(&row, TYPE_GRAY8, 3, 1, 72.0), ERROR_NONE);
     row.rows[0][0] = 0;
     row.rows[0][1] = 100;
@@ -583,18 +554,18 @@ TEST(SampleGray8, OnePixelWideAndOneRowPicturesStayInsideTheRow)
     EXPECT_EQ(SampleGray8(&row, 1.5, 0.0, 0), 150);
     EXPECT_EQ(SampleGray8(&row, 2.0, 0.0, 0), 200);
 
-    Image dot = {};
+    TestImage dot;
     ASSERT_EQ(ImageAlloc(&dot, TYPE_GRAY8, 1, 1, 72.0), ERROR_NONE);
     dot.rows[0][0] = 123;
     EXPECT_EQ(SampleGray8(&dot, 0.5, 0.5, 123), 123);
 
     // The same shapes through the 16-bit and color samplers.
-    Image wide = {};
+    TestImage wide;
     ASSERT_EQ(ImageAlloc(&wide, TYPE_GRAY16, 1, 2, 72.0), ERROR_NONE);
     ((uint16_t *)wide.rows[0])[0] = 1000;
     ((uint16_t *)wide.rows[1])[0] = 2000;
     EXPECT_EQ(SampleGray16(&wide, 0.0, 0.5, 0), 1501); // 1000 + 1000 * 128 / 255
-    Image color = {};
+    TestImage color;
     ASSERT_EQ(ImageAlloc(&color, TYPE_COLOR48, 3, 1, 72.0), ERROR_NONE);
     TestFillPattern(&color, 8);
     int red, green, blue;
@@ -602,17 +573,12 @@ TEST(SampleGray8, OnePixelWideAndOneRowPicturesStayInsideTheRow)
     EXPECT_EQ(red, ((uint16_t *)color.rows[0])[8]);
     SampleColor48(&color, 1.5, 0.0, &red, &green, &blue, 0, 0, 0);
     SampleColor24(&color, 2.0, 0.0, &red, &green, &blue, 0, 0, 0);
-    ImageFree(&column);
-    ImageFree(&row);
-    ImageFree(&dot);
-    ImageFree(&wide);
-    ImageFree(&color);
 }
 
 TEST(SampleColor, RedIsTheThirdSampleInMemory)
 {
     TestStart();
-    Image color = {};
+    TestImage color;
     ASSERT_EQ(ImageAlloc(&color, TYPE_COLOR24, 2, 1, 72.0), ERROR_NONE);
     const uint8_t pixels[6] = {10, 20, 30, 110, 120, 130}; // blue, green, red twice
     memcpy(color.rows[0], pixels, 6);
@@ -636,7 +602,7 @@ TEST(SampleColor, RedIsTheThirdSampleInMemory)
     EXPECT_EQ(green, 60); // 120 - (120 * 128 + 127) / 255 = 120 - 60
     EXPECT_EQ(blue, 120); // 110 + (20 * 128 + 127) / 255
 
-    Image deep = {};
+    TestImage deep;
     ASSERT_EQ(ImageAlloc(&deep, TYPE_COLOR48, 1, 1, 72.0), ERROR_NONE);
     uint16_t *samples = (uint16_t *)deep.rows[0];
     samples[0] = 100;   // blue
@@ -646,14 +612,12 @@ TEST(SampleColor, RedIsTheThirdSampleInMemory)
     EXPECT_EQ(red, 60000);
     EXPECT_EQ(green, 200);
     EXPECT_EQ(blue, 100);
-    ImageFree(&color);
-    ImageFree(&deep);
 }
 
 TEST(SampleBinary, RoundsToTheNearestPixel)
 {
     TestStart();
-    Image image = {};
+    TestImage image;
     ASSERT_EQ(ImageAlloc(&image, TYPE_BINARY, 10, 2, 72.0), ERROR_NONE);
     memset(image.rows[0], 0, 4);
     memset(image.rows[1], 0, 4);
@@ -667,7 +631,6 @@ TEST(SampleBinary, RoundsToTheNearestPixel)
     EXPECT_EQ(SampleBinary(&image, 9.01, 1.0, 7), 7); // past width - 1: no fringe
     EXPECT_EQ(SampleBinary(&image, -0.01, 0.0, 7), 7);
     EXPECT_EQ(SampleBinary(&image, 1.0, 1.01, 7), 7);
-    ImageFree(&image);
 }
 
 TEST(SamplePixel, EachTypeGivesEightBitRedGreenBlue)
@@ -675,7 +638,7 @@ TEST(SamplePixel, EachTypeGivesEightBitRedGreenBlue)
     TestStart();
     int red, green, blue;
 
-    Image binary = {};
+    TestImage binary;
     ASSERT_EQ(ImageAlloc(&binary, TYPE_BINARY, 2, 1, 72.0), ERROR_NONE);
     binary.rows[0][0] = 0x80;
     SamplePixel(&binary, 0.0, 0.0, &red, &green, &blue, 0, 0, 0);
@@ -688,7 +651,7 @@ TEST(SamplePixel, EachTypeGivesEightBitRedGreenBlue)
     EXPECT_EQ(green, 76);
     EXPECT_EQ(blue, 76);
 
-    Image gray16 = {};
+    TestImage gray16;
     ASSERT_EQ(ImageAlloc(&gray16, TYPE_GRAY16, 1, 1, 72.0), ERROR_NONE);
     ((uint16_t *)gray16.rows[0])[0] = 32768;
     SamplePixel(&gray16, 0.0, 0.0, &red, &green, &blue, 0, 0, 0);
@@ -700,7 +663,7 @@ TEST(SamplePixel, EachTypeGivesEightBitRedGreenBlue)
 
     // 48-bit rows go through the 8-bit color sampler and then the table: the first pixel
     // reads the bytes FF FF 00 as blue, green and red.
-    Image deep = {};
+    TestImage deep;
     ASSERT_EQ(ImageAlloc(&deep, TYPE_COLOR48, 1, 1, 72.0), ERROR_NONE);
     uint16_t *samples = (uint16_t *)deep.rows[0];
     samples[0] = 0xFFFF;
@@ -712,16 +675,12 @@ TEST(SamplePixel, EachTypeGivesEightBitRedGreenBlue)
     EXPECT_EQ(red, 0);
 
     // Types without pixels: every position is outside.
-    Image histogram = {};
+    TestImage histogram;
     ASSERT_EQ(ImageAlloc(&histogram, TYPE_HISTOGRAM, 257, 1, 0.0), ERROR_NONE);
     SamplePixel(&histogram, 0.0, 0.0, &red, &green, &blue, 9, 8, 7);
     EXPECT_EQ(red, 9);
     EXPECT_EQ(green, 8);
     EXPECT_EQ(blue, 7);
-    ImageFree(&binary);
-    ImageFree(&gray16);
-    ImageFree(&deep);
-    ImageFree(&histogram);
 }
 
 TEST(DepthTables, EdgesAndRoundTrip)
@@ -786,8 +745,7 @@ TEST(ImageAlloc, BigPicturesCarveTheirBlocksFromOneRegion)
     TestStart();
     // 6000 x 500 at 24 bits is 9,000,000 bytes: its blocks come from one region, each as
     // large as it would be alone, and every row can be written and read back.
-    Image image;
-    ImageClear(&image);
+    TestImage image;
     ASSERT_EQ(ImageAlloc(&image, TYPE_COLOR24, 6000, 500, 300.0), ERROR_NONE);
     ASSERT_EQ(image.rowsPerChunk, 512000 / 18000);
     ASSERT_EQ(image.chunkCount, (500 + 27) / 28);
@@ -797,8 +755,7 @@ TEST(ImageAlloc, BigPicturesCarveTheirBlocksFromOneRegion)
         memset(image.rows[y], y & 255, (size_t)image.rowBytes);
     for (int y = 0; y < image.height; y += 37)
         EXPECT_EQ(image.rows[y][image.rowBytes - 1], y & 255);
-    Image copy;
-    ImageClear(&copy);
+    TestImage copy;
     ASSERT_EQ(ImageDuplicate(&image, &copy), ERROR_NONE);
     EXPECT_EQ(memcmp(copy.rows[499], image.rows[499], (size_t)image.rowBytes), 0);
     ImageFree(&image);
@@ -807,7 +764,6 @@ TEST(ImageAlloc, BigPicturesCarveTheirBlocksFromOneRegion)
     // A small picture after a big one gets blocks of its own again.
     ASSERT_EQ(ImageAlloc(&image, TYPE_GRAY8, 1000, 1025, 72.0), ERROR_NONE);
     EXPECT_GE(BlockBytes(image.chunks[2]), 1000u);
-    ImageFree(&image);
 }
 
 TEST(ImageProbe, ReadsTheRoundedMeanOfItsSquareInsideThePicture)
@@ -817,7 +773,7 @@ TEST(ImageProbe, ReadsTheRoundedMeanOfItsSquareInsideThePicture)
         SCOPED_TRACE(type);
         int scale = type == TYPE_COLOR48 ? 257 : 1;
         // Red of pixel (x, y) is 10 x + y, green 100, blue 3 y.
-        Image image = {};
+        TestImage image;
         ASSERT_EQ(ImageAlloc(&image, type, 4, 3, 72.0), ERROR_NONE);
         for (int y = 0; y < 3; y++)
             for (int x = 0; x < 4; x++) {
@@ -842,6 +798,5 @@ TEST(ImageProbe, ReadsTheRoundedMeanOfItsSquareInsideThePicture)
         // 3x3 at (3, 2): red (20 + 30) * 2 + (1 + 2) * 2 = 106 over 4 is 26.5, rounded 27.
         ImageProbeColor(&image, 3, 2, 1, color);
         EXPECT_EQ(color[0], 27);
-        ImageFree(&image);
     }
 }

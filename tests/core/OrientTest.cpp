@@ -8,6 +8,7 @@
 #include "core/Helpers.h"
 #include "core/Orient.h"
 #include "platform/headless/Headless.h"
+#include "tests/support/TestImage.h"
 #include "tests/support/TestSupport.h"
 
 static const int PICTURE_TYPES[] = {TYPE_BINARY, TYPE_GRAY8, TYPE_COLOR24, TYPE_GRAY16,
@@ -64,15 +65,13 @@ TEST(Orient, EveryCodeMovesEveryPixelWhereTheTableSays)
     const int sizes[][2] = {{5, 3}, {130, 70}, {64, 64}, {1, 9}};
     for (const auto &size : sizes) {
         for (int type : PICTURE_TYPES) {
-            Image source;
-            ImageClear(&source);
+            TestImage source;
             ASSERT_EQ(ImageAlloc(&source, type, size[0], size[1], 300.0), ERROR_NONE);
             TestFillPattern(&source, type * 7 + size[0]);
             for (int code = 0; code < ORIENT_CODE_COUNT; code++) {
                 SCOPED_TRACE(::testing::Message()
                              << size[0] << "x" << size[1] << " type " << type << " code " << code);
-                Image destination;
-                ImageClear(&destination);
+                TestImage destination;
                 ASSERT_EQ(OrientImageCode(&source, &destination, code, 0), ERROR_NONE);
                 int swaps = code == 1 || code == 3 || code == 5 || code == 7;
                 EXPECT_EQ(destination.type, type);
@@ -80,9 +79,7 @@ TEST(Orient, EveryCodeMovesEveryPixelWhereTheTableSays)
                 EXPECT_EQ(destination.height, swaps ? size[0] : size[1]);
                 EXPECT_EQ(destination.resolution, 300.0);
                 EXPECT_EQ(Mismatches(source, destination, code), 0);
-                ImageFree(&destination);
             }
-            ImageFree(&source);
         }
     }
     EXPECT_EQ(HeadlessProgressCount(), 0); // no progress was asked for
@@ -91,10 +88,8 @@ TEST(Orient, EveryCodeMovesEveryPixelWhereTheTableSays)
 TEST(Orient, SixtyFiveByOneTakesTwoTiles)
 {
     TestStart();
-    Image source;
-    Image destination;
-    ImageClear(&source);
-    ImageClear(&destination);
+    TestImage source;
+    TestImage destination;
     ASSERT_EQ(ImageAlloc(&source, TYPE_GRAY8, 65, 1, 72.0), ERROR_NONE);
     TestFillPattern(&source, 3);
     ASSERT_EQ(OrientImage(&source, &destination, 1), ERROR_NONE);
@@ -107,8 +102,6 @@ TEST(Orient, SixtyFiveByOneTakesTwoTiles)
     EXPECT_EQ(progress->pumps, 2); // one step after each tile
     EXPECT_EQ(progress->open, 0);
     EXPECT_EQ(Mismatches(source, destination, 1), 0);
-    ImageFree(&source);
-    ImageFree(&destination);
 }
 
 TEST(Orient, ProgressTitlesAndRangesFollowTheMethod)
@@ -122,15 +115,13 @@ TEST(Orient, ProgressTitlesAndRangesFollowTheMethod)
     const Case cases[] = {{0, "Copy", 69},    {1, "Rotate", 6},   {2, "Rotate", 69},
                           {3, "Rotate", 6},   {4, "Reflect", 69}, {5, "Rotate", 6},
                           {6, "Reflect", 69}, {7, "Rotate CW", 6}};
-    Image source;
-    ImageClear(&source);
+    TestImage source;
     ASSERT_EQ(ImageAlloc(&source, TYPE_COLOR24, 130, 70, 72.0), ERROR_NONE);
     TestFillPattern(&source, 11);
     for (const Case &c : cases) {
         SCOPED_TRACE(c.code);
         TestStart();
-        Image destination;
-        ImageClear(&destination);
+        TestImage destination;
         ASSERT_EQ(OrientImage(&source, &destination, c.code), ERROR_NONE);
         ASSERT_EQ(HeadlessProgressCount(), 1);
         const HeadlessProgressRecord *progress = HeadlessProgressAt(0);
@@ -139,9 +130,7 @@ TEST(Orient, ProgressTitlesAndRangesFollowTheMethod)
         EXPECT_EQ(progress->last.last, c.last);
         EXPECT_EQ(progress->last.current, c.last); // the last step reaches the end
         EXPECT_EQ(Mismatches(source, destination, c.code), 0);
-        ImageFree(&destination);
     }
-    ImageFree(&source);
 }
 
 TEST(Orient, CancelStopsWithAbortedAndAPartlyWrittenResult)
@@ -149,10 +138,8 @@ TEST(Orient, CancelStopsWithAbortedAndAPartlyWrittenResult)
     for (int code : {2, 3}) {
         SCOPED_TRACE(code);
         TestStart();
-        Image source;
-        Image destination;
-        ImageClear(&source);
-        ImageClear(&destination);
+        TestImage source;
+        TestImage destination;
         ASSERT_EQ(ImageAlloc(&source, TYPE_GRAY8, 200, 150, 72.0), ERROR_NONE);
         TestFillPattern(&source, 5);
         HeadlessAbortAtPump(1); // Cancel during the second step
@@ -162,8 +149,6 @@ TEST(Orient, CancelStopsWithAbortedAndAPartlyWrittenResult)
         EXPECT_EQ(progress->pumps, 2); // nothing ran after the step that saw Cancel
         EXPECT_EQ(progress->open, 0);
         EXPECT_EQ(destination.width, code == 3 ? 150 : 200);
-        ImageFree(&source);
-        ImageFree(&destination);
     }
 }
 
@@ -172,15 +157,12 @@ TEST(Orient, RefusesTypesThatAreNotPictures)
     TestStart();
     for (int type : {TYPE_EMPTY, TYPE_COLOR, TYPE_HISTOGRAM}) {
         SCOPED_TRACE(type);
-        Image source;
-        Image destination;
-        ImageClear(&source);
-        ImageClear(&destination);
+        TestImage source;
+        TestImage destination;
         ASSERT_EQ(ImageAlloc(&source, type, 4, 4, 72.0), ERROR_NONE);
         EXPECT_EQ(OrientImage(&source, &destination, 1), ERROR_ILLEGAL_TYPE);
         EXPECT_EQ(destination.type, TYPE_EMPTY); // no result at all
         EXPECT_EQ(destination.rows, nullptr);
         EXPECT_EQ(HeadlessProgressCount(), 0);
-        ImageFree(&source);
     }
 }

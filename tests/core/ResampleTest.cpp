@@ -7,6 +7,7 @@
 #include "core/Helpers.h"
 #include "core/Resample.h"
 #include "platform/headless/Headless.h"
+#include "tests/support/TestImage.h"
 #include "tests/support/TestSupport.h"
 
 static const int CHANNELS_OF[8] = {1, 1, 1, 3, 0, 0, 1, 3};
@@ -214,8 +215,7 @@ TEST(Resample, BinaryStaysBinaryOnlyWhenNothingIsInterpolated)
 {
     TestStart();
     Image source = Line(TYPE_BINARY, {1, 0, 1, 1, 0, 0, 1, 0, 1, 1, 1, 0, 1}, 0);
-    Image destination;
-    ImageClear(&destination);
+    TestImage destination;
     // The same size is a copy whatever the method, with the new resolution.
     ASSERT_EQ(ResampleImage(&source, &destination, 13, 1, 240.0, RESAMPLE_LANCZOS8, -0.75, 1),
               ERROR_NONE);
@@ -243,11 +243,7 @@ TEST(Resample, BothDirectionsAtOnceEqualOneAfterTheOther)
     const int sizes[][4] = {{700, 9, 301, 23}, {40, 30, 97, 11}};
     for (int type : {TYPE_GRAY8, TYPE_COLOR24, TYPE_GRAY16, TYPE_COLOR48}) {
         for (const auto &size : sizes) {
-            Image source, both, down, after;
-            ImageClear(&source);
-            ImageClear(&both);
-            ImageClear(&down);
-            ImageClear(&after);
+            TestImage source, both, down, after;
             ASSERT_EQ(ImageAlloc(&source, type, size[0], size[1], 72.0), ERROR_NONE);
             TestFillPattern(&source, type + size[0]);
             for (int method = RESAMPLE_BILINEAR; method < RESAMPLE_METHOD_COUNT; method++) {
@@ -261,10 +257,6 @@ TEST(Resample, BothDirectionsAtOnceEqualOneAfterTheOther)
                           ERROR_NONE);
                 ExpectImagesNear(after, both, 0);
             }
-            ImageFree(&source);
-            ImageFree(&both);
-            ImageFree(&down);
-            ImageFree(&after);
         }
     }
 }
@@ -291,8 +283,7 @@ TEST(Resample, NearestRoundsItsIndexAndThumbnailTruncates)
         for (int vertical : {0, 1}) {
             SCOPED_TRACE(::testing::Message() << "type " << c.type << " vertical " << vertical);
             Image source = Line(c.type, c.levels, vertical);
-            Image destination;
-            ImageClear(&destination);
+            TestImage destination;
             int w = vertical ? 1 : c.newLength, h = vertical ? c.newLength : 1;
             ASSERT_EQ(ResampleNearest(&source, &destination, w, h, 1), ERROR_NONE);
             EXPECT_EQ(destination.type, c.type);
@@ -301,7 +292,6 @@ TEST(Resample, NearestRoundsItsIndexAndThumbnailTruncates)
             EXPECT_EQ(destination.resolution, 100.0);
             EXPECT_EQ(Levels(destination, vertical), c.thumbnail);
             ImageFree(&source);
-            ImageFree(&destination);
         }
     }
 }
@@ -324,16 +314,14 @@ TEST(Resample, ProgressCursorAndCancel)
         {RESAMPLE_NEAREST, 399, 250, 1, 0, 0}, {RESAMPLE_LANCZOS4, 100, 1000, 1, 1, 0},
         {RESAMPLE_NEAREST, 150, 700, 1, 1, 1}, {RESAMPLE_LANCZOS8, 150, 700, 1, 1, 1},
     };
-    Image source;
-    ImageClear(&source);
+    TestImage source;
     ASSERT_EQ(ImageAlloc(&source, TYPE_COLOR24, 200, 125, 72.0), ERROR_NONE);
     TestFillPattern(&source, 9);
     for (const Case &c : cases) {
         SCOPED_TRACE(::testing::Message() << c.method << " " << c.width << "x" << c.height);
         TestStart();
         if (c.cancel) HeadlessAbortAtPump(1);
-        Image destination;
-        ImageClear(&destination);
+        TestImage destination;
         EXPECT_EQ(ResampleImage(&source, &destination, c.width, c.height, 72.0, c.method, -0.75,
                                 c.showProgress),
                   c.cancel ? ERROR_ABORTED : ERROR_NONE);
@@ -351,13 +339,10 @@ TEST(Resample, ProgressCursorAndCancel)
         ImageFree(&destination);
     }
     TestStart();
-    Image destination;
-    ImageClear(&destination);
+    TestImage destination;
     ASSERT_EQ(ResampleThumbnail(&source, &destination, 400, 250), ERROR_NONE);
     EXPECT_EQ(HeadlessProgressCount(), 0);
     EXPECT_EQ(HeadlessWaitCursorCount(), 0);
-    ImageFree(&destination);
-    ImageFree(&source);
 }
 
 TEST(Resample, RefusesTypesAndSizesBeforeAllocating)
@@ -386,10 +371,8 @@ TEST(Resample, RefusesTypesAndSizesBeforeAllocating)
     for (const Case &c : cases) {
         SCOPED_TRACE(::testing::Message()
                      << "type " << c.type << " " << c.width << "x" << c.height);
-        Image source;
-        Image destination;
-        ImageClear(&source);
-        ImageClear(&destination);
+        TestImage source;
+        TestImage destination;
         ASSERT_EQ(ImageAlloc(&source, c.type, 30, 20, 72.0), ERROR_NONE);
         EXPECT_EQ(ResampleImage(&source, &destination, c.width, c.height, 72.0, c.method, -0.75, 1),
                   c.code);
@@ -399,14 +382,11 @@ TEST(Resample, RefusesTypesAndSizesBeforeAllocating)
         }
         EXPECT_EQ(destination.rows, nullptr);
         EXPECT_EQ(HeadlessProgressCount(), 0);
-        ImageFree(&source);
     }
     // An empty source has no picture to scale, but is no failure for a page preview: the
     // thumbnail scaler clears its destination.
-    Image empty;
-    Image destination;
-    ImageClear(&empty);
-    ImageClear(&destination);
+    TestImage empty;
+    TestImage destination;
     EXPECT_EQ(ResampleImage(&empty, &destination, 10, 10, 72.0, RESAMPLE_BICUBIC, -0.75, 1),
               ERROR_ILLEGAL_TYPE);
     ASSERT_EQ(ImageAlloc(&destination, TYPE_GRAY8, 5, 5, 72.0), ERROR_NONE);

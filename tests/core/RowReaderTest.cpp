@@ -5,6 +5,7 @@
 
 #include "core/Helpers.h"
 #include "core/RowReader.h"
+#include "tests/support/TestImage.h"
 #include "tests/support/TestSupport.h"
 
 // An 8-bit gray picture whose pixel (x, y) holds x + 16 * y, so a value names its place.
@@ -19,7 +20,7 @@ static void MakeGrid(Image *image, int width, int height)
 TEST(RowReader, RepeatsTheTopRowPastTheEnd)
 {
     TestStart();
-    Image image = {};
+    TestImage image;
     MakeGrid(&image, 8, 5);
     RowReader reader;
     RowReaderReset(&reader);
@@ -41,7 +42,6 @@ TEST(RowReader, RepeatsTheTopRowPastTheEnd)
     EXPECT_EQ(RowReaderNext(&reader), image.rows[0]);
     EXPECT_EQ(RowReaderNext(&reader), image.rows[1]);
     RowReaderClose(&reader);
-    ImageFree(&image);
 }
 
 TEST(RowReader, DeliversInPlaceAtZoomOneAndOtherwiseThroughItsBuffer)
@@ -54,7 +54,7 @@ TEST(RowReader, DeliversInPlaceAtZoomOneAndOtherwiseThroughItsBuffer)
     for (const Case &c : cases) {
         for (int zoom : {1, 2, 4, -2, -3}) {
             SCOPED_TRACE(testing::Message() << "type " << c.type << " zoom " << zoom);
-            Image image = {};
+            TestImage image;
             ASSERT_EQ(ImageAlloc(&image, c.type, 40, 12, 72.0), ERROR_NONE);
             TestFillPattern(&image, c.type);
             int step = zoom < 0 ? -zoom : 1;
@@ -83,7 +83,6 @@ TEST(RowReader, DeliversInPlaceAtZoomOneAndOtherwiseThroughItsBuffer)
             RowReaderClose(&reader);
             EXPECT_EQ(reader.buffer, nullptr);
             EXPECT_EQ(reader.scratch, nullptr);
-            ImageFree(&image);
         }
     }
 }
@@ -91,7 +90,7 @@ TEST(RowReader, DeliversInPlaceAtZoomOneAndOtherwiseThroughItsBuffer)
 TEST(RowReader, BinaryArrivesAsBytes0And255AtEveryZoom)
 {
     TestStart();
-    Image image = {};
+    TestImage image;
     ASSERT_EQ(ImageAlloc(&image, TYPE_BINARY, 12, 2, 72.0), ERROR_NONE);
     image.rows[0][0] = 0xA5; // 1010 0101
     image.rows[0][1] = 0xF0; // 1111 0000
@@ -111,7 +110,6 @@ TEST(RowReader, BinaryArrivesAsBytes0And255AtEveryZoom)
             EXPECT_EQ(row[p], BitTest(image.rows[0], p * step) ? 255 : 0) << "pixel " << p;
         RowReaderClose(&reader);
     }
-    ImageFree(&image);
 }
 
 // What a compute function given one picture as source and destination relies on: at zoom 1
@@ -122,7 +120,7 @@ TEST(RowReader, AtZoomOneReadsTheRowTheWriterWritesNext)
     TestStart();
     for (int type : {TYPE_BINARY, TYPE_GRAY8, TYPE_COLOR24, TYPE_GRAY16, TYPE_COLOR48}) {
         SCOPED_TRACE(type);
-        Image image = {};
+        TestImage image;
         ASSERT_EQ(ImageAlloc(&image, type, 13, 4, 72.0), ERROR_NONE);
         RowReader reader;
         RowWriter writer;
@@ -139,7 +137,6 @@ TEST(RowReader, AtZoomOneReadsTheRowTheWriterWritesNext)
         }
         RowReaderClose(&reader);
         RowWriterClose(&writer);
-        ImageFree(&image);
     }
 }
 
@@ -217,7 +214,7 @@ TEST(RowWriter, ExpandsReplicatesAndClipsEveryRowItIsGiven)
         SCOPED_TRACE(c.what);
         const Setup &set = c.setup;
         int wide = set.type == TYPE_GRAY16;
-        Image image = {};
+        TestImage image;
         ASSERT_EQ(ImageAlloc(&image, set.type, set.w, set.h, 72.0), ERROR_NONE);
         for (int y = 0; y < set.h; y++)
             memset(image.rows[y], set.fill, image.rowBytes);
@@ -253,7 +250,6 @@ TEST(RowWriter, ExpandsReplicatesAndClipsEveryRowItIsGiven)
             EXPECT_EQ(row, expected);
         }
         RowWriterClose(&writer);
-        ImageFree(&image);
     }
 }
 
@@ -268,7 +264,7 @@ static int RowOf(const Image &image, const uint8_t *pointer, int start)
 TEST(RowWindowReader, ClampsRowsAtBothEdges)
 {
     TestStart();
-    Image image = {};
+    TestImage image;
     MakeGrid(&image, 12, 6);
     RowWindowReader reader;
     RowWindowReset(&reader);
@@ -287,13 +283,12 @@ TEST(RowWindowReader, ClampsRowsAtBothEdges)
     EXPECT_EQ(RowOf(image, rows[2], 0), 5);
     RowWindowClose(&reader);
     EXPECT_EQ(reader.rowPointers, nullptr);
-    ImageFree(&image);
 }
 
 TEST(RowWindowReader, SpanThatJustFitsIsInPlaceAndOneMoreRepeatsTheEdge)
 {
     TestStart();
-    Image image = {};
+    TestImage image;
     MakeGrid(&image, 12, 3);
     // Radius 1, 9 output pixels from column 2: columns 1 to 11, the last is width - 1.
     RowWindowReader reader;
@@ -329,13 +324,12 @@ TEST(RowWindowReader, SpanThatJustFitsIsInPlaceAndOneMoreRepeatsTheEdge)
     EXPECT_EQ(std::vector<uint8_t>(rows[1], rows[1] + 5),
               std::vector<uint8_t>(expected, expected + 5));
     RowWindowClose(&reader);
-    ImageFree(&image);
 }
 
 TEST(RowWindowReader, SparseNeighbourhoodsAreCopiedAsClusters)
 {
     TestStart();
-    Image image = {};
+    TestImage image;
     MakeGrid(&image, 16, 5);
     // Radius 1 (n = 3) at step 4: three columns for each output pixel.
     RowWindowReader reader;
@@ -366,7 +360,6 @@ TEST(RowWindowReader, SparseNeighbourhoodsAreCopiedAsClusters)
     rows = RowWindowNext(&reader);
     EXPECT_EQ(rows[0], image.rows[0]);
     RowWindowClose(&reader);
-    ImageFree(&image);
 }
 
 TEST(RowWindowReader, UnitsOfEachTypeAndBinaryAsBytes)
@@ -383,7 +376,7 @@ TEST(RowWindowReader, UnitsOfEachTypeAndBinaryAsBytes)
                  {TYPE_BINARY, 1, 1}};
     for (const Case &c : cases) {
         SCOPED_TRACE(c.type);
-        Image image = {};
+        TestImage image;
         ASSERT_EQ(ImageAlloc(&image, c.type, 9, 4, 72.0), ERROR_NONE);
         TestFillPattern(&image, 2);
         RowWindowReader reader;
@@ -405,6 +398,5 @@ TEST(RowWindowReader, UnitsOfEachTypeAndBinaryAsBytes)
                       0);
         }
         RowWindowClose(&reader);
-        ImageFree(&image);
     }
 }

@@ -8,6 +8,7 @@
 #include "core/Progress.h"
 #include "core/WholeImage.h"
 #include "platform/headless/Headless.h"
+#include "tests/support/TestImage.h"
 #include "tests/support/TestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
 
@@ -81,7 +82,7 @@ TEST(WholeImage, IllegalTypesGive14)
 TEST(WholeImage, ReductionGoesThroughTheDepthTable)
 {
     TestStart();
-    Image gray, color, result = {};
+    TestImage gray, color, result;
     PictureMake(&gray, TYPE_GRAY16, 4, 1, 0);
     int samples[4] = {0, 32767, 32768, 65535};
     for (int i = 0; i < 4; i++)
@@ -102,29 +103,24 @@ TEST(WholeImage, ReductionGoesThroughTheDepthTable)
     int colorExpected[6] = {0, 127, 128, 255, 1, 1};
     for (int i = 0; i < 6; i++)
         EXPECT_EQ(PictureSample(result, i / 3, 0, i % 3), colorExpected[i]);
-    ImageFree(&gray);
-    ImageFree(&color);
-    ImageFree(&result);
 }
 
 TEST(WholeImage, ReductionShowsProgressOnlyOnRequest)
 {
     TestStart();
-    Image source, result = {};
+    TestImage source, result;
     PictureMake(&source, TYPE_COLOR48, 500, 200, 2);
     ASSERT_EQ(ReduceColor48(&source, &result, 0), ERROR_NONE);
     EXPECT_EQ(HeadlessProgressCount(), 0);
     ASSERT_EQ(ReduceColor48(&source, &result, 1), ERROR_NONE);
     ASSERT_EQ(HeadlessProgressCount(), 1);
     EXPECT_STREQ(HeadlessProgressAt(0)->title, "Convert to 8-bit");
-    ImageFree(&source);
-    ImageFree(&result);
 }
 
 TEST(WholeImage, MaskAreaCountsCoverageInPixels)
 {
     TestStart();
-    Image mask;
+    TestImage mask;
     PictureMake(&mask, TYPE_GRAY8, 10, 10, 0);
     FillPicture(&mask, 255);
     EXPECT_DOUBLE_EQ(MaskArea(&mask), 100.0);
@@ -133,13 +129,12 @@ TEST(WholeImage, MaskAreaCountsCoverageInPixels)
         PictureSetSample(&mask, x, 4, 0, 51); // a fifth of a pixel each
     PictureSetSample(&mask, 3, 7, 0, 255);
     EXPECT_DOUBLE_EQ(MaskArea(&mask), 3.0);
-    ImageFree(&mask);
 }
 
 TEST(WholeImage, MaskAreaOfALargeMaskIgnoresCancel)
 {
     TestStart();
-    Image mask;
+    TestImage mask;
     PictureMake(&mask, TYPE_GRAY8, 500, 200, 0);
     FillPicture(&mask, 255);
     HeadlessAbortAtPump(0);
@@ -147,13 +142,12 @@ TEST(WholeImage, MaskAreaOfALargeMaskIgnoresCancel)
     ASSERT_EQ(HeadlessProgressCount(), 1);
     EXPECT_STREQ(HeadlessProgressAt(0)->title, "Area");
     EXPECT_EQ(HeadlessProgressAt(0)->pumps, 200);
-    ImageFree(&mask);
 }
 
 TEST(WholeImage, DiscCoverageIsCountedOnAFiveByFiveGrid)
 {
     TestStart();
-    Image image;
+    TestImage image;
     PictureMake(&image, TYPE_GRAY8, 11, 11, 0);
     FillPicture(&image, 0);
     const uint8_t white[3] = {255, 255, 255};
@@ -178,7 +172,6 @@ TEST(WholeImage, DiscCoverageIsCountedOnAFiveByFiveGrid)
     DrawDisc(&image, 5.0, 5.0, 1.0, white);
     EXPECT_EQ(PictureSample(image, 6, 5, 0), 168);
     EXPECT_EQ(PictureSample(image, 7, 5, 0), 100);
-    ImageFree(&image);
 }
 
 TEST(WholeImage, DiscFillsItsInsideInEachTypeAndColor)
@@ -187,7 +180,7 @@ TEST(WholeImage, DiscFillsItsInsideInEachTypeAndColor)
     const uint8_t color[3] = {200, 10, 60}; // red, green, blue
     for (int type : {TYPE_GRAY8, TYPE_COLOR24, TYPE_GRAY16, TYPE_COLOR48}) {
         SCOPED_TRACE(type);
-        Image image;
+        TestImage image;
         PictureMake(&image, type, 30, 30, 0);
         FillPicture(&image, 0);
         DrawDisc(&image, 15.0, 14.0, 8.0, color);
@@ -204,23 +197,20 @@ TEST(WholeImage, DiscFillsItsInsideInEachTypeAndColor)
         EXPECT_EQ(PictureSample(image, 20, 18, 0), PictureSample(image, 15, 14, 0));
         EXPECT_EQ(PictureSample(image, 15, 24, 0), 0); // 10 rows up, beyond the band
         EXPECT_EQ(PictureSample(image, 0, 0, 0), 0);
-        ImageFree(&image);
     }
     // Binary pictures are left alone.
-    Image binary;
+    TestImage binary;
     PictureMake(&binary, TYPE_BINARY, 16, 16, 3);
-    Image before = {};
+    TestImage before;
     ASSERT_EQ(ImageDuplicate(&binary, &before), ERROR_NONE);
     DrawDisc(&binary, 8.0, 8.0, 5.0, color);
     ExpectImagesNear(before, binary, 0);
-    ImageFree(&binary);
-    ImageFree(&before);
 }
 
 TEST(WholeImage, DiscFarOutsideChangesNothing)
 {
     TestStart();
-    Image image, before = {};
+    TestImage image, before;
     PictureMake(&image, TYPE_COLOR24, 20, 12, 9);
     ASSERT_EQ(ImageDuplicate(&image, &before), ERROR_NONE);
     const uint8_t white[3] = {255, 255, 255};
@@ -238,14 +228,12 @@ TEST(WholeImage, DiscFarOutsideChangesNothing)
     PictureSetSample(&image, 0, 5, 0, 0);
     DrawDisc(&image, -2.5, 5.0, radius, white);
     EXPECT_EQ(PictureSample(image, 0, 5, 0), 214);
-    ImageFree(&image);
-    ImageFree(&before);
 }
 
 TEST(WholeImage, SmoothRectangleGivesEdgesTheirCoverage)
 {
     TestStart();
-    Image image;
+    TestImage image;
     PictureMake(&image, TYPE_GRAY8, 10, 10, 0);
     image.resolution = 10.0; // ten pixels an inch
     FillPicture(&image, 0);
@@ -267,13 +255,12 @@ TEST(WholeImage, SmoothRectangleGivesEdgesTheirCoverage)
     FillRectSmooth(&image, 0.05, 0.0, 0.1, 0.1, white);
     EXPECT_EQ(PictureSample(image, 0, 9, 0), 128);
     EXPECT_EQ(PictureSample(image, 1, 9, 0), 0);
-    ImageFree(&image);
 }
 
 TEST(WholeImage, SmoothRectangleIsLimitedToThePicture)
 {
     TestStart();
-    Image image;
+    TestImage image;
     PictureMake(&image, TYPE_COLOR24, 8, 6, 0);
     image.resolution = 4.0;
     FillPicture(&image, 10);
@@ -293,7 +280,6 @@ TEST(WholeImage, SmoothRectangleIsLimitedToThePicture)
     for (int y = 0; y < 6; y++)
         for (int x = 0; x < 8; x++)
             ASSERT_EQ(PictureSample(image, x, y, 1), 10);
-    ImageFree(&image);
 }
 
 TEST(WholeImage, PicturesWithoutPixelsAreHandledWithoutReadingRows)
@@ -304,10 +290,10 @@ TEST(WholeImage, PicturesWithoutPixelsAreHandledWithoutReadingRows)
     ASSERT_EQ(ImageAlloc(&source.image, TYPE_GRAY16, 0, 5, 72.0), ERROR_NONE);
     ASSERT_EQ(source.image.rows, nullptr);
     EXPECT_EQ(WindowCopy(&source, &result), ERROR_NONE);
-    Image reduced = {};
+    TestImage reduced;
     EXPECT_EQ(ReduceGray16(&source.image, &reduced, 1), ERROR_NONE);
     EXPECT_EQ(reduced.rows, nullptr);
-    Image mask = {};
+    TestImage mask;
     ASSERT_EQ(ImageAlloc(&mask, TYPE_GRAY8, 0, 5, 72.0), ERROR_NONE);
     EXPECT_EQ(MaskArea(&mask), 0.0);
     const uint8_t white[3] = {255, 255, 255};

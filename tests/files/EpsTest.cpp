@@ -170,16 +170,3 @@ TEST_F(Eps, SamplesAreAscii85WithZeroGroupsShortened)
     ASSERT_TRUE(Render(Path("zero.eps"), 72.0, Path("zero.ppm")));
     EXPECT_TRUE(SamplesEqual(ImageSamples(window->image), ToolSamples(Path("zero.ppm"), 1, 8)));
 }
-
-TEST_F(Eps, OnlyPicturesOfEightBitsOrLessAreSaved)
-{
-    for (int type : {TYPE_GRAY16, TYPE_COLOR48, TYPE_EMPTY}) {
-        SCOPED_TRACE(type);
-        TestWindow window = EmptyWindow();
-        if (type != TYPE_EMPTY) {
-            ASSERT_EQ(ImageAlloc(&window->image, type, 4, 4, 72.0), ERROR_NONE);
-        }
-        EXPECT_EQ(SaveEpsFile(Path("no.eps").c_str(), window), ERROR_SAVE_TYPE_EPS);
-        EXPECT_TRUE(TestReadFile(Path("no.eps")).empty());
-    }
-}

@@ -10,10 +10,16 @@
 
 #include "core/Image.h"
 #include "core/Orient.h"
+#include "files/Eps.h"
 #include "files/FileType.h"
+#include "files/Fits.h"
+#include "files/Gif.h"
+#include "files/Jpeg.h"
+#include "files/Png.h"
 #include "files/RasterInput.h"
 #include "platform/headless/Headless.h"
 #include "tests/files/FormatToolSupport.h"
+#include "tests/support/TestImage.h"
 
 class FileType : public FolderTest {};
 
@@ -255,6 +261,52 @@ TEST_F(FileType, FileSaveRefusesWhatTheFormatCannotHold)
         ASSERT_EQ(ImageAlloc(&window->image, c.type, 4, 4, 72.0), ERROR_NONE);
         EXPECT_EQ(FileSave(Path("out").c_str(), c.save, window, 90), c.code);
         EXPECT_TRUE(TestReadFile(Path("out")).empty());
+    }
+}
+
+// The writers themselves refuse what their format cannot hold, whoever calls them: nothing is
+// written where there was no file, and an old file stays as it was.
+TEST_F(FileType, EveryWriterRefusesTheTypesItCannotHoldAndWritesNothing)
+{
+    typedef ErrorCode (*Save)(const char *path, Picture *picture);
+    struct Row {
+        const char *name;
+        Save save;
+        std::vector<int> refused;
+        ErrorCode code;
+    };
+    const Row rows[] = {
+        {"eps", SaveEpsFile, {TYPE_GRAY16, TYPE_COLOR48, TYPE_EMPTY}, ERROR_SAVE_TYPE_EPS},
+        {"fits",
+         SaveFitsFile,
+         {TYPE_BINARY, TYPE_COLOR24, TYPE_COLOR48, TYPE_EMPTY},
+         ERROR_SAVE_TYPE_FITS},
+        {"gif",
+         [](const char *path, Picture *picture) { return SaveGifFile(path, picture, 1); },
+         {TYPE_GRAY16, TYPE_COLOR48, TYPE_EMPTY},
+         ERROR_SAVE_TYPE_GIF},
+        {"jpg",
+         [](const char *path, Picture *picture) { return SaveJpegFile(path, picture, 90); },
+         {TYPE_BINARY, TYPE_GRAY16, TYPE_COLOR48, TYPE_EMPTY},
+         ERROR_SAVE_TYPE_JPEG},
+        {"png", SavePngFile, {TYPE_GRAY16, TYPE_COLOR48, TYPE_EMPTY}, ERROR_SAVE_TYPE_PNG},
+    };
+    const std::vector<uint8_t> old = {'o', 'l', 'd'};
+    for (const Row &row : rows) {
+        for (int type : row.refused) {
+            SCOPED_TRACE(std::string(row.name) + " " + std::to_string(type));
+            TestWindow window = EmptyWindow();
+            if (type != TYPE_EMPTY) {
+                ASSERT_EQ(ImageAlloc(&window->image, type, 4, 4, 72.0), ERROR_NONE);
+            }
+            std::string fresh = Path(std::string("no.") + row.name);
+            EXPECT_EQ(row.save(fresh.c_str(), window), row.code);
+            EXPECT_TRUE(TestReadFile(fresh).empty());
+            std::string kept = Path(std::string("kept.") + row.name);
+            TestWriteFile(kept, old);
+            EXPECT_EQ(row.save(kept.c_str(), window), row.code);
+            EXPECT_EQ(TestReadFile(kept), old);
+        }
     }
 }
 
@@ -526,15 +578,13 @@ TEST_F(FileType, AFileThatEndsEarlyGivesWhatItHoldsInEveryFormat)
 // FileDamageOrient names are exactly the black ones of the turned picture.
 TEST_F(FileType, TheMissingRowsTurnWithThePicture)
 {
-    Image source;
-    ImageClear(&source);
+    TestImage source;
     ASSERT_EQ(ImageAlloc(&source, TYPE_GRAY8, 4, 10, 72.0), ERROR_NONE);
     for (int y = 0; y < 10; y++)
         memset(source.rows[y], y < 4 ? 0 : 255, 4); // rows 6 to 9 from the top are black
     for (int code = 0; code < 8; code++) {
         SCOPED_TRACE(code);
-        Image turned;
-        ImageClear(&turned);
+        TestImage turned;
         ASSERT_EQ(OrientImageCode(&source, &turned, code, 0), ERROR_NONE);
         FileDamage damage;
         FileDamageClear(&damage);
@@ -547,7 +597,5 @@ TEST_F(FileType, TheMissingRowsTurnWithThePicture)
                 EXPECT_EQ(black, line >= damage.first && line <= damage.last) << x << ", " << top;
             }
         }
-        ImageFree(&turned);
     }
-    ImageFree(&source);
 }

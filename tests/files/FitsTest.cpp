@@ -453,19 +453,6 @@ TEST_F(Fits, GrayPicturesAreWrittenForOtherReaders)
     }
 }
 
-TEST_F(Fits, OnlyGrayPicturesAreSaved)
-{
-    for (int type : {TYPE_BINARY, TYPE_COLOR24, TYPE_COLOR48, TYPE_EMPTY}) {
-        SCOPED_TRACE(type);
-        TestWindow window = EmptyWindow();
-        if (type != TYPE_EMPTY) {
-            ASSERT_EQ(ImageAlloc(&window->image, type, 4, 4, 72.0), ERROR_NONE);
-        }
-        EXPECT_EQ(SaveFitsFile(Path("no.fits").c_str(), window), ERROR_SAVE_TYPE_FITS);
-        EXPECT_TRUE(TestReadFile(Path("no.fits")).empty());
-    }
-}
-
 TEST_F(Fits, NamesAreTakenAsTheyStand)
 {
     // cfitsio's usual calls would read "[1]" as an extension and "!" as "overwrite".

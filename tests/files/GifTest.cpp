@@ -504,19 +504,6 @@ TEST_F(Gif, TheDescriptionIsWrittenAsAComment)
     EXPECT_EQ(read.descriptionLength, (int)sizeof text);
 }
 
-TEST_F(Gif, TypesItCannotHoldAreRefused)
-{
-    for (int type : {TYPE_GRAY16, TYPE_COLOR48, TYPE_EMPTY}) {
-        SCOPED_TRACE(type);
-        TestWindow window = EmptyWindow();
-        if (type != TYPE_EMPTY) {
-            ASSERT_EQ(ImageAlloc(&window->image, type, 4, 4, 72.0), ERROR_NONE);
-        }
-        EXPECT_EQ(SaveGifFile(Path("no.gif").c_str(), window, 1), ERROR_SAVE_TYPE_GIF);
-        EXPECT_TRUE(TestReadFile(Path("no.gif")).empty());
-    }
-}
-
 // ---------------------------------------------------------------------------------------------
 // The palette
 

@@ -423,15 +423,3 @@ TEST(Png, AnInterlacedFileStepsItsProgressOnceARowOfEveryPass)
     EXPECT_EQ(HeadlessProgressAt(0)->last.last, 249);
     ExpectImagesNear(made.window->image, back.window->image, 0);
 }
-
-TEST(Png, SaveRefusesTheTypesItCannotHold)
-{
-    TestStart();
-    std::string path = TestOutputFolder("Png.Types") + "/picture.png";
-    for (int type : {TYPE_GRAY16, TYPE_COLOR48, TYPE_EMPTY}) {
-        SCOPED_TRACE(type);
-        TestWindow made = PictureWindow(type, 5, 4, 72.0, 1);
-        EXPECT_EQ(SavePngFile(path.c_str(), made.window), ERROR_SAVE_TYPE_PNG);
-    }
-    EXPECT_TRUE(TestReadFile(path).empty());
-}

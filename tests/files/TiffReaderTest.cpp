@@ -22,6 +22,7 @@
 #include "platform/headless/Headless.h"
 #include "tests/files/FormatToolSupport.h"
 #include "tests/files/RasterTestHelpers.h"
+#include "tests/support/TestImage.h"
 
 // ---------------------------------------------------------------------------------------------
 // Pictures, tools and comparisons
@@ -35,15 +36,10 @@ static uint32_t TestRandom(uint32_t *state)
 // Writes a PNM picture of random samples, 1 or 3 channels of 8 or 16 bits.
 static void PnmWrite(const std::string &path, int w, int h, int channels, int depth, uint32_t seed)
 {
-    std::string head = std::string(channels == 3 ? "P6" : "P5") + "\n" + std::to_string(w) + " " +
-                       std::to_string(h) + "\n" + (depth == 16 ? "65535" : "255") + "\n";
-    std::vector<uint8_t> bytes(head.begin(), head.end());
-    for (int i = 0; i < w * h * channels; i++) {
-        uint32_t value = TestRandom(&seed);
-        if (depth == 16) bytes.push_back((uint8_t)(value >> 8));
-        bytes.push_back((uint8_t)value);
-    }
-    TestWriteFile(path, bytes);
+    std::vector<int> samples((size_t)w * h * channels);
+    for (int &sample : samples)
+        sample = (int)(TestRandom(&seed) & (depth == 16 ? 0xFFFF : 0xFF));
+    PnmWriteSamples(path, w, h, channels, depth, samples);
 }
 
 // The picture a file gives, or its code.
@@ -458,8 +454,7 @@ TEST(TiffReader, ReadsToolFilesAsImageMagickDoes)
         SCOPED_TRACE(::testing::Message() << c.source << " " << c.options);
         std::string path = ToolFile(folder, c.source, c.options);
         EXPECT_EQ(ProbePath(path), c.probe);
-        Image image;
-        ImageClear(&image);
+        TestImage image;
         ErrorCode result = ReadPath(path, &image);
         if (c.type == TYPE_EMPTY) {
             EXPECT_EQ(result, ERROR_READ_TIFF);
@@ -482,7 +477,6 @@ TEST(TiffReader, ReadsToolFilesAsImageMagickDoes)
                 sample = Depth16To8[sample];
         }
         EXPECT_TRUE(SamplesEqual(expected, ImageSamples(image)));
-        ImageFree(&image);
     }
 }
 
@@ -504,8 +498,7 @@ TEST(TiffReader, WhiteIsZeroReadsAsImageMagickDoes)
         SCOPED_TRACE(::testing::Message() << c.source << " " << c.options);
         std::string path = ToolFile(folder, c.source, c.options);
         ASSERT_TRUE(ToolRuns("tiffset -s 262 0 " + Quote(path)));
-        Image image;
-        ImageClear(&image);
+        TestImage image;
         ASSERT_EQ(ReadPath(path, &image), ERROR_NONE);
         EXPECT_EQ(image.type, c.type);
         std::vector<int> expected = ToolSamplesAs(path, c.type);
@@ -514,7 +507,6 @@ TEST(TiffReader, WhiteIsZeroReadsAsImageMagickDoes)
         // ImageMagick turns the samples around too: the tag really changed the picture.
         EXPECT_EQ(expected[0], (c.type == TYPE_GRAY16 ? 65535 : 255) - original[0]);
         EXPECT_TRUE(SamplesEqual(expected, ImageSamples(image)));
-        ImageFree(&image);
     }
 }
 
@@ -526,8 +518,7 @@ TEST(TiffReader, ReadsFourBitsLowNibbleFirst)
     TestTiff tiff = TestTiffMake(3, 1, 4, 1, {0x21, 0x03}, 1);
     std::string path = folder + "/three.tif";
     TestWriteFile(path, TestTiffBytes(tiff));
-    Image image;
-    ImageClear(&image);
+    TestImage image;
     ASSERT_EQ(ReadPath(path, &image), ERROR_NONE);
     EXPECT_EQ(image.type, TYPE_GRAY8);
     EXPECT_TRUE(SamplesEqual({17, 34, 51}, ImageSamples(image)));
@@ -543,7 +534,6 @@ TEST(TiffReader, ReadsFourBitsLowNibbleFirst)
         expected[i] = tool[i ^ 1];
     ASSERT_EQ(ReadPath(made, &image), ERROR_NONE);
     EXPECT_TRUE(SamplesEqual(expected, ImageSamples(image)));
-    ImageFree(&image);
 }
 
 TEST(TiffReader, ReadsJpegWithinItsLoss)
@@ -554,8 +544,7 @@ TEST(TiffReader, ReadsJpegWithinItsLoss)
         SCOPED_TRACE(source);
         std::string path = ToolFile(folder, source, "-c jpeg -r 16");
         EXPECT_EQ(ProbePath(path), TIFF_PROBE_LIBRARY);
-        Image image;
-        ImageClear(&image);
+        TestImage image;
         ASSERT_EQ(ReadPath(path, &image), ERROR_NONE);
         int channels = std::string(source) == "smooth8" ? 3 : 1;
         EXPECT_EQ(image.type, channels == 3 ? TYPE_COLOR24 : TYPE_GRAY8);
@@ -569,7 +558,6 @@ TEST(TiffReader, ReadsJpegWithinItsLoss)
         for (size_t i = 0; i < read.size(); i++)
             total += std::abs(read[i] - original[i]);
         EXPECT_LT(total / read.size(), 3.0);
-        ImageFree(&image);
     }
 }
 
@@ -594,8 +582,7 @@ TEST(TiffReader, OrientationsFollowTheReadersTable)
     TestStart();
     std::string folder = TestOutputFolder("TiffReader.Orientation");
     std::string base = ToolFile(folder, "rgb8", "-c lzw");
-    Image upright;
-    ImageClear(&upright);
+    TestImage upright;
     ASSERT_EQ(ReadPath(base, &upright), ERROR_NONE);
     for (int orientation = 1; orientation <= 8; orientation++) {
         SCOPED_TRACE(orientation);
@@ -603,8 +590,7 @@ TEST(TiffReader, OrientationsFollowTheReadersTable)
         TestWriteFile(path, TestReadFile(base));
         ASSERT_TRUE(ToolRuns("tiffset -s 274 " + std::to_string(orientation) + " " + Quote(path)));
         EXPECT_EQ(ProbePath(path), TIFF_PROBE_OWN);
-        Image image;
-        ImageClear(&image);
+        TestImage image;
         ASSERT_EQ(ReadPath(path, &image), ERROR_NONE);
         int swaps = orientation >= 5;
         ASSERT_EQ(image.width, swaps ? upright.height : upright.width);
@@ -619,9 +605,7 @@ TEST(TiffReader, OrientationsFollowTheReadersTable)
             }
         }
         EXPECT_EQ(wrong, 0);
-        ImageFree(&image);
     }
-    ImageFree(&upright);
 }
 
 TEST(TiffReader, LibraryOrientationsShowThePictureAsImageMagickDoes)
@@ -634,12 +618,10 @@ TEST(TiffReader, LibraryOrientationsShowThePictureAsImageMagickDoes)
         std::string path = folder + "/orientation" + std::to_string(orientation) + ".tif";
         TestWriteFile(path, TestReadFile(base));
         ASSERT_TRUE(ToolRuns("tiffset -s 274 " + std::to_string(orientation) + " " + Quote(path)));
-        Image image;
-        ImageClear(&image);
+        TestImage image;
         ASSERT_EQ(ReadPath(path, &image), ERROR_NONE);
         EXPECT_EQ(image.width, orientation >= 5 ? TOOL_HEIGHT : TOOL_WIDTH);
         EXPECT_TRUE(SamplesEqual(ToolSamples(path, 3, 8, "-auto-orient"), ImageSamples(image)));
-        ImageFree(&image);
     }
 }
 
@@ -663,8 +645,7 @@ TEST(TiffReader, ProbeRefusesVersion43AndLibtiffReadsIt)
     tiff.version = 43; // a classic directory under a BigTIFF version: nobody can read it
     std::string path = BuiltFile(folder, "version43", tiff);
     EXPECT_EQ(ProbePath(path), TIFF_PROBE_LIBRARY);
-    Image image;
-    ImageClear(&image);
+    TestImage image;
     EXPECT_EQ(ReadPath(path, &image), ERROR_READ_TIFF);
     EXPECT_EQ(HeadlessMessageCount(), 0); // libtiff's complaints stay quiet
 }
@@ -677,8 +658,7 @@ TEST(TiffReader, ProbeDependsOnWhetherBitsPerSampleComesFirst)
     TestTiff sorted = TestTiffMake(4, 3, 16, 3, data, 3);
     sorted.entries.push_back({284, TEST_SHORT, {2}});
     EXPECT_EQ(ProbePath(BuiltFile(folder, "sorted", sorted)), TIFF_PROBE_REFUSED);
-    Image image;
-    ImageClear(&image);
+    TestImage image;
     EXPECT_EQ(ReadPath(folder + "/sorted.tif", &image), ERROR_READ_TIFF);
 
     // The same refusal before tag 258: the file goes to libtiff.
@@ -720,12 +700,10 @@ TEST(TiffReader, RecomputesWrongByteCountsOfUncompressedStrips)
     TestTiff tiff = TestTiffMake(10, 6, 8, 3, data, 3);
     TestTiffEntry(&tiff, 279)->values = {7, 1000};
     std::string path = BuiltFile(folder, "counts", tiff);
-    Image image;
-    ImageClear(&image);
+    TestImage image;
     ASSERT_EQ(ReadPath(path, &image), ERROR_NONE);
     ASSERT_EQ(image.type, TYPE_COLOR24);
     EXPECT_TRUE(SamplesEqual(std::vector<int>(data.begin(), data.end()), ImageSamples(image)));
-    ImageFree(&image);
 }
 
 // A file that ends before its pixels do gives the rows it holds, makes the others black and
@@ -774,8 +752,7 @@ TEST(TiffReader, FileThatEndsEarlyGivesItsRowsAndSaysWhichAreMissing)
         bytes.resize(bytes.size() - c.cut);
         std::string path = folder + "/short.tif";
         TestWriteFile(path, bytes);
-        Image image;
-        ImageClear(&image);
+        TestImage image;
         FileDamage damage;
         ASSERT_EQ(ReadPath(path, &image, 0, &damage), ERROR_NONE);
         if (c.lzw && c.first >= 0) {
@@ -793,7 +770,6 @@ TEST(TiffReader, FileThatEndsEarlyGivesItsRowsAndSaysWhichAreMissing)
         ImageFree(&image);
         EXPECT_EQ(ReadPath(path, &image), damage.first >= 0 ? ERROR_READ_TIFF : ERROR_NONE);
         EXPECT_EQ(image.type, damage.first >= 0 ? TYPE_EMPTY : TYPE_GRAY8);
-        ImageFree(&image);
     }
     EXPECT_EQ(HeadlessMessageCount(), 0); // the file's damage is told by who opened it
 }
@@ -819,10 +795,8 @@ TEST(TiffReader, FileShortenedWhileReadGivesWhatAFileEndingThereGives)
         std::string cut = folder + "/cut.tif";
         TestWriteFile(shortening.path, bytes);
         TestWriteFile(cut, std::vector<uint8_t>(bytes.begin(), bytes.begin() + start + rowsKept));
-        Image expected;
-        Image image;
-        ImageClear(&expected);
-        ImageClear(&image);
+        TestImage expected;
+        TestImage image;
         FileDamage expectedDamage;
         FileDamage damage;
         TestStart();
@@ -842,8 +816,6 @@ TEST(TiffReader, FileShortenedWhileReadGivesWhatAFileEndingThereGives)
         EXPECT_EQ(damage.first, expectedDamage.first);
         EXPECT_EQ(damage.last, expectedDamage.last);
         EXPECT_TRUE(SamplesEqual(ImageSamples(expected), ImageSamples(image)));
-        ImageFree(&expected);
-        ImageFree(&image);
     }
 }
 
@@ -871,8 +843,7 @@ TEST(TiffReader, LibraryFileThatEndsEarlyGivesTheStripsItHolds)
     std::string path = folder + "/cut.tif";
     TestWriteFile(path, bytes);
     EXPECT_EQ(ProbePath(path), TIFF_PROBE_LIBRARY);
-    Image image;
-    ImageClear(&image);
+    TestImage image;
     FileDamage damage;
     ASSERT_EQ(ReadPath(path, &image, 0, &damage), ERROR_NONE);
     EXPECT_EQ(damage.first, 10);
@@ -910,11 +881,9 @@ TEST(TiffReader, ResolutionInCentimetresUsesTheProgramsFactor)
         TestTiff tiff = TestTiffMake(4, 2, 8, 1, data, 2);
         for (const TestEntry &entry : c.entries)
             tiff.entries.push_back(entry);
-        Image image;
-        ImageClear(&image);
+        TestImage image;
         ASSERT_EQ(ReadPath(BuiltFile(folder, c.name, tiff), &image), ERROR_NONE);
         EXPECT_DOUBLE_EQ(image.resolution, c.resolution);
-        ImageFree(&image);
     }
 }
 
@@ -926,11 +895,9 @@ TEST(TiffReader, LibraryResolutionInCentimetresUsesTheProgramsFactor)
     ASSERT_TRUE(ToolRuns("tiffset -s 282 300 " + Quote(path)));
     ASSERT_TRUE(ToolRuns("tiffset -s 296 3 " + Quote(path)));
     EXPECT_EQ(ProbePath(path), TIFF_PROBE_LIBRARY);
-    Image image;
-    ImageClear(&image);
+    TestImage image;
     ASSERT_EQ(ReadPath(path, &image), ERROR_NONE);
     EXPECT_DOUBLE_EQ(image.resolution, 762.0015);
-    ImageFree(&image);
 }
 
 TEST(TiffReader, StopsAtRowZeroWhenStripsOutlastTheRows)
@@ -941,11 +908,9 @@ TEST(TiffReader, StopsAtRowZeroWhenStripsOutlastTheRows)
     TestTiff tiff = TestTiffMake(6, 5, 8, 1, data, 2);         // strips of 2, 2 and 1 rows
     tiff.strips.push_back(RandomBytes(12, 9));                 // and one the rows never reach
     TestTiffEntry(&tiff, 273)->values = {0, 0, 0, 0x7FFFFFF0}; // it even lies past the end
-    Image image;
-    ImageClear(&image);
+    TestImage image;
     ASSERT_EQ(ReadPath(BuiltFile(folder, "extra", tiff), &image), ERROR_NONE);
     EXPECT_TRUE(SamplesEqual(std::vector<int>(data.begin(), data.end()), ImageSamples(image)));
-    ImageFree(&image);
 }
 
 TEST(TiffReader, InvertsBeforeTheHorizontalPredictor)
@@ -957,8 +922,7 @@ TEST(TiffReader, InvertsBeforeTheHorizontalPredictor)
     TestTiff tiff = TestTiffMake(3, 1, 8, 1, {10, 5, 250}, 1);
     TestTiffEntry(&tiff, 262)->values = {0};
     tiff.entries.push_back({317, TEST_SHORT, {2}});
-    Image image;
-    ImageClear(&image);
+    TestImage image;
     ASSERT_EQ(ReadPath(BuiltFile(folder, "inverted", tiff), &image), ERROR_NONE);
     EXPECT_TRUE(SamplesEqual({245, 239, 244}, ImageSamples(image)));
     // White-is-zero alone is a plain complement, also for 16 bits.
@@ -966,7 +930,6 @@ TEST(TiffReader, InvertsBeforeTheHorizontalPredictor)
     TestTiffEntry(&wide, 262)->values = {0};
     ASSERT_EQ(ReadPath(BuiltFile(folder, "wide", wide), &image), ERROR_NONE);
     EXPECT_TRUE(SamplesEqual({65535, 65535 - 0x1234}, ImageSamples(image)));
-    ImageFree(&image);
 }
 
 TEST(TiffReader, ReadsStripsLargerThanOneBlock)
@@ -975,8 +938,7 @@ TEST(TiffReader, ReadsStripsLargerThanOneBlock)
     std::string folder = TestOutputFolder("TiffReader.Blocks");
     // 600000 bytes in one strip: blocks of 512 rows of 1000 bytes, then 88 rows.
     std::vector<uint8_t> data = RandomBytes(1000 * 600, 11);
-    Image image;
-    ImageClear(&image);
+    TestImage image;
     ASSERT_EQ(
         ReadPath(BuiltFile(folder, "large", TestTiffMake(1000, 600, 8, 1, data, 600)), &image),
         ERROR_NONE);
@@ -990,7 +952,6 @@ TEST(TiffReader, ReadsStripsLargerThanOneBlock)
     TestTiff tooWide = TestTiffMake(600000, 1, 8, 1, std::vector<uint8_t>(600000, 7), 1);
     EXPECT_EQ(ReadPath(BuiltFile(folder, "toowide", tooWide), &image), ERROR_IMAGE_TOO_WIDE);
     EXPECT_EQ(image.type, TYPE_EMPTY);
-    ImageFree(&image);
 }
 
 TEST(TiffReader, PumpsBeforeEveryPieceAndAfterEveryRow)
@@ -999,8 +960,7 @@ TEST(TiffReader, PumpsBeforeEveryPieceAndAfterEveryRow)
     std::string folder = TestOutputFolder("TiffReader.Pumps");
     // One strip of 20000 bytes: pieces of 8192, 8192 and 3616 bytes, then 200 rows.
     std::vector<uint8_t> data = RandomBytes(100 * 200, 12);
-    Image image;
-    ImageClear(&image);
+    TestImage image;
     ASSERT_EQ(
         ReadPath(BuiltFile(folder, "pieces", TestTiffMake(100, 200, 8, 1, data, 200)), &image),
         ERROR_NONE);
@@ -1010,7 +970,6 @@ TEST(TiffReader, PumpsBeforeEveryPieceAndAfterEveryRow)
     ASSERT_EQ(ReadPath(BuiltFile(folder, "one", TestTiffMake(100, 20, 8, 1, data, 20)), &image),
               ERROR_NONE);
     EXPECT_EQ(HeadlessPumpCount(), 20);
-    ImageFree(&image);
 }
 
 TEST(TiffReader, CancelLeavesTheRowsReadSoFar)
@@ -1027,8 +986,7 @@ TEST(TiffReader, CancelLeavesTheRowsReadSoFar)
                 ToolRuns("tiffcp -c zip " + Quote(path) + " " + Quote(folder + "/zip.tif")));
             path = folder + "/zip.tif";
         }
-        Image image;
-        ImageClear(&image);
+        TestImage image;
         ASSERT_EQ(ImageAlloc(&image, TYPE_GRAY8, 10, 20, 72.0), ERROR_NONE);
         for (int y = 0; y < 20; y++)
             memset(image.rows[y], 0xAB, 10);
@@ -1047,7 +1005,6 @@ TEST(TiffReader, CancelLeavesTheRowsReadSoFar)
         EXPECT_EQ(progress->last.first, 0);
         EXPECT_EQ(progress->last.last, 19);
         EXPECT_EQ(progress->open, 0);
-        ImageFree(&image);
     }
 }
 
@@ -1096,8 +1053,7 @@ TEST(TiffReader, RefusalsShowTheirMessageAndLeaveNoPicture)
         if (std::string(c.message).find("Horizontal") == 0)
             tiff.entries.push_back({317, TEST_SHORT, {2}});
         std::string path = BuiltFile(folder, "refused", tiff);
-        Image image;
-        ImageClear(&image);
+        TestImage image;
         ASSERT_EQ(ImageAlloc(&image, TYPE_COLOR24, 3, 3, 72.0), ERROR_NONE);
         EXPECT_EQ(DecodePath(path, &image), ERROR_READ_TIFF);
         EXPECT_EQ(image.type, TYPE_EMPTY);
@@ -1142,8 +1098,7 @@ TEST(TiffReader, RefusesBadHeadersAndMissingByteCounts)
         TestStart();
         std::string path = folder + "/header.tif";
         TestWriteFile(path, c.bytes);
-        Image image;
-        ImageClear(&image);
+        TestImage image;
         EXPECT_EQ(DecodePath(path, &image), ERROR_READ_TIFF);
         ASSERT_NE(HeadlessLastMessage(), nullptr);
         EXPECT_STREQ(HeadlessLastMessage()->text, c.message);
@@ -1189,8 +1144,7 @@ TEST(TiffReaderHostile, EveryKeptFileGetsItsCode)
         for (const Readable &r : HOSTILE_READABLE)
             if (name == std::string(r.name) + ".tif") readable = &r;
         std::string path = folder + "/" + name;
-        Image image;
-        ImageClear(&image);
+        TestImage image;
         FileDamage damage;
         ErrorCode result = ReadPath(path, &image, 0, &damage);
         if (readable == nullptr) {
@@ -1208,7 +1162,6 @@ TEST(TiffReaderHostile, EveryKeptFileGetsItsCode)
         ImageFree(&image);
         EXPECT_EQ(ReadPath(path, &image),
                   readable->missingFirst >= 0 ? ERROR_READ_TIFF : ERROR_NONE);
-        ImageFree(&image);
     }
     closedir(directory);
     EXPECT_EQ(count, HOSTILE_COUNT);

@@ -1,38 +1,11 @@
 // libFuzzer target of the GIF reader (giflib behind our checks) and of the palette
-// reduction. The reader opens files by name, so each input is written to a file of this
-// process's own in a memory-backed folder where there is one; a picture it reads is saved
-// again, which runs the palette on whatever colors the input held. The input is also taken as
-// the pixels of a small color picture and reduced directly, dithered or not, and every index
-// must name an entry of the palette.
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <unistd.h>
-
-#include "core/Core.h"
+// reduction. A picture it reads is saved again, which runs the palette on whatever colors the input
+// held. The input is also taken as the pixels of a small color picture and reduced directly,
+// dithered or not, and every index must name an entry of the palette.
 #include "core/Image.h"
-#include "core/Picture.h"
 #include "files/Gif.h"
 #include "files/GifPalette.h"
-
-static char FuzzPath[128];
-static char FuzzSavePath[128];
-
-static void FuzzRemoveFiles(void)
-{
-    unlink(FuzzPath);
-    unlink(FuzzSavePath);
-}
-
-static void FuzzStart(void)
-{
-    CoreInitialise();
-    const char *folder = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-    snprintf(FuzzPath, sizeof FuzzPath, "%s/vistel-gif-fuzz-%d.gif", folder, (int)getpid());
-    snprintf(FuzzSavePath, sizeof FuzzSavePath, "%s/vistel-gif-fuzz-%d-saved.gif", folder,
-             (int)getpid());
-    atexit(FuzzRemoveFiles);
-}
+#include "tests/fuzz/FileFuzzSupport.h"
 
 // The input as a color picture of up to 64 pixels a row, reduced and mapped.
 static void FuzzPalette(const uint8_t *data, size_t size)
@@ -70,20 +43,12 @@ static void FuzzPalette(const uint8_t *data, size_t size)
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     FileDamage damage; // a file that ends early gives the rows it holds
-    static int started = 0;
-    if (!started) {
-        FuzzStart();
-        started = 1;
-    }
-    FILE *file = fopen(FuzzPath, "wb");
-    if (file == nullptr) return 0;
-    size_t written = fwrite(data, 1, size, file);
-    fclose(file);
-    if (written == size) {
+    const char *path = FuzzWriteInput(data, size, "gif");
+    if (path != nullptr) {
         static Picture window;
-        if (ReadGifFile(FuzzPath, &window, 0, &damage) == ERROR_NONE &&
+        if (ReadGifFile(path, &window, 0, &damage) == ERROR_NONE &&
             (int64_t)window.image.width * window.image.height <= 65536)
-            SaveGifFile(FuzzSavePath, &window, size & 1);
+            SaveGifFile(FuzzFilePath(1), &window, size & 1);
         ImageFree(&window.image);
         FreeFileComments(&window.comments);
     }

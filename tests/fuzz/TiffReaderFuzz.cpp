@@ -1,57 +1,25 @@
 // libFuzzer target for the TIFF reader: the probe, our own decoder (also on files the probe
 // refuses), the libtiff fallback and the LZW decoder on its own.
 //
-// The reader opens files by name (libtiff does too), so each input is written to a file of
-// this process's own in a memory-backed folder where there is one. The LZW decoder gets the
-// input directly, into an output of exactly the size its first two bytes ask for, so that a
-// write past the end meets AddressSanitizer at once.
-#include <cstdint>
-#include <cstdio>
-#include <cstdlib>
-#include <unistd.h>
-
-#include "core/Core.h"
+// The LZW decoder gets the input directly, into an output of exactly the size its first two bytes
+// ask for, so that a write past the end meets AddressSanitizer at once.
 #include "core/File.h"
 #include "core/Image.h"
-#include "core/Memory.h"
 #include "files/TiffReader.h"
-
-static char FuzzPath[128];
-
-static void FuzzRemoveFile(void)
-{
-    unlink(FuzzPath);
-}
-
-static void FuzzStart(void)
-{
-    CoreInitialise();
-    const char *folder = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : "/tmp";
-    snprintf(FuzzPath, sizeof FuzzPath, "%s/vistel-tiff-fuzz-%d.tif", folder, (int)getpid());
-    atexit(FuzzRemoveFile);
-}
+#include "tests/fuzz/FileFuzzSupport.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
 {
     FileDamage damage; // a file that ends early gives the rows it holds
-    static int started = 0;
-    if (!started) {
-        FuzzStart();
-        started = 1;
-    }
-
-    FILE *file = fopen(FuzzPath, "wb");
-    if (file == nullptr) return 0;
-    size_t written = size > 0 ? fwrite(data, 1, size, file) : 0; // no write from an empty input
-    fclose(file);
-    if (written == size) {
+    const char *path = FuzzWriteInput(data, size, "tif");
+    if (path != nullptr) {
         Image image;
         ImageClear(&image);
-        ReadTiffFile(FuzzPath, &image, 0, &damage);
+        ReadTiffFile(path, &image, 0, &damage);
         ImageFree(&image);
         // Our decoder also on files the probe would send elsewhere: it must hold its own.
         FileHandle handle = FILE_HANDLE_NONE;
-        if (FileOpenRead(FuzzPath, &handle) == ERROR_NONE) {
+        if (FileOpenRead(path, &handle) == ERROR_NONE) {
             DecodeTiffImage(handle, &image, 0, &damage);
             ImageFree(&image);
             FileClose(&handle);

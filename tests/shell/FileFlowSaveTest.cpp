@@ -6,6 +6,7 @@
 #include "files/FileType.h"
 #include "files/TiffReader.h"
 
+#include "tests/support/TestImage.h"
 #include <sys/stat.h>
 
 class FileSaving : public ShellFilesTest {
@@ -183,8 +184,7 @@ TEST_F(FileSaving, SixteenBitsAsJpegAskFirstAndOkReducesEvenWhenTheWriteFails)
         SCOPED_TRACE(type);
         WindowHandle window = MakeWindow(type, 6, 5, 7);
         ImageWindow *record = WindowRecord(window);
-        Image original;
-        ImageClear(&original);
+        TestImage original;
         ASSERT_EQ(ImageDuplicate(&record->picture.image, &original), ERROR_NONE);
 
         // Cancel at the question: nothing changes, and the dialog opens again.
@@ -215,7 +215,6 @@ TEST_F(FileSaving, SixteenBitsAsJpegAskFirstAndOkReducesEvenWhenTheWriteFails)
             }
         EXPECT_EQ(PlatformGetWindowWord(window, WORD_MODIFIED), 1);
         EXPECT_STREQ(record->picture.fileName, "");
-        ImageFree(&original);
     }
 }
 
@@ -338,8 +337,7 @@ TEST_F(FileSaving, RevertReadsTheFileAgainOverEveryChange)
     EXPECT_EQ(record->picture.fileType, FILE_OPEN_TIFF);
 
     // A file that no longer reads gives its code and leaves the picture as it was.
-    Image before;
-    ImageClear(&before);
+    TestImage before;
     ASSERT_EQ(ImageDuplicate(&record->picture.image, &before), ERROR_NONE);
     TestWriteFile(a, {'I', 'I', 42, 0, 0xff, 0xff, 0xff, 0x7f});
     PlatformSetWindowWord(window, WORD_MODIFIED, 1);

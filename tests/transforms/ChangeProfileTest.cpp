@@ -10,6 +10,7 @@
 #include "core/Memory.h"
 #include "platform/headless/Headless.h"
 #include "tests/color/ProfileTestSupport.h"
+#include "tests/support/TestImage.h"
 #include "tests/transforms/PictureTestSupport.h"
 
 class ChangeProfileFixture : public testing::Test {
@@ -62,7 +63,7 @@ class ChangeProfileFixture : public testing::Test {
 TEST_F(ChangeProfileFixture, ScannerTargetsAndMissingTargetsRefuseNewPixels)
 {
     std::vector<uint8_t> scanner = TestProfileBytes("scnr", "RGB ", {TestDescTag("Scanner")});
-    Image source = {};
+    TestImage source;
     PictureMake(&source, TYPE_COLOR24, 12, 7, 3);
     struct Case {
         const char *name;
@@ -99,7 +100,6 @@ TEST_F(ChangeProfileFixture, ScannerTargetsAndMissingTargetsRefuseNewPixels)
         else
             EXPECT_EQ(ProfileOf(result), *c.target);
     }
-    ImageFree(&source);
 }
 
 TEST_F(ChangeProfileFixture, DataChangesAsAWholePictureConversionDoes)
@@ -108,7 +108,7 @@ TEST_F(ChangeProfileFixture, DataChangesAsAWholePictureConversionDoes)
         for (int change : {CHANGE_PROFILE_DATA_AND_PROFILE, CHANGE_PROFILE_DATA_ONLY}) {
             SCOPED_TRACE(testing::Message() << "type " << type << " change " << change);
             PictureFree(&result);
-            Image source = {};
+            TestImage source;
             PictureMake(&source, type, 33, 21, type);
             settings.change = change;
             settings.intent = COLOR_INTENT_IDENTICAL_BLACK;
@@ -127,7 +127,6 @@ TEST_F(ChangeProfileFixture, DataChangesAsAWholePictureConversionDoes)
             ExpectImagesNear(converted.image, result.image, 0);
             EXPECT_EQ(ProfileOf(result), change == CHANGE_PROFILE_DATA_ONLY ? adobe : wide);
             PictureFree(&converted);
-            ImageFree(&source);
         }
     }
 }
@@ -137,7 +136,7 @@ TEST_F(ChangeProfileFixture, SixteenBitPreviewsComeFromTheEngineWithinOneLevel)
     for (int type : {TYPE_COLOR24, TYPE_COLOR48}) {
         SCOPED_TRACE(type);
         PictureFree(&result);
-        Image source = {};
+        TestImage source;
         PictureMake(&source, type, 41, 29, 11);
         ASSERT_EQ(Apply(source), ERROR_NONE);
 
@@ -153,7 +152,7 @@ TEST_F(ChangeProfileFixture, SixteenBitPreviewsComeFromTheEngineWithinOneLevel)
         int resultLength = 0;
         const uint8_t *resultProfile = ChangeProfileResultProfile(&settings, &resultLength);
         EXPECT_EQ(std::vector<uint8_t>(resultProfile, resultProfile + resultLength), wide);
-        Image applied8 = {};
+        TestImage applied8;
         ASSERT_EQ(ImageAlloc(&applied8, TYPE_COLOR24, 41, 29, 72.0), ERROR_NONE);
         for (int y = 0; y < 29; y++)
             for (int x = 0; x < 41; x++)
@@ -172,7 +171,7 @@ TEST_F(ChangeProfileFixture, SixteenBitPreviewsComeFromTheEngineWithinOneLevel)
 
 TEST_F(ChangeProfileFixture, SettingOnlyPreviewOfSixteenBitsReducesThroughDepth16To8)
 {
-    Image source = {};
+    TestImage source;
     PictureMake(&source, TYPE_COLOR48, 17, 9, 5);
     settings.change = CHANGE_PROFILE_SETTING_ONLY;
     ImageWindow preview;
@@ -190,11 +189,10 @@ TEST_F(ChangeProfileFixture, SettingOnlyPreviewOfSixteenBitsReducesThroughDepth1
 
 TEST_F(ChangeProfileFixture, AnAbortedApplyGivesTheResultNoProfile)
 {
-    Image source = {};
+    TestImage source;
     PictureMake(&source, TYPE_COLOR24, 400, 300, 2);
     HeadlessAbortAtPump(5);
     EXPECT_EQ(Apply(source), ERROR_ABORTED);
     // An aborted run does not say which profile its half-made pixels are in.
     EXPECT_EQ(result.profile, nullptr);
-    ImageFree(&source);
 }

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "core/SettingsText.h"
+#include "tests/support/TestImage.h"
 #include "tests/support/TestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
 #include "transforms/ColorBalance.h"
@@ -136,7 +137,7 @@ TEST(ColorBalance, ApplyMixesByTheAmountAtBothDepths)
     for (int type : {TYPE_COLOR24, TYPE_COLOR48}) {
         SCOPED_TRACE(type);
         int scale = type == TYPE_COLOR48 ? 257 : 1;
-        Image source = {}, result = {};
+        TestImage source, result;
         ASSERT_EQ(ImageAlloc(&source, type, 2, 1, 72.0), ERROR_NONE);
         // Pixel 0 is (100, 100, 100); memory holds blue first.
         for (int c = 0; c < 3; c++)
@@ -161,8 +162,6 @@ TEST(ColorBalance, ApplyMixesByTheAmountAtBothDepths)
             EXPECT_EQ(PictureSample(result, 0, 0, 2), 110);
         else // 25700 + 5343 * 128 / 255 = 25700 + 2681.98, truncated
             EXPECT_EQ(PictureSample(result, 0, 0, 2), 28381);
-        ImageFree(&source);
-        ImageFree(&result);
     }
 }
 
@@ -176,12 +175,11 @@ TEST(ColorBalance, IdentityTablesChangeNothingEvenAtSixteenBits)
     memcpy(settings.highlightAdd, settings.highlightRemove, 3);
     SetColor(settings.shadowRemove, 5, 6, 7);
     memcpy(settings.shadowAdd, settings.shadowRemove, 3);
-    Image source = {};
+    TestImage source;
     ASSERT_EQ(ImageAlloc(&source, TYPE_COLOR48, 1, 1, 72.0), ERROR_NONE);
     EXPECT_EQ(ColorBalanceChangesNothing(&settings, &source, 1), 1);
     settings.highlightAdd[0] = 241;
     EXPECT_EQ(ColorBalanceChangesNothing(&settings, &source, 1), 0);
-    ImageFree(&source);
 }
 
 TEST(ColorBalance, FindsTheMeanColorsOfTheBrightestAndDarkestPixels)
@@ -189,7 +187,7 @@ TEST(ColorBalance, FindsTheMeanColorsOfTheBrightestAndDarkestPixels)
     TestStart();
     // 100 x 100 pixels: N = 10000 and Round(N * 0.0001) = 1, so each walk stops at the
     // second pixel it takes.
-    Image source = {};
+    TestImage source;
     ASSERT_EQ(ImageAlloc(&source, TYPE_COLOR24, 100, 100, 72.0), ERROR_NONE);
     for (int y = 0; y < 100; y++)
         for (int x = 0; x < 100; x++)
@@ -233,7 +231,6 @@ TEST(ColorBalance, FindsTheMeanColorsOfTheBrightestAndDarkestPixels)
     uint8_t table[256];
     ColorBalanceTable8(&settings, BALANCE_RED, table);
     EXPECT_EQ(table[200], 200);
-    ImageFree(&source);
 }
 
 TEST(ColorBalance, EditsKeepTheRemoveColorsInOrder)

@@ -9,6 +9,7 @@
 #include "core/Memory.h"
 #include "core/SettingsText.h"
 #include "files/FileType.h"
+#include "tests/support/TestImage.h"
 #include "tests/support/TestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
 #include "transforms/ColorCorrect.h"
@@ -169,7 +170,7 @@ TEST(ColorCorrect, ComputeAgreesWithThePixelFunctions)
             for (int shared : {0, 1}) {
                 SCOPED_TRACE(testing::Message() << "type " << type << ", nonlinear " << nonlinear
                                                 << ", shared " << shared);
-                Image source, result = {};
+                TestImage source, result;
                 PictureMake(&source, type, 37, 23, 11 + nonlinear);
                 one.settings.nonlinear = nonlinear;
                 one.settings.tables = shared ? &one.tables : nullptr;
@@ -199,8 +200,6 @@ TEST(ColorCorrect, ComputeAgreesWithThePixelFunctions)
                                 << x << "," << y << " channel " << c;
                     }
                 }
-                ImageFree(&source);
-                ImageFree(&result);
             }
         }
     }
@@ -213,7 +212,7 @@ TEST(ColorCorrect, TheSelectedPointsInfluenceIsAGrayMaskAtAFullAmount)
     OnePoint(&settings);
     settings.selectedPoint = 0;
     settings.saveAsMask = 1;
-    Image source = {}, result = {};
+    TestImage source, result;
     ASSERT_EQ(ImageAlloc(&source, TYPE_COLOR24, 2, 1, 72.0), ERROR_NONE);
     const uint8_t pixels[6] = {0, 0, 255, 200, 200, 200}; // red, then a gray: blue first
     memcpy(source.rows[0], pixels, 6);
@@ -229,8 +228,6 @@ TEST(ColorCorrect, TheSelectedPointsInfluenceIsAGrayMaskAtAFullAmount)
     ASSERT_EQ(result.type, TYPE_COLOR24);
     EXPECT_EQ(PictureSample(result, 1, 0, 1), 125);
     EXPECT_EQ(PictureSample(result, 0, 0, 2), 255);
-    ImageFree(&source);
-    ImageFree(&result);
 }
 
 // A preview that shows the selected point's influence computes even where no point moves;
@@ -240,7 +237,7 @@ TEST(ColorCorrect, APreviewOfTheInfluenceComputesWhereNothingMoves)
     TestStart();
     ColorCorrectSettings settings;
     ColorCorrectSettingsDefault(&settings);
-    Image source = {};
+    TestImage source;
     ASSERT_EQ(ImageAlloc(&source, TYPE_COLOR24, 1, 1, 72.0), ERROR_NONE);
     memset(source.rows[0], 255, 3);
     EXPECT_EQ(ColorCorrectChangesNothing(&settings, &source, 0), 1);
@@ -248,7 +245,6 @@ TEST(ColorCorrect, APreviewOfTheInfluenceComputesWhereNothingMoves)
     settings.showAffectedRegion = 1;
     EXPECT_EQ(ColorCorrectChangesNothing(&settings, &source, 0), 0);
     EXPECT_EQ(ColorCorrectChangesNothing(&settings, &source, 1), 1);
-    ImageFree(&source);
 }
 
 static std::string WriteText(const std::string &name, const std::string &text)

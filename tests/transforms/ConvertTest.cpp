@@ -5,6 +5,7 @@
 
 #include "core/Preferences.h"
 #include "platform/headless/Headless.h"
+#include "tests/support/TestImage.h"
 #include "tests/support/TestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
 #include "transforms/Convert.h"
@@ -128,7 +129,7 @@ TEST(Convert, BinaryPartialPreviewPutsBitsAtTheirColumns)
 {
     TestStart();
     Prefs.smoothZoom = 0;
-    Image source;
+    TestImage source;
     ImageWindow window;
     PictureMake(&source, TYPE_GRAY8, 30, 6, 12);
     PreviewWindowSetUp(&window, source, 1, 0, 0, 30, 6);
@@ -158,7 +159,6 @@ TEST(Convert, BinaryPartialPreviewPutsBitsAtTheirColumns)
     ExpectImagesNear(expected, window.view, 0);
     ImageFree(&whole);
     ImageFree(&expected);
-    ImageFree(&source);
     PreviewWindowFree(&window);
 }
 
@@ -168,7 +168,7 @@ TEST(Convert, PreviewOfSixteenBitTargetsIsEightBit)
     Prefs.smoothZoom = 0;
     for (int type : PICTURE_TYPES) {
         SCOPED_TRACE(type);
-        Image source;
+        TestImage source;
         PictureMake(&source, type, 20, 10, 13);
         struct Pair {
             int wide, narrow, narrowType;
@@ -189,7 +189,6 @@ TEST(Convert, PreviewOfSixteenBitTargetsIsEightBit)
             PreviewWindowFree(&wide);
             PreviewWindowFree(&narrow);
         }
-        ImageFree(&source);
     }
 }
 
@@ -202,9 +201,8 @@ TEST(Convert, TargetTypesAndRefusals)
     EXPECT_EQ(ConvertTargetType(CONVERT_BINARY, 0), TYPE_BINARY);
     EXPECT_EQ(ConvertTargetType(5, 1), TYPE_EMPTY);
 
-    Image source, result = {};
+    TestImage source, result;
     PictureMake(&source, TYPE_GRAY8, 4, 4, 14);
     EXPECT_EQ(ConvertApply(7, source, &result), ERROR_INTERNAL_1);
     EXPECT_EQ(result.type, TYPE_EMPTY);
-    ImageFree(&source);
 }

@@ -7,6 +7,7 @@
 #include "core/Preferences.h"
 #include "core/Progress.h"
 #include "platform/headless/Headless.h"
+#include "tests/support/TestImage.h"
 #include "tests/support/TestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
 #include "transforms/GammaAdjust.h"
@@ -102,7 +103,7 @@ TEST(GammaAdjust, EndsStayForEveryFactorAndTheTablesRise)
 TEST(GammaAdjust, PartialRepaintKeepsTheRestOfTheDestination)
 {
     TestStart();
-    Image source, before = {};
+    TestImage source, before;
     ImageWindow window;
     PictureMake(&source, TYPE_COLOR24, 20, 16, 1);
     PreviewWindowSetUp(&window, source, 1, 0, 0, 20, 16);
@@ -128,15 +129,13 @@ TEST(GammaAdjust, PartialRepaintKeepsTheRestOfTheDestination)
     ASSERT_EQ(ImageAlloc(&window.view, TYPE_GRAY8, 20, 16, 100.0), ERROR_NONE);
     ASSERT_EQ(PreviewRun(GammaCompute, &settings, source, &window, 4, 3, 9, 12), ERROR_NONE);
     EXPECT_EQ(window.view.type, TYPE_COLOR24);
-    ImageFree(&source);
-    ImageFree(&before);
     PreviewWindowFree(&window);
 }
 
 TEST(GammaAdjust, AbortAtRowThreeOfTenReturns11)
 {
     TestStart();
-    Image source, result = {};
+    TestImage source, result;
     PictureMake(&source, TYPE_GRAY8, 10000, 10, 3);
     HeadlessAbortAtPump(3);
     EXPECT_EQ(GammaApply(2.0, source, &result), ERROR_ABORTED);
@@ -156,8 +155,6 @@ TEST(GammaAdjust, AbortAtRowThreeOfTenReturns11)
         for (int x = 0; x < 10000; x += 997)
             ASSERT_EQ(PictureSample(result, x, y, 0),
                       Round(pow(PictureSample(source, x, y, 0) / 255.0, 2.0) * 255.0));
-    ImageFree(&source);
-    ImageFree(&result);
 }
 
 TEST(GammaAdjust, FactorOnePreviewRowLoopGivesWhatTheDisplayShowsUnsmoothed)
@@ -167,7 +164,7 @@ TEST(GammaAdjust, FactorOnePreviewRowLoopGivesWhatTheDisplayShowsUnsmoothed)
     for (int type : PICTURE_TYPES) {
         if (type == TYPE_BINARY) continue;
         SCOPED_TRACE(type);
-        Image source;
+        TestImage source;
         ImageWindow preview, display;
         PictureMake(&source, type, 31, 22, 9);
         PreviewWindowSetUp(&preview, source, -2, 1, 0, 15, 11);
@@ -176,7 +173,6 @@ TEST(GammaAdjust, FactorOnePreviewRowLoopGivesWhatTheDisplayShowsUnsmoothed)
         ASSERT_EQ(PreviewRun(GammaCompute, &settings, source, &preview, 0, 0, 14, 10), ERROR_NONE);
         ASSERT_EQ(RenderView(&source, &display, 0, 0, 14, 10, 0), ERROR_NONE);
         ExpectImagesNear(display.view, preview.view, 0);
-        ImageFree(&source);
         PreviewWindowFree(&preview);
         PreviewWindowFree(&display);
     }
@@ -185,7 +181,7 @@ TEST(GammaAdjust, FactorOnePreviewRowLoopGivesWhatTheDisplayShowsUnsmoothed)
 TEST(GammaAdjust, PictureWithoutRowsIsRefused)
 {
     TestStart();
-    Image source = {}, result = {};
+    TestImage source, result;
     ASSERT_EQ(ImageAlloc(&source, TYPE_GRAY8, 0, 4, 72.0), ERROR_NONE);
     GammaSettings settings = GammaOfFactor(2.0);
     EXPECT_EQ(
@@ -194,5 +190,4 @@ TEST(GammaAdjust, PictureWithoutRowsIsRefused)
     EXPECT_EQ(
         GammaCompute(&source, &result, nullptr, &settings, 1, 1, 4, 0, 0, 1, 0, 0, 0, 3, 0, 4),
         ERROR_INTERNAL_1);
-    ImageFree(&source);
 }

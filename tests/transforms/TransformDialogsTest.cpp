@@ -50,6 +50,11 @@ class TransformDialogs : public ShellTest {
                       TestProfileBytes("scnr", "RGB ", {TestDescTag("Test Scanner")}));
         ProfileFoldersSet((folder + "/user").c_str(), "", "");
         Prefs.stickySettings = 1;
+        // Each test starts from the settings of a first opening, whatever ran before it in
+        // the same process.
+        for (int kind = 0; kind < 256; kind++)
+            if (const TransformDialogKind *dialog = TransformDialogByKind(kind))
+                dialog->memory->useDefaults = 1;
     }
 
     void TearDown() override

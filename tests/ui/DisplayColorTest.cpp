@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/color/ProfileTransformSupport.h"
+#include "tests/support/TestImage.h"
 #include "ui/Display.h"
 
 // A view of a window, as RenderView leaves it, with a pattern in it.
@@ -53,13 +54,12 @@ TEST_F(ProfileTransformFixture, DisplayThroughTheMonitorEqualsTificc)
         ViewMake(window, TYPE_COLOR24, 31, 17, 5);
         ASSERT_EQ(UpdateDisplayImage(window, 0, 0, 30, 16), ERROR_NONE);
         EXPECT_NE(window->displayTransform, nullptr);
-        Image expected = {};
+        TestImage expected;
         Tificc(window->view,
                std::string(TIFICC_INTENTS[intent]) + " '-i" + SYSTEM_ADOBE + "' '-o" + SYSTEM_WIDE +
                    "'",
                folder, &expected);
         ExpectImagesNear(expected, window->screen, 0);
-        ImageFree(&expected);
     }
 }
 TEST_F(ProfileTransformFixture, WithoutAChosenMonitorTheDisplayShowsThroughItsOwnProfileOrSrgb)
@@ -99,12 +99,11 @@ TEST_F(ProfileTransformFixture, WithoutAChosenMonitorTheDisplayShowsThroughItsOw
             continue;
         }
         EXPECT_NE(window->displayTransform, nullptr);
-        Image expected = {};
+        TestImage expected;
         // A picture without a profile is taken as the engine's own sRGB.
         std::string in = c.picture.empty() ? "*sRGB" : c.picture;
         Tificc(window->view, "-t0 '-i" + in + "' '-o" + c.shownIn + "'", folder, &expected);
         ExpectImagesNear(expected, window->screen, 0);
-        ImageFree(&expected);
     }
     HeadlessSetDisplayProfile(nullptr, 0);
 }
@@ -117,13 +116,13 @@ TEST_F(ProfileTransformFixture, GrayAndBinaryViewsStayNeutralOnAWideGamutMonitor
         ImageWindow *window = Window(TYPE_GRAY16, 5, 5, SYSTEM_BLUISH);
         ViewMake(window, type, 64, 4, 9);
         ASSERT_EQ(UpdateDisplayImage(window, 0, 0, 63, 3), ERROR_NONE);
-        Image widened = {};
+        TestImage widened;
         ASSERT_EQ(ImageAlloc(&widened, TYPE_COLOR24, 64, 4, 100.0), ERROR_NONE);
         for (int y = 0; y < 4; y++)
             for (int x = 0; x < 64; x++)
                 for (int c = 0; c < 3; c++)
                     PictureSetSample(&widened, x, y, c, PictureSample(window->view, x, y, 0));
-        Image expected = {};
+        TestImage expected;
         Tificc(widened, "-t0 '-o" + SYSTEM_WIDE + "'", folder, &expected);
         ExpectImagesNear(expected, window->screen, 0);
         for (int x = 0; x < 64; x++) {
@@ -133,8 +132,6 @@ TEST_F(ProfileTransformFixture, GrayAndBinaryViewsStayNeutralOnAWideGamutMonitor
             EXPECT_LE(Abs(r - g), 1);
             EXPECT_LE(Abs(b - g), 1);
         }
-        ImageFree(&expected);
-        ImageFree(&widened);
     }
 }
 TEST_F(ProfileTransformFixture, DisplayUpdatesOnlyItsRectangleAndRemakesAScreenOfAnotherSize)
@@ -144,7 +141,7 @@ TEST_F(ProfileTransformFixture, DisplayUpdatesOnlyItsRectangleAndRemakesAScreenO
     ViewMake(window, TYPE_COLOR24, 20, 10, 3);
     ASSERT_EQ(UpdateDisplayImage(window, 0, 0, 19, 9), ERROR_NONE);
     void *transform = window->displayTransform;
-    Image whole = {};
+    TestImage whole;
     ASSERT_EQ(ImageDuplicate(&window->screen, &whole), ERROR_NONE);
 
     // Mark the screen, then update columns 4..6 of rows 2..3, given top above bottom.
@@ -170,7 +167,6 @@ TEST_F(ProfileTransformFixture, DisplayUpdatesOnlyItsRectangleAndRemakesAScreenO
     ASSERT_EQ(ImageAlloc(&window->screen, TYPE_COLOR24, 3, 3, 100.0), ERROR_NONE);
     ASSERT_EQ(UpdateDisplayImage(window, 0, 0, 0, 0), ERROR_NONE);
     ExpectImagesNear(whole, window->screen, 0);
-    ImageFree(&whole);
 }
 TEST_F(ProfileTransformFixture, DisplayFailureShowsThePlainView)
 {
@@ -211,7 +207,7 @@ TEST_F(ProfileTransformFixture, SoftProofEqualsTificcAndTheGamutAlarmMarksWhatCa
     fill(window);
     ASSERT_EQ(UpdateDisplayImage(window, 0, 0, 3, 0), ERROR_NONE);
     // tificc: -t is the intent of the simulated press, -m that of the press to the monitor.
-    Image expected = {};
+    TestImage expected;
     Tificc(window->view, "-t1 -m0 '-o" + SYSTEM_SRGB + "' '-p" + SYSTEM_CMYK + "'", folder,
            &expected);
     ExpectImagesNear(expected, window->screen, 0);
@@ -242,9 +238,9 @@ TEST_F(ProfileTransformFixture, SoftProofEqualsTificcAndTheGamutAlarmMarksWhatCa
 }
 TEST_F(ProfileTransformFixture, ConvertForDisplayLooksLikeTheWindow)
 {
-    Image image = {};
+    TestImage image;
     PictureMake(&image, TYPE_COLOR24, 16, 8, 4);
-    Image original = {};
+    TestImage original;
     ASSERT_EQ(ImageDuplicate(&image, &original), ERROR_NONE);
     std::vector<uint8_t> adobe = TestReadFile(SYSTEM_ADOBE);
     // Without a monitor nothing happens.
@@ -259,12 +255,9 @@ TEST_F(ProfileTransformFixture, ConvertForDisplayLooksLikeTheWindow)
     ASSERT_EQ(UpdateDisplayImage(window, 0, 0, 15, 7), ERROR_NONE);
     ExpectImagesNear(window->screen, image, 0);
 
-    Image gray = {};
+    TestImage gray;
     PictureMake(&gray, TYPE_GRAY8, 4, 4, 1);
     EXPECT_EQ(ConvertForDisplay(&gray, nullptr, 0), ERROR_ILLEGAL_TYPE);
-    ImageFree(&gray);
-    ImageFree(&image);
-    ImageFree(&original);
 }
 TEST_F(ProfileTransformFixture, MismatchWarningNamesBothSides)
 {
@@ -319,7 +312,7 @@ TEST_F(ProfileTransformFixture, RenderViewBringsEveryChangedViewPixelThroughTheM
         window->sourceLeft = 1;
         window->sourceBottom = 18; // counted from the top
         ASSERT_EQ(RenderView(&window->picture.image, window, 0, 0, 24, 16, 0), ERROR_NONE);
-        Image oldView = {};
+        TestImage oldView;
         ASSERT_EQ(ImageDuplicate(&window->view, &oldView), ERROR_NONE);
 
         // The picture changes everywhere, the screen is marked, and a part is rendered.
@@ -329,7 +322,7 @@ TEST_F(ProfileTransformFixture, RenderViewBringsEveryChangedViewPixelThroughTheM
         for (int y = 0; y < window->screen.height; y++)
             memset(window->screen.rows[y], 0x77, (size_t)window->screen.rowBytes);
         ASSERT_EQ(RenderView(&window->picture.image, window, 5, 4, 13, 10, 0), ERROR_NONE);
-        Image partial = {};
+        TestImage partial;
         ASSERT_EQ(ImageDuplicate(&window->screen, &partial), ERROR_NONE);
 
         // What the whole screen should be for the view as it now is.
@@ -349,7 +342,5 @@ TEST_F(ProfileTransformFixture, RenderViewBringsEveryChangedViewPixelThroughTheM
                         << x << "," << y;
             }
         EXPECT_GE(changed, 9 * 7);
-        ImageFree(&oldView);
-        ImageFree(&partial);
     }
 }

@@ -1,6 +1,7 @@
 // Scrolling of picture and preview windows: the line and page steps, the strip that alone is
 // rendered after a scroll, views after any run of scrolls that equal views made afresh, the
 // preview's requests to its dialog, and the mouse wheel.
+#include "tests/support/TestImage.h"
 #include "tests/ui/DisplayTestSupport.h"
 
 static uintptr_t WheelParam(uint32_t keys, int delta)
@@ -69,7 +70,7 @@ TEST_F(DisplayWindows, ScrollingRendersOnlyTheStripThatCameIntoView)
     };
     for (const Scroll &scroll : scrolls) {
         SCOPED_TRACE(scroll.code);
-        Image before = {};
+        TestImage before;
         ASSERT_EQ(ImageDuplicate(&record->view, &before), ERROR_NONE);
         int oldLeft = record->sourceLeft, oldBase = picture->height - 1 - record->sourceBottom;
         ASSERT_EQ(PlatformSendMessage(window, scroll.message, scroll.code, 0), 1);
@@ -132,12 +133,11 @@ TEST_F(DisplayWindows, ScrolledViewsEqualViewsMadeAfresh)
             ExpectFreshView(record, &record->picture.image, 1);
             // What the window shows equals a whole repaint.
             HeadlessPaint(window);
-            Image shown = {};
+            TestImage shown;
             ASSERT_EQ(ImageDuplicate(HeadlessCanvas(window), &shown), ERROR_NONE);
             PlatformInvalidate(window, nullptr);
             HeadlessPaint(window);
             ExpectImagesNear(*HeadlessCanvas(window), shown, 0);
-            ImageFree(&shown);
         }
         PlatformDestroyWindow(window);
     }
@@ -158,7 +158,7 @@ static WindowHandle PreviewMake(DisplayWindows *fixture, const Image *input, int
 
 TEST_F(DisplayWindows, PreviewScrollAsksItsDialogForTheStripAlone)
 {
-    Image input;
+    TestImage input;
     PictureMake(&input, TYPE_GRAY8, 300, 200, 4);
     WindowHandle dialog = Bare(TEST_KIND_DIALOG, "Dialog", -1, 100, 100);
     ImageWindow *record;
@@ -201,7 +201,6 @@ TEST_F(DisplayWindows, PreviewScrollAsksItsDialogForTheStripAlone)
     // A preview that is not current asks for the whole view even for a line.
     EXPECT_EQ(ScrollPreviewWindow(preview, record, MSG_HSCROLL, SCROLL_LINE_DOWN, dialog, 0), 1);
     EXPECT_TRUE(TestLog.lastWhole);
-    ImageFree(&input);
 }
 
 TEST_F(DisplayWindows, WheelScrollsByLinesAndZoomsWithControl)
@@ -247,7 +246,7 @@ TEST_F(DisplayWindows, WheelScrollsByLinesAndZoomsWithControl)
 
 TEST_F(DisplayWindows, WheelDoesNotZoomAPreview)
 {
-    Image input;
+    TestImage input;
     PictureMake(&input, TYPE_GRAY8, 300, 200, 4);
     Bare(TEST_KIND_DIALOG, "Dialog", -1, 100, 100);
     ImageWindow *record;
@@ -260,5 +259,4 @@ TEST_F(DisplayWindows, WheelDoesNotZoomAPreview)
     PlatformSendMessage(preview, MSG_MOUSE_WHEEL, WheelParam(0, -120), MakeParam(5, 5));
     EXPECT_GT(record->scrollTop, top);
     EXPECT_EQ(TestLog.regions, regions + 1);
-    ImageFree(&input);
 }

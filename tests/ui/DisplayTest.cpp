@@ -6,6 +6,7 @@
 
 #include "core/Preferences.h"
 #include "platform/headless/Headless.h"
+#include "tests/support/TestImage.h"
 #include "tests/support/TestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
 #include "ui/Display.h"
@@ -52,7 +53,7 @@ TEST(Display, EachTypeShowsItsPixelsAtZoomOneMagnifiedAndReduced)
         for (int type : test.types) {
             SCOPED_TRACE(testing::Message() << "type " << type << " zoom " << test.zoom);
             Prefs.smoothZoom = test.smooth;
-            Image picture, expected = {};
+            TestImage picture, expected;
             ImageWindow window;
             PictureMake(&picture, type, test.width, test.height, type + test.zoom);
             PreviewWindowSetUp(&window, picture, test.zoom, test.left, test.top, test.viewWidth,
@@ -77,8 +78,6 @@ TEST(Display, EachTypeShowsItsPixelsAtZoomOneMagnifiedAndReduced)
                         PictureSetSample(&expected, x, y, c, wide ? Depth16To8[sample] : sample);
                     }
             ExpectImagesNear(expected, window.view, 0);
-            ImageFree(&picture);
-            ImageFree(&expected);
             PreviewWindowFree(&window);
         }
 }
@@ -86,7 +85,7 @@ TEST(Display, EachTypeShowsItsPixelsAtZoomOneMagnifiedAndReduced)
 TEST(Display, MagnifiedPartStartsAtABlockAndKeepsTheRest)
 {
     TestStart();
-    Image picture;
+    TestImage picture;
     ImageWindow window;
     PictureMake(&picture, TYPE_GRAY8, 10, 10, 3);
     PreviewWindowSetUp(&window, picture, 3, 0, 0, 30, 30);
@@ -104,7 +103,6 @@ TEST(Display, MagnifiedPartStartsAtABlockAndKeepsTheRest)
             int expected = drawn ? PictureSample(picture, x / 3, y / 3, 0) : 7;
             ASSERT_EQ(PictureSample(window.view, x, y, 0), expected) << x << "," << y;
         }
-    ImageFree(&picture);
     PreviewWindowFree(&window);
 }
 
@@ -128,7 +126,7 @@ TEST(Display, SmoothZoomTakesTheTruncatedMeanOfEachBlock)
     };
     for (const Case &test : cases) {
         SCOPED_TRACE(test.type);
-        Image picture = {};
+        TestImage picture;
         ImageWindow window;
         ASSERT_EQ(ImageAlloc(&picture, test.type, 2, 2, 72.0), ERROR_NONE);
         for (int p = 0; p < 4; p++)
@@ -138,7 +136,6 @@ TEST(Display, SmoothZoomTakesTheTruncatedMeanOfEachBlock)
         ASSERT_EQ(RenderView(&picture, &window, 0, 0, 0, 0, 0), ERROR_NONE);
         for (int c = 0; c < PictureChannels(test.type); c++)
             EXPECT_EQ(PictureSample(window.view, 0, 0, c), test.expected[c]) << "channel " << c;
-        ImageFree(&picture);
         PreviewWindowFree(&window);
     }
 }
@@ -146,7 +143,7 @@ TEST(Display, SmoothZoomTakesTheTruncatedMeanOfEachBlock)
 TEST(Display, WidthFiveAtMinusTwoHasThreeColumnsAndAShortLastBlock)
 {
     TestStart();
-    Image picture = {};
+    TestImage picture;
     ASSERT_EQ(ImageAlloc(&picture, TYPE_GRAY8, 5, 3, 72.0), ERROR_NONE);
     // Rows from the bottom.
     int values[3][5] = {{0, 10, 20, 30, 40}, {2, 12, 22, 32, 41}, {100, 100, 100, 100, 100}};
@@ -170,14 +167,13 @@ TEST(Display, WidthFiveAtMinusTwoHasThreeColumnsAndAShortLastBlock)
                     << x << "," << y;
         PreviewWindowFree(&window);
     }
-    ImageFree(&picture);
 }
 
 TEST(Display, RowsAndColumnsPastThePictureRepeatItsEdge)
 {
     TestStart();
     Prefs.smoothZoom = 0;
-    Image picture;
+    TestImage picture;
     ImageWindow window;
     PictureMake(&picture, TYPE_GRAY8, 5, 5, 6);
     // A view one pixel larger each way than the picture at -2 fills: view row 3 would read
@@ -191,14 +187,13 @@ TEST(Display, RowsAndColumnsPastThePictureRepeatItsEdge)
             ASSERT_EQ(PictureSample(window.view, x, y, 0), PictureSample(picture, sx, sy, 0))
                 << x << "," << y;
         }
-    ImageFree(&picture);
     PreviewWindowFree(&window);
 }
 
 TEST(Display, PartialRenderDrawsOnlyItsRectangle)
 {
     TestStart();
-    Image picture;
+    TestImage picture;
     ImageWindow window;
     PictureMake(&picture, TYPE_COLOR48, 16, 16, 8);
     PreviewWindowSetUp(&window, picture, 1, 0, 0, 16, 16);
@@ -216,7 +211,6 @@ TEST(Display, PartialRenderDrawsOnlyItsRectangle)
             int expected = inside ? Depth16To8[PictureSample(picture, x, y, 1)] : 33;
             ASSERT_EQ(PictureSample(window.view, x, y, 1), expected) << x << "," << y;
         }
-    ImageFree(&picture);
     PreviewWindowFree(&window);
 }
 
@@ -225,20 +219,19 @@ TEST(Display, TypesWithoutPixelsRenderNothing)
     TestStart();
     for (int type : {TYPE_EMPTY, TYPE_COLOR, TYPE_HISTOGRAM}) {
         SCOPED_TRACE(type);
-        Image picture = {};
+        TestImage picture;
         ImageWindow window;
         ASSERT_EQ(ImageAlloc(&picture, type, 4, 4, 72.0), ERROR_NONE);
         PreviewWindowSetUp(&window, picture, 1, 0, 0, 4, 4);
         EXPECT_EQ(RenderView(&picture, &window, 0, 0, 3, 3, 0), ERROR_NONE);
         EXPECT_EQ(window.view.type, TYPE_EMPTY);
-        ImageFree(&picture);
     }
 }
 
 TEST(Display, OverlayAlphaZeroKeepsTheGrayViewAndMinusOneShowsTheMask)
 {
     TestStart();
-    Image picture;
+    TestImage picture;
     PictureMake(&picture, TYPE_GRAY8, 4, 2, 2);
     int maskValues[8] = {0, 1, 128, 255, 17, 34, 51, 68};
     int slot;
@@ -266,7 +259,7 @@ TEST(Display, OverlayAlphaZeroKeepsTheGrayViewAndMinusOneShowsTheMask)
 TEST(Display, OverlayBlendsTowardItsColorByMaskAndAlpha)
 {
     TestStart();
-    Image picture = {};
+    TestImage picture;
     ASSERT_EQ(ImageAlloc(&picture, TYPE_GRAY16, 3, 1, 72.0), ERROR_NONE);
     for (int x = 0; x < 3; x++)
         PictureSetSample(&picture, x, 0, 0, 100 * 257); // shown as 100
@@ -299,7 +292,7 @@ TEST(Display, OverlayOnBinaryAndReducedPicturesReadsTheMaskAtTheSampledPixel)
 {
     TestStart();
     Prefs.smoothZoom = 1;
-    Image picture = {};
+    TestImage picture;
     ASSERT_EQ(ImageAlloc(&picture, TYPE_BINARY, 4, 2, 72.0), ERROR_NONE);
     for (int x = 0; x < 4; x++) {
         PictureSetSample(&picture, x, 0, 0, x % 2 == 0 ? 255 : 0);
@@ -345,7 +338,7 @@ TEST(Display, SixteenBitValuesOnEachSideOfEveryStepShowAsTheDepthTableSays)
     int count = (int)values.size();
     for (int type : {TYPE_GRAY16, TYPE_COLOR48}) {
         SCOPED_TRACE(type);
-        Image picture = {};
+        TestImage picture;
         ImageWindow window;
         int channels = PictureChannels(type);
         int width = 256 / channels + 1; // rows of odd lengths leave a tail to the plain loop
@@ -364,7 +357,6 @@ TEST(Display, SixteenBitValuesOnEachSideOfEveryStepShowAsTheDepthTableSays)
                     ASSERT_EQ(PictureSample(window.view, x, y, c),
                               Depth16To8[PictureSample(picture, x, y, c)])
                         << x << "," << y << "," << c;
-        ImageFree(&picture);
         PreviewWindowFree(&window);
     }
 }
@@ -389,7 +381,7 @@ TEST(Display, ReductionsBeyond256KeepTheirSumsWhole)
     TestStart();
     Prefs.smoothZoom = 1;
     // 300 by 300 pixels near the top of the range sum to more than 32 bits hold.
-    Image picture = {};
+    TestImage picture;
     ASSERT_EQ(ImageAlloc(&picture, TYPE_GRAY16, 700, 300, 72.0), ERROR_NONE);
     for (int y = 0; y < 300; y++)
         for (int x = 0; x < 700; x++)
@@ -403,14 +395,13 @@ TEST(Display, ReductionsBeyond256KeepTheirSumsWhole)
     // Values of 65236 to 65535 have a mean near 65385, shown as 254; a sum cut to 32 bits
     // would have lost 2^32 / 90000, about 47722, from it.
     EXPECT_EQ(PictureSample(window.view, 0, 0, 0), 254);
-    ImageFree(&picture);
     PreviewWindowFree(&window);
 }
 
 TEST(Display, APartIntoAStaleViewMakesTheWholeView)
 {
     TestStart();
-    Image picture;
+    TestImage picture;
     ImageWindow window;
     PictureMake(&picture, TYPE_COLOR24, 20, 10, 5);
     PreviewWindowSetUp(&window, picture, 1, 0, 0, 20, 10);
@@ -424,6 +415,5 @@ TEST(Display, APartIntoAStaleViewMakesTheWholeView)
     ASSERT_EQ(RenderView(&picture, &window, 2, 2, 4, 4, 0), ERROR_NONE);
     ExpectImagesNear(picture, window.view, 0);
     EXPECT_EQ(window.screen.width, 20);
-    ImageFree(&picture);
     PreviewWindowFree(&window);
 }

@@ -10,6 +10,7 @@
 #include "core/Preferences.h"
 #include "shell/Commands.h"
 #include "tests/shell/ShellTestSupport.h"
+#include "tests/support/TestImage.h"
 #include "transforms/GammaAdjust.h"
 #include "ui/Display.h"
 #include "ui/Transform.h"
@@ -186,11 +187,10 @@ TEST_F(Transform, AMagnifiedPreviewAsksForWholePixelsAndScrollsByRoundedStrips)
     EXPECT_EQ(strip.sourceX, preview->sourceLeft + strip.x0 / 2);
 
     // The moved view and its strip equal a view computed whole at the new place.
-    Image scrolled = {};
+    TestImage scrolled;
     ASSERT_EQ(ImageCopy(&preview->view, &scrolled, 0), ERROR_NONE);
     PlatformSendMessage(dialog, MSG_PREVIEW_REGION, (uintptr_t)OutputWindow, 0);
     ExpectImagesNear(scrolled, preview->view, 0);
-    ImageFree(&scrolled);
 }
 
 TEST_F(Transform, VerticalStripsCountRowsFromTheBottom)
@@ -211,11 +211,10 @@ TEST_F(Transform, VerticalStripsCountRowsFromTheBottom)
     EXPECT_EQ(strip.y0, 0);
     EXPECT_EQ(strip.h, preview->scrollTop);
     EXPECT_EQ(strip.sourceY, 1500 - 1 - preview->sourceBottom);
-    Image scrolled = {};
+    TestImage scrolled;
     ASSERT_EQ(ImageCopy(&preview->view, &scrolled, 0), ERROR_NONE);
     PlatformSendMessage(dialog, MSG_PREVIEW_REGION, (uintptr_t)OutputWindow, 0);
     ExpectImagesNear(scrolled, preview->view, 0);
-    ImageFree(&scrolled);
 }
 
 TEST_F(Transform, StripsAtTheTopOfAReducedViewEqualTheViewComputedWhole)
@@ -233,11 +232,10 @@ TEST_F(Transform, StripsAtTheTopOfAReducedViewEqualTheViewComputedWhole)
     PlatformSendMessage(OutputWindow, MSG_VSCROLL, SCROLL_LINE_UP, 0);
     ASSERT_EQ(Calls.size(), 1u);
     EXPECT_GT(Calls[0].y0, 0); // rows come in at the top of the view
-    Image scrolled = {};
+    TestImage scrolled;
     ASSERT_EQ(ImageCopy(&preview->view, &scrolled, 0), ERROR_NONE);
     PlatformSendMessage(dialog, MSG_PREVIEW_REGION, (uintptr_t)OutputWindow, 0);
     ExpectImagesNear(scrolled, preview->view, 0);
-    ImageFree(&scrolled);
 }
 
 TEST_F(Transform, PreviewApplyOkAndCancelKeepTheirFlags)

@@ -143,6 +143,8 @@ static const MenuItem FRAME_MENU[] = {
     {MENU_MARKER - MENU_IMAGE_WHOLE, "", 1},
     {0, "", 1},
     {MENU_MARKER - MENU_IMAGE_DIALOG, "", 1},
+    {-1, "&Filter", 0},
+    {MENU_MARKER - MENU_FILTER, "", 1},
     {-1, "&Mask", 0},
     {COMMAND_MASK_NEW, "&New", 1},
     {0, "", 1}, // the candidates of the active picture come after it

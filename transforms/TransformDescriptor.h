@@ -71,6 +71,7 @@ enum : int32_t {
     MENU_IMAGE_WHOLE = 0,  // Image, beside Copy: acts at once on the whole picture
     MENU_IMAGE_DIALOG = 1, // Image, after the separator: opens a dialog
     MENU_NONE = -1,        // in no menu: a vistel-cli verb whose dialog is still to come
+    MENU_FILTER = 2,       // Filter: opens a dialog
 };
 
 constexpr int32_t TRANSFORM_NO_AMOUNT = -1;

@@ -31,6 +31,8 @@ enum : int32_t {
     CUSTOM_CURVE = 7,                // the curve control
     CUSTOM_COLOR_WHEEL = 9,          // Color Correct's wheel
     CUSTOM_COLOR_BALANCE_GRAPH = 12, // Color Balance's graph
+    CUSTOM_SHARPEN_HISTOGRAM = 13,   // Advanced Sharpen's histogram with its handles
+    CUSTOM_FOLDER_TABS = 14,         // Advanced Sharpen's three folders
     CUSTOM_COMPOSITE_OVERLAY = 15,   // Composite's overlay chooser and color swatch
     CUSTOM_KIND_COUNT = 16,          // room in the table of procedures
 };

@@ -97,9 +97,15 @@ static QWidget *MakeControl(WindowHandle control, int type, const QString &text,
         return box;
     }
     case CONTROL_RADIO: {
+        // The window procedure decides which radio buttons go together and sets their values,
+        // as the headless platform expects: a dialog may hold several groups side by side.
+        // A click still always leaves its own button on.
         QRadioButton *radio = new QRadioButton(text, parent);
-        QObject::connect(radio, &QRadioButton::clicked,
-                         [control, serial]() { Report(control, serial, NOTIFY_CLICKED); });
+        radio->setAutoExclusive(false);
+        QObject::connect(radio, &QRadioButton::clicked, [radio, control, serial]() {
+            radio->setChecked(true);
+            Report(control, serial, NOTIFY_CLICKED);
+        });
         return radio;
     }
     case CONTROL_STATIC: {

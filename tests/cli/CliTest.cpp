@@ -178,7 +178,7 @@ TEST_F(Cli, FailuresGiveTheMessageAndANonZeroStatus)
          "the gamma factor must be a number above 0 and at most 100"},
         {"gamma a.tif b.tif", "gamma takes --factor F IN OUT"},
         {"gamma a.tif b.tif --factor", "gamma takes --factor F IN OUT"},
-        {"sharpen a.tif b.tif", "unknown operation"},
+        {"emboss a.tif b.tif", "unknown operation"},
         {"convert --to purple a.tif b.tif", "unknown target type"},
         {"convert --color a.tif b.tif", "unknown option --color; convert takes [--to TYPE] IN OUT"},
         {"negative a.tif b.tif --amount 50",

@@ -17,6 +17,7 @@
 #include "tests/color/ProfileTestSupport.h"
 #include "tests/support/TestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
+#include "transforms/AdvancedSharpen.h"
 #include "transforms/BrightnessCurve.h"
 #include "transforms/ChangeProfile.h"
 #include "transforms/ColorBalance.h"
@@ -212,6 +213,23 @@ static int CompositeUnchanged(void *settings, int type)
     return 1;
 }
 
+// Noise Reduction alone, the current stage, so that its preview is its Apply; a ramp between
+// the thresholds, so that the row loop of a whole preview meets the pixel loop of a reduced one.
+static void AdvancedSharpenPrepare(void *settings)
+{
+    AdvancedSharpenParams *params = (AdvancedSharpenParams *)settings;
+    params->blurAmount = 0.8;
+    params->blurThresholdLow = 10;
+    params->blurThresholdHigh = 120;
+}
+
+static int AdvancedSharpenUnchanged(void *settings, int type)
+{
+    (void)type;
+    AdvancedSharpenParamsDefault((AdvancedSharpenParams *)settings);
+    return 1;
+}
+
 static const TransformLine TRANSFORM_LINES[] = {
     {&NegativeTransform, nullptr, nullptr, NegativePreview16, nullptr, 1, nullptr},
     {&GammaTransform, GammaPrepare, GammaUnchanged, GammaPreview16, nullptr, 1, nullptr},
@@ -229,6 +247,8 @@ static const TransformLine TRANSFORM_LINES[] = {
      nullptr},
     {&CompositeTransform, CompositePrepare, CompositeUnchanged, CompositePreview16, nullptr, 1,
      nullptr},
+    {&AdvancedSharpenTransform, AdvancedSharpenPrepare, AdvancedSharpenUnchanged, nullptr, nullptr,
+     1, "Noise Reduction"},
 };
 
 static const int REDUCED_ZOOM = -3;

@@ -506,24 +506,33 @@ static inline __m128i Divide255Lanes(__m128i t)
                           8);
 }
 
+// The same on 16-bit lanes, which hold every such t + 127 and the sum made from it.
+static inline __m128i Divide255Halves(__m128i t)
+{
+    t = _mm_add_epi16(t, _mm_set1_epi16(127));
+    return _mm_srli_epi16(_mm_add_epi16(_mm_add_epi16(t, _mm_set1_epi16(1)), _mm_srli_epi16(t, 8)),
+                          8);
+}
+
 // The bilinear blend of a 24-bit pixel from its neighbour pairs, each pair's six bytes read as
 // eight (the caller makes sure the row holds them). Every channel's left and right samples
 // lie side by side as 16-bit halves of a 32-bit lane, and the two weights likewise, so one
-// multiply-add gives a (255 - w) + b w for all channels; then the same for the two rows. The
-// result, blue green red and a fourth byte of no meaning, in the low bytes of the value.
+// multiply-add gives a (255 - w) + b w for all channels. Those sums fit 16 bits: the two
+// rows' share one register, each channel's lower and upper value side by side in turn for
+// the step between the rows. The result, blue green red and a fourth byte of no meaning, in
+// the low bytes of the value.
 static inline uint32_t BlendPair24(const uint8_t *low, const uint8_t *high, int fx, int fy)
 {
     __m128i zero = _mm_setzero_si128();
     __m128i lowPair = _mm_unpacklo_epi8(_mm_loadl_epi64((const __m128i *)low), zero);
     __m128i highPair = _mm_unpacklo_epi8(_mm_loadl_epi64((const __m128i *)high), zero);
     __m128i across = _mm_set1_epi32(fx << 16 | (255 - fx));
-    __m128i lower = Divide255Lanes(
-        _mm_madd_epi16(_mm_unpacklo_epi16(lowPair, _mm_srli_si128(lowPair, 6)), across));
-    __m128i upper = Divide255Lanes(
-        _mm_madd_epi16(_mm_unpacklo_epi16(highPair, _mm_srli_si128(highPair, 6)), across));
+    __m128i lower = _mm_madd_epi16(_mm_unpacklo_epi16(lowPair, _mm_srli_si128(lowPair, 6)), across);
+    __m128i upper =
+        _mm_madd_epi16(_mm_unpacklo_epi16(highPair, _mm_srli_si128(highPair, 6)), across);
+    __m128i rows = Divide255Halves(_mm_or_si128(lower, _mm_slli_epi32(upper, 16)));
     __m128i down = _mm_set1_epi32(fy << 16 | (255 - fy));
-    __m128i blended =
-        Divide255Lanes(_mm_madd_epi16(_mm_or_si128(lower, _mm_slli_epi32(upper, 16)), down));
+    __m128i blended = Divide255Lanes(_mm_madd_epi16(rows, down));
     blended = _mm_packs_epi32(blended, blended);
     return (uint32_t)_mm_cvtsi128_si32(_mm_packus_epi16(blended, blended));
 }

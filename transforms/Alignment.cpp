@@ -497,14 +497,83 @@ static inline void SampleInside(uint8_t *const *rows, int w, int h, int rowBytes
         out[c] = (Sample)LerpInside<Sample>(lower[c], upper[c], fy);
 }
 
+#if defined(__SSE2__)
+// t / 255 rounded as LerpInside rounds it, on 32-bit lanes: t + 127 stays below 65535.
+static inline __m128i Divide255Lanes(__m128i t)
+{
+    t = _mm_add_epi32(t, _mm_set1_epi32(127));
+    return _mm_srli_epi32(_mm_add_epi32(_mm_add_epi32(t, _mm_set1_epi32(1)), _mm_srli_epi32(t, 8)),
+                          8);
+}
+
+// The same on 16-bit lanes, which hold every such t + 127 and the sum made from it.
+static inline __m128i Divide255Halves(__m128i t)
+{
+    t = _mm_add_epi16(t, _mm_set1_epi16(127));
+    return _mm_srli_epi16(_mm_add_epi16(_mm_add_epi16(t, _mm_set1_epi16(1)), _mm_srli_epi16(t, 8)),
+                          8);
+}
+
+// The bilinear blend of a 24-bit pixel from its neighbour pairs, each pair's six bytes read as
+// eight (the caller makes sure the row holds them). Every channel's left and right samples
+// lie side by side as 16-bit halves of a 32-bit lane, and the two weights likewise, so one
+// multiply-add gives a (255 - w) + b w for all channels. Those sums fit 16 bits: the two
+// rows' share one register, each channel's lower and upper value side by side in turn for
+// the step between the rows. The result, blue green red and a fourth byte of no meaning, in
+// the low bytes of the value.
+static inline uint32_t BlendPair24(const uint8_t *low, const uint8_t *high, int fx, int fy)
+{
+    __m128i zero = _mm_setzero_si128();
+    __m128i lowPair = _mm_unpacklo_epi8(_mm_loadl_epi64((const __m128i *)low), zero);
+    __m128i highPair = _mm_unpacklo_epi8(_mm_loadl_epi64((const __m128i *)high), zero);
+    __m128i across = _mm_set1_epi32(fx << 16 | (255 - fx));
+    __m128i lower = _mm_madd_epi16(_mm_unpacklo_epi16(lowPair, _mm_srli_si128(lowPair, 6)), across);
+    __m128i upper =
+        _mm_madd_epi16(_mm_unpacklo_epi16(highPair, _mm_srli_si128(highPair, 6)), across);
+    __m128i rows = Divide255Halves(_mm_or_si128(lower, _mm_slli_epi32(upper, 16)));
+    __m128i down = _mm_set1_epi32(fy << 16 | (255 - fy));
+    __m128i blended = Divide255Lanes(_mm_madd_epi16(rows, down));
+    blended = _mm_packs_epi32(blended, blended);
+    return (uint32_t)_mm_cvtsi128_si32(_mm_packus_epi16(blended, blended));
+}
+#endif
+
+// The bilinear sample at column ix + fx / 256, row index iy + fy / 256, the pixel to the right
+// and the row above both inside the picture: SampleInside without its clamps. A weight of 0
+// leaves a sample as it is (a 255 / 255 is a, and Lerp16(a, b, 0) is a), so an exact pixel
+// needs no branch of its own.
+template <typename Sample, int channels>
+static inline void SampleBetween(uint8_t *const *rows, int ix, int iy, int fx, int fy, Sample *out)
+{
+    const Sample *low = (const Sample *)rows[iy] + (size_t)ix * channels;
+    const Sample *high = (const Sample *)rows[iy + 1] + (size_t)ix * channels;
+    for (int c = 0; c < channels; c++) {
+        int lower = LerpInside<Sample>(low[c], low[channels + c], fx);
+        int upper = LerpInside<Sample>(high[c], high[channels + c], fx);
+        out[c] = (Sample)LerpInside<Sample>(lower, upper, fy);
+    }
+}
+
 constexpr int ALIGN_MAP_STRETCH = 256; // pixels whose positions are worked out together
 
 // Maps output pixels 0..count-1 of a row and samples the overlay at each, Sample and
 // channels fixed for the whole row.
+//
+// Most pixels of an aligned row land well inside the overlay. For those the row takes a
+// shorter road: their positions become whole 1/256ths of a pixel in a loop the compiler runs
+// several pixels at a time, their coverage is 255 at once, and their samples need no clamp.
+// A pixel takes it when its column lies in [0, width - 1) and its row index in
+// [0, height - 1): the pixel to its right and the row above it exist, and the general path
+// would give coverage 255 and clamp nothing. Along a row of a projective map the positions
+// are monotone wherever the denominator keeps its sign, so those pixels are one run; but
+// rounding could make a pixel near an edge step outside and back, so the run is not taken on
+// trust: the pixels inside are counted, and only when they are exactly the ones between the
+// first and the last inside does the run take the short road.
 template <typename Sample, int channels>
-static void AlignedRowOf(const Image *overlay, const AlignmentSettings *settings,
-                         const AlignmentMap *map, double x0, double xStep, double y, int count,
-                         Sample *samples, uint8_t *coverage, int *first, int *last)
+VECTOR_CLONES static void AlignedRowOf(const Image *overlay, const AlignmentSettings *settings,
+                                       const AlignmentMap *map, double x0, double xStep, double y,
+                                       int count, Sample *samples, uint8_t *coverage, int *first,
+                                       int *last)
 {
     int binary = overlay->type == TYPE_BINARY;
     uint8_t *const *rows = overlay->rows;
@@ -516,10 +585,16 @@ static void AlignedRowOf(const Image *overlay, const AlignmentSettings *settings
     const double rowX = map->b * y + map->c;
     const double rowY = map->e * y + map->f;
     const double rowDenominator = map->h * y + 1.0;
+    // The warp's positions follow no single formula along the row, and a binary overlay has
+    // its own sampler: both take the general path throughout.
+    const int shortRoad = !binary && mode != ALIGN_MULTI_POINT;
+    // The last column whose pair of 24-bit pixels can be read as eight bytes.
+    const int pairColumns = rowBytes >= 8 ? (rowBytes - 8) / 3 : -1;
     int firstCovered = -1, lastCovered = -1;
     // The positions of a stretch of the row first, in a loop of plain arithmetic that the
-    // compiler runs two pixels at a time, then the samples.
+    // compiler runs several pixels at a time, then the samples.
     double xs[ALIGN_MAP_STRETCH], ys[ALIGN_MAP_STRETCH];
+    int columns[ALIGN_MAP_STRETCH], rowIndices[ALIGN_MAP_STRETCH];
     for (int start = 0; start < count; start += ALIGN_MAP_STRETCH) {
         int n = count - start < ALIGN_MAP_STRETCH ? count - start : ALIGN_MAP_STRETCH;
         double stretchX = x0 + start * xStep;
@@ -544,10 +619,111 @@ static void AlignedRowOf(const Image *overlay, const AlignmentSettings *settings
                 xs[k] += dx;
                 ys[k] += dy;
             }
+
+        // The run of pixels on the short road, runFirst..runLast (empty when runFirst > runLast).
+        int runFirst = n, runLast = -1;
+        if (shortRoad) {
+            int inside = 0, k = 0;
+#if defined(__SSE2__)
+            // Two pixels at a time, as the scalar loop below does them: the compiler leaves
+            // a loop of mixed widths and selects as it is.
+            const __m128d zero = _mm_setzero_pd(), rightLanes = _mm_set1_pd(right);
+            const __m128d topLanes = _mm_set1_pd(top), scale = _mm_set1_pd(256.0);
+            for (; k + 2 <= n; k += 2) {
+                __m128d mappedX = _mm_loadu_pd(xs + k);
+                __m128d rowIndex = _mm_sub_pd(topLanes, _mm_loadu_pd(ys + k));
+                __m128d in = _mm_and_pd(
+                    _mm_and_pd(_mm_cmpge_pd(mappedX, zero), _mm_cmplt_pd(mappedX, rightLanes)),
+                    _mm_and_pd(_mm_cmpge_pd(rowIndex, zero), _mm_cmplt_pd(rowIndex, topLanes)));
+                _mm_storel_epi64((__m128i *)(columns + k),
+                                 _mm_cvttpd_epi32(_mm_mul_pd(_mm_and_pd(mappedX, in), scale)));
+                _mm_storel_epi64((__m128i *)(rowIndices + k),
+                                 _mm_cvttpd_epi32(_mm_mul_pd(_mm_and_pd(rowIndex, in), scale)));
+                int lanes = _mm_movemask_pd(in);
+                inside += (lanes & 1) + (lanes >> 1);
+            }
+#endif
+            for (; k < n; k++) {
+                double mappedX = xs[k], rowIndex = top - ys[k];
+                // Written so that a NaN counts as outside; a position outside becomes 0
+                // before its conversion, which could not hold it.
+                bool in = mappedX >= 0.0 && mappedX < right && rowIndex >= 0.0 && rowIndex < top;
+                columns[k] = (int)((in ? mappedX : 0.0) * 256.0);
+                rowIndices[k] = (int)((in ? rowIndex : 0.0) * 256.0);
+                inside += in;
+            }
+            auto isInside = [&](int k) {
+                double mappedX = xs[k], rowIndex = top - ys[k];
+                return mappedX >= 0.0 && mappedX < right && rowIndex >= 0.0 && rowIndex < top;
+            };
+            if (inside > 0) {
+                runFirst = 0;
+                while (!isInside(runFirst))
+                    runFirst++;
+                runLast = n - 1;
+                while (!isInside(runLast))
+                    runLast--;
+                if (runLast - runFirst + 1 != inside) runFirst = n, runLast = -1;
+            }
+        }
+        if (runFirst <= runLast) {
+            memset(coverage + start + runFirst, 255, (size_t)(runLast - runFirst + 1));
+            if (firstCovered < 0) firstCovered = start + runFirst;
+            lastCovered = start + runLast;
+        }
+
         for (int k = 0; k < n; k++) {
             int i = start + k;
-            double mappedX = xs[k], mappedY = ys[k];
             Sample *out = samples + (size_t)i * channels;
+            if (k == runFirst) {
+                // A shift by whole pixels lands every pixel exactly on one of the overlay's,
+                // and along a row on consecutive ones: those are copied, not blended.
+                int fractions = 0, straight = 1;
+                for (int j = runFirst; j <= runLast; j++) {
+                    fractions |= (columns[j] | rowIndices[j]) & 255;
+                    straight &= (columns[j] == columns[runFirst] + (j - runFirst) * 256) &
+                                (rowIndices[j] == rowIndices[runFirst]);
+                }
+                if (fractions == 0) {
+                    for (; k <= runLast; k++, out += channels) {
+                        const Sample *pixel = (const Sample *)rows[rowIndices[k] >> 8] +
+                                              (size_t)(columns[k] >> 8) * channels;
+                        if (straight) {
+                            memcpy(out, pixel, sizeof(Sample) * channels * (runLast - k + 1));
+                            break;
+                        }
+                        for (int c = 0; c < channels; c++)
+                            out[c] = pixel[c];
+                    }
+                    k = runLast;
+                    continue;
+                }
+                for (; k <= runLast; k++, out += channels) {
+                    // (x - (int)x) * 256 is exact for x >= 0, so one conversion gave the
+                    // column and its weight.
+                    int ix = columns[k] >> 8, iy = rowIndices[k] >> 8;
+                    int fx = columns[k] & 255, fy = rowIndices[k] & 255;
+#if defined(__SSE2__)
+                    if constexpr (sizeof(Sample) == 1 && channels == 3) {
+                        if (ix <= pairColumns) {
+                            uint32_t pixel = BlendPair24(rows[iy] + (size_t)ix * 3,
+                                                         rows[iy + 1] + (size_t)ix * 3, fx, fy);
+                            // Four bytes written where the next pixel's first byte follows
+                            // in the row and will be written over in turn.
+                            if (start + k + 1 < count)
+                                memcpy(out, &pixel, 4);
+                            else
+                                memcpy(out, &pixel, 3);
+                            continue;
+                        }
+                    }
+#endif
+                    SampleBetween<Sample, channels>(rows, ix, iy, fx, fy, out);
+                }
+                k = runLast;
+                continue;
+            }
+            double mappedX = xs[k], mappedY = ys[k];
             // Written so that a NaN from a degenerate mapping counts as outside.
             if (!(mappedX > -1.0 && mappedX < width && mappedY > -1.0 && mappedY < height)) {
                 coverage[i] = 0;
@@ -563,8 +739,8 @@ static void AlignedRowOf(const Image *overlay, const AlignmentSettings *settings
             }
             coverage[i] = (uint8_t)cover;
             if (cover > 0) {
-                if (firstCovered < 0) firstCovered = i;
-                lastCovered = i;
+                if (firstCovered < 0 || i < firstCovered) firstCovered = i;
+                if (i > lastCovered) lastCovered = i;
             }
             // Ruler rows count down from the top; the picture's rows up from the bottom.
             double rowIndex = top - mappedY;

@@ -157,6 +157,12 @@ static void MixRow(const Sample *b, Sample *out, const uint8_t *weights, int cha
                    int last)
 {
     for (int x = first; x <= last; x++) {
+        // Inside an aligned overlay most weights are 255, which leave out as it is: whole
+        // words of them are passed over at once.
+        uint64_t word;
+        while (x + 8 <= last + 1 && (memcpy(&word, weights + x, 8), word == ~(uint64_t)0))
+            x += 8;
+        if (x > last) break;
         int w = weights[x];
         if (w == 255) continue;
         for (int c = 0; c < channels; c++) {
@@ -499,7 +505,14 @@ ErrorCode CompositeCompute(const Image *source, Image *destination, Picture *pic
 
         // Each pixel's overlay weight: the smaller of its coverage and its overlay amount.
         const uint8_t *weights = nullptr;
-        if (first >= 0 && (coverage != nullptr || overlayRule.mixing)) {
+        if (first >= 0 && coverage != nullptr && !overlayRule.mixing) {
+            // The coverage is the weight: it is used as it stands, and only when some pixel
+            // of the span is not wholly covered.
+            int partial = 0;
+            for (int x = first; x <= last; x++)
+                partial |= coverage[x] ^ 255;
+            if (partial) weights = coverage;
+        } else if (first >= 0 && (coverage != nullptr || overlayRule.mixing)) {
             int partial = 0;
             for (int x = first; x <= last; x++) {
                 int c = coverage != nullptr ? coverage[x] : 255;

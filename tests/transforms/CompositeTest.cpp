@@ -335,16 +335,20 @@ TEST(Alignment, AlignedRowCoversWhatTheOverlayReaches)
 }
 
 // Inside the overlay, an aligned sample is the core's sampler at the mapped point (a map of
-// halves and quarters, so that the point is exact however it is summed).
+// halves and quarters, so that the point is exact however it is summed; as a perspective
+// too, whose denominator of 1 takes the row's other road to the same points).
 TEST(Alignment, AlignedSamplesAreTheSamplersAtEveryDepth)
 {
     TestStart();
     AlignmentSettings settings;
     AlignmentSettingsDefault(&settings);
-    settings.mode = ALIGN_AFFINE;
     const AlignmentMap map = {0.75, 0.5, 0.25, -0.5, 0.75, 2.0, 0, 0};
-    for (int type : {TYPE_GRAY8, TYPE_COLOR24, TYPE_GRAY16, TYPE_COLOR48}) {
+    const int types[] = {TYPE_GRAY8, TYPE_COLOR24, TYPE_GRAY16, TYPE_COLOR48};
+    for (int test = 0; test < 8; test++) {
+        int type = types[test % 4];
+        settings.mode = test < 4 ? ALIGN_AFFINE : ALIGN_PERSPECTIVE;
         SCOPED_TRACE(type);
+        SCOPED_TRACE(settings.mode);
         Image overlay;
         PictureMake(&overlay, type, 13, 11, type);
         uint16_t samples[3 * 16];

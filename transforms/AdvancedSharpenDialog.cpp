@@ -467,9 +467,9 @@ static void SharpenOptions(WindowHandle dialog, SharpenDialogState *state)
         {SETTINGS_OPTIONS_LOAD, "&Load...", 1},
         {SETTINGS_OPTIONS_SAVE, "&Save As...", 1},
         {0, "", 1},
-        {SHARPEN_MENU_EXPAND + 0, "&No Histogram Expansion", 1},
-        {SHARPEN_MENU_EXPAND + 1, "&Medium Histogram Expansion", 1},
-        {SHARPEN_MENU_EXPAND + 2, "&High Histogram Expansion", 1},
+        {SHARPEN_MENU_EXPAND + 0, "&No Histogram Expansion", 1, p->histExpand == 0},
+        {SHARPEN_MENU_EXPAND + 1, "&Medium Histogram Expansion", 1, p->histExpand == 1},
+        {SHARPEN_MENU_EXPAND + 2, "&High Histogram Expansion", 1, p->histExpand == 2},
         {0, nullptr, 0},
     };
     int x = 0, y = 0;

@@ -144,6 +144,16 @@ TEST_F(AdvancedSharpenDialogs, FoldersHandlesProbeAndADamagedFile)
     EXPECT_EQ(Params()->probeHigh, 6);
     HeadlessSetShift(0);
 
+    // The histogram's expansion, checked in the menu when it opens again.
+    for (int item : {SHARPEN_MENU_EXPAND + 2, 0}) {
+        HeadlessQueuePopupChoice(item);
+        HeadlessClick(DialogWindow, SETTINGS_OPTIONS_BUTTON);
+    }
+    EXPECT_EQ(Params()->histExpand, 2);
+    const MenuItem *items = nullptr;
+    for (int i = 0, count = HeadlessLastPopup(&items); i < count; i++)
+        EXPECT_EQ(items[i].checked, items[i].id == SHARPEN_MENU_EXPAND + 2) << items[i].id;
+
     // A damaged file is named by error 31, and the dialog resets.
     Options(SETTINGS_OPTIONS_LOAD, Write("bad.as", "AdvancedSharpen 1.0\nbluramt 3\nend\n"));
     EXPECT_STREQ(HeadlessLastMessage()->text, "Illegal color balance file");

@@ -7,6 +7,13 @@
 #                       libtiff's tools lay them out, uncompressed, without a profile
 #   median FILE COLUMN  the median of a column of a file of runs (wall user sys ...); the
 #                       column "us" is user + sys
+#   compare_time FILE COMMAND...
+#                       runs the command once, its output thrown away, and appends
+#                       "wall user sys peak-KB" to FILE; a failure stops the script
+#   compare_turns RUNS  RUNS times the script's own "measure 24" and "measure 48", so that
+#                       every command takes its turn in each round
+#   compare_ratio LABEL OURS REFERENCE
+#                       one line of the table: the ratio of two files' median walls
 
 compare_work() {
     if [ -d /dev/shm ] && [ -w /dev/shm ]; then
@@ -33,4 +40,26 @@ compare_pictures() {
 median() {
     awk -v c="$2" '{ v = c == "us" ? $2 + $3 : $c; print v }' "$1" | sort -g |
         awk '{ a[NR] = $1 } END { print NR % 2 ? a[(NR + 1) / 2] : (a[NR / 2] + a[NR / 2 + 1]) / 2 }'
+}
+
+compare_time() {
+    local file=$1 TIMEFORMAT='%3R %3U %3S'
+    shift
+    { time /usr/bin/time -o memory.txt -f '%M' "$@" >/dev/null 2>err.txt; } 2>time.txt ||
+        { echo "failed: $*" >&2; cat err.txt >&2; exit 1; }
+    echo "$(cat time.txt) $(cat memory.txt)" >>"$file"
+}
+
+compare_turns() {
+    rm -f times-*.txt
+    local run
+    for ((run = 0; run < $1; run++)); do
+        measure 24
+        measure 48
+    done
+}
+
+compare_ratio() {
+    awk -v n="$1" -v a="$(median "$2" 1)" -v b="$(median "$3" 1)" \
+        'BEGIN { printf "  %-28s %5.2f\n", n, a / b }'
 }

@@ -51,14 +51,10 @@ declare -A commands=(
 )
 ratios=(blend:copy blend:tiffcp perspective:blend multiply:blend blend:vips blend:magick)
 
-TIMEFORMAT='%3R %3U %3S'
 rm -f times-*.txt
 for ((run = 0; run < runs; run++)); do
     for name in "${names[@]}"; do
-        command=${commands[$name]}
-        { time $command >/dev/null 2>err.txt; } 2>time.txt ||
-            { echo "failed: $command" >&2; cat err.txt >&2; exit 1; }
-        cat time.txt >>"times-$name.txt"
+        compare_time "times-$name.txt" ${commands[$name]}
     done
 done
 
@@ -71,6 +67,5 @@ done
 for pair in "${ratios[@]}"; do
     ours=${pair%%:*}
     reference=${pair#*:}
-    awk -v n="$ours / $reference" -v a="$(median "times-$ours.txt" 1)" \
-        -v b="$(median "times-$reference.txt" 1)" 'BEGIN { printf "  %-28s %5.2f\n", n, a / b }'
+    compare_ratio "$ours / $reference" "times-$ours.txt" "times-$reference.txt"
 done

@@ -62,18 +62,11 @@ measure() {
     for name in "${names[@]}"; do
         command=${commands[$name]//@IN/photo$depth.tif}
         command=${command//@SMALL/small$depth.tif}
-        { time /usr/bin/time -o memory.txt -f '%M' $command >/dev/null 2>err.txt; } \
-            2>time.txt || { echo "failed: $command" >&2; cat err.txt >&2; exit 1; }
-        echo "$(cat time.txt) $(cat memory.txt)" >>"times-$depth-$name.txt"
+        compare_time "times-$depth-$name.txt" $command
     done
 }
 
-TIMEFORMAT='%3R %3U %3S'
-rm -f times-*.txt
-for ((run = 0; run < runs; run++)); do
-    measure 24
-    measure 48
-done
+compare_turns "$runs"
 
 
 echo "Medians of $runs runs taken in turn; 6000 x 4000 pixels, uncompressed TIFF in $work"

@@ -41,18 +41,11 @@ measure() {
     local depth=$1 name command
     for name in "${names[@]}"; do
         command=${commands[$name]//@IN/photo$depth.tif}
-        { time $command >/dev/null 2>err.txt; } 2>time.txt ||
-            { echo "failed: $command" >&2; cat err.txt >&2; exit 1; }
-        cat time.txt >>"times-$depth-$name.txt"
+        compare_time "times-$depth-$name.txt" $command
     done
 }
 
-TIMEFORMAT='%3R %3U %3S'
-rm -f times-*.txt
-for ((run = 0; run < runs; run++)); do
-    measure 24
-    measure 48
-done
+compare_turns "$runs"
 
 echo "Medians of $runs runs taken in turn; 6000 x 4000 pixels, uncompressed TIFF in $work"
 for depth in 24 48; do
@@ -64,7 +57,6 @@ for depth in 24 48; do
     for pair in "${ratios[@]}"; do
         ours=${pair%%:*}
         reference=${pair#*:}
-        awk -v n="$ours / $reference" -v a="$(median "times-$depth-$ours.txt" 1)" \
-            -v b="$(median "times-$depth-$reference.txt" 1)" 'BEGIN { printf "  %-28s %5.2f\n", n, a / b }'
+        compare_ratio "$ours / $reference" "times-$depth-$ours.txt" "times-$depth-$reference.txt"
     done
 done

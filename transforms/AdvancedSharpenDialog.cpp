@@ -414,18 +414,10 @@ static MessageResult FolderTabsProcedure(WindowHandle window, uint32_t message, 
 // and the dialog resets.
 static void SharpenLoad(WindowHandle dialog, SharpenDialogState *state)
 {
-    char folder[PATH_LENGTH];
     char path[PATH_LENGTH];
-    FileDialogResult chosen;
-    RememberedFolderGet(FOLDER_SHARED, folder, sizeof folder);
-    FileDialogRequest request = {
-        FILE_DIALOG_OPEN, "Load Advanced Sharpen Settings", SHARPEN_FILTERS, 0, folder, ""};
-    EditorOpenQueueHold();
-    int ok = PlatformFileDialog(&request, &chosen);
-    if (ok) StrCopyLimit(chosen.paths, path, PATH_LENGTH - 1);
-    EditorOpenQueueRelease();
-    if (!ok) return;
-    RememberedFolderSet(FOLDER_SHARED, path);
+    if (!SettingsLoadPathAsk("Load Advanced Sharpen Settings", SHARPEN_FILTERS, FOLDER_SHARED, path,
+                             nullptr))
+        return;
     AdvancedSharpenParams *p = &state->params;
     // The reader touches only the settings, so a copy of the record may take them and the
     // stage images stay where they are.

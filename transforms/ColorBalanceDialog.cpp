@@ -439,18 +439,10 @@ static void BalanceReset(WindowHandle dialog, ColorBalanceSettings *settings)
 // dialog resets, since its half-read values make no settings anyone chose.
 static void BalanceLoad(WindowHandle dialog, ColorBalanceSettings *settings)
 {
-    char folder[PATH_LENGTH];
     char path[PATH_LENGTH];
-    FileDialogResult chosen;
-    RememberedFolderGet(FOLDER_COLOR_BALANCE, folder, sizeof folder);
-    FileDialogRequest request = {
-        FILE_DIALOG_OPEN, "Load Color Balance", BALANCE_FILTERS, 0, folder, ""};
-    EditorOpenQueueHold();
-    int ok = PlatformFileDialog(&request, &chosen);
-    if (ok) StrCopyLimit(chosen.paths, path, PATH_LENGTH - 1);
-    EditorOpenQueueRelease();
-    if (!ok) return;
-    RememberedFolderSet(FOLDER_COLOR_BALANCE, path);
+    if (!SettingsLoadPathAsk("Load Color Balance", BALANCE_FILTERS, FOLDER_COLOR_BALANCE, path,
+                             nullptr))
+        return;
     ColorBalanceSettings read = *settings;
     ErrorCode result = SettingsFileLoad(path, ColorBalanceFileRead, &read);
     if (result == ERROR_NONE) {

@@ -109,6 +109,23 @@ static void OptionsReset(WindowHandle dialog, const SettingsOptions *options, vo
     options->refresh(dialog, settings);
 }
 
+int SettingsLoadPathAsk(const char *title, const char *filters, int which, char *path, int *filter)
+{
+    char folder[PATH_LENGTH];
+    FileDialogResult chosen;
+    RememberedFolderGet(which, folder, sizeof folder);
+    FileDialogRequest request = {FILE_DIALOG_OPEN, title, filters, 0, folder, ""};
+    EditorOpenQueueHold();
+    int ok = PlatformFileDialog(&request, &chosen);
+    if (ok) {
+        StrCopyLimit(chosen.paths, path, PATH_LENGTH - 1);
+        if (filter != nullptr) *filter = chosen.filter;
+    }
+    EditorOpenQueueRelease();
+    if (ok) RememberedFolderSet(which, path);
+    return ok;
+}
+
 // "&Load ...": the file is read into a record set to the defaults, so that a key the file
 // leaves out takes its default rather than what the dialog showed: what the user sees is
 // exactly what the file holds. A file that does not open changes nothing; a bad one gives
@@ -116,24 +133,15 @@ static void OptionsReset(WindowHandle dialog, const SettingsOptions *options, vo
 static void OptionsLoad(WindowHandle dialog, const SettingsOptions *options, void *settings)
 {
     ErrorCode result = ERROR_NONE;
-    char folder[PATH_LENGTH];
     char filters[FILTERS_CAPACITY];
     char path[PATH_LENGTH];
-    FileDialogResult chosen;
     void *read = nullptr;
     int ok;
     int filter = 0;
 
-    RememberedFolderGet(options->folder, folder, sizeof folder);
     OptionsFilters(options, filters, 1);
-    FileDialogRequest request = {FILE_DIALOG_OPEN, options->loadTitle, filters, 0, folder, ""};
-    EditorOpenQueueHold();
-    ok = PlatformFileDialog(&request, &chosen);
-    if (ok) StrCopyLimit(chosen.paths, path, PATH_LENGTH - 1);
-    if (ok) filter = chosen.filter;
-    EditorOpenQueueRelease();
+    ok = SettingsLoadPathAsk(options->loadTitle, filters, options->folder, path, &filter);
     if (!ok) goto done;
-    RememberedFolderSet(options->folder, path);
 
     read = MemoryAlloc((size_t)options->settingsSize);
     if (read == nullptr) {

@@ -83,6 +83,11 @@ int SettingsOptionsCommand(WindowHandle dialog, uintptr_t wParam, const Settings
 void SettingsOptionsRun(WindowHandle dialog, int item, const SettingsOptions *options,
                         void *settings);
 
+// The open dialog of a settings file, titled title, starting in the remembered folder of which
+// (FOLDER_*) with filters as FileDialogRequest takes them, while files dropped meanwhile
+// wait. A chosen path is remembered. Returns 1 with path (PATH_LENGTH bytes) and, when
+// filter is not null, the index of the filter in use; 0 when the user cancelled.
+int SettingsLoadPathAsk(const char *title, const char *filters, int which, char *path, int *filter);
 // The save dialog of a settings file of kind (SETTINGS_KIND_*), starting in the remembered
 // folder of which (FOLDER_*) and offering name; filters as FileDialogRequest takes them.
 // A chosen path is remembered, given the kind's extension when it has none, and refused

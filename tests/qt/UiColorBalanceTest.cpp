@@ -15,23 +15,12 @@
 #include "ui/ImageWindows.h"
 #include "ui/Transform.h"
 
-class UiColorBalance : public testing::Test {
+class UiColorBalance : public UiEditorTest {
   protected:
-    QMainWindow *main = nullptr;
-    WindowHandle input = nullptr;
-    WindowHandle dialog = nullptr;
     void SetUp() override
     {
-        ASSERT_NO_FATAL_FAILURE(UiStartEditorWithSample(&main, &input));
-        PlatformSendMessage(FrameWindow, MSG_COMMAND, COMMAND_COLOR_BALANCE, 0);
-        UiSettle(200);
-        dialog = DialogWindow;
-        ASSERT_NE(dialog, nullptr);
-    }
-    void TearDown() override
-    {
-        Shutdown();
-        QtPlatformStop();
+        ASSERT_NO_FATAL_FAILURE(UiEditorTest::SetUp());
+        ASSERT_NO_FATAL_FAILURE(Open(COMMAND_COLOR_BALANCE));
     }
 };
 

@@ -14,15 +14,11 @@
 #include "ui/ImageWindow.h"
 #include "ui/Transform.h"
 
-TEST(UiColorCorrect, DraggedArrowPreviewAndApplyOnTheSample)
+using UiColorCorrect = UiEditorTest;
+
+TEST_F(UiColorCorrect, DraggedArrowPreviewAndApplyOnTheSample)
 {
-    QMainWindow *main = nullptr;
-    WindowHandle input = nullptr;
-    ASSERT_NO_FATAL_FAILURE(UiStartEditorWithSample(&main, &input));
-    PlatformSendMessage(FrameWindow, MSG_COMMAND, COMMAND_COLOR_CORRECT, 0);
-    UiSettle(200);
-    WindowHandle dialog = DialogWindow;
-    ASSERT_NE(dialog, nullptr);
+    ASSERT_NO_FATAL_FAILURE(Open(COMMAND_COLOR_CORRECT));
     EXPECT_EQ(CurrentOperation, KIND_COLOR_CORRECT);
 
     // Red's target end stands at (132, 4) of the wheel; dragged down to (132, 68) it becomes
@@ -69,6 +65,4 @@ TEST(UiColorCorrect, DraggedArrowPreviewAndApplyOnTheSample)
         differs = memcmp(picture.rows[y], applied.rows[y], (size_t)picture.rowBytes) != 0;
     EXPECT_TRUE(differs);
     UiSaveScreenshot(main->grab().toImage(), "color-correct-applied");
-    Shutdown();
-    QtPlatformStop();
 }

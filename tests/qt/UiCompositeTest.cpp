@@ -19,19 +19,9 @@
 #include "ui/SettingsOptions.h"
 #include "ui/Transform.h"
 
-class UiComposite : public testing::Test {
+class UiComposite : public UiEditorTest {
   protected:
-    QMainWindow *main = nullptr;
-    WindowHandle background = nullptr;
-    void SetUp() override
-    {
-        ASSERT_NO_FATAL_FAILURE(UiStartEditorWithSample(&main, &background));
-    }
-    void TearDown() override
-    {
-        Shutdown();
-        QtPlatformStop();
-    }
+    WindowHandle &background = input; // the sample is the composite's background
 };
 
 // The screen point of a picture point (ruler coordinates) of a picture window.
@@ -62,7 +52,7 @@ TEST_F(UiComposite, PointsOnBothPicturesAndTheDialog)
 
     PlatformSendMessage(FrameWindow, MSG_COMMAND, COMMAND_COMPOSITE, 0);
     UiSettle(200);
-    WindowHandle dialog = DialogWindow;
+    dialog = DialogWindow;
     ASSERT_EQ(CurrentOperation, KIND_COMPOSITE);
     CompositeParams *params = (CompositeParams *)PlatformGetWindowWord(dialog, WORD_POINTER);
     ASSERT_NE(params, nullptr);

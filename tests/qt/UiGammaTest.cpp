@@ -20,23 +20,12 @@
 #include "ui/Transform.h"
 
 // The editor started with the sample open and Gamma Adjust opened from the menu.
-class UiGamma : public testing::Test {
+class UiGamma : public UiEditorTest {
   protected:
-    QMainWindow *main = nullptr;
-    WindowHandle input = nullptr;
-    WindowHandle dialog = nullptr;
     void SetUp() override
     {
-        ASSERT_NO_FATAL_FAILURE(UiStartEditorWithSample(&main, &input));
-        PlatformSendMessage(FrameWindow, MSG_COMMAND, COMMAND_GAMMA, 0);
-        UiSettle(200);
-        dialog = DialogWindow;
-        ASSERT_NE(dialog, nullptr);
-    }
-    void TearDown() override
-    {
-        Shutdown();
-        QtPlatformStop();
+        ASSERT_NO_FATAL_FAILURE(UiEditorTest::SetUp());
+        ASSERT_NO_FATAL_FAILURE(Open(COMMAND_GAMMA));
     }
 };
 

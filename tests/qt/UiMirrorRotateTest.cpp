@@ -13,15 +13,11 @@
 #include "ui/ImageWindows.h"
 #include "ui/Transform.h"
 
-TEST(UiMirrorRotate, TurnsTheSampleClockwiseAndAppliesIt)
+using UiMirrorRotate = UiEditorTest;
+
+TEST_F(UiMirrorRotate, TurnsTheSampleClockwiseAndAppliesIt)
 {
-    QMainWindow *main = nullptr;
-    WindowHandle input = nullptr;
-    ASSERT_NO_FATAL_FAILURE(UiStartEditorWithSample(&main, &input));
-    PlatformSendMessage(FrameWindow, MSG_COMMAND, COMMAND_MIRROR_ROTATE, 0);
-    UiSettle(200);
-    WindowHandle dialog = DialogWindow;
-    ASSERT_NE(dialog, nullptr);
+    ASSERT_NO_FATAL_FAILURE(Open(COMMAND_MIRROR_ROTATE));
     EXPECT_EQ(CurrentOperation, KIND_MIRROR_ROTATE);
 
     QWidget *clockwise = QtPlatformWidget(PlatformControl(dialog, IDROT90));
@@ -50,6 +46,4 @@ TEST(UiMirrorRotate, TurnsTheSampleClockwiseAndAppliesIt)
     PlatformSendMessage(dialog, MSG_COMMAND, BUTTON_CANCEL, 0);
     UiSettle(50);
     EXPECT_EQ(DialogWindow, nullptr);
-    Shutdown();
-    QtPlatformStop();
 }

@@ -13,15 +13,11 @@
 #include "ui/ImageWindow.h"
 #include "ui/Transform.h"
 
-TEST(UiResize, TypedWidthCommitsAtTabAndOkMakesTheResizedPicture)
+using UiResize = UiEditorTest;
+
+TEST_F(UiResize, TypedWidthCommitsAtTabAndOkMakesTheResizedPicture)
 {
-    QMainWindow *main = nullptr;
-    WindowHandle input = nullptr;
-    ASSERT_NO_FATAL_FAILURE(UiStartEditorWithSample(&main, &input));
-    PlatformSendMessage(FrameWindow, MSG_COMMAND, COMMAND_RESIZE, 0);
-    UiSettle(200);
-    WindowHandle dialog = DialogWindow;
-    ASSERT_NE(dialog, nullptr);
+    ASSERT_NO_FATAL_FAILURE(Open(COMMAND_RESIZE));
     const Image &picture = WindowRecord(input)->picture.image;
 
     // Half the width, typed as a sum; Tab commits it and the height follows.
@@ -48,6 +44,4 @@ TEST(UiResize, TypedWidthCommitsAtTabAndOkMakesTheResizedPicture)
     EXPECT_EQ(WindowRecord(result)->picture.image.width, half);
     EXPECT_EQ(WindowRecord(result)->picture.image.height, half * picture.height / picture.width);
     UiSaveScreenshot(main->grab().toImage(), "resize-applied");
-    Shutdown();
-    QtPlatformStop();
 }

@@ -162,6 +162,25 @@ void UiStartEditorWithSample(QMainWindow **main, WindowHandle *sample)
     UiSettle(100);
 }
 
+void UiEditorTest::SetUp()
+{
+    ASSERT_NO_FATAL_FAILURE(UiStartEditorWithSample(&main, &input));
+}
+
+void UiEditorTest::TearDown()
+{
+    Shutdown();
+    QtPlatformStop();
+}
+
+void UiEditorTest::Open(int command)
+{
+    PlatformSendMessage(FrameWindow, MSG_COMMAND, (uintptr_t)command, 0);
+    UiSettle(200);
+    dialog = DialogWindow;
+    ASSERT_NE(dialog, nullptr);
+}
+
 void UiTest::SetUp()
 {
     ASSERT_EQ(QtPlatformStart(), ERROR_NONE);

@@ -53,6 +53,18 @@ std::string UiDataPath(const std::string &name);
 // sample picture open in *sample. Call it under ASSERT_NO_FATAL_FAILURE; Shutdown ends it.
 void UiStartEditorWithSample(QMainWindow **main, WindowHandle *sample);
 
+// The whole editor with the sample open in input; Open runs a menu command whose dialog then
+// stands in dialog (call it under ASSERT_NO_FATAL_FAILURE). TearDown ends the editor.
+class UiEditorTest : public testing::Test {
+  protected:
+    QMainWindow *main = nullptr;
+    WindowHandle input = nullptr;
+    WindowHandle dialog = nullptr;
+    void SetUp() override;
+    void TearDown() override;
+    void Open(int command);
+};
+
 class UiTest : public testing::Test {
   protected:
     WindowHandle frame = nullptr;

@@ -33,6 +33,26 @@ class ShellTest : public testing::Test {
     }
 };
 
+// ShellTest with a folder of its own for each test, since ctest runs them side by side, which
+// is also the settings folder; Write puts a text file in it and returns its path.
+class ShellFolderTest : public ShellTest {
+  protected:
+    std::string folder;
+    void SetUp() override
+    {
+        ShellTest::SetUp();
+        const testing::TestInfo *info = testing::UnitTest::GetInstance()->current_test_info();
+        folder = TestOutputFolder(std::string(info->test_suite_name()) + "." + info->name());
+        HeadlessSetSettingsFolder(folder.c_str());
+    }
+    std::string Write(const std::string &name, const std::string &text)
+    {
+        std::string path = folder + "/" + name;
+        TestWriteFile(path, std::vector<uint8_t>(text.begin(), text.end()));
+        return path;
+    }
+};
+
 // A new image window showing a picture of type, width by height, filled with a pattern
 // from seed, and made the active window.
 inline WindowHandle MakePicture(int type, int width, int height, int seed = 1,

@@ -22,27 +22,11 @@ const char *const ALL_STAGES =
     "speckradius 2\r\nspeckthresh 60\r\nremovewhitespecks 1\r\nremoveblackspecks 1\r\n"
     "sharpenradius 2.0000\r\nsharpenamt 1.0000\r\nsharpenthresh 2 9\r\nend\r\n";
 
-class AdvancedSharpenDialogs : public ShellTest {
+class AdvancedSharpenDialogs : public ShellFolderTest {
   protected:
-    std::string folder;
-
-    void SetUp() override
-    {
-        ShellTest::SetUp();
-        folder = TestOutputFolder("AdvancedSharpenDialogs");
-        HeadlessSetSettingsFolder(folder.c_str());
-    }
-
     AdvancedSharpenParams *Params(void)
     {
         return (AdvancedSharpenParams *)PlatformGetWindowWord(DialogWindow, WORD_POINTER);
-    }
-
-    std::string Write(const std::string &name, const std::string &text)
-    {
-        std::string path = folder + "/" + name;
-        TestWriteFile(path, std::vector<uint8_t>(text.begin(), text.end()));
-        return path;
     }
 
     void Options(int item, const std::string &path)

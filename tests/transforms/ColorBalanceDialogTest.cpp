@@ -24,28 +24,11 @@ const char *const CAST_FILE =
     "ColorBalance 1.0\r\nwhite 200 210 220 255 250 245\r\n"
     "neutral 1 100 110 120 118 118 118\r\nblack 10 20 30 0 5 0\r\nend\r\n";
 
-class ColorBalanceDialogs : public ShellTest {
+class ColorBalanceDialogs : public ShellFolderTest {
   protected:
-    std::string folder;
-
-    void SetUp() override
-    {
-        ShellTest::SetUp();
-        const testing::TestInfo *info = testing::UnitTest::GetInstance()->current_test_info();
-        folder = TestOutputFolder(std::string("ColorBalanceDialogs.") + info->name());
-        HeadlessSetSettingsFolder(folder.c_str());
-    }
-
     ColorBalanceSettings *Settings(void)
     {
         return (ColorBalanceSettings *)PlatformGetWindowWord(DialogWindow, WORD_POINTER);
-    }
-
-    std::string Write(const std::string &name, const std::string &text)
-    {
-        std::string path = folder + "/" + name;
-        TestWriteFile(path, std::vector<uint8_t>(text.begin(), text.end()));
-        return path;
     }
 
     // Answers the next file dialog with path, as a list of one ended by an empty string.

@@ -19,18 +19,12 @@
 
 namespace {
 
-class ColorCorrectDialogTest : public ShellTest {
+class ColorCorrectDialogTest : public ShellFolderTest {
   protected:
-    std::string folder; // the settings folder, with default and previous files
-
     void SetUp() override
     {
-        ShellTest::SetUp();
-        // A folder for each test: ctest runs them side by side.
-        const testing::TestInfo *info = testing::UnitTest::GetInstance()->current_test_info();
-        folder = TestOutputFolder(std::string("ColorCorrectDialog.") + info->name());
+        ShellFolderTest::SetUp();
         TestRun("rm -f '" + folder + "'/*.colorcorrect");
-        HeadlessSetSettingsFolder(folder.c_str());
         Prefs.stickySettings = 1;
     }
 

@@ -45,6 +45,17 @@ int CliUsage(const char *problem, const char *usage);
 // verb's help for a command line it cannot use. --help prints the verb's help on stdout.
 int CliVerb(const TransformDescriptor *transform, int argc, char **argv);
 
+// 1 when the verb's run may take the short road of CliStream: a transformation with rows in
+// place or an orientation, a TIFF input and a TIFF output.
+int CliStreamTakes(const TransformDescriptor *transform, const char *inputPath, int saveNumber);
+
+// Runs transform from the TIFF file inputPath to the TIFF file outputPath a band of rows at
+// a time, writing the bytes the whole-picture run writes. A file it does not take (compressed,
+// damaged, not upright, ...) or any failure gives a code other than ERROR_NONE and no output,
+// without a message: the caller then runs the ordinary way, which says what is wrong.
+ErrorCode CliStream(const TransformDescriptor *transform, void *settings, const char *inputPath,
+                    const char *outputPath);
+
 // The verb's help: its usage line, its summary, and a line for each option of its table.
 void CliVerbHelp(const TransformDescriptor *transform, FILE *stream);
 

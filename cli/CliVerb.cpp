@@ -360,6 +360,10 @@ int CliVerb(const TransformDescriptor *transform, int argc, char **argv)
     if (result != ERROR_NONE) goto done;
     status = CliVerbTakeOptions(transform, &line, settings, pictures);
     if (status != 0) goto done;
+    // A mask is a whole picture read bottom up, which the band by band road does not follow.
+    if (changes && line.maskPath == nullptr && CliStreamTakes(transform, inputPath, saveNumber) &&
+        CliStream(transform, settings, inputPath, outputPath) == ERROR_NONE)
+        goto done;
     result = CliOpen(inputPath, &input);
     if (result != ERROR_NONE) goto done;
     if (line.maskPath != nullptr) {

@@ -54,23 +54,6 @@ ErrorCode ComputePrepareDestination(const Image *source, Image *destination, int
                       source->resolution);
 }
 
-// The mixing of the effect with the input for one run: the amount of each sample of a row,
-// the second reader over the mask, and a copy of the input row for a run in place, whose row
-// function overwrites its input.
-struct RowMixing {
-    int32_t on;         // 0: the effect applies fully and nothing here is used
-    int32_t masked;     // 1: the amounts follow the mask, row by row
-    int32_t channels;   // samples a pixel
-    int32_t inputWide;  // 1: the delivered input row holds 16-bit samples
-    int32_t outputWide; // 1: the output row holds 16-bit samples
-    uint8_t amountOf[256];
-    uint32_t amountOf3[256]; // the amount of a mask value three times, for a colour pixel
-    RowReader maskReader;
-    uint8_t *amounts;   // the amount of each sample of the row
-    uint8_t *narrowed;  // a 16-bit input row through Depth16To8, for an 8-bit output
-    uint8_t *inputCopy; // a row of the input for a run in place, else null
-};
-
 static int RowTypeChannels(int type)
 {
     return type == TYPE_COLOR24 || type == TYPE_COLOR48 ? 3 : 1;
@@ -82,9 +65,8 @@ static int RowTypeWide(int type)
 }
 
 // Prepares the mixing of a run, or leaves it off when the effect applies fully everywhere.
-static ErrorCode RowMixOpen(const RowTransform *transform, const Image *source,
-                            const Image *destination, const RowRun *run, int sourceX, int sourceY,
-                            RowMixing *mixing)
+static ErrorCode RowMixOpen(const RowTransform *transform, const Image *source, int inPlace,
+                            const RowRun *run, int sourceX, int sourceY, RowMixing *mixing)
 {
     RowMix mix = {nullptr, 255, -1};
     if (transform->mix != nullptr) transform->mix(run->params, &mix);
@@ -120,7 +102,7 @@ static ErrorCode RowMixOpen(const RowTransform *transform, const Image *source,
         mixing->narrowed = (uint8_t *)MemoryAlloc((size_t)run->samples);
         if (mixing->narrowed == nullptr) return ERROR_NO_MEMORY;
     }
-    if (source == destination) {
+    if (inPlace) {
         size_t bytes = (size_t)run->samples * (mixing->inputWide ? 2 : 1);
         mixing->inputCopy = (uint8_t *)MemoryAlloc(bytes);
         if (mixing->inputCopy == nullptr) return ERROR_NO_MEMORY;
@@ -188,6 +170,63 @@ static void RowMixClose(RowMixing *mixing)
     MemoryRelease(&mixing->inputCopy);
 }
 
+void RowPipeReset(RowPipe *pipe)
+{
+    memset(pipe, 0, sizeof *pipe);
+    RowReaderReset(&pipe->mixing.maskReader);
+    pipe->run.outputType = TYPE_EMPTY;
+}
+
+ErrorCode RowPipeOpen(const RowTransform *transform, const Image *source, int inPlace,
+                      const void *params, int full, int zoom, int w, int x0, int sourceX,
+                      int sourceY, RowPipe *pipe)
+{
+    ErrorCode result = ERROR_NONE;
+    RowRun *run = &pipe->run;
+    pipe->transform = transform;
+    if (source == nullptr) return ERROR_ILLEGAL_TYPE;
+    if (transform->output != nullptr) {
+        result = transform->output(params, source->type, full, &run->outputType);
+        if (result != ERROR_NONE) return result;
+    } else {
+        run->outputType = ComputeOutputType(source->type, full);
+    }
+    if (run->outputType == TYPE_EMPTY) return ERROR_ILLEGAL_TYPE;
+    run->source = source;
+    run->params = params;
+    run->full = full;
+    run->zoom = zoom;
+    run->width = w;
+    run->samples = source->type == TYPE_COLOR24 || source->type == TYPE_COLOR48 ? 3 * w : w;
+    // A binary row written in place starts at the byte that holds column x0, so its bits
+    // start at x0's bit within that byte; a magnified row is built in the writer's buffer
+    // from bit 0 and placed by the writer.
+    if (run->outputType == TYPE_BINARY && zoom < 2) run->firstBit = x0 & 7;
+    pipe->setUp = 1;
+    result = transform->setup(run);
+    if (result != ERROR_NONE) return result;
+    assert(run->row != nullptr);
+    return RowMixOpen(transform, source, inPlace, run, sourceX, sourceY, &pipe->mixing);
+}
+
+void RowPipeRun(RowPipe *pipe, const uint8_t *in, uint8_t *out)
+{
+    RowMixing *mixing = &pipe->mixing;
+    if (mixing->inputCopy != nullptr) {
+        memcpy(mixing->inputCopy, in, (size_t)pipe->run.samples * (mixing->inputWide ? 2 : 1));
+        in = mixing->inputCopy;
+    }
+    pipe->run.row(&pipe->run, in, out);
+    if (mixing->on) RowMixApply(mixing, &pipe->run, in, out);
+}
+
+void RowPipeClose(RowPipe *pipe)
+{
+    if (pipe->setUp && pipe->transform->cleanup != nullptr) pipe->transform->cleanup(&pipe->run);
+    pipe->setUp = 0;
+    RowMixClose(&pipe->mixing);
+}
+
 ErrorCode ComputeRows(const RowTransform *transform, const Image *source, Image *destination,
                       const void *params, int full, int destinationWidth, int destinationHeight,
                       int sourceX, int sourceY, int zoom, int x0, int y0, int x1, int y1, int w,
@@ -196,56 +235,25 @@ ErrorCode ComputeRows(const RowTransform *transform, const Image *source, Image 
     ErrorCode result = ERROR_NONE;
     RowReader reader;
     RowWriter writer;
-    RowRun run = {};
-    RowMixing mixing = {};
-    int setUp = 0;
+    RowPipe pipe;
     int showProgress = 0;
     int waitCursor = 0;
 
-    // Reset before anything can fail, so that the exit may close both unconditionally.
+    // Reset before anything can fail, so that the exit may close all three unconditionally.
     RowReaderReset(&reader);
     RowWriterReset(&writer);
-    RowReaderReset(&mixing.maskReader);
+    RowPipeReset(&pipe);
 
-    run.outputType = TYPE_EMPTY;
-    if (source == nullptr) {
-        result = ERROR_ILLEGAL_TYPE;
-        goto done;
-    }
-    if (transform->output != nullptr) {
-        result = transform->output(params, source->type, full, &run.outputType);
-        if (result != ERROR_NONE) goto done;
-    } else {
-        run.outputType = ComputeOutputType(source->type, full);
-    }
-    if (run.outputType == TYPE_EMPTY) {
-        result = ERROR_ILLEGAL_TYPE;
-        goto done;
-    }
-    run.source = source;
-    run.params = params;
-    run.full = full;
-    run.zoom = zoom;
-    run.width = w;
-    run.samples = source->type == TYPE_COLOR24 || source->type == TYPE_COLOR48 ? 3 * w : w;
-    // A binary row written in place starts at the byte that holds column x0, so its bits
-    // start at x0's bit within that byte; a magnified row is built in the writer's buffer
-    // from bit 0 and placed by the writer.
-    if (run.outputType == TYPE_BINARY && zoom < 2) run.firstBit = x0 & 7;
-    setUp = 1;
-    result = transform->setup(&run);
+    result = RowPipeOpen(transform, source, source == destination, params, full, zoom, w, x0,
+                         sourceX, sourceY, &pipe);
     if (result != ERROR_NONE) goto done;
-    assert(run.row != nullptr);
-
     result =
-        ComputePrepareDestination(source, destination, run.outputType, destinationWidth,
+        ComputePrepareDestination(source, destination, pipe.run.outputType, destinationWidth,
                                   destinationHeight, sourceX, sourceY, zoom, x0, y0, x1, y1, w, h);
     if (result != ERROR_NONE) goto done;
     result = RowReaderOpen(source, sourceX, sourceY, zoom, w, &reader);
     if (result != ERROR_NONE) goto done;
     result = RowWriterOpen(destination, zoom, x0, x1, y0, full, &writer);
-    if (result != ERROR_NONE) goto done;
-    result = RowMixOpen(transform, source, destination, &run, sourceX, sourceY, &mixing);
     if (result != ERROR_NONE) goto done;
 
     showProgress = (int64_t)w * h >= PROGRESS_PIXELS;
@@ -256,14 +264,7 @@ ErrorCode ComputeRows(const RowTransform *transform, const Image *source, Image 
         waitCursor = 1;
     }
     for (int row = 0; row < h; row++) {
-        const uint8_t *in = RowReaderNext(&reader);
-        uint8_t *out = RowWriterRow(&writer);
-        if (mixing.inputCopy != nullptr) {
-            memcpy(mixing.inputCopy, in, (size_t)run.samples * (mixing.inputWide ? 2 : 1));
-            in = mixing.inputCopy;
-        }
-        run.row(&run, in, out);
-        if (mixing.on) RowMixApply(&mixing, &run, in, out);
+        RowPipeRun(&pipe, RowReaderNext(&reader), RowWriterRow(&writer));
         RowWriterPut(&writer);
         if (showProgress && (result = ProgressStep(row)) != ERROR_NONE) break;
     }
@@ -271,9 +272,8 @@ ErrorCode ComputeRows(const RowTransform *transform, const Image *source, Image 
 done:
     if (showProgress) ProgressClose();
     if (waitCursor) SetArrowCursor();
-    if (setUp && transform->cleanup != nullptr) transform->cleanup(&run);
+    RowPipeClose(&pipe);
     RowReaderClose(&reader);
     RowWriterClose(&writer);
-    RowMixClose(&mixing);
     return result;
 }

@@ -10,6 +10,7 @@
 
 #include "core/Errors.h"
 #include "core/Image.h"
+#include "core/RowReader.h"
 
 struct Picture;
 
@@ -99,3 +100,43 @@ ErrorCode ComputeRows(const RowTransform *transform, const Image *source, Image 
                       const void *params, int full, int destinationWidth, int destinationHeight,
                       int sourceX, int sourceY, int zoom, int x0, int y0, int x1, int y1, int w,
                       int h);
+
+// The mixing of the effect with the input for one run: the amount of each sample of a row,
+// the second reader over the mask, and a copy of the input row for a run in place, whose row
+// function overwrites its input.
+struct RowMixing {
+    int32_t on;         // 0: the effect applies fully and nothing here is used
+    int32_t masked;     // 1: the amounts follow the mask, row by row
+    int32_t channels;   // samples a pixel
+    int32_t inputWide;  // 1: the delivered input row holds 16-bit samples
+    int32_t outputWide; // 1: the output row holds 16-bit samples
+    uint8_t amountOf[256];
+    uint32_t amountOf3[256]; // the amount of a mask value three times, for a colour pixel
+    RowReader maskReader;
+    uint8_t *amounts;   // the amount of each sample of the row
+    uint8_t *narrowed;  // a 16-bit input row through Depth16To8, for an 8-bit output
+    uint8_t *inputCopy; // a row of the input for a run in place, else null
+};
+
+// What ComputeRows makes of one delivered row: the row function its setup chose, then the
+// mixing by the Amount. It stands apart so that vistel-cli can run a transformation on rows
+// it takes from a file and gives to one, a band at a time, without a whole picture.
+struct RowPipe {
+    RowRun run;
+    RowMixing mixing;
+    const RowTransform *transform;
+    int32_t setUp; // 1 once setup ran, so that cleanup runs
+};
+
+// Reset before anything can fail, so that RowPipeClose may run unconditionally.
+void RowPipeReset(RowPipe *pipe);
+// Chooses the output type and runs setup for rows of w pixels of source (whose type, width
+// and height are read, and whose rows only by a mask's reader), as ComputeRows would with
+// these arguments; inPlace says that each output row overwrites its input row. Codes as
+// ComputeRows.
+ErrorCode RowPipeOpen(const RowTransform *transform, const Image *source, int inPlace,
+                      const void *params, int full, int zoom, int w, int x0, int sourceX,
+                      int sourceY, RowPipe *pipe);
+// One delivered row into one output row; in may be out when the pipe was opened in place.
+void RowPipeRun(RowPipe *pipe, const uint8_t *in, uint8_t *out);
+void RowPipeClose(RowPipe *pipe);

@@ -11,8 +11,6 @@
 #include "core/Helpers.h"
 #include "core/Progress.h"
 
-static const int ORIENT_TILE = 64; // pixels a side of a tile of the swapping codes
-
 // Bytes of a pixel for the types that have whole bytes; 0 for binary.
 static int PixelBytes(int type)
 {
@@ -54,21 +52,27 @@ static void RowMirror(const Image *source, const uint8_t *in, uint8_t *out)
     }
 }
 
+int OrientRowIndex(int code, int height, int y)
+{
+    return code == 2 || code == 6 ? height - 1 - y : y;
+}
+
+void OrientRow(const Image *source, int code, const uint8_t *in, uint8_t *out)
+{
+    if (code == 2 || code == 4)
+        RowMirror(source, in, out);
+    else
+        memcpy(out, in, (size_t)source->rowBytes);
+}
+
 // Codes 0, 2, 4 and 6: one pass over the rows, stepping progress by the source row.
 static ErrorCode OrientRows(const Image *source, Image *destination, int code, int showProgress)
 {
     ErrorCode result = ERROR_NONE;
     int h = source->height;
-    int rowBytes = source->rowBytes;
     if (showProgress) ProgressOpen(0, h - 1, OrientTitle(code), 1);
     for (int y = 0; y < h; y++) {
-        const uint8_t *in = source->rows[y];
-        switch (code) {
-        case 0: memcpy(destination->rows[y], in, (size_t)rowBytes); break;
-        case 2: RowMirror(source, in, destination->rows[h - 1 - y]); break;
-        case 4: RowMirror(source, in, destination->rows[y]); break;
-        default: memcpy(destination->rows[h - 1 - y], in, (size_t)rowBytes); break;
-        }
+        OrientRow(source, code, source->rows[y], destination->rows[OrientRowIndex(code, h, y)]);
         if (showProgress && (result = ProgressStep(y)) != ERROR_NONE) break;
     }
     if (showProgress) ProgressClose();
@@ -149,6 +153,17 @@ static void TileMoveBits(const Image *source, Image *destination, int code, int 
     }
 }
 
+void OrientTile(const Image *source, Image *destination, int code, int x0, int x1, int y0, int y1)
+{
+    switch (PixelBytes(source->type)) {
+    case 1: TileMove<1>(source, destination, code, x0, x1, y0, y1); return;
+    case 2: TileMove<2>(source, destination, code, x0, x1, y0, y1); return;
+    case 3: TileMove<3>(source, destination, code, x0, x1, y0, y1); return;
+    case 6: TileMove<6>(source, destination, code, x0, x1, y0, y1); return;
+    default: TileMoveBits(source, destination, code, x0, x1, y0, y1); return;
+    }
+}
+
 // Codes 1, 3, 5 and 7: tiles across the columns, then across the rows, one progress step
 // after each tile.
 static ErrorCode OrientTiles(const Image *source, Image *destination, int code, int showProgress)
@@ -163,13 +178,7 @@ static ErrorCode OrientTiles(const Image *source, Image *destination, int code, 
         int x1 = x0 + ORIENT_TILE < w ? x0 + ORIENT_TILE : w;
         for (int y0 = 0; y0 < h; y0 += ORIENT_TILE) {
             int y1 = y0 + ORIENT_TILE < h ? y0 + ORIENT_TILE : h;
-            switch (PixelBytes(source->type)) {
-            case 1: TileMove<1>(source, destination, code, x0, x1, y0, y1); break;
-            case 2: TileMove<2>(source, destination, code, x0, x1, y0, y1); break;
-            case 3: TileMove<3>(source, destination, code, x0, x1, y0, y1); break;
-            case 6: TileMove<6>(source, destination, code, x0, x1, y0, y1); break;
-            default: TileMoveBits(source, destination, code, x0, x1, y0, y1); break;
-            }
+            OrientTile(source, destination, code, x0, x1, y0, y1);
             step++;
             if (showProgress && (result = ProgressStep(step)) != ERROR_NONE) break;
         }

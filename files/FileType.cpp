@@ -215,18 +215,22 @@ const char *FileSaveExtensionMessage(int saveNumber)
     return SAVE_EXTENSIONS[saveNumber].message;
 }
 
+int FileOpenNumberOf(const char *path)
+{
+    // Camera raw files are mostly TIFF files inside; their extension tells them apart.
+    int openNumber = DetectFileType(path);
+    if (openNumber != FILE_OPEN_RAW) openNumber = DetectFileContent(path);
+    if (openNumber < 0) openNumber = DetectFileType(path);
+    return openNumber;
+}
+
 ErrorCode FileLoadPartial(const char *path, int openNumber, Picture *picture, int showProgress,
                           FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
     FileDamageClear(damage);
-    if (openNumber == FILE_OPEN_ALL) {
-        // Camera raw files are mostly TIFF files inside; their extension tells them apart.
-        openNumber = DetectFileType(path);
-        if (openNumber != FILE_OPEN_RAW) openNumber = DetectFileContent(path);
-        if (openNumber < 0) openNumber = DetectFileType(path);
-        if (openNumber < 0) return ERROR_UNKNOWN_FILE_TYPE;
-    }
+    if (openNumber == FILE_OPEN_ALL) openNumber = FileOpenNumberOf(path);
+    if (openNumber < 0) return ERROR_UNKNOWN_FILE_TYPE;
     // Each step runs only when the one before succeeded.
     switch (openNumber) {
     case FILE_OPEN_TIFF:

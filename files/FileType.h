@@ -44,11 +44,11 @@ enum : int32_t {
 };
 
 struct FileTypeEntry {
-    int32_t openNumber;             // 0 for a type that only saves
-    const char *label;              // the filter label of the file dialogs
-    const char *extensions[12];     // upper case, without the dot; null-terminated list
-    int32_t saveNumber;             // FILE_SAVE_NONE for a type that only opens
-    const char *defaultExtension;   // with its dot, or null
+    int32_t openNumber;           // 0 for a type that only saves
+    const char *label;            // the filter label of the file dialogs
+    const char *extensions[12];   // upper case, without the dot; null-terminated list
+    int32_t saveNumber;           // FILE_SAVE_NONE for a type that only opens
+    const char *defaultExtension; // with its dot, or null
 };
 
 extern const FileTypeEntry FILE_TYPES[];
@@ -66,9 +66,9 @@ const FileTypeEntry *FileTypeByOpen(int openNumber);
 const FileTypeEntry *FileTypeBySave(int saveNumber);
 
 enum : int32_t {
-    FILE_HOLDS_YES = 0,       // the format keeps the picture as it is
-    FILE_HOLDS_REDUCED = 1,   // a 16-bit picture goes to 8 bits first
-    FILE_HOLDS_NO = 2,        // the format cannot hold it
+    FILE_HOLDS_YES = 0,     // the format keeps the picture as it is
+    FILE_HOLDS_REDUCED = 1, // a 16-bit picture goes to 8 bits first
+    FILE_HOLDS_NO = 2,      // the format cannot hold it
 };
 
 // Whether a save type holds a picture type (FILE_HOLDS_*); for FILE_HOLDS_NO *code receives
@@ -81,6 +81,11 @@ int FileSaveExtensionAccepted(int saveNumber, const char *path);
 // The message Save As shows for a wrong extension, e.g. "TIFF files must have an extension of
 // .tif or .tiff".
 const char *FileSaveExtensionMessage(int saveNumber);
+
+// The open number FILE_OPEN_ALL reads path by: by its content first, so that a file with a
+// wrong extension still opens, and by its extension for camera raw files and formats without
+// a signature. -1 when neither tells.
+int FileOpenNumberOf(const char *path);
 
 // Reads a file of an open number into picture: its pixels, comments and profile, as far as
 // the format has them. FILE_OPEN_ALL recognises the file by its content first. A file that

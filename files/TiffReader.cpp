@@ -301,11 +301,15 @@ static void TiffDecodeReset(TiffDecode *state)
     state->factor = 1.0;
 }
 
+// Set while a row source looks at a file: it only wants to know whether the file is one it
+// can stream, and leaves every message to the reader that takes the file after it.
+static thread_local int TiffRefusalsQuiet = 0;
+
 // Says a refusal of the decoder in its own words under the title "Error"; the caller returns
 // 56.
 static ErrorCode TiffRefuse(const char *text)
 {
-    Notice("Error", "%s", text);
+    if (!TiffRefusalsQuiet) Notice("Error", "%s", text);
     return ERROR_READ_TIFF;
 }
 
@@ -789,21 +793,91 @@ static ErrorCode TiffStripStore(const TiffDecode *state, FileHandle file, FileMa
     return ERROR_NONE;
 }
 
+// Reads the header and the first directory into state and checks them, with the decoder's
+// messages. ERROR_READ_TIFF for a file it cannot read, the caller showing "Problem reading
+// TIFF file" when no message was shown here.
+static ErrorCode TiffDecodeParse(FileHandle file, TiffDecode *state)
+{
+    ErrorCode result = ERROR_NONE;
+    uint8_t header[TIFF_HEADER_BYTES];
+    uint8_t *entries = nullptr;
+    int available = 0;
+    int wanted = 0;
+    int64_t directoryOffset = 0;
+
+    if (FileSeek(file, 0) != ERROR_NONE ||
+        FileReadExact(file, header, TIFF_HEADER_BYTES) != ERROR_NONE ||
+        FileSize(file, &state->fileSize) != ERROR_NONE)
+        return TiffRefuse("Error reading tiff file header");
+    switch (TiffHeaderParse(header, &state->littleEndian, &directoryOffset)) {
+    case 1: return TiffRefuse("Illegal TIFF signature");
+    case 2: return TiffRefuse("Illegal TIFF version number");
+    default: break;
+    }
+    result = TiffDirectoryLoad(file, state->littleEndian, directoryOffset, state->fileSize,
+                               &entries, &available, &wanted);
+    if (result == ERROR_NO_MEMORY) return TiffRefuse("Out of memory");
+    if (result != ERROR_NONE) return TiffRefuse("Error reading tiff file header");
+    // Entries in file order; the first one the file cannot give is a failed read.
+    for (int i = 0; i < wanted; i++) {
+        if (i >= available) {
+            result = TiffRefuse("Error reading tiff file header");
+            goto done;
+        }
+        result = TiffEntryApply(state, file, entries + (size_t)i * TIFF_ENTRY_BYTES);
+        if (result != ERROR_NONE) goto done;
+    }
+    if (!TiffDecodeCheck(state)) result = ERROR_READ_TIFF;
+done:
+    MemoryFree(entries);
+    return result;
+}
+
+// Settles the strips' byte counts: a single count of 0 stands for the whole picture, and
+// uncompressed counts that are wrong are replaced by what the strips must hold.
+static ErrorCode TiffDecodeStrips(TiffDecode *state)
+{
+    int64_t fileRowBytes = TiffFileRowBytes(state);
+    // A single count of 0 says as little as none: the strip holds the whole picture.
+    if (state->stripCount == 1 && state->singleByteCount <= 0)
+        state->singleByteCount = fileRowBytes * state->height;
+    if (state->stripCount > 1 && state->byteCounts == nullptr)
+        return TiffRefuse("Strip byte counts required but not specified in TIFF header");
+
+    // Uncompressed byte counts are often wrong; what the strips must hold is known, so at the
+    // first count that differs, all of them are replaced.
+    if (state->stripCount > 1 && !state->compressed) {
+        int64_t rowsBefore = 0;
+        for (int64_t s = 0; s < state->stripCount; s++, rowsBefore += state->rowsPerStrip) {
+            int64_t rows = state->rowsPerStrip;
+            if (s == state->stripCount - 1) rows = state->height - rowsBefore;
+            if (rows < 0) rows = 0;
+            if (state->byteCounts[s] != rows * fileRowBytes) {
+                rowsBefore = 0;
+                for (int64_t t = 0; t < state->stripCount; t++, rowsBefore += state->rowsPerStrip) {
+                    int64_t expected = state->rowsPerStrip;
+                    if (t == state->stripCount - 1) expected = state->height - rowsBefore;
+                    if (expected < 0) expected = 0;
+                    int64_t bytes = expected * fileRowBytes;
+                    state->byteCounts[t] = bytes > UINT32_MAX ? UINT32_MAX : (uint32_t)bytes;
+                }
+                break;
+            }
+        }
+    }
+    return ERROR_NONE;
+}
+
 ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress, FileDamage *damage)
 {
     ErrorCode result = ERROR_NONE;
     TiffDecode state;
-    FileDamage found; // rows the file does not give
-    uint8_t header[TIFF_HEADER_BYTES];
-    uint8_t *entries = nullptr;
+    FileDamage found;             // rows the file does not give
     uint8_t *block = nullptr;     // rows of a strip as the file has them
     uint8_t *lzwSource = nullptr; // a compressed strip
     FileMap map;                  // the whole file, for uncompressed rows
-    int available = 0;
-    int wanted = 0;
     int progressOpen = 0;
     int mapped = 0; // whether rows were taken from the mapping
-    int64_t directoryOffset = 0;
     int64_t fileRowBytes = 0;
     int64_t rowsPerBlock = 0;
     int64_t currentRow = 0;
@@ -815,74 +889,14 @@ ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress, FileD
     FileDamageClear(&found);
     FileMapReset(&map);
 
-    if (FileSeek(file, 0) != ERROR_NONE ||
-        FileReadExact(file, header, TIFF_HEADER_BYTES) != ERROR_NONE ||
-        FileSize(file, &state.fileSize) != ERROR_NONE) {
-        result = TiffRefuse("Error reading tiff file header");
-        goto done;
-    }
-    switch (TiffHeaderParse(header, &state.littleEndian, &directoryOffset)) {
-    case 1: result = TiffRefuse("Illegal TIFF signature"); goto done;
-    case 2: result = TiffRefuse("Illegal TIFF version number"); goto done;
-    default: break;
-    }
-    result = TiffDirectoryLoad(file, state.littleEndian, directoryOffset, state.fileSize, &entries,
-                               &available, &wanted);
-    if (result == ERROR_NO_MEMORY) {
-        result = TiffRefuse("Out of memory");
-        goto done;
-    }
-    if (result != ERROR_NONE) {
-        result = TiffRefuse("Error reading tiff file header");
-        goto done;
-    }
-    // Entries in file order; the first one the file cannot give is a failed read.
-    for (int i = 0; i < wanted; i++) {
-        if (i >= available) {
-            result = TiffRefuse("Error reading tiff file header");
-            goto done;
-        }
-        result = TiffEntryApply(&state, file, entries + (size_t)i * TIFF_ENTRY_BYTES);
-        if (result != ERROR_NONE) goto done;
-    }
-    if (!TiffDecodeCheck(&state)) {
-        result = ERROR_READ_TIFF; // the caller shows "Problem reading TIFF file"
-        goto done;
-    }
-
+    result = TiffDecodeParse(file, &state);
+    if (result != ERROR_NONE) goto done;
     result = ImageAlloc(image, state.imageType, state.width, state.height,
                         state.resolution * state.factor);
     if (result != ERROR_NONE) goto done; // the allocation's own code
     fileRowBytes = TiffFileRowBytes(&state);
-    // A single count of 0 says as little as none: the strip holds the whole picture.
-    if (state.stripCount == 1 && state.singleByteCount <= 0)
-        state.singleByteCount = fileRowBytes * state.height;
-    if (state.stripCount > 1 && state.byteCounts == nullptr) {
-        result = TiffRefuse("Strip byte counts required but not specified in TIFF header");
-        goto done;
-    }
-
-    // Uncompressed byte counts are often wrong; what the strips must hold is known, so at the
-    // first count that differs, all of them are replaced.
-    if (state.stripCount > 1 && !state.compressed) {
-        int64_t rowsBefore = 0;
-        for (int64_t s = 0; s < state.stripCount; s++, rowsBefore += state.rowsPerStrip) {
-            int64_t rows = state.rowsPerStrip;
-            if (s == state.stripCount - 1) rows = state.height - rowsBefore;
-            if (rows < 0) rows = 0;
-            if (state.byteCounts[s] != rows * fileRowBytes) {
-                rowsBefore = 0;
-                for (int64_t t = 0; t < state.stripCount; t++, rowsBefore += state.rowsPerStrip) {
-                    int64_t expected = state.rowsPerStrip;
-                    if (t == state.stripCount - 1) expected = state.height - rowsBefore;
-                    if (expected < 0) expected = 0;
-                    int64_t bytes = expected * fileRowBytes;
-                    state.byteCounts[t] = bytes > UINT32_MAX ? UINT32_MAX : (uint32_t)bytes;
-                }
-                break;
-            }
-        }
-    }
+    result = TiffDecodeStrips(&state);
+    if (result != ERROR_NONE) goto done;
 
     // Uncompressed strips are read in blocks of at most TIFF_BLOCK_BYTES; an LZW strip is
     // decoded whole.
@@ -989,7 +1003,6 @@ ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress, FileD
 
 done:
     if (progressOpen) ProgressClose();
-    MemoryFree(entries);
     MemoryFree(state.offsets);
     MemoryFree(state.byteCounts);
     MemoryFree(block);
@@ -1126,6 +1139,111 @@ done:
     MemoryFree(table);
     *decoded = count;
     return result;
+}
+
+void TiffRowSourceReset(TiffRowSource *source)
+{
+    memset(source, 0, sizeof *source);
+    source->file = FILE_HANDLE_NONE;
+    FileMapReset(&source->map);
+}
+
+// Whether the strips of a file that the decoder takes can be used as they lie: uncompressed,
+// one sample a channel, the picture's own byte order and bit sense, no predictor, turned
+// upright, and every row inside the file, so that no row could come out damaged.
+static int TiffRowsAsTheyLie(const TiffDecode *state)
+{
+    if (state->compressed || state->inverted || state->predictor || state->orientation != 1)
+        return 0;
+    int color = state->imageType == TYPE_COLOR24 || state->imageType == TYPE_COLOR48;
+    int wide = state->imageType == TYPE_GRAY16 || state->imageType == TYPE_COLOR48;
+    if (state->samplesPerPixel != (color ? 3 : 1)) return 0;
+    if (state->imageType == TYPE_GRAY8 && state->bitsPerSample != 8) return 0;
+    if (wide && !state->littleEndian) return 0;
+    int64_t rowBytes = TiffFileRowBytes(state);
+    int64_t rowsBefore = 0;
+    for (int64_t s = 0; s < state->stripCount && rowsBefore < state->height;
+         s++, rowsBefore += state->rowsPerStrip) {
+        int64_t rows = state->height - rowsBefore < state->rowsPerStrip ? state->height - rowsBefore
+                                                                        : state->rowsPerStrip;
+        int64_t offset = state->stripCount > 1 ? state->offsets[s] : state->singleOffset;
+        int64_t count = state->stripCount > 1 ? state->byteCounts[s] : state->singleByteCount;
+        if (offset < 0 || count < rows * rowBytes || offset > state->fileSize - rows * rowBytes)
+            return 0;
+    }
+    return 1;
+}
+
+ErrorCode TiffRowSourceOpen(const char *path, TiffRowSource *source)
+{
+    ErrorCode result = ERROR_NONE;
+    TiffDecode state;
+
+    TiffDecodeReset(&state);
+    TiffRowSourceReset(source);
+    result = FileOpenRead(path, &source->file);
+    if (result != ERROR_NONE) goto done;
+    if (ProbeTiffFile(source->file) != TIFF_PROBE_OWN) {
+        result = ERROR_READ_TIFF;
+        goto done;
+    }
+    TiffRefusalsQuiet = 1;
+    result = TiffDecodeParse(source->file, &state);
+    if (result == ERROR_NONE) result = TiffDecodeStrips(&state);
+    TiffRefusalsQuiet = 0;
+    if (result != ERROR_NONE) goto done;
+    if (!TiffRowsAsTheyLie(&state)) {
+        result = ERROR_READ_TIFF;
+        goto done;
+    }
+    result = FileMapOpen(source->file, state.fileSize, &source->map);
+    if (result != ERROR_NONE) goto done;
+    source->type = state.imageType;
+    source->width = state.width;
+    source->height = state.height;
+    source->resolution = state.resolution * state.factor;
+    source->fileRowBytes = TiffFileRowBytes(&state);
+    source->fileSize = state.fileSize;
+    source->rowsPerStrip = state.rowsPerStrip;
+    source->singleOffset = state.singleOffset;
+    source->offsets = state.offsets; // the source's now
+    state.offsets = nullptr;
+done:
+    MemoryFree(state.offsets);
+    MemoryFree(state.byteCounts);
+    if (result != ERROR_NONE) TiffRowSourceClose(source);
+    return result;
+}
+
+const uint8_t *TiffRowSourceRow(const TiffRowSource *source, int64_t fileRow)
+{
+    int64_t strip = fileRow / source->rowsPerStrip;
+    int64_t offset = source->offsets != nullptr ? source->offsets[strip] : source->singleOffset;
+    return source->map.bytes + offset +
+           (fileRow - strip * source->rowsPerStrip) * source->fileRowBytes;
+}
+
+void TiffRowSourceUnpack(const TiffRowSource *source, const uint8_t *in, uint8_t *out)
+{
+    if (source->type == TYPE_COLOR24)
+        SwapRedBlue24(in, out, source->width);
+    else if (source->type == TYPE_COLOR48)
+        SwapRedBlue48(in, out, source->width);
+    else
+        memcpy(out, in, (size_t)source->fileRowBytes);
+}
+
+int TiffRowSourceWhole(const TiffRowSource *source)
+{
+    int64_t size = 0;
+    return FileSize(source->file, &size) == ERROR_NONE && size >= source->fileSize;
+}
+
+void TiffRowSourceClose(TiffRowSource *source)
+{
+    FileMapClose(&source->map);
+    FileClose(&source->file);
+    MemoryRelease(&source->offsets);
 }
 
 ErrorCode ReadTiffFile(const char *path, Image *image, int showProgress, FileDamage *damage)

@@ -8,6 +8,7 @@
 
 #include "core/Errors.h"
 #include "core/File.h"
+#include "core/FileMap.h"
 #include "core/Image.h"
 
 enum : int32_t {
@@ -38,3 +39,35 @@ ErrorCode DecodeTiffImage(FileHandle file, Image *image, int showProgress, FileD
 // old bit order or one that is damaged, ERROR_NO_MEMORY.
 ErrorCode DecodeLzwStrip(const uint8_t *source, int64_t sourceBytes, uint8_t *destination,
                          int64_t destinationBytes, int64_t *decoded);
+
+// The rows of a TIFF file as they lie in a mapping of it, for vistel-cli to stream a picture
+// through a transformation a band at a time instead of holding it whole. Only files whose
+// rows need no decoding are taken: what our decoder reads, uncompressed, with one sample a
+// channel, 16-bit samples little-endian, no predictor, upright, every row inside the file.
+struct TiffRowSource {
+    FileHandle file;
+    FileMap map; // work on its bytes runs inside FileMapGuard
+    int32_t type;
+    int32_t width;
+    int32_t height;
+    double resolution; // as the decoder gives the picture
+    int64_t fileRowBytes;
+    int64_t fileSize; // when opened
+    int64_t rowsPerStrip;
+    int64_t singleOffset; // of the one strip, when offsets is null
+    uint32_t *offsets;    // of the strips, when there are several
+};
+
+void TiffRowSourceReset(TiffRowSource *source);
+// Opens path as a row source. ERROR_READ_TIFF, without a message, for a file that is not one
+// (whoever reads it next says what is wrong with it); ERROR_OPEN_FILE, ERROR_READ_FILE.
+ErrorCode TiffRowSourceOpen(const char *path, TiffRowSource *source);
+// The bytes of file row fileRow (0 the top) in the mapping.
+const uint8_t *TiffRowSourceRow(const TiffRowSource *source, int64_t fileRow);
+// One file row into an Image row of the source's type: blue first.
+void TiffRowSourceUnpack(const TiffRowSource *source, const uint8_t *in, uint8_t *out);
+// 1 when the file is still as long as when it was opened: a file shortened under its mapping
+// reads as zeros up to the page where it now ends, which the guard cannot see.
+int TiffRowSourceWhole(const TiffRowSource *source);
+// Closes what Open opened; a reset record is left alone.
+void TiffRowSourceClose(TiffRowSource *source);

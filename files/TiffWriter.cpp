@@ -40,9 +40,7 @@ struct MainTextTag {
     int32_t id; // comment id
 };
 
-// Bytes of a row in the file: packed, without the padding of the rows in memory. 0 for a
-// type that is not a picture.
-static int64_t TiffFileRowBytes(const Image *image)
+int64_t TiffFileRowBytes(const Image *image)
 {
     int64_t width = image->width;
     switch (image->type) {
@@ -283,6 +281,27 @@ static ErrorCode TiffPutCommentText(FileHandle file, TiffLayout *layout, int tag
     return TiffPutBytes(file, layout, tag, TIFF_FIELD_ASCII, comment->value, comment->length);
 }
 
+void TiffFileRow(const Image *image, const uint8_t *row, uint8_t *out)
+{
+    if (image->type == TYPE_COLOR24) {
+        SwapRedBlue24(row, out, image->width);
+    } else if (image->type == TYPE_COLOR48) {
+        SwapRedBlue48(row, out, image->width);
+    } else {
+        int64_t rowBytes = TiffFileRowBytes(image);
+        memcpy(out, row, (size_t)rowBytes);
+        TiffFileRowTail(image, out);
+    }
+}
+
+void TiffFileRowTail(const Image *image, uint8_t *out)
+{
+    // The unused bits at the end of a binary row are cleared, so that a picture always gives
+    // the same file.
+    if (image->type == TYPE_BINARY && image->width % 8 != 0)
+        out[TiffFileRowBytes(image) - 1] &= (uint8_t)(0xff00 >> (image->width % 8));
+}
+
 // The rows, top of the picture first, gathered into a buffer of whole rows that goes out
 // in one write when full. Color rows are copied into it red first, as TIFF wants them: the
 // picture itself is left untouched (and may stay const). Each row is copied once, and the
@@ -293,25 +312,13 @@ static ErrorCode TiffPutRows(FileHandle file, const Image *image, int64_t rowByt
     uint8_t *buffer = nullptr;
     int64_t rowsPerBuffer = TIFF_WRITE_BUFFER / rowBytes;
     int64_t filled = 0; // bytes of the buffer in use
-    // The unused bits at the end of a binary row are cleared, so that a picture always gives
-    // the same file.
-    int binaryTail = image->type == TYPE_BINARY && image->width % 8 != 0;
 
     if (rowsPerBuffer < 1) rowsPerBuffer = 1;
     buffer = (uint8_t *)MemoryAlloc((size_t)(rowsPerBuffer * rowBytes));
     if (buffer == nullptr) return ERROR_NO_MEMORY;
     ProgressOpen(0, image->height - 1, "TIFF Write", 1);
     for (int i = 0; i < image->height; i++) {
-        const uint8_t *row = image->rows[image->height - 1 - i];
-        uint8_t *out = buffer + filled;
-        if (image->type == TYPE_COLOR24) {
-            SwapRedBlue24(row, out, image->width);
-        } else if (image->type == TYPE_COLOR48) {
-            SwapRedBlue48(row, out, image->width);
-        } else {
-            memcpy(out, row, (size_t)rowBytes);
-            if (binaryTail) out[rowBytes - 1] &= (uint8_t)(0xff00 >> (image->width % 8));
-        }
+        TiffFileRow(image, image->rows[image->height - 1 - i], buffer + filled);
         filled += rowBytes;
         if (filled + rowBytes > rowsPerBuffer * rowBytes || i == image->height - 1) {
             result = FileWrite(file, buffer, filled);
@@ -386,8 +393,8 @@ static ErrorCode TiffPutMainDirectory(FileHandle file, TiffLayout *layout, const
     return result;
 }
 
-ErrorCode WriteTiffImage(FileHandle file, const Image *image, const FileComment *comments,
-                         int profileBytes, const uint8_t *profile)
+ErrorCode WriteTiffHead(FileHandle file, const Image *image, const FileComment *comments,
+                        int profileBytes, const uint8_t *profile)
 {
     static const uint8_t HEADER[TIFF_HEADER_BYTES] = {
         'I', 'I', TIFF_VERSION, 0, TIFF_MAIN_DIRECTORY_OFFSET, 0, 0, 0};
@@ -438,9 +445,15 @@ ErrorCode WriteTiffImage(FileHandle file, const Image *image, const FileComment 
     // The strip starts here; its offset is the last thing the directory learns.
     if (FileTell(file, &stripOffset) != ERROR_NONE || stripOffset > TIFF_OFFSET_LIMIT - stripBytes)
         return ERROR_WRITE_TIFF;
-    result = TiffPatchLong(file, stripOffsetPosition, (uint32_t)stripOffset);
+    return TiffPatchLong(file, stripOffsetPosition, (uint32_t)stripOffset);
+}
+
+ErrorCode WriteTiffImage(FileHandle file, const Image *image, const FileComment *comments,
+                         int profileBytes, const uint8_t *profile)
+{
+    ErrorCode result = WriteTiffHead(file, image, comments, profileBytes, profile);
     if (result != ERROR_NONE) return result;
-    return TiffPutRows(file, image, rowBytes);
+    return TiffPutRows(file, image, TiffFileRowBytes(image));
 }
 
 // Writes image, comments and profile through a temporary file that replaces path only when
@@ -472,15 +485,28 @@ ErrorCode SaveTiffFile(const char *path, const Image *image)
     return SaveTiff(path, image, nullptr, 0, nullptr);
 }
 
+// The profile a picture's file carries. Only color pictures pass theirs on: our reader gives
+// gray and binary pictures none, so any profile such a picture holds was inherited from a
+// color original, and an RGB profile would misdescribe a gray file to other programs.
+static const uint8_t *TiffPictureProfile(const Picture *picture, int *bytes)
+{
+    int color = picture->image.type == TYPE_COLOR24 || picture->image.type == TYPE_COLOR48;
+    *bytes = color ? picture->profileSize : 0;
+    return color ? picture->profile : nullptr;
+}
+
 ErrorCode SaveTiffFileWithComments(const char *path, Picture *picture)
 {
-    const Image *image = &picture->image;
-    // Only color pictures pass their profile on. Our reader gives gray and binary pictures
-    // none, so any profile such a picture holds was inherited from a color original, and an
-    // RGB profile would misdescribe a gray file to other programs.
-    int color = image->type == TYPE_COLOR24 || image->type == TYPE_COLOR48;
-    return SaveTiff(path, image, picture->comments, color ? picture->profileSize : 0,
-                    color ? picture->profile : nullptr);
+    int profileBytes = 0;
+    const uint8_t *profile = TiffPictureProfile(picture, &profileBytes);
+    return SaveTiff(path, &picture->image, picture->comments, profileBytes, profile);
+}
+
+ErrorCode WriteTiffPictureHead(FileHandle file, const Picture *picture)
+{
+    int profileBytes = 0;
+    const uint8_t *profile = TiffPictureProfile(picture, &profileBytes);
+    return WriteTiffHead(file, &picture->image, picture->comments, profileBytes, profile);
 }
 
 ErrorCode ReadTiffColorProfile(const char *path, Picture *picture)

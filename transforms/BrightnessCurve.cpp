@@ -252,4 +252,5 @@ const TransformDescriptor BrightnessCurveTransform = {
     1,
     nullptr,
     BrightnessCurveRead,
+    &BRIGHTNESS_ROWS,
 };

@@ -160,4 +160,5 @@ const TransformDescriptor ChangeProfileTransform = {"Change Color Profile",
                                                     CHANGE_PROFILE_OPTIONS,
                                                     2,
                                                     nullptr,
-                                                    nullptr};
+                                                    nullptr,
+                                                    &CHANGE_PROFILE_ROWS};

@@ -557,4 +557,5 @@ const TransformDescriptor ColorBalanceTransform = {
     0,
     nullptr,
     BalanceReadSettings,
+    &BALANCE_ROWS,
 };

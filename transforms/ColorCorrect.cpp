@@ -735,4 +735,5 @@ const TransformDescriptor ColorCorrectTransform = {
     nullptr,
     0,
     nullptr,
-    ColorCorrectReadSettings};
+    ColorCorrectReadSettings,
+    &COLOR_CORRECT_ROWS};

@@ -331,4 +331,5 @@ const TransformDescriptor ColorCurvesTransform = {
     0,
     nullptr,
     ColorCurvesRead,
+    &CURVES_ROWS,
 };

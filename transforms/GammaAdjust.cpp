@@ -140,4 +140,5 @@ const TransformDescriptor GammaTransform = {"Gamma Adjust",
                                             GAMMA_OPTIONS,
                                             1,
                                             nullptr,
-                                            nullptr};
+                                            nullptr,
+                                            &GAMMA_ROWS};

@@ -187,6 +187,12 @@ static const TransformOption MIRROR_ROTATE_OPTIONS[] = {
 
 // The pixels move and nothing else changes: the result keeps the input's profile and
 // comments.
+// The code the settings ask for, for vistel-cli's turn of a file band by band.
+static int MirrorRotateOrientation(const void *settings)
+{
+    return ((const MirrorRotateSettings *)settings)->orientation;
+}
+
 const TransformDescriptor MirrorRotateTransform = {"Mirror/Rotate",
                                                    "rotate",
                                                    "turn or mirror by orientation code N",
@@ -208,4 +214,6 @@ const TransformDescriptor MirrorRotateTransform = {"Mirror/Rotate",
                                                    MIRROR_ROTATE_OPTIONS,
                                                    1,
                                                    MirrorRotateResultSize,
-                                                   nullptr};
+                                                   nullptr,
+                                                   nullptr,
+                                                   MirrorRotateOrientation};

@@ -90,4 +90,5 @@ const TransformDescriptor NegativeTransform = {"Negative",
                                                nullptr,
                                                0,
                                                nullptr,
-                                               nullptr};
+                                               nullptr,
+                                               &NEGATIVE_ROWS};

@@ -16,6 +16,7 @@
 #include "core/Compute.h"
 
 struct Picture;
+struct RowTransform;
 
 // Kinds of an option's value.
 enum : int32_t {
@@ -116,6 +117,15 @@ struct TransformDescriptor {
     // to the defaults beforehand) as the dialog's Load does, with the codes of its reader.
     // Its verb then takes that file before IN and OUT. Null for the others.
     ErrorCode (*readSettings)(const char *path, void *settings);
+    // For a transformation whose Apply is ComputeRows of these rows alone, in place (and, for
+    // one that decides its result's profile, resultProfile): vistel-cli may then take the
+    // rows from the input file and give them to the output file a band at a time, never
+    // holding the whole picture. Null for the others.
+    const RowTransform *rows = nullptr;
+    // For a transformation whose result is its input turned by one of the orientation codes
+    // of core/Orient.h: the code its settings ask for, so that vistel-cli may turn a file a
+    // band of the result at a time. Null for the others.
+    int (*orientation)(const void *settings) = nullptr;
 };
 
 // The size of transform's result for source under settings.

@@ -74,10 +74,8 @@ const TransformDescriptor *TransformByVerbFor(const char *verb, int argc, char *
     return TransformByVerb(verb);
 }
 
-// What a result takes from its input besides pixels: the profile by the descriptor's rule,
-// the comments and the origin.
-static ErrorCode TransformBelongings(const TransformDescriptor *transform, const Picture *input,
-                                     Picture *made)
+ErrorCode TransformBelongings(const TransformDescriptor *transform, const Picture *input,
+                              Picture *made)
 {
     ErrorCode result = ERROR_NONE;
     if (transform->profile == TRANSFORM_PROFILE_INHERIT)

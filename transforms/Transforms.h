@@ -25,6 +25,11 @@ const TransformDescriptor *TransformByVerbFor(const char *verb, int argc, char *
 ErrorCode TransformApply(const TransformDescriptor *transform, void *settings, const Picture *input,
                          Picture *made);
 
+// What a result takes from its input besides pixels: the profile by the descriptor's rule,
+// the comments and the origin.
+ErrorCode TransformBelongings(const TransformDescriptor *transform, const Picture *input,
+                              Picture *made);
+
 // As TransformApply, with the picture's own image as source and destination, so that a run
 // holds one picture instead of two; only for a descriptor with inPlace set, whose row loop
 // reads a source row and then writes that same row, each sample at the place it was read

@@ -16,10 +16,14 @@
 #include "color/ColorSettings.h"
 #include "core/FileComment.h"
 #include "core/Memory.h"
+#include "core/Orient.h"
+#include "files/FileType.h"
+#include "files/TiffWriter.h"
 #include "tests/color/ProfileTestSupport.h"
 #include "tests/transforms/PictureTestSupport.h"
 #include "transforms/ChangeProfile.h"
 #include "transforms/GammaAdjust.h"
+#include "transforms/MirrorRotate.h"
 #include "transforms/Negative.h"
 #include "transforms/Transforms.h"
 
@@ -409,6 +413,111 @@ TEST(CliInPlace, GivesWhatApplyIntoANewPictureGives)
             }
         }
     }
+}
+
+// The band by band road from a TIFF file to a TIFF file writes the very bytes of the
+// ordinary road (open the whole picture, Apply, save) for every transformation that takes it
+// and every picture type, on our own single-strip files and on libtiff's files of many strips;
+// the files it does not take it leaves alone, with no output.
+TEST(CliStream, WritesTheBytesOfTheWholePictureRun)
+{
+    TestStart();
+    ColorSettingsDefault(&CurrentColorSettings);
+    std::string folder = TestOutputFolder("cli/stream");
+    std::vector<uint8_t> adobe = TestReadFile(SYSTEM_ADOBE);
+    std::vector<uint8_t> wide = TestReadFile(SYSTEM_WIDE);
+    struct Case {
+        const char *name;
+        const TransformDescriptor *transform;
+        double value; // a gamma factor, an amount in percent, an orientation code
+    } cases[] = {
+        {"gamma 2", &GammaTransform, 2.0},     {"gamma 1", &GammaTransform, 1.0},
+        {"gamma 60 %", &GammaTransform, 60.0}, {"profile", &ChangeProfileTransform, 0},
+        {"negative", &NegativeTransform, 0},
+    };
+    std::vector<Case> all(std::begin(cases), std::end(cases));
+    for (int code = 0; code < ORIENT_CODE_COUNT; code++)
+        all.push_back({"rotate", &MirrorRotateTransform, (double)code});
+    std::string in = folder + "/in.tif";
+    std::string strips = folder + "/strips.tif";
+    for (int type : PICTURE_TYPES) {
+        Picture *record = InPlaceRecord(type, 5, adobe);
+        ASSERT_EQ(SaveTiffFileWithComments(in.c_str(), record), ERROR_NONE);
+        PictureFree(record);
+        MemoryFree(record);
+        // Strips of 7 rows, the last one shorter, as libtiff lays them out.
+        ASSERT_EQ(TestRun("tiffcp -r 7 '" + in + "' '" + strips + "'"), 0);
+        for (const Case &c : all) {
+            for (const std::string &input : {in, strips}) {
+                SCOPED_TRACE(testing::Message()
+                             << c.name << " " << c.value << ", type " << type << ", " << input);
+                if (!c.transform->accepts(type)) continue;
+                union {
+                    GammaSettings gamma;
+                    ChangeProfileSettings profile;
+                    MirrorRotateSettings rotate;
+                } settings[2];
+                Picture whole;
+                Picture made;
+                PictureReset(&whole);
+                PictureReset(&made);
+                ASSERT_EQ(FileLoad(input.c_str(), FILE_OPEN_ALL, &whole, 0), ERROR_NONE);
+                for (auto &one : settings) {
+                    c.transform->defaults(&one);
+                    if (c.transform == &GammaTransform && c.value > 50)
+                        one.gamma = {2.2, 0, {nullptr, (int)(c.value * 1024 / 100), -1}};
+                    else if (c.transform == &GammaTransform)
+                        one.gamma.factor = c.value;
+                    if (c.transform == &MirrorRotateTransform)
+                        one.rotate.orientation = (int)c.value;
+                    if (c.transform != &ChangeProfileTransform) continue;
+                    one.profile.targetProfile = wide.data();
+                    one.profile.targetLength = (int)wide.size();
+                }
+                if (c.transform->takeInput != nullptr) c.transform->takeInput(&settings[0], &whole);
+                Picture *saved = &whole;
+                if (c.transform->inPlace) {
+                    ASSERT_EQ(TransformApplyInPlace(c.transform, &settings[0], &whole), ERROR_NONE);
+                } else {
+                    ASSERT_EQ(TransformApply(c.transform, &settings[0], &whole, &made), ERROR_NONE);
+                    saved = &made;
+                }
+                std::string ordinary = folder + "/ordinary.tif";
+                std::string streamed = folder + "/streamed.tif";
+                ASSERT_EQ(SaveTiffFileWithComments(ordinary.c_str(), saved), ERROR_NONE);
+                ASSERT_TRUE(CliStreamTakes(c.transform, input.c_str(), FILE_SAVE_TIFF));
+                ASSERT_EQ(CliStream(c.transform, &settings[1], input.c_str(), streamed.c_str()),
+                          ERROR_NONE);
+                EXPECT_EQ(TestReadFile(streamed), TestReadFile(ordinary));
+                PictureFree(&whole);
+                PictureFree(&made);
+            }
+        }
+    }
+
+    // Files whose rows need decoding, and a file shorter than its strips.
+    GammaSettings gamma;
+    GammaTransform.defaults(&gamma);
+    gamma.factor = 2.0;
+    std::string out = folder + "/refused.tif";
+    struct Refused {
+        const char *name;
+        const char *tiffcp; // the options that make it from in.tif
+    } refused[] = {{"LZW", "-c lzw"}, {"big-endian", "-B"}, {"predictor", "-c lzw:2"}};
+    Picture *record = InPlaceRecord(TYPE_COLOR48, 5, adobe);
+    ASSERT_EQ(SaveTiffFileWithComments(in.c_str(), record), ERROR_NONE);
+    PictureFree(record);
+    MemoryFree(record);
+    for (const Refused &r : refused) {
+        SCOPED_TRACE(r.name);
+        ASSERT_EQ(TestRun(std::string("tiffcp ") + r.tiffcp + " '" + in + "' '" + strips + "'"), 0);
+        EXPECT_NE(CliStream(&GammaTransform, &gamma, strips.c_str(), out.c_str()), ERROR_NONE);
+        EXPECT_NE(access(out.c_str(), F_OK), 0);
+    }
+    std::vector<uint8_t> bytes = TestReadFile(in);
+    TestWriteFile(strips, std::vector<uint8_t>(bytes.begin(), bytes.end() - 100));
+    EXPECT_NE(CliStream(&GammaTransform, &gamma, strips.c_str(), out.c_str()), ERROR_NONE);
+    EXPECT_NE(access(out.c_str(), F_OK), 0);
 }
 
 TEST(CliAmount, TakesOnePercentageOrARangeFromZeroToHundred)

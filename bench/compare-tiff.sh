@@ -5,7 +5,8 @@
 #
 #   gamma --factor 1   a copy through the picture record   against tiffcp
 #   gamma --factor 2   a table lookup of every sample      against tiffcp
-#   profile            sRGB to Adobe RGB, perceptual       against tificc -t0 -e
+#   profile            sRGB to Adobe RGB, perceptual       against tificc -t0 -e, writing
+#                                                          the input's depth (-w8, -w16)
 #
 #   bench/compare-tiff.sh [BUILD_FOLDER] [RUNS] [BEFORE_CLI]      (RUNS 7 unless given)
 #
@@ -43,7 +44,7 @@ declare -A commands=(
     [gamma2]="$cli gamma --factor 2 @IN out-gamma2.tif"
     [tiffcp]="tiffcp @IN out-tiffcp.tif"
     [profile]="$cli profile --to $target --intent 0 @IN out-profile.tif"
-    [tificc]="tificc -t0 -e -o$target @IN out-tificc.tif"
+    [tificc]="tificc -t0 -e -w@BITS -o$target @IN out-tificc.tif"
 )
 pairs=(gamma1:tiffcp gamma2:tiffcp profile:tificc)
 if [ -n "$before" ]; then
@@ -61,6 +62,7 @@ measure() {
     local depth=$1 name command
     for name in "${names[@]}"; do
         command=${commands[$name]//@IN/photo$depth.tif}
+        command=${command//@BITS/$((depth / 3))}
         { time /usr/bin/time -o memory.txt -f '%M %R' $command >/dev/null 2>err.txt; } \
             2>time.txt || { echo "failed: $command" >&2; cat err.txt >&2; exit 1; }
         echo "$(cat time.txt) $(cat memory.txt)" >>"times-$depth-$name.txt"

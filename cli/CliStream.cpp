@@ -8,6 +8,8 @@
 // are the ones the whole-picture run writes: the same row functions on the same rows, the
 // same directory, the same order of rows. Whatever this road does not take, or any failure on
 // it, leaves no file behind and the caller takes the ordinary road, which says what is wrong.
+#include <cstring>
+
 #include "cli/CliCommon.h"
 #include "color/ProfileTransform.h"
 #include "core/Compute.h"
@@ -37,6 +39,7 @@ struct StreamBand {
     uint8_t *rows; // count rows of rowBytes, top first
     uint8_t *fileRows;
     uint8_t *bytes; // a binary row as bytes 0 and 255
+    int32_t direct; // 1: from the file's row to the file's row, in the file's order
     int64_t first;
     int32_t count;
     // A band of a turn: the destination rows of the view, from the source view.
@@ -53,8 +56,17 @@ static void StreamRowsWork(void *context)
     const Image *shape = band->shape;
     int64_t fileRowBytes = band->source->fileRowBytes;
     for (int r = 0; r < band->count; r++) {
+        const uint8_t *in = TiffRowSourceRow(band->source, band->first + r);
+        if (band->direct) {
+            uint8_t *out = band->fileRows + r * fileRowBytes;
+            if (band->pipe != nullptr)
+                RowPipeRun(band->pipe, in, out);
+            else
+                memcpy(out, in, (size_t)fileRowBytes);
+            continue;
+        }
         uint8_t *row = band->rows + (size_t)r * shape->rowBytes;
-        TiffRowSourceUnpack(band->source, TiffRowSourceRow(band->source, band->first + r), row);
+        TiffRowSourceUnpack(band->source, in, row);
         if (band->pipe != nullptr && shape->type == TYPE_BINARY) {
             // Row functions take binary pixels as bytes 0 and 255, as the row reader gives them.
             for (int x = 0; x < shape->width; x++)
@@ -115,6 +127,7 @@ static ErrorCode StreamRows(const TransformDescriptor *transform, void *settings
     int64_t fileRowBytes = source->fileRowBytes;
     int nothing =
         transform->changesNothing != nullptr && transform->changesNothing(settings, shape, 1);
+    int color = shape->type == TYPE_COLOR24 || shape->type == TYPE_COLOR48;
     int progress = 0;
 
     RowPipeReset(&pipe);
@@ -125,9 +138,17 @@ static ErrorCode StreamRows(const TransformDescriptor *transform, void *settings
         result = ERROR_NO_MEMORY;
         goto done;
     }
+    // Gray rows lie in the file as in a picture, and color ones go through as they lie for
+    // a transformation that takes them red first: straight from the mapping into the rows to
+    // write, without the two swaps of a picture's blue-first rows.
+    band.direct = shape->type == TYPE_GRAY8 || shape->type == TYPE_GRAY16 ||
+                  (color && transform->rows->redFirst);
     if (!nothing) {
-        result =
-            RowPipeOpen(transform->rows, shape, 1, settings, 1, 1, shape->width, 0, 0, 0, &pipe);
+        if (band.direct && color)
+            result = RowPipeOpenRedFirst(transform->rows, shape, settings, &pipe);
+        else
+            result = RowPipeOpen(transform->rows, shape, !band.direct, settings, 1, 1, shape->width,
+                                 0, 0, 0, &pipe);
         if (result != ERROR_NONE) goto done;
         // In place, so the rows keep their type; a transformation that changed it would have
         // had to say so by not being in place.

@@ -26,6 +26,10 @@
 static const cmsUInt32Number FORMAT_BGR_8 = TYPE_BGR_8;
 static const cmsUInt32Number FORMAT_BGR_16 =
     TYPE_BGR_16 | (std::endian::native == std::endian::big ? ENDIAN16_SH(1) : 0);
+// The same, red first, as the rows of a file lie.
+static const cmsUInt32Number FORMAT_RGB_8 = TYPE_RGB_8;
+static const cmsUInt32Number FORMAT_RGB_16 =
+    TYPE_RGB_16 | (std::endian::native == std::endian::big ? ENDIAN16_SH(1) : 0);
 
 static int IsColorType(int type)
 {
@@ -55,11 +59,22 @@ ErrorCode ProfileTransformMake(const uint8_t *sourceBytes, int sourceLength,
                                const uint8_t *targetBytes, int targetLength, int inputType,
                                int outputType, int intentIndex, void **transform)
 {
+    return ProfileTransformMakeOrdered(sourceBytes, sourceLength, targetBytes, targetLength,
+                                       inputType, outputType, intentIndex, 0, transform);
+}
+
+ErrorCode ProfileTransformMakeOrdered(const uint8_t *sourceBytes, int sourceLength,
+                                      const uint8_t *targetBytes, int targetLength, int inputType,
+                                      int outputType, int intentIndex, int redFirst,
+                                      void **transform)
+{
     ErrorCode result = ERROR_NONE;
     cmsHPROFILE source = nullptr;
     cmsHPROFILE target = nullptr;
-    cmsUInt32Number inputFormat = inputType == TYPE_COLOR48 ? FORMAT_BGR_16 : FORMAT_BGR_8;
-    cmsUInt32Number outputFormat = outputType == TYPE_COLOR48 ? FORMAT_BGR_16 : FORMAT_BGR_8;
+    cmsUInt32Number format8 = redFirst ? FORMAT_RGB_8 : FORMAT_BGR_8;
+    cmsUInt32Number format16 = redFirst ? FORMAT_RGB_16 : FORMAT_BGR_16;
+    cmsUInt32Number inputFormat = inputType == TYPE_COLOR48 ? format16 : format8;
+    cmsUInt32Number outputFormat = outputType == TYPE_COLOR48 ? format16 : format8;
     cmsUInt32Number flags = ColorIntentFlags(intentIndex);
 
     *transform = nullptr;

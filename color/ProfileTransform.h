@@ -24,6 +24,12 @@ ErrorCode ProfileTransformMake(const uint8_t *sourceBytes, int sourceLength,
                                const uint8_t *targetBytes, int targetLength, int inputType,
                                int outputType, int intentIndex, void **transform);
 
+// The same for rows whose pixels lie red first, as a file holds them, when redFirst is 1.
+ErrorCode ProfileTransformMakeOrdered(const uint8_t *sourceBytes, int sourceLength,
+                                      const uint8_t *targetBytes, int targetLength, int inputType,
+                                      int outputType, int intentIndex, int redFirst,
+                                      void **transform);
+
 // Transforms count pixels from in to out (which may be the same row).
 void ProfileTransformRow(void *transform, const uint8_t *in, uint8_t *out, int count);
 

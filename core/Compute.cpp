@@ -209,6 +209,14 @@ ErrorCode RowPipeOpen(const RowTransform *transform, const Image *source, int in
     return RowMixOpen(transform, source, inPlace, run, sourceX, sourceY, &pipe->mixing);
 }
 
+ErrorCode RowPipeOpenRedFirst(const RowTransform *transform, const Image *source,
+                              const void *params, RowPipe *pipe)
+{
+    assert(transform->redFirst);
+    pipe->run.redFirst = 1;
+    return RowPipeOpen(transform, source, 0, params, 1, 1, source->width, 0, 0, 0, pipe);
+}
+
 void RowPipeRun(RowPipe *pipe, const uint8_t *in, uint8_t *out)
 {
     RowMixing *mixing = &pipe->mixing;

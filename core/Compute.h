@@ -56,6 +56,7 @@ struct RowRun {
     int32_t width;       // pixels of a delivered row
     int32_t samples;     // samples of a delivered row: width, or 3 width for color
     int32_t firstBit;    // bit of the first column within the first byte of a binary row
+    int32_t redFirst;    // 1: color pixels lie red first (only for a RowTransform with redFirst)
     void *state;         // what setup made for this run (tables, a transform); cleanup frees
     // The row function setup chose: one delivered row (binary as bytes 0 and 255, 16-bit
     // samples as they are, even for an 8-bit preview) into one row of outputType.
@@ -88,6 +89,10 @@ struct RowTransform {
     // For a transformation with an Amount: how much of its effect each pixel takes (see
     // RowMix). Null for one that always applies fully.
     void (*mix)(const void *params, RowMix *mix);
+    // 1 when its rows may hold color pixels red first, as a file holds them (run->redFirst):
+    // a transformation that treats the three channels alike, or one whose setup tells its
+    // engine the order. vistel-cli then runs it on the rows of a file without swapping them.
+    int32_t redFirst = 0;
 };
 
 // Runs transform with the arguments of a compute function (see ComputeFunction): each row is
@@ -137,6 +142,9 @@ void RowPipeReset(RowPipe *pipe);
 ErrorCode RowPipeOpen(const RowTransform *transform, const Image *source, int inPlace,
                       const void *params, int full, int zoom, int w, int x0, int sourceX,
                       int sourceY, RowPipe *pipe);
+// The same for rows of color pixels that lie red first, for a transform with redFirst.
+ErrorCode RowPipeOpenRedFirst(const RowTransform *transform, const Image *source,
+                              const void *params, RowPipe *pipe);
 // One delivered row into one output row; in may be out when the pipe was opened in place.
 void RowPipeRun(RowPipe *pipe, const uint8_t *in, uint8_t *out);
 void RowPipeClose(RowPipe *pipe);

@@ -79,9 +79,10 @@ static ErrorCode ChangeProfileSetup(RowRun *run)
     if (settings->targetProfile == nullptr || settings->targetLength <= 0)
         return ERROR_TARGET_PROFILE_REQUIRED;
     run->row = ChangeProfileTransformRow;
-    return ProfileTransformMake(settings->sourceProfile, settings->sourceLength,
-                                settings->targetProfile, settings->targetLength, run->source->type,
-                                run->outputType, settings->intent, &run->state);
+    return ProfileTransformMakeOrdered(settings->sourceProfile, settings->sourceLength,
+                                       settings->targetProfile, settings->targetLength,
+                                       run->source->type, run->outputType, settings->intent,
+                                       run->redFirst, &run->state);
 }
 
 static void ChangeProfileCleanup(RowRun *run)
@@ -89,9 +90,14 @@ static void ChangeProfileCleanup(RowRun *run)
     ProfileTransformFree(&run->state);
 }
 
-static const RowTransform CHANGE_PROFILE_ROWS = {"Change Color Profile", 1,
-                                                 ChangeProfileOutput,    ChangeProfileSetup,
-                                                 ChangeProfileCleanup,   nullptr};
+// The engine is told the order of the channels, so rows red first go through as they are.
+static const RowTransform CHANGE_PROFILE_ROWS = {"Change Color Profile",
+                                                 1,
+                                                 ChangeProfileOutput,
+                                                 ChangeProfileSetup,
+                                                 ChangeProfileCleanup,
+                                                 nullptr,
+                                                 1};
 
 ErrorCode ChangeProfileCompute(const Image *source, Image *destination, Picture *picture,
                                void *params, int full, int destinationWidth, int destinationHeight,

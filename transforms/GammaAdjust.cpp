@@ -90,8 +90,9 @@ static void GammaMix(const void *params, RowMix *mix)
     AmountMix(&((const GammaSettings *)params)->amount, mix);
 }
 
-static const RowTransform GAMMA_ROWS = {"Gamma Adjust", 2,       nullptr, GammaSetup,
-                                        GammaCleanup,   GammaMix};
+// One table for every channel, so rows red first go through as they are.
+static const RowTransform GAMMA_ROWS = {"Gamma Adjust", 2,        nullptr, GammaSetup,
+                                        GammaCleanup,   GammaMix, 1};
 
 ErrorCode GammaCompute(const Image *source, Image *destination, Picture *picture, void *params,
                        int full, int destinationWidth, int destinationHeight, int sourceX,

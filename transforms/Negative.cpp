@@ -48,8 +48,9 @@ static ErrorCode NegativeSetup(RowRun *run)
     return ERROR_NONE;
 }
 
-static const RowTransform NEGATIVE_ROWS = {"Negative",    1,       NegativeOutput,
-                                           NegativeSetup, nullptr, nullptr};
+// Every sample alike, so rows red first go through as they are.
+static const RowTransform NEGATIVE_ROWS = {"Negative", 1, NegativeOutput, NegativeSetup, nullptr,
+                                           nullptr,    1};
 
 ErrorCode NegativeCompute(const Image *source, Image *destination, Picture *picture, void *params,
                           int full, int destinationWidth, int destinationHeight, int sourceX,

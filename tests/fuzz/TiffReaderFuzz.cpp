@@ -1,5 +1,6 @@
 // libFuzzer target for the TIFF reader: the probe, our own decoder (also on files the probe
-// refuses), the libtiff fallback and the LZW decoder on its own.
+// refuses), the libtiff fallback, the row source of vistel-cli's streaming (every row of a
+// file it takes) and the LZW decoder on its own.
 //
 // The LZW decoder gets the input directly, into an output of exactly the size its first two bytes
 // ask for, so that a write past the end meets AddressSanitizer at once.
@@ -23,6 +24,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size)
             DecodeTiffImage(handle, &image, 0, &damage);
             ImageFree(&image);
             FileClose(&handle);
+        }
+        TiffRowSource source;
+        if (TiffRowSourceOpen(path, &source) == ERROR_NONE) {
+            Image row;
+            ImageClear(&row);
+            if (ImageAlloc(&row, source.type, source.width, 1, 0.0) == ERROR_NONE) {
+                for (int64_t y = 0; y < source.height; y++)
+                    TiffRowSourceUnpack(&source, TiffRowSourceRow(&source, y), row.rows[0]);
+            }
+            ImageFree(&row);
+            TiffRowSourceClose(&source);
         }
     }
 

@@ -609,12 +609,15 @@ AVX2_TARGET static void BlendRun24Wide(uint8_t *const *rows, const int *columns,
         _mm_setr_epi8(-1, -1, -1, 0, 4, 8, -1, -1, -1, -1, -1, -1, -1, -1, -1, -1));
     const __m256i spreadAcross = _mm256_setr_epi32(0, 0, 0, 0, 2, 2, 2, 2);
     const __m256i spreadDown = _mm256_setr_epi32(1, 1, 1, 1, 3, 3, 3, 3);
-    const __m128i full = _mm_set1_epi32(255);
+    __m128i full = _mm_set1_epi32(255);
     // Every t + 127 here lies below 65535, where (t + 127) / 255 rounded down, which the
     // portable road works out as (u + 1 + (u >> 8)) >> 8, is also u * 0x8081 >> 23: the high
     // half of the product and a shift.
-    const __m256i bias = _mm256_set1_epi16(127), bias32 = _mm256_set1_epi32(127);
-    const __m256i reciprocal = _mm256_set1_epi16((short)0x8081);
+    __m256i reciprocal = _mm256_set1_epi16((short)0x8081);
+    __m256i bias = _mm256_set1_epi16(127), bias32 = _mm256_set1_epi32(127);
+    // Held in registers through the loop, which the compiler would otherwise make afresh in
+    // each turn from their values.
+    __asm__("" : "+x"(reciprocal), "+x"(bias), "+x"(bias32), "+x"(full));
     for (; k + 1 <= last; k += 2, out += 6) {
         int first = columns[k] >> 8, second = columns[k + 1] >> 8;
         if (first > pairColumns || second > pairColumns) {

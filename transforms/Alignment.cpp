@@ -559,41 +559,42 @@ static inline void SampleBetween(uint8_t *const *rows, int ix, int iy, int fx, i
 }
 
 #if defined(__SSE2__)
-// One 24-bit pixel of the short road from its position in 1/256ths: BlendPair24 where its
-// pair can be read as eight bytes (column at most pairColumns), else SampleBetween. With
-// spill, a fourth byte may be written over the next pixel's first. (x - (int)x) * 256 is
-// exact for x >= 0, so one conversion gave the column and its weight.
-static inline void BlendPixel24(uint8_t *const *rows, int column, int rowIndex, int pairColumns,
-                                int spill, uint8_t *out)
-{
-    int ix = column >> 8, iy = rowIndex >> 8;
-    int fx = column & 255, fy = rowIndex & 255;
-    if (ix > pairColumns) {
-        SampleBetween<uint8_t, 3>(rows, ix, iy, fx, fy, out);
-        return;
-    }
-    uint32_t pixel = BlendPair24(rows[iy] + (size_t)ix * 3, rows[iy + 1] + (size_t)ix * 3, fx, fy);
-    // Four bytes written where the next pixel's first byte follows in the row and will be
-    // written over in turn.
-    memcpy(out, &pixel, spill ? 4 : 3);
-}
-
 // The short road's 24-bit pixels k..last of a stretch, out at pixel k, from their positions
-// (columns, rowIndices); end is the first pixel of the stretch past the row's end.
-static void BlendRun24(uint8_t *const *rows, const int *columns, const int *rowIndices, int k,
-                       int last, int end, int pairColumns, uint8_t *out)
+// in 1/256ths (columns, rowIndices); end is the first pixel of the stretch past the row's end.
+// BlendPair24 where a pixel's pair can be read as eight bytes (column at most pairColumns),
+// else SampleBetween. Always inlined: each of AlignedRowOf's builds takes it in its own
+// instructions, as it took its loop before AVX2's road came beside it.
+[[gnu::always_inline]] static inline void BlendRun24(uint8_t *const *rows, const int *columns, const int *rowIndices,
+                              int k, int last, int end, int pairColumns, uint8_t *out)
 {
-    for (; k <= last; k++, out += 3)
-        BlendPixel24(rows, columns[k], rowIndices[k], pairColumns, k + 1 < end, out);
+    for (; k <= last; k++, out += 3) {
+        // (x - (int)x) * 256 is exact for x >= 0, so one conversion gave the column and its
+        // weight.
+        int ix = columns[k] >> 8, iy = rowIndices[k] >> 8;
+        int fx = columns[k] & 255, fy = rowIndices[k] & 255;
+        if (ix > pairColumns) {
+            SampleBetween<uint8_t, 3>(rows, ix, iy, fx, fy, out);
+            continue;
+        }
+        uint32_t pixel =
+            BlendPair24(rows[iy] + (size_t)ix * 3, rows[iy + 1] + (size_t)ix * 3, fx, fy);
+        // Four bytes written where the next pixel's first byte follows in the row and will
+        // be written over in turn.
+        if (k + 1 < end)
+            memcpy(out, &pixel, 4);
+        else
+            memcpy(out, &pixel, 3);
+    }
 }
 #endif
 
 #if defined(VISTEL_AVX2_PATHS)
-// BlendPair24 for two pixels at once, one in each half of the AVX2 registers (whose byte
-// shuffles, shifts, multiply-adds and packs all stay within their halves): the same lanes
-// and the same arithmetic, so the same bytes. Each half holds its pixel's lower pair's eight
-// bytes and then its upper pair's; one shuffle a row spreads them into 16-bit halves with
-// every channel's left and right samples side by side.
+// BlendRun24 two pixels at once, one in each half of the AVX2 registers (whose byte
+// shuffles, shifts, multiply-adds and packs all stay within their halves): BlendPair24's
+// lanes and arithmetic, so its bytes. Each half holds its pixel's lower pair's eight bytes
+// and then its upper pair's; one shuffle a row spreads them into 16-bit halves with every
+// channel's left and right samples side by side. A pair that cannot be read so and an odd
+// last pixel go to BlendRun24.
 AVX2_TARGET static void BlendRun24Wide(uint8_t *const *rows, const int *columns,
                                        const int *rowIndices, int k, int last, int end,
                                        int pairColumns, uint8_t *out)
@@ -621,9 +622,7 @@ AVX2_TARGET static void BlendRun24Wide(uint8_t *const *rows, const int *columns,
     for (; k + 1 <= last; k += 2, out += 6) {
         int first = columns[k] >> 8, second = columns[k + 1] >> 8;
         if (first > pairColumns || second > pairColumns) {
-            BlendPixel24(rows, columns[k], rowIndices[k], pairColumns, 1, out);
-            BlendPixel24(rows, columns[k + 1], rowIndices[k + 1], pairColumns, k + 2 < end,
-                         out + 3);
+            BlendRun24(rows, columns, rowIndices, k, k + 1, end, pairColumns, out);
             continue;
         }
         int firstRow = rowIndices[k] >> 8, secondRow = rowIndices[k + 1] >> 8;
@@ -662,7 +661,7 @@ AVX2_TARGET static void BlendRun24Wide(uint8_t *const *rows, const int *columns,
             memcpy(out, &six, 6);
         }
     }
-    if (k == last) BlendPixel24(rows, columns[k], rowIndices[k], pairColumns, k + 1 < end, out);
+    BlendRun24(rows, columns, rowIndices, k, last, end, pairColumns, out);
 }
 #endif
 

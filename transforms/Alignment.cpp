@@ -564,8 +564,9 @@ static inline void SampleBetween(uint8_t *const *rows, int ix, int iy, int fx, i
 // BlendPair24 where a pixel's pair can be read as eight bytes (column at most pairColumns),
 // else SampleBetween. Always inlined: each of AlignedRowOf's builds takes it in its own
 // instructions, as it took its loop before AVX2's road came beside it.
-[[gnu::always_inline]] static inline void BlendRun24(uint8_t *const *rows, const int *columns, const int *rowIndices,
-                              int k, int last, int end, int pairColumns, uint8_t *out)
+[[gnu::always_inline]] static inline void BlendRun24(uint8_t *const *rows, const int *columns,
+                                                     const int *rowIndices, int k, int last,
+                                                     int end, int pairColumns, uint8_t *out)
 {
     for (; k <= last; k++, out += 3) {
         // (x - (int)x) * 256 is exact for x >= 0, so one conversion gave the column and its
@@ -599,9 +600,10 @@ AVX2_TARGET static void BlendRun24Wide(uint8_t *const *rows, const int *columns,
                                        const int *rowIndices, int k, int last, int end,
                                        int pairColumns, uint8_t *out)
 {
-    const __m256i lowOrder = _mm256_setr_epi8(0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, 6, -1, 7,
-                                              -1, 0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, 6,
-                                              -1, 7, -1);
+    // A pair's bytes, left blue green red then right blue green red and two more, to 16-bit
+    // lanes: blue left and right, green, red, the two more. Eight further on, the upper pair.
+    const __m256i lowOrder = _mm256_broadcastsi128_si256(
+        _mm_setr_epi8(0, -1, 3, -1, 1, -1, 4, -1, 2, -1, 5, -1, 6, -1, 7, -1));
     const __m256i highOrder = _mm256_add_epi8(lowOrder, _mm256_set1_epi16(8));
     // The blended blue, green and red of the first pixel to bytes 0..2 and of the second,
     // from its own half, to bytes 3..5.
@@ -611,9 +613,9 @@ AVX2_TARGET static void BlendRun24Wide(uint8_t *const *rows, const int *columns,
     const __m256i spreadAcross = _mm256_setr_epi32(0, 0, 0, 0, 2, 2, 2, 2);
     const __m256i spreadDown = _mm256_setr_epi32(1, 1, 1, 1, 3, 3, 3, 3);
     __m128i full = _mm_set1_epi32(255);
-    // Every t + 127 here lies below 65535, where (t + 127) / 255 rounded down, which the
-    // portable road works out as (u + 1 + (u >> 8)) >> 8, is also u * 0x8081 >> 23: the high
-    // half of the product and a shift.
+    // Every sum here is at most 255 x 255, so u = sum + 127 lies below 65535, where u / 255
+    // rounded down, which the portable road works out as (u + 1 + (u >> 8)) >> 8, is also
+    // u * 0x8081 >> 23: the high half of the product and a shift.
     __m256i reciprocal = _mm256_set1_epi16((short)0x8081);
     __m256i bias = _mm256_set1_epi16(127), bias32 = _mm256_set1_epi32(127);
     // Held in registers through the loop, which the compiler would otherwise make afresh in
@@ -634,10 +636,10 @@ AVX2_TARGET static void BlendRun24Wide(uint8_t *const *rows, const int *columns,
             _mm_loadl_epi64((const __m128i *)(rows[secondRow + 1] + (size_t)second * 3)));
         __m256i both = _mm256_inserti128_si256(_mm256_castsi128_si256(a), b, 1);
         // fx and fy of both pixels, then their weight pairs w << 16 | (255 - w).
-        __m128i fractions = _mm_and_si128(
-            _mm_unpacklo_epi32(_mm_loadl_epi64((const __m128i *)(columns + k)),
-                               _mm_loadl_epi64((const __m128i *)(rowIndices + k))),
-            full);
+        __m128i fractions =
+            _mm_and_si128(_mm_unpacklo_epi32(_mm_loadl_epi64((const __m128i *)(columns + k)),
+                                             _mm_loadl_epi64((const __m128i *)(rowIndices + k))),
+                          full);
         __m256i weights = _mm256_castsi128_si256(
             _mm_or_si128(_mm_slli_epi32(fractions, 16), _mm_sub_epi32(full, fractions)));
         __m256i across = _mm256_permutevar8x32_epi32(weights, spreadAcross);
@@ -651,8 +653,8 @@ AVX2_TARGET static void BlendRun24Wide(uint8_t *const *rows, const int *columns,
         t = _mm256_add_epi32(_mm256_madd_epi16(between, down), bias32);
         __m256i blended = _mm256_srli_epi16(_mm256_mulhi_epu16(t, reciprocal), 7);
         blended = _mm256_shuffle_epi8(blended, gather);
-        __m128i pixels = _mm_or_si128(_mm256_castsi256_si128(blended),
-                                      _mm256_extracti128_si256(blended, 1));
+        __m128i pixels =
+            _mm_or_si128(_mm256_castsi256_si128(blended), _mm256_extracti128_si256(blended, 1));
         // Eight bytes where the next pixel follows in the row and will be written over.
         if (k + 2 < end) {
             _mm_storel_epi64((__m128i *)out, pixels);
@@ -676,7 +678,8 @@ AVX2_TARGET static int ShortRoadPositionsWide(int perspective, double a, double 
                                               double top, double *xs, double *ys, int *columns,
                                               int *rowIndices)
 {
-    const __m256d aLanes = _mm256_set1_pd(a), dLanes = _mm256_set1_pd(d), gLanes = _mm256_set1_pd(g);
+    const __m256d aLanes = _mm256_set1_pd(a), dLanes = _mm256_set1_pd(d),
+                  gLanes = _mm256_set1_pd(g);
     const __m256d rowXLanes = _mm256_set1_pd(rowX), rowYLanes = _mm256_set1_pd(rowY);
     const __m256d denominatorLanes = _mm256_set1_pd(rowDenominator), one = _mm256_set1_pd(1.0);
     const __m256d startLanes = _mm256_set1_pd(stretchX), stepLanes = _mm256_set1_pd(xStep);

@@ -1,11 +1,13 @@
 // The aligned overlay's rows: every row of a 6000 x 4000 overlay sampled through a 4-point
 // perspective that moves the corners inwards, beside an affine shift by a fraction of a pixel
 // (every sample bilinear, no divide) and the whole-pixel shift (every sample exact), at 8, 24
-// and 48 bits. The time a pixel is the row's cost beyond reading the picture.
+// and 48 bits, each by the processor's AVX2 road where it has one and by the portable road.
+// The time a pixel is the row's cost beyond reading the picture.
 #include <benchmark/benchmark.h>
 
 #include <vector>
 
+#include "core/CpuFeatures.h"
 #include "core/Image.h"
 #include "transforms/Alignment.h"
 
@@ -13,12 +15,17 @@ static const int BENCH_WIDTH = 6000;
 static const int BENCH_HEIGHT = 4000;
 
 // Arguments: the picture type, the alignment mode (ALIGN_SHIFT by a whole or, with
-// fraction 1, a part of a pixel; ALIGN_PERSPECTIVE).
+// fraction 1, a part of a pixel; ALIGN_PERSPECTIVE), and 1 for the AVX2 road (where the
+// processor has it), 0 for the portable one.
 static void BenchAlignedRow(benchmark::State &state)
 {
     int type = (int)state.range(0);
     int mode = (int)state.range(1);
     int fraction = (int)state.range(2);
+    if (state.range(3) && !CpuAvx2()) {
+        state.SkipWithError("no AVX2 on this processor");
+        return;
+    }
     Image overlay = {};
     if (ImageAlloc(&overlay, type, BENCH_WIDTH, BENCH_HEIGHT, 300.0) != ERROR_NONE) {
         state.SkipWithError("no memory");
@@ -45,6 +52,7 @@ static void BenchAlignedRow(benchmark::State &state)
         return;
     }
     std::vector<uint8_t> samples((size_t)overlay.rowBytes + 8), coverage(BENCH_WIDTH);
+    CpuAllowAvx2((int)state.range(3));
     for (auto _ : state)
         for (int row = 0; row < BENCH_HEIGHT; row++) {
             int first, last;
@@ -56,16 +64,18 @@ static void BenchAlignedRow(benchmark::State &state)
     state.counters["ns/pixel"] =
         benchmark::Counter((double)state.iterations() * BENCH_WIDTH * BENCH_HEIGHT,
                            benchmark::Counter::kIsRate | benchmark::Counter::kInvert);
+    CpuAllowAvx2(1);
     ImageFree(&overlay);
 }
 
 static void AlignedRowArguments(benchmark::internal::Benchmark *benchmark)
 {
-    for (int type : {TYPE_GRAY8, TYPE_COLOR24, TYPE_COLOR48}) {
-        benchmark->Args({type, ALIGN_SHIFT, 0});
-        benchmark->Args({type, ALIGN_SHIFT, 1});
-        benchmark->Args({type, ALIGN_PERSPECTIVE, 0});
-    }
+    for (int type : {TYPE_GRAY8, TYPE_COLOR24, TYPE_COLOR48})
+        for (int wide : {1, 0}) {
+            benchmark->Args({type, ALIGN_SHIFT, 0, wide});
+            benchmark->Args({type, ALIGN_SHIFT, 1, wide});
+            benchmark->Args({type, ALIGN_PERSPECTIVE, 0, wide});
+        }
 }
 
 BENCHMARK(BenchAlignedRow)

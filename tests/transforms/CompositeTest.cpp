@@ -7,7 +7,9 @@
 #include <cmath>
 #include <string>
 #include <sys/stat.h>
+#include <vector>
 
+#include "core/CpuFeatures.h"
 #include "files/TiffReader.h"
 #include "files/TiffWriter.h"
 #include "tests/transforms/PictureTestSupport.h"
@@ -383,6 +385,64 @@ TEST(Alignment, AlignedSamplesAreTheSamplersAtEveryDepth)
         EXPECT_GT(inside, 40);
         ImageFree(&overlay);
     }
+}
+
+// The processor's AVX2 road and the portable one give the same bytes, row by row, for a
+// perspective that reaches past the overlay's corners, an affine map and shifts by a part of
+// a pixel and by whole pixels, at every depth: the short road's ends, the fringe, the
+// pixels outside and the last column (whose pair of 24-bit pixels a row of 37 cannot read as
+// eight bytes) all come up.
+TEST(Alignment, AlignedRowsAreTheSameOnEitherRoad)
+{
+    TestStart();
+    if (!CpuAvx2()) GTEST_SKIP() << "no AVX2 on this processor: the portable road alone";
+    const double background[2][4] = {{0, 44, 0, 44}, {0, 0, 29, 29}};
+    const struct {
+        int mode;
+        double overlayX[4], overlayY[4];
+    } maps[] = {
+        {ALIGN_PERSPECTIVE, {-2.3, 38.6, 1.4, 35.2}, {1.1, -1.7, 24.2, 22.9}},
+        {ALIGN_AFFINE, {1.3, 33.9, -0.6, 0}, {-0.8, 2.2, 24.4, 0}},
+        // Whole steps in one direction land pixels exactly on the overlay's last column or
+        // row, which the short road must leave to the clamping sampler.
+        {ALIGN_SHIFT, {-3.37, 0, 0, 0}, {2.0, 0, 0, 0}},
+        {ALIGN_SHIFT, {-3.0, 0, 0, 0}, {0.61, 0, 0, 0}},
+        {ALIGN_SHIFT, {-3.0, 0, 0, 0}, {2.0, 0, 0, 0}},
+    };
+    const int types[] = {TYPE_COLOR24, TYPE_GRAY8, TYPE_GRAY16, TYPE_COLOR48};
+    const int count = 45;
+    for (const auto &test : maps)
+        for (int type : types) {
+            SCOPED_TRACE(ALIGN_MODE_LABELS[test.mode]);
+            SCOPED_TRACE(type);
+            AlignmentSettings settings;
+            AlignmentSettingsDefault(&settings);
+            settings.mode = test.mode;
+            AlignmentMap map;
+            ASSERT_EQ(ComputeAlignment(test.mode, AlignmentPairsFor(test.mode), background[0],
+                                       background[1], test.overlayX, test.overlayY, &map),
+                      0);
+            Image overlay;
+            PictureMake(&overlay, type, 37, 23, 5);
+            std::vector<uint8_t> rows[2];
+            for (int road = 0; road < 2; road++) {
+                CpuAllowAvx2(road == 0);
+                for (int y = -3; y < 29; y++) {
+                    uint8_t samples[count * 6], coverage[count];
+                    int ends[2];
+                    // What lies past the row's last pixel, either road must leave as it is.
+                    memset(samples, 0xA5, sizeof samples);
+                    AlignedOverlayRow(&overlay, &settings, &map, -2.5, 1.0, y, count, samples,
+                                      coverage, &ends[0], &ends[1]);
+                    rows[road].insert(rows[road].end(), samples, samples + sizeof samples);
+                    rows[road].insert(rows[road].end(), coverage, coverage + count);
+                    rows[road].insert(rows[road].end(), (uint8_t *)ends, (uint8_t *)(ends + 2));
+                }
+            }
+            CpuAllowAvx2(1);
+            EXPECT_EQ(rows[0], rows[1]);
+            ImageFree(&overlay);
+        }
 }
 
 TEST_F(Composite, RefineFindsAOnePixelShift)

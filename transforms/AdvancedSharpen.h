@@ -49,6 +49,7 @@ constexpr int SHARPEN_PLOT_LEFT = 6;
 constexpr int SHARPEN_PLOT_WIDTH = 256;
 constexpr int SHARPEN_HANDLE_SIZE = 7; // pixels from a handle's tip to its base
 constexpr int SHARPEN_HANDLE_GRAB = 4; // pixels either side of a handle that take it
+constexpr int SHARPEN_PROBE_BAND = 3;  // rows of the band that shows the range of probes
 
 // The stages, which are also the dialog's tabs.
 enum : int32_t {

@@ -265,6 +265,12 @@ static void HistogramDraw(DrawContext *context, const AdvancedSharpenParams *p)
     if (p->probeValue >= 0)
         PlatformDrawLine(context, HandleX(p->probeValue), 0, HandleX(p->probeValue), plot.bottom,
                          HISTOGRAM_PROBE);
+    // The range of the probes taken with Shift: a band along the top of the plot, in the
+    // marker's color, so that the values of a whole region show at once.
+    if (p->probeLow >= 0 && p->probeHigh >= p->probeLow)
+        for (int y = 0; y < SHARPEN_PROBE_BAND; y++)
+            PlatformDrawLine(context, HandleX(p->probeLow), y, HandleX(p->probeHigh) + 1, y,
+                             HISTOGRAM_PROBE);
     Rect frame = {plot.left - 1, -1, plot.right + 1, plot.bottom + 1};
     PlatformFrameRect(context, &frame, COLOR_CONTROL_DARK);
     int32_t *low, *high;

@@ -470,15 +470,7 @@ static void SharpenOptions(WindowHandle dialog, SharpenDialogState *state)
         {SHARPEN_MENU_EXPAND + 2, "&High Histogram Expansion", 1, p->histExpand == 2},
         {0, nullptr, 0},
     };
-    int x = 0, y = 0;
-    WindowHandle button = PlatformControl(dialog, SETTINGS_OPTIONS_BUTTON);
-    if (button != nullptr) {
-        Rect rect;
-        PlatformGetWindowRect(button, &rect);
-        x = rect.left;
-        y = rect.bottom;
-    }
-    int item = PlatformPopupMenu(dialog, items, x, y);
+    int item = SettingsOptionsPopup(dialog, items);
     switch (item) {
     case SETTINGS_OPTIONS_RESET:
         AdvancedSharpenReset(p);

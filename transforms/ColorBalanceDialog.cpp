@@ -488,15 +488,7 @@ static void BalanceOptions(WindowHandle dialog, ColorBalanceSettings *settings)
     for (int i = 0; i < BALANCE_PROBE_SIZES; i++)
         items[count++] = {BALANCE_MENU_PROBE + i, PROBE_LABELS[i], 1, settings->probeSize == i};
     items[count] = {0, nullptr, 0};
-    int x = 0, y = 0;
-    WindowHandle button = PlatformControl(dialog, SETTINGS_OPTIONS_BUTTON);
-    if (button != nullptr) {
-        Rect rect;
-        PlatformGetWindowRect(button, &rect);
-        x = rect.left;
-        y = rect.bottom;
-    }
-    int item = PlatformPopupMenu(dialog, items, x, y);
+    int item = SettingsOptionsPopup(dialog, items);
     switch (item) {
     case SETTINGS_OPTIONS_RESET: BalanceReset(dialog, settings); break;
     case BALANCE_MENU_FULL_RANGE:

@@ -605,15 +605,7 @@ static void CompositeOptions(WindowHandle dialog, CompositeDialogState *state)
         {COMPOSITE_MENU_LABELS, "&Label Alignment Points", 1, align->labelPoints != 0},
         {0, nullptr, 0},
     };
-    int x = 0, y = 0;
-    WindowHandle button = PlatformControl(dialog, SETTINGS_OPTIONS_BUTTON);
-    if (button != nullptr) {
-        Rect rect;
-        PlatformGetWindowRect(button, &rect);
-        x = rect.left;
-        y = rect.bottom;
-    }
-    int item = PlatformPopupMenu(dialog, items, x, y);
+    int item = SettingsOptionsPopup(dialog, items);
     if (item >= COMPOSITE_MENU_METHOD && item <= COMPOSITE_MENU_METHOD + WARP_GAUSSIAN) {
         align->method = item - COMPOSITE_MENU_METHOD;
         CompositeShow(dialog, state);

@@ -49,11 +49,8 @@ int SettingsOptionsButtonCreate(WindowHandle dialog, int x, int y)
     return x + width + metrics.margin;
 }
 
-int SettingsOptionsCommand(WindowHandle dialog, uintptr_t wParam, const SettingsOptions *options,
-                           void *settings)
+int SettingsOptionsPopup(WindowHandle dialog, const MenuItem *items)
 {
-    if ((int)(wParam & 0xffff) != SETTINGS_OPTIONS_BUTTON) return 0;
-    if ((wParam >> 16) != NOTIFY_CLICKED) return 1;
     // The menu opens under the button, where the eye already is.
     int x = 0;
     int y = 0;
@@ -64,7 +61,15 @@ int SettingsOptionsCommand(WindowHandle dialog, uintptr_t wParam, const Settings
         x = rect.left;
         y = rect.bottom;
     }
-    int item = PlatformPopupMenu(dialog, OPTIONS_MENU, x, y);
+    return PlatformPopupMenu(dialog, items, x, y);
+}
+
+int SettingsOptionsCommand(WindowHandle dialog, uintptr_t wParam, const SettingsOptions *options,
+                           void *settings)
+{
+    if ((int)(wParam & 0xffff) != SETTINGS_OPTIONS_BUTTON) return 0;
+    if ((wParam >> 16) != NOTIFY_CLICKED) return 1;
+    int item = SettingsOptionsPopup(dialog, OPTIONS_MENU);
     if (item != 0) SettingsOptionsRun(dialog, item, options, settings);
     return 1;
 }

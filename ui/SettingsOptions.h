@@ -73,6 +73,10 @@ ErrorCode SettingsOptionsClose(const SettingsOptions *options, const void *setti
 // one margin.
 int SettingsOptionsButtonCreate(WindowHandle dialog, int x, int y);
 
+// Pops items, a dialog's own Options menu, below its "Options" button; returns the chosen
+// item's id, 0 for none.
+int SettingsOptionsPopup(WindowHandle dialog, const MenuItem *items);
+
 // A dialog's MSG_COMMAND goes here: a click on the "Options" button pops the menu below the
 // button and runs the chosen item. Returns 1 when the command was that button's.
 int SettingsOptionsCommand(WindowHandle dialog, uintptr_t wParam, const SettingsOptions *options,

@@ -33,16 +33,15 @@ class ShellTest : public testing::Test {
     }
 };
 
-// ShellTest with a folder of its own for each test, since ctest runs them side by side, which
-// is also the settings folder; Write puts a text file in it and returns its path.
+// ShellTest with the test's own folder, which is also the settings folder; Write puts a text
+// file in it and returns its path.
 class ShellFolderTest : public ShellTest {
   protected:
     std::string folder;
     void SetUp() override
     {
         ShellTest::SetUp();
-        const testing::TestInfo *info = testing::UnitTest::GetInstance()->current_test_info();
-        folder = TestOutputFolder(std::string(info->test_suite_name()) + "." + info->name());
+        folder = TestCaseFolder();
         HeadlessSetSettingsFolder(folder.c_str());
     }
     std::string Write(const std::string &name, const std::string &text)

@@ -41,8 +41,7 @@ class TransformDialogs : public ShellTest {
     void SetUp() override
     {
         ShellTest::SetUp();
-        const testing::TestInfo *info = testing::UnitTest::GetInstance()->current_test_info();
-        folder = TestOutputFolder(std::string(info->test_suite_name()) + "." + info->name());
+        folder = TestCaseFolder();
         // Two profiles to choose from, and a scanner's that no pixels can be made for.
         TestRun("mkdir -p '" + folder + "/user' && cp '" + SYSTEM_ADOBE + "' '" + SYSTEM_BLUISH +
                 "' '" + folder + "/user/'");

@@ -23,8 +23,10 @@
 #                       the bits of a sample; a "DEPTH-NAME" in skips is left out
 #   compare_ratio LABEL OURS REFERENCE
 #                       one line of the table: the ratio of two files' median walls
-#   compare_walls DEPTH the table of median walls at a depth: each of names that ran, then
-#                       each pair "ours:reference" in ratios whose reference ran
+#   compare_walls TITLE DEPTH
+#                       an empty line, the title and the table of median walls at a depth:
+#                       each of names that ran, then each pair "ours:reference" in ratios
+#                       whose reference ran
 #   compare_both LABEL WIDTH OURS REFERENCE
 #                       the ratios of two commands' median walls and of their user + sys, the
 #                       label WIDTH wide
@@ -97,16 +99,18 @@ compare_ratio() {
 }
 
 compare_walls() {
-    local name pair ours reference
+    local depth=$2 name pair ours reference
+    echo
+    echo "$1"
     for name in "${names[@]}"; do
-        [ -s "times-$1-$name.txt" ] || continue
-        printf '  %-12s %7.3f\n' "$name" "$(median "times-$1-$name.txt" 1)"
+        [ -s "times-$depth-$name.txt" ] || continue
+        printf '  %-12s %7.3f\n' "$name" "$(median "times-$depth-$name.txt" 1)"
     done
     for pair in "${ratios[@]}"; do
         ours=${pair%%:*}
         reference=${pair#*:}
-        [ -s "times-$1-$reference.txt" ] || continue
-        compare_ratio "$ours / $reference" "times-$1-$ours.txt" "times-$1-$reference.txt"
+        [ -s "times-$depth-$reference.txt" ] || continue
+        compare_ratio "$ours / $reference" "times-$depth-$ours.txt" "times-$depth-$reference.txt"
     done
 }
 

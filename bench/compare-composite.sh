@@ -48,6 +48,4 @@ ratios=(blend:copy blend:tiffcp perspective:blend multiply:blend blend:vips blen
 compare_turns "$runs" 24
 
 echo "Medians of $runs runs taken in turn; 6000 x 4000 pixels, 24-bit uncompressed TIFF in $work"
-echo
-echo "wall seconds"
-compare_walls 24
+compare_walls "wall seconds" 24

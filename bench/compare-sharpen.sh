@@ -34,8 +34,4 @@ ratios=(sharpen:vips sharpen:magick all-stages:sharpen)
 compare_turns "$runs" 24 48
 
 echo "Medians of $runs runs taken in turn; 6000 x 4000 pixels, uncompressed TIFF in $work"
-for depth in 24 48; do
-    echo
-    echo "$depth-bit, wall seconds"
-    compare_walls $depth
-done
+for depth in 24 48; do compare_walls "$depth-bit, wall seconds" $depth; done

@@ -69,8 +69,4 @@ skips=(48-vips-maplut)
 compare_turns "$runs" 24 48
 
 echo "Medians of $runs runs taken in turn; 6000 x 4000 pixels, uncompressed TIFF in $work"
-for depth in 24 48; do
-    echo
-    echo "$depth-bit, wall seconds"
-    compare_walls $depth
-done
+for depth in 24 48; do compare_walls "$depth-bit, wall seconds" $depth; done

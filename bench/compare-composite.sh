@@ -20,13 +20,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . bench/compare-common.sh
-build=${1:-build}
-runs=${2:-7}
-cli=$(realpath "$build/vistel-cli")
-[ -x "$cli" ] || { echo "no $cli: build first (scripts/build.sh $build)" >&2; exit 1; }
-compare_work vistel-compare-composite
-
-compare_pictures
+compare_start vistel-compare-composite 7 "$@"
 # The overlay: the background mirrored, so that every pixel differs from the one under it.
 [ -s overlay24.tif ] || { convert photo24.tif -flop overlay24.ppm &&
     pnmtotiff -truecolor overlay24.ppm >overlay24.tif 2>/dev/null && rm -f overlay24.ppm; }
@@ -51,21 +45,7 @@ declare -A commands=(
 )
 ratios=(blend:copy blend:tiffcp perspective:blend multiply:blend blend:vips blend:magick)
 
-rm -f times-*.txt
-for ((run = 0; run < runs; run++)); do
-    for name in "${names[@]}"; do
-        compare_time "times-$name.txt" ${commands[$name]}
-    done
-done
+compare_turns "$runs" 24
 
 echo "Medians of $runs runs taken in turn; 6000 x 4000 pixels, 24-bit uncompressed TIFF in $work"
-echo
-echo "wall seconds"
-for name in "${names[@]}"; do
-    printf '  %-12s %7.3f\n' "$name" "$(median "times-$name.txt" 1)"
-done
-for pair in "${ratios[@]}"; do
-    ours=${pair%%:*}
-    reference=${pair#*:}
-    compare_ratio "$ours / $reference" "times-$ours.txt" "times-$reference.txt"
-done
+compare_walls "wall seconds" 24

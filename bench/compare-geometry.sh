@@ -22,13 +22,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . bench/compare-common.sh
-build=${1:-build}
-runs=${2:-7}
-cli=$(realpath "$build/vistel-cli")
-[ -x "$cli" ] || { echo "no $cli: build first (scripts/build.sh $build)" >&2; exit 1; }
-compare_work vistel-compare-geometry
-
-compare_pictures
+compare_start vistel-compare-geometry 7 "$@"
 # The picture to enlarge: the same, a quarter the size.
 if [ ! -s small48.tif ] || [ ! -s small24.tif ]; then
     convert photo48.tif -filter Box -resize 1500x1000 -depth 16 small48.ppm
@@ -55,19 +49,7 @@ declare -A commands=(
 # Each of our verbs and the peers it is compared with.
 groups=(rotate:vips-rot,tiffcrop reduce:vips-reduce,magick-reduce enlarge:vips-enlarge,gm-enlarge)
 
-# Runs every command once on a file, in turn, appending "wall user sys kilobytes" to one
-# file per command and depth.
-measure() {
-    local depth=$1 name command
-    for name in "${names[@]}"; do
-        command=${commands[$name]//@IN/photo$depth.tif}
-        command=${command//@SMALL/small$depth.tif}
-        compare_time "times-$depth-$name.txt" $command
-    done
-}
-
-compare_turns "$runs"
-
+compare_turns "$runs" 24 48
 
 echo "Medians of $runs runs taken in turn; 6000 x 4000 pixels, uncompressed TIFF in $work"
 for depth in 24 48; do
@@ -91,9 +73,7 @@ for depth in 24 48; do
                 fastest=$peer
             fi
         done
-        awk -v n="$ours / $fastest (fastest peer)" -v ow="$(median "times-$depth-$ours.txt" 1)" \
-            -v tw="$best" -v oc="$(median "times-$depth-$ours.txt" us)" \
-            -v tc="$(median "times-$depth-$fastest.txt" us)" \
-            'BEGIN { printf "  %-34s wall %5.2f   user + sys %5.2f\n", n, ow / tw, oc / tc }'
+        compare_both "$ours / $fastest (fastest peer)" 34 "times-$depth-$ours.txt" \
+            "times-$depth-$fastest.txt"
     done
 done

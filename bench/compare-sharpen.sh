@@ -17,13 +17,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . bench/compare-common.sh
-build=${1:-build}
-runs=${2:-5}
-cli=$(realpath "$build/vistel-cli")
-[ -x "$cli" ] || { echo "no $cli: build first (scripts/build.sh $build)" >&2; exit 1; }
-compare_work vistel-compare-sharpen
-
-compare_pictures
+compare_start vistel-compare-sharpen 5 "$@"
 
 printf 'AdvancedSharpen 1.0\r\nsharpenradius 2.0000\r\nsharpenamt 1.0000\r\nsharpenthresh 0 0\r\nend\r\n' >sharpen.as
 printf 'AdvancedSharpen 1.0\r\nblurradius 1.0000\r\nbluramt 0.5000\r\nblurthresh 0 20\r\nspeckradius 2\r\nspeckthresh 40\r\nspeckdiffthresh 215\r\nremovewhitespecks 1\r\nremoveblackspecks 1\r\nsharpenradius 2.0000\r\nsharpenamt 1.0000\r\nsharpenthresh 0 0\r\nend\r\n' >all.as
@@ -37,26 +31,7 @@ declare -A commands=(
 )
 ratios=(sharpen:vips sharpen:magick all-stages:sharpen)
 
-measure() {
-    local depth=$1 name command
-    for name in "${names[@]}"; do
-        command=${commands[$name]//@IN/photo$depth.tif}
-        compare_time "times-$depth-$name.txt" $command
-    done
-}
-
-compare_turns "$runs"
+compare_turns "$runs" 24 48
 
 echo "Medians of $runs runs taken in turn; 6000 x 4000 pixels, uncompressed TIFF in $work"
-for depth in 24 48; do
-    echo
-    echo "$depth-bit, wall seconds"
-    for name in "${names[@]}"; do
-        [ -s "times-$depth-$name.txt" ] && printf '  %-12s %7.3f\n' "$name" "$(median "times-$depth-$name.txt" 1)"
-    done
-    for pair in "${ratios[@]}"; do
-        ours=${pair%%:*}
-        reference=${pair#*:}
-        compare_ratio "$ours / $reference" "times-$depth-$ours.txt" "times-$depth-$reference.txt"
-    done
-done
+for depth in 24 48; do compare_walls "$depth-bit, wall seconds" $depth; done

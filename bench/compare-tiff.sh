@@ -22,10 +22,6 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . bench/compare-common.sh
-build=${1:-build}
-runs=${2:-7}
-cli=$(realpath "$build/vistel-cli")
-[ -x "$cli" ] || { echo "no $cli: build first (scripts/build.sh $build)" >&2; exit 1; }
 before=
 if [ -n "${3:-}" ]; then
     before=$(realpath "$3")
@@ -33,9 +29,7 @@ if [ -n "${3:-}" ]; then
 fi
 target=/usr/share/color/icc/compatibleWithAdobeRGB1998.icc
 [ -s "$target" ] || { echo "no $target: run scripts/install-deps.sh" >&2; exit 1; }
-compare_work vistel-compare-tiff
-
-compare_pictures
+compare_start vistel-compare-tiff 7 "$@"
 
 # The commands, by name; "@IN" stands for the input file.
 names=(gamma1 gamma2 tiffcp profile tificc)
@@ -56,25 +50,7 @@ if [ -n "$before" ]; then
            profile-before:tificc)
 fi
 
-# Runs every command once on a file, in turn, appending "wall user sys kilobytes faults" to
-# one line file per command and depth.
-measure() {
-    local depth=$1 name command
-    for name in "${names[@]}"; do
-        command=${commands[$name]//@IN/photo$depth.tif}
-        command=${command//@BITS/$((depth / 3))}
-        { time /usr/bin/time -o memory.txt -f '%M %R' $command >/dev/null 2>err.txt; } \
-            2>time.txt || { echo "failed: $command" >&2; cat err.txt >&2; exit 1; }
-        echo "$(cat time.txt) $(cat memory.txt)" >>"times-$depth-$name.txt"
-    done
-}
-
-TIMEFORMAT='%3R %3U %3S'
-rm -f times-*.txt
-for ((run = 0; run < runs; run++)); do
-    measure 24
-    measure 48
-done
+compare_turns "$runs" 24 48
 
 # The smallest and largest system time of a file, as "min-max".
 spread() {
@@ -94,10 +70,6 @@ for depth in 24 48; do
     for pair in "${pairs[@]}"; do
         ours=${pair%:*}
         theirs=${pair#*:}
-        awk -v n="$ours / $theirs" -v ow="$(median "times-$depth-$ours.txt" 1)" \
-            -v tw="$(median "times-$depth-$theirs.txt" 1)" \
-            -v oc="$(median "times-$depth-$ours.txt" us)" \
-            -v tc="$(median "times-$depth-$theirs.txt" us)" \
-            'BEGIN { printf "  %-25s wall %5.2f   user + sys %5.2f\n", n, ow / tw, oc / tc }'
+        compare_both "$ours / $theirs" 25 "times-$depth-$ours.txt" "times-$depth-$theirs.txt"
     done
 done

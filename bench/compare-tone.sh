@@ -17,13 +17,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . bench/compare-common.sh
-build=${1:-build}
-runs=${2:-7}
-cli=$(realpath "$build/vistel-cli")
-[ -x "$cli" ] || { echo "no $cli: build first (scripts/build.sh $build)" >&2; exit 1; }
-compare_work vistel-compare-tone
-
-compare_pictures
+compare_start vistel-compare-tone 7 "$@"
 
 # The settings files, and the curve's own table as a 256 x 1 picture for vips: the levels
 # 0..255 put through Brightness Curve.
@@ -69,31 +63,10 @@ declare -A commands=(
     [vips-maplut]="env VIPS_CONCURRENCY=1 vips maplut @IN out-vips-maplut.tif lut.tif"
 )
 ratios=(brightness:gamma curves-rgb:gamma curves-hsv:gamma balance:gamma correct:gamma brightness:vips-maplut)
+# vips takes the 8-bit table for 8-bit pictures only.
+skips=(48-vips-maplut)
 
-measure() {
-    local depth=$1 name command
-    for name in "${names[@]}"; do
-        # vips takes the 8-bit table for 8-bit pictures only.
-        [ "$name" = vips-maplut ] && [ "$depth" = 48 ] && continue
-        command=${commands[$name]//@IN/photo$depth.tif}
-        compare_time "times-$depth-$name.txt" $command
-    done
-}
-
-compare_turns "$runs"
-
+compare_turns "$runs" 24 48
 
 echo "Medians of $runs runs taken in turn; 6000 x 4000 pixels, uncompressed TIFF in $work"
-for depth in 24 48; do
-    echo
-    echo "$depth-bit, wall seconds"
-    for name in "${names[@]}"; do
-        [ -s "times-$depth-$name.txt" ] && printf '  %-12s %7.3f\n' "$name" "$(median "times-$depth-$name.txt" 1)"
-    done
-    for pair in "${ratios[@]}"; do
-        ours=${pair%%:*}
-        reference=${pair#*:}
-        [ -s "times-$depth-$reference.txt" ] || continue
-        compare_ratio "$ours / $reference" "times-$depth-$ours.txt" "times-$depth-$reference.txt"
-    done
-done
+for depth in 24 48; do compare_walls "$depth-bit, wall seconds" $depth; done

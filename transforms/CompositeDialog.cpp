@@ -9,7 +9,6 @@
 #include <cstring>
 
 #include "core/FormatString.h"
-#include "core/Memory.h"
 #include "core/Text.h"
 #include "masks/AmountControl.h"
 #include "transforms/Composite.h"
@@ -330,21 +329,10 @@ static MessageResult OverlayControlProcedure(WindowHandle window, uint32_t messa
     CompositeOverlayControl *record =
         (CompositeOverlayControl *)ControlRecord(window, CUSTOM_COMPOSITE_OVERLAY);
     if (record == nullptr) return PlatformDefaultProcedure(window, message, wParam, lParam);
-    switch (message) {
-    case MSG_DESTROY:
-        ClearInUse(window, nullptr);
-        MemoryFree(record);
-        PlatformSetWindowWord(window, WORD_POINTER, 0);
-        return 0;
-    case MSG_PAINT: OverlayControlDraw(window, (DrawContext *)wParam, record); return 0;
-    case MSG_LBUTTON_DOWN: OverlayControlPress(window, record); return 0;
-    case MSG_KEY_DOWN:
-        // From the keyboard as a drop-down list opens.
-        if (wParam == KEY_DOWN) OverlayControlPress(window, record);
-        return 0;
-    case MSG_CHAR:
-        if (wParam == ' ') OverlayControlPress(window, record);
-        return 0;
+    switch (DropDownMessage(window, message, wParam, record)) {
+    case DROP_DOWN_PAINT: OverlayControlDraw(window, (DrawContext *)wParam, record); return 0;
+    case DROP_DOWN_PRESS: OverlayControlPress(window, record); return 0;
+    case DROP_DOWN_DONE: return 0;
     default: return PlatformDefaultProcedure(window, message, wParam, lParam);
     }
 }

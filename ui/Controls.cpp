@@ -213,6 +213,23 @@ static void TextFit(const char *text, int width, char *fitted, int capacity)
 // items of its last pop-up (the headless one does, for tests to read).
 static char ListLabels[CHOOSER_LIST_MAX][LIST_LABEL_BYTES];
 
+int DropDownMessage(WindowHandle window, uint32_t message, uintptr_t wParam, void *record)
+{
+    switch (message) {
+    case MSG_DESTROY:
+        ClearInUse(window, nullptr);
+        MemoryFree(record);
+        PlatformSetWindowWord(window, WORD_POINTER, 0);
+        return DROP_DOWN_DONE;
+    case MSG_PAINT: return DROP_DOWN_PAINT;
+    case MSG_LBUTTON_DOWN: return DROP_DOWN_PRESS;
+    // From the keyboard the list opens as a drop-down list's does.
+    case MSG_KEY_DOWN: return wParam == KEY_DOWN ? DROP_DOWN_PRESS : DROP_DOWN_DONE;
+    case MSG_CHAR: return wParam == ' ' ? DROP_DOWN_PRESS : DROP_DOWN_DONE;
+    default: return DROP_DOWN_OTHER;
+    }
+}
+
 int ControlListChoose(WindowHandle control, const char *first, const WindowHandle *windows,
                       int count)
 {
@@ -503,28 +520,18 @@ static MessageResult ChooserProcedure(WindowHandle window, uint32_t message, uin
     if (message == MSG_CREATE) return ControlRecordCreate(window, lParam, sizeof(InputChooser));
     InputChooser *record = (InputChooser *)ControlRecord(window, CUSTOM_INPUT_CHOOSER);
     if (record == nullptr) return PlatformDefaultProcedure(window, message, wParam, lParam);
-    switch (message) {
-    case MSG_DESTROY:
-        ClearInUse(window, nullptr);
-        MemoryFree(record);
-        PlatformSetWindowWord(window, WORD_POINTER, 0);
-        return 0;
-    case MSG_PAINT: ChooserDraw(window, (DrawContext *)wParam, record); return 0;
-    case MSG_LBUTTON_DOWN: ChooserPress(window, record); return 0;
-    case MSG_KEY_DOWN:
-        // From the keyboard the list opens as a drop-down list's does.
-        if (wParam == KEY_DOWN) ChooserPress(window, record);
-        return 0;
-    case MSG_CHAR:
-        if (wParam == ' ') ChooserPress(window, record);
-        return 0;
-    case MSG_INPUT_CHANGED:
+    switch (DropDownMessage(window, message, wParam, record)) {
+    case DROP_DOWN_PAINT: ChooserDraw(window, (DrawContext *)wParam, record); return 0;
+    case DROP_DOWN_PRESS: ChooserPress(window, record); return 0;
+    case DROP_DOWN_DONE: return 0;
+    }
+    if (message == MSG_INPUT_CHANGED) {
         // The chosen picture changed (its zoom, and so its title, perhaps). The dialog holds
         // a mark of its own on its input and hears of the change itself.
         PlatformInvalidate(window, nullptr);
         return 0;
-    default: return PlatformDefaultProcedure(window, message, wParam, lParam);
     }
+    return PlatformDefaultProcedure(window, message, wParam, lParam);
 }
 
 WindowHandle InputChooserCreate(WindowHandle parent, int id, const Rect *rect, WindowHandle input,

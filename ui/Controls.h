@@ -121,6 +121,14 @@ WindowHandle ControlMake(WindowHandle parent, int id, const Rect *rect, int kind
 // -1 (the window is refused) when the record cannot be allocated.
 MessageResult ControlRecordCreate(WindowHandle window, intptr_t lParam, size_t bytes);
 
+// What a control opened like a drop-down list (the chooser, and others like it) does with a
+// message. MSG_DESTROY is done here: the control's mark in the in-use list is cleared and its
+// record freed. The caller draws at DROP_DOWN_PAINT and opens its list at DROP_DOWN_PRESS,
+// which a mouse press, Down and Space make; DROP_DOWN_DONE leaves nothing to do (other keys),
+// DROP_DOWN_OTHER is any other message.
+enum : int { DROP_DOWN_OTHER, DROP_DOWN_DONE, DROP_DOWN_PAINT, DROP_DOWN_PRESS };
+int DropDownMessage(WindowHandle window, uint32_t message, uintptr_t wParam, void *record);
+
 // Offers first (when not null) and the titles of windows in a pop-up menu under the control
 // at its bottom left. Returns -1 for first, the index of a window, or -2 when nothing was
 // chosen. Item ids are 1 for first and 2 + index for the windows when first is given, else

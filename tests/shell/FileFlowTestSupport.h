@@ -33,8 +33,7 @@ class ShellFilesTest : public testing::Test {
     void SetUp() override
     {
         TestStart();
-        const testing::TestInfo *info = testing::UnitTest::GetInstance()->current_test_info();
-        folder = TestOutputFolder(std::string(info->test_suite_name()) + "." + info->name());
+        folder = TestCaseFolder();
         HeadlessSetSettingsFile((folder + "/store.txt").c_str());
         PreferencesDefault(&Prefs);
         SavedStateDefault(&Saved);

@@ -11,11 +11,14 @@
 
 #include "core/Errors.h"
 #include "core/Image.h"
+#include "files/TiffReader.h"
 #include "platform/headless/Headless.h"
+#include "shell/FileFlow.h"
 #include "shell/Shell.h"
 #include "tests/support/TestSupport.h"
 #include "ui/ImageWindow.h"
 #include "ui/ImageWindows.h"
+#include "ui/Transform.h"
 
 // Every test starts the program as the editor does and shuts it down at the end, so that
 // no picture of one test survives into the next.
@@ -33,16 +36,15 @@ class ShellTest : public testing::Test {
     }
 };
 
-// ShellTest with a folder of its own for each test, since ctest runs them side by side, which
-// is also the settings folder; Write puts a text file in it and returns its path.
+// ShellTest with the test's own folder, which is also the settings folder; Write puts a text
+// file in it and returns its path.
 class ShellFolderTest : public ShellTest {
   protected:
     std::string folder;
     void SetUp() override
     {
         ShellTest::SetUp();
-        const testing::TestInfo *info = testing::UnitTest::GetInstance()->current_test_info();
-        folder = TestOutputFolder(std::string(info->test_suite_name()) + "." + info->name());
+        folder = TestCaseFolder();
         HeadlessSetSettingsFolder(folder.c_str());
     }
     std::string Write(const std::string &name, const std::string &text)
@@ -67,6 +69,34 @@ inline WindowHandle MakePicture(int type, int width, int height, int seed = 1,
     ImageWindowLayout(window);
     PlatformActivateWindow(window);
     return window;
+}
+
+// A color plasma fractal of width by height from seed, at depth bits a sample, written by
+// ImageMagick as the uncompressed TIFF path and opened as the editor opens a file; null when
+// either failed.
+inline WindowHandle OpenPlasmaTiff(const std::string &path, int width, int height, int seed,
+                                   int depth)
+{
+    WindowHandle window = nullptr;
+    int made = TestRun("convert -size " + std::to_string(width) + "x" + std::to_string(height) +
+                       " plasma:fractal -seed " + std::to_string(seed) + " -depth " +
+                       std::to_string(depth) + " -type TrueColor -compress none '" + path + "'");
+    EXPECT_EQ(made, 0);
+    if (made != 0) return nullptr;
+    EXPECT_EQ(OpenImageFile(path.c_str(), -1, &window), ERROR_NONE);
+    return window;
+}
+
+// vistel-cli with arguments run on in, writing out, which is read back into cli (the caller
+// frees it): its pixels are those of the last Apply's window.
+inline void ExpectCliEqualsLastOutput(const std::string &arguments, const std::string &in,
+                                      const std::string &out, Image *cli)
+{
+    ImageClear(cli);
+    ASSERT_NE(LastOutput, nullptr);
+    ASSERT_EQ(TestRun(TestCliPath() + " " + arguments + " '" + in + "' '" + out + "'"), 0);
+    ASSERT_EQ(ReadTiffFile(out.c_str(), cli, 0, nullptr), ERROR_NONE);
+    ExpectImagesNear(*cli, WindowRecord(LastOutput)->picture.image, 0);
 }
 
 // The title a window shows.

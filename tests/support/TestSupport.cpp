@@ -30,6 +30,12 @@ std::string TestOutputFolder(const std::string &name)
     return folder;
 }
 
+std::string TestCaseFolder(void)
+{
+    const testing::TestInfo *info = testing::UnitTest::GetInstance()->current_test_info();
+    return TestOutputFolder(std::string(info->test_suite_name()) + "." + info->name());
+}
+
 std::string TestCliPath(void)
 {
     return VISTEL_CLI_PATH;

@@ -18,6 +18,10 @@ std::string TestDataPath(const std::string &name);
 // A fresh folder under the build's test-output for this test, emptied first.
 std::string TestOutputFolder(const std::string &name);
 
+// TestOutputFolder of the running test, "Suite.Test", so that tests run side by side by ctest
+// keep apart.
+std::string TestCaseFolder(void);
+
 // Fills a picture of any type with a pattern that differs in every sample, from seed.
 void TestFillPattern(Image *image, int seed);
 

@@ -156,23 +156,16 @@ TEST_F(AdvancedSharpenDialogs, ApplyInTheEditorEqualsTheCommandLine)
     for (int depth : {8, 16}) {
         SCOPED_TRACE(depth);
         std::string in = folder + "/in" + std::to_string(depth) + ".tif";
-        ASSERT_EQ(TestRun("convert -size 57x41 plasma:fractal -seed 11 -depth " +
-                          std::to_string(depth) + " -type TrueColor -compress none '" + in + "'"),
-                  0);
-        WindowHandle input = nullptr;
-        ASSERT_EQ(OpenImageFile(in.c_str(), -1, &input), ERROR_NONE);
+        WindowHandle input = OpenPlasmaTiff(in, 57, 41, 11, depth);
+        ASSERT_NE(input, nullptr);
         ASSERT_EQ(TransformDialogOpen(&AdvancedSharpenDialog, input), ERROR_NONE);
         Options(SETTINGS_OPTIONS_LOAD, settings);
         EXPECT_EQ(Params()->sharpenThresholdHigh, 9);
         HeadlessClick(DialogWindow, BUTTON_OK);
-        ASSERT_NE(LastOutput, nullptr);
-        std::string out = folder + "/out.tif";
-        ASSERT_EQ(TestRun(TestCliPath() + " sharpen '" + settings + "' '" + in + "' '" + out + "'"),
-                  0);
-        Image cli = {};
-        ASSERT_EQ(ReadTiffFile(out.c_str(), &cli, 0, nullptr), ERROR_NONE);
+        Image cli;
+        ASSERT_NO_FATAL_FAILURE(
+            ExpectCliEqualsLastOutput("sharpen '" + settings + "'", in, folder + "/out.tif", &cli));
         EXPECT_EQ(cli.type, depth == 16 ? TYPE_COLOR48 : TYPE_COLOR24);
-        ExpectImagesNear(cli, WindowRecord(LastOutput)->picture.image, 0);
         // And it did something.
         const Image &original = WindowRecord(input)->picture.image;
         int differ = 0;

@@ -287,11 +287,8 @@ TEST_F(ColorBalanceDialogs, ApplyInTheEditorEqualsTheCommandLine)
     for (int depth : {8, 16}) {
         SCOPED_TRACE(depth);
         std::string in = folder + "/in" + std::to_string(depth) + ".tif";
-        ASSERT_EQ(TestRun("convert -size 57x41 plasma:fractal -seed 11 -depth " +
-                          std::to_string(depth) + " -type TrueColor -compress none '" + in + "'"),
-                  0);
-        WindowHandle input = nullptr;
-        ASSERT_EQ(OpenImageFile(in.c_str(), -1, &input), ERROR_NONE);
+        WindowHandle input = OpenPlasmaTiff(in, 57, 41, 11, depth);
+        ASSERT_NE(input, nullptr);
         for (int percent : {100, 50}) {
             SCOPED_TRACE(percent);
             ASSERT_EQ(TransformDialogOpen(&ColorBalanceDialog, input), ERROR_NONE);
@@ -303,15 +300,11 @@ TEST_F(ColorBalanceDialogs, ApplyInTheEditorEqualsTheCommandLine)
             AmountSet(amount, &setting);
             PlatformSendMessage(DialogWindow, MSG_AMOUNT_CHANGED, COLOR_BALANCE_AMOUNT, 0);
             HeadlessClick(DialogWindow, BUTTON_OK);
-            ASSERT_NE(LastOutput, nullptr);
-            std::string out = folder + "/out.tif";
-            ASSERT_EQ(TestRun(TestCliPath() + " color-balance --amount " + std::to_string(percent) +
-                              " '" + cast + "' '" + in + "' '" + out + "'"),
-                      0);
-            Image cli = {};
-            ASSERT_EQ(ReadTiffFile(out.c_str(), &cli, 0, nullptr), ERROR_NONE);
+            Image cli;
+            ASSERT_NO_FATAL_FAILURE(ExpectCliEqualsLastOutput(
+                "color-balance --amount " + std::to_string(percent) + " '" + cast + "'", in,
+                folder + "/out.tif", &cli));
             EXPECT_EQ(cli.type, depth == 16 ? TYPE_COLOR48 : TYPE_COLOR24);
-            ExpectImagesNear(cli, WindowRecord(LastOutput)->picture.image, 0);
             ImageFree(&cli);
         }
     }

@@ -279,8 +279,7 @@ class ColorBalanceFile : public ::testing::Test {
     void SetUp() override
     {
         TestStart();
-        const testing::TestInfo *info = testing::UnitTest::GetInstance()->current_test_info();
-        folder = TestOutputFolder(std::string("ColorBalanceFile.") + info->name());
+        folder = TestCaseFolder();
     }
     ErrorCode Load(const std::string &text, ColorBalanceSettings *settings)
     {

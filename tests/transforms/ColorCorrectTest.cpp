@@ -249,9 +249,7 @@ TEST(ColorCorrect, APreviewOfTheInfluenceComputesWhereNothingMoves)
 
 static std::string WriteText(const std::string &name, const std::string &text)
 {
-    // Each test in a folder of its own: ctest runs them side by side.
-    const testing::TestInfo *info = testing::UnitTest::GetInstance()->current_test_info();
-    std::string path = TestOutputFolder(std::string("ColorCorrect.") + info->name()) + "/" + name;
+    std::string path = TestCaseFolder() + "/" + name;
     TestWriteFile(path, std::vector<uint8_t>(text.begin(), text.end()));
     return path;
 }

@@ -26,9 +26,7 @@ class CompositeDialogs : public ShellTest {
     void SetUp() override
     {
         ShellTest::SetUp();
-        const testing::TestInfo *info = testing::UnitTest::GetInstance()->current_test_info();
-        HeadlessSetSettingsFolder(
-            TestOutputFolder(std::string("CompositeDialogs.") + info->name()).c_str());
+        HeadlessSetSettingsFolder(TestCaseFolder().c_str());
         overlay = MakePicture(TYPE_GRAY8, 40, 30, 7);
         background = MakePicture(TYPE_COLOR24, 40, 30, 3);
     }

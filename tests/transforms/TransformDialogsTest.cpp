@@ -41,8 +41,7 @@ class TransformDialogs : public ShellTest {
     void SetUp() override
     {
         ShellTest::SetUp();
-        const testing::TestInfo *info = testing::UnitTest::GetInstance()->current_test_info();
-        folder = TestOutputFolder(std::string(info->test_suite_name()) + "." + info->name());
+        folder = TestCaseFolder();
         // Two profiles to choose from, and a scanner's that no pixels can be made for.
         TestRun("mkdir -p '" + folder + "/user' && cp '" + SYSTEM_ADOBE + "' '" + SYSTEM_BLUISH +
                 "' '" + folder + "/user/'");
@@ -384,12 +383,7 @@ TEST_F(TransformDialogs, ChangeColorProfileConvertsAndGivesTheResultItsTarget)
 TEST_F(TransformDialogs, ApplyInTheEditorEqualsTheCommandLine)
 {
     std::string in = folder + "/in.tif";
-    ASSERT_EQ(TestRun("convert -size 97x61 plasma:fractal -seed 7 -depth 16 -type TrueColor "
-                      "-compress none '" +
-                      in + "'"),
-              0);
-    WindowHandle input = nullptr;
-    ASSERT_EQ(OpenImageFile(in.c_str(), -1, &input), ERROR_NONE);
+    WindowHandle input = OpenPlasmaTiff(in, 97, 61, 7, 16);
     ASSERT_NE(input, nullptr);
 
     // The factor of the slider's position, with every digit a double holds.
@@ -473,12 +467,9 @@ TEST_F(TransformDialogs, ApplyInTheEditorEqualsTheCommandLine)
         c.drive(this, input);
         ASSERT_NE(DialogWindow, nullptr);
         HeadlessClick(DialogWindow, BUTTON_OK);
-        ASSERT_NE(LastOutput, nullptr);
-        std::string out = folder + "/" + c.name + ".tif";
-        ASSERT_EQ(TestRun(TestCliPath() + " " + c.arguments + " '" + in + "' '" + out + "'"), 0);
-        Image cli = {};
-        ASSERT_EQ(ReadTiffFile(out.c_str(), &cli, 0, nullptr), ERROR_NONE);
-        ExpectImagesNear(cli, WindowRecord(LastOutput)->picture.image, 0);
+        Image cli;
+        ASSERT_NO_FATAL_FAILURE(
+            ExpectCliEqualsLastOutput(c.arguments, in, folder + "/" + c.name + ".tif", &cli));
         ImageFree(&cli);
     }
 }

@@ -1206,8 +1206,12 @@ ErrorCode TiffRowSourceOpen(const char *path, TiffRowSource *source)
     source->fileSize = state.fileSize;
     source->rowsPerStrip = state.rowsPerStrip;
     source->singleOffset = state.singleOffset;
-    source->offsets = state.offsets; // the source's now
-    state.offsets = nullptr;
+    // A table from an earlier StripOffsets entry stays unused when a later one gave a single
+    // offset, as the decoder leaves it.
+    if (state.stripCount > 1) {
+        source->offsets = state.offsets; // the source's now
+        state.offsets = nullptr;
+    }
 done:
     MemoryFree(state.offsets);
     MemoryFree(state.byteCounts);
